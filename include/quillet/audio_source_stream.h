@@ -1,0 +1,46 @@
+#pragma once
+
+/// @file
+/// Decoded audio by sample number.
+
+#include <quillet/source_stream.h>
+
+/// An audio stream decoded to PCM, each run of samples reachable by number. A sample is one sample frame: one value for
+/// each channel.
+class QUILLET_API AudioSourceStream : public virtual SourceStream, public virtual AudioOrVideoStream {
+ public:
+  /// Opens an audio stream with the backend that the caller names; see SourceStream::open().
+  static AudioSourceStream* open(const char* fileName, bool useDirectShow, int stream,
+                                 QuilletNotification* notification);
+
+  /// Opens an audio stream with Video for Windows or, when that fails, with DirectShow; see SourceStream::open().
+  static AudioSourceStream* open(const char* fileName, int stream, QuilletNotification* notification);
+
+  ~AudioSourceStream() override;
+
+  /// @return false: samples come decoded.
+  bool isRawData() override;
+
+  /// @return NULL: not a video stream. Leaves #lastError alone.
+  VIDEOINFOHEADER* videoInfo(VIDEOINFOHEADER& info) override;
+
+  /// Decodes a run of samples.
+  ///
+  /// @param first number of the first sample, from 0.
+  /// @param last number of the last sample, from `first` to duration() - 1.
+  /// @return `last` - `first` + 1 samples of format()->nBlockAlign bytes each, valid until the next call on this
+  /// stream;
+  ///     NULL on failure (vfw_error::parameterOutOfRange or ds_error::parameterOutOfRange for a run outside the
+  ///     stream).
+  virtual unsigned char* getSamples(long first, long last) = 0;
+
+  /// @return the format of the decoded samples, valid as long as the stream. When the stream is not open the format is
+  ///     empty and the code 1.
+  WAVEFORMATEX* format();
+
+ protected:
+  AudioSourceStream() = default;
+
+  /// Format of the decoded samples; filled by the backend's `open`.
+  WAVEFORMATEX waveFormat = {};
+};

@@ -1,0 +1,10 @@
+#pragma once
+
+/// @file
+/// Marks what the library exports. QUILLET_BUILDING is defined while the library itself is compiled.
+
+#ifdef QUILLET_BUILDING
+#define QUILLET_API __declspec(dllexport)
+#else
+#define QUILLET_API __declspec(dllimport)
+#endif

@@ -1,0 +1,16 @@
+#pragma once
+
+/// @file
+/// Everything that the Quillet library exports; the only header that a client needs to include.
+
+#include <quillet/audio_or_video_stream.h>
+#include <quillet/audio_source_stream.h>
+#include <quillet/error_codes.h>
+#include <quillet/media_container.h>
+#include <quillet/notification.h>
+#include <quillet/platform_formats.h>
+#include <quillet/raw_data_source_stream.h>
+#include <quillet/source_stream.h>
+#include <quillet/thread.h>
+#include <quillet/vfw_source_stream.h>
+#include <quillet/video_source_stream.h>

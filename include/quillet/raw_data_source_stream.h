@@ -1,0 +1,49 @@
+#pragma once
+
+/// @file
+/// Compressed samples by number.
+
+#include <quillet/source_stream.h>
+
+/// A stream of compressed samples exactly as the file stores them, for copying into another file without recompression.
+class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virtual AudioOrVideoStream {
+ public:
+  /// Opens the compressed samples of a stream with the backend that the caller names; see SourceStream::open().
+  /// @return NULL while neither backend reads compressed samples.
+  static RawDataSourceStream* open(const char* fileName, bool video, bool useDirectShow, int stream,
+                                   QuilletNotification* notification);
+
+  /// Opens the compressed samples of a stream with Video for Windows or, when that fails, with DirectShow.
+  static RawDataSourceStream* open(const char* fileName, bool video, int stream, QuilletNotification* notification);
+
+  ~RawDataSourceStream() override;
+
+  /// @return true.
+  bool isRawData() override;
+
+  /// Reads a compressed sample.
+  ///
+  /// @param sample wanted sample; receives the number of the sample delivered.
+  /// @param samples receives the number of stream samples that the data covers.
+  /// @param bytes receives the size of the data.
+  /// @param key true when only a key sample will do; receives whether the sample is one.
+  /// @return the data, valid until the next call on this stream; NULL on failure.
+  virtual unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) = 0;
+
+  /// @return the media type of the samples, valid as long as the stream. When the stream is not open the type is empty
+  ///     and the code 1.
+  AM_MEDIA_TYPE* format();
+
+  /// @return the number of the first key sample. When the stream is not open the code is 1 and the number stands for
+  ///     nothing.
+  long firstKeySample();
+
+ protected:
+  RawDataSourceStream() = default;
+
+  /// Media type of the samples, its format block owned; filled by the backend's `open`.
+  AM_MEDIA_TYPE mediaType = {};
+
+  /// Number of the first key sample; filled by the backend's `open`.
+  long keySample = 0;
+};

@@ -1,0 +1,78 @@
+#pragma once
+
+/// @file
+/// What every readable stream of a media file has.
+
+#include <quillet/audio_or_video_stream.h>
+#include <quillet/notification.h>
+#include <quillet/platform_formats.h>
+
+/// A readable stream: a length, a progress sink, and conversion between sample numbers and stream time.
+///
+/// Samples (frames, for video) are numbered from 0. Stream time is in milliseconds.
+class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
+ public:
+  /// Opens a decoded stream with the backend that the caller names.
+  ///
+  /// The calling thread must have called QuilletThread().
+  ///
+  /// @param fileName name of the media file, in the system's ANSI code page.
+  /// @param video true for a video stream, false for an audio stream.
+  /// @param useDirectShow true for DirectShow, false for Video for Windows.
+  /// @param stream number of the stream among the file's streams of that kind, from 0.
+  /// @param notification progress sink; may be NULL.
+  /// @return the stream, to be deleted by the caller, also when opening failed: then #lastError says why. NULL when no
+  ///     object could be made.
+  static SourceStream* open(const char* fileName, bool video, bool useDirectShow, int stream,
+                            QuilletNotification* notification);
+
+  /// Opens a decoded stream with Video for Windows or, when that fails, with DirectShow; otherwise as the form above.
+  static SourceStream* open(const char* fileName, bool video, int stream, QuilletNotification* notification);
+
+  ~SourceStream() override;
+
+  /// @return whether the stream delivers compressed samples (RawDataSourceStream) rather than decoded ones.
+  virtual bool isRawData() = 0;
+
+  /// Shows the backend's tuning dialog for this stream. The outcome is in #lastError: 0 after OK or Cancel.
+  /// Video for Windows streams have nothing to tune: vfw_error::noConfigurationDialog, a warning.
+  /// @param parentWindow the parent's HWND; may be NULL.
+  virtual void configure(void* parentWindow) = 0;
+
+  /// @param sample a sample number; a backend may move it to the sample that it found, with a warning code.
+  /// @return the time of that sample in milliseconds, -1.0 on failure.
+  virtual double StreamSampleToTime(long& sample) = 0;
+
+  /// @param time a stream time in milliseconds; a backend may move it to the time of the sample that it found, with a
+  ///     warning code.
+  /// @return the number of the sample at that time, -1 on failure.
+  virtual long StreamTimeToSample(double& time) = 0;
+
+  /// @return the stream's duration in milliseconds, -1.0 on failure.
+  virtual double msDuration() = 0;
+
+  /// Describes the stream as a DirectShow video format.
+  /// @param info receives the description.
+  /// @return `&info`, or NULL when the stream is not open or is not a video stream.
+  virtual VIDEOINFOHEADER* videoInfo(VIDEOINFOHEADER& info) = 0;
+
+  /// @return the stream's length in samples (frames, for video); -1 with code 1 when it is not open.
+  long duration();
+
+  /// Replaces the progress sink. Does not touch #lastError.
+  /// @param sink the new sink, not owned; may be NULL.
+  /// @return the sink that it replaces.
+  QuilletNotification* notify(QuilletNotification* sink);
+
+  /// @return the present progress sink. Does not touch #lastError.
+  QuilletNotification* notify();
+
+ protected:
+  SourceStream() = default;
+
+  /// Length in samples (frames, for video); filled by the backend's `open`.
+  long length = 0;
+
+  /// Progress sink; not owned.
+  QuilletNotification* notification = nullptr;
+};

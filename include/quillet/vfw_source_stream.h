@@ -1,0 +1,121 @@
+#pragma once
+
+/// @file
+/// The Video for Windows backend: its root, and its sources on AVIFile and the Audio Compression Manager.
+
+#include <quillet/audio_source_stream.h>
+#include <quillet/video_source_stream.h>
+
+/// Root of every Video for Windows object: where its messages lie and which of its codes (vfw_error) are fatal.
+class QUILLET_API VfWAudioOrVideoStream : public virtual AudioOrVideoStream {
+ public:
+  int maxLocalErrorCode() override;
+  int errorMessages_resourceBase() override;
+  bool local_ErrorIsFatal(int code) override;
+  ~VfWAudioOrVideoStream() override;
+  bool usesDirectShow() override;
+
+ protected:
+  VfWAudioOrVideoStream() = default;
+};
+
+/// A stream of a file that AVIFile can open. Times are AVIFile's: whole milliseconds.
+///
+/// The thread that calls must have called QuilletThread(). Every operation fails with code 1 while the stream is not
+/// open.
+class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual SourceStream {
+ public:
+  ~VfWSourceStream() override;
+
+  /// There is nothing to tune: sets the warning vfw_error::noConfigurationDialog.
+  void configure(void* parentWindow) override;
+
+  /// @return the time of `sample` in milliseconds; -1.0 with vfw_error::cannotConvertTime when AVIFile has none.
+  double StreamSampleToTime(long& sample) override;
+
+  /// @param time milliseconds, rounded to whole ones (halves up).
+  /// @return the sample at `time`; -1 with vfw_error::cannotConvertTime when AVIFile has none.
+  long StreamTimeToSample(double& time) override;
+
+  /// @return the time of the end of the stream in milliseconds; negative with vfw_error::undefinedStreamLength when
+  ///     AVIFile has none.
+  double msDuration() override;
+
+ protected:
+  VfWSourceStream() = default;
+
+  /// The open AVIFile stream.
+  struct Source;
+  Source* source = nullptr;
+};
+
+/// Video frames decoded by AVIFile's frame decompressor to 24-bit RGB.
+class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSourceStream {
+ public:
+  /// Opens a video stream through AVIFile.
+  ///
+  /// @param fileName name of the file, in the system's ANSI code page.
+  /// @param streamIndex number of the stream among the file's video streams, from 0.
+  /// @param notification progress sink, kept in the stream but not called; may be NULL.
+  /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::
+  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveStreamInfo, cannotRetrieveFormat, undefinedStreamLength
+  ///     or noDecompressor. NULL when no object could be made.
+  static VfWVideoSourceStream* open(const char* fileName, int streamIndex, QuilletNotification* notification);
+
+  ~VfWVideoSourceStream() override;
+
+  /// Finds the nearest non-empty frame at or before `frame`; when there is none, the next one with the warning
+  /// vfw_error::nextFrameReturned.
+  /// @return its number; -1 with vfw_error::parameterOutOfRange or noFrameFound.
+  long findFrame(long frame) override;
+
+  /// Decodes the frame that findFrame() finds.
+  /// @param frame frame number; receives the number of the frame found, -1 on failure.
+  /// @return the pixels, in the decompressor's own buffer, valid until the next call on this stream; NULL with one of
+  ///     findFrame()'s codes or vfw_error::cannotDecompress.
+  unsigned char* getFrameBits(long& frame) override;
+
+ private:
+  VfWVideoSourceStream() = default;
+  int openSource(const char* fileName, int streamIndex);
+
+  struct Decompressor;
+  Decompressor* decompressor = nullptr;
+};
+
+/// Audio samples in PCM: read as they are when the file holds PCM, else decompressed block by block by the Audio
+/// Compression Manager.
+///
+/// Runs that follow one another are decoded without a seek; any other run seeks to the block that holds it.
+class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSourceStream {
+ public:
+  /// Opens an audio stream through AVIFile.
+  ///
+  /// @param fileName name of the file, in the system's ANSI code page.
+  /// @param streamIndex number of the stream among the file's audio streams, from 0.
+  /// @param notification progress sink, kept in the stream but not called; may be NULL.
+  /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::
+  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveFormat, undefinedStreamLength, noPcmFormat or
+  ///     cannotInitializeDecompressor. NULL when no object could be made.
+  static VfWAudioSourceStream* open(const char* fileName, int streamIndex, QuilletNotification* notification);
+
+  ~VfWAudioSourceStream() override;
+
+  /// @return samples `first` to `last`, in the stream's own buffer, valid until the next call on this stream; NULL with
+  ///     vfw_error::parameterOutOfRange, notEnoughMemory, cannotSeek, errorReadingSamples or cannotDecompress. Samples
+  ///     that a compressed stream promises but does not hold repeat its last block.
+  unsigned char* getSamples(long first, long last) override;
+
+  /// Compressed audio: the exact time of a decoded sample, unchecked. PCM: as VfWSourceStream.
+  double StreamSampleToTime(long& sample) override;
+
+  /// Compressed audio: the decoded sample at `time`, rounded down and unchecked. PCM: as VfWSourceStream.
+  long StreamTimeToSample(double& time) override;
+
+ private:
+  VfWAudioSourceStream() = default;
+  int openSource(const char* fileName, int streamIndex);
+
+  struct Reader;
+  Reader* reader = nullptr;
+};

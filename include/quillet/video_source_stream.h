@@ -1,0 +1,59 @@
+#pragma once
+
+/// @file
+/// Decoded video by frame number.
+
+#include <quillet/source_stream.h>
+
+/// A video stream decoded to 24-bit RGB frames, each reachable by its number.
+class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtual AudioOrVideoStream {
+ public:
+  /// Opens a video stream with the backend that the caller names; see SourceStream::open().
+  static VideoSourceStream* open(const char* fileName, bool useDirectShow, int stream,
+                                 QuilletNotification* notification);
+
+  /// Opens a video stream with Video for Windows or, when that fails, with DirectShow; see SourceStream::open().
+  static VideoSourceStream* open(const char* fileName, int stream, QuilletNotification* notification);
+
+  ~VideoSourceStream() override;
+
+  /// @return false: frames come decoded.
+  bool isRawData() override;
+
+  /// Fills `info` with the format of the decoded frames, the time of a frame (100 ns units) and the bit rate of the
+  /// decoded stream (bits per second).
+  /// @return `&info`; NULL with code 1 when the stream is not open.
+  VIDEOINFOHEADER* videoInfo(VIDEOINFOHEADER& info) override;
+
+  /// Positions the stream on a frame.
+  ///
+  /// When the stream has no frame of that number, the nearest earlier one is found; when there is none, the next one,
+  /// with the warning vfw_error::nextFrameReturned or ds_error::nextFrameReturned.
+  ///
+  /// @param frame frame number, from 0 to duration() - 1.
+  /// @return the number of the frame found, -1 on failure (vfw_error::parameterOutOfRange or
+  ///     ds_error::parameterOutOfRange for a number outside the stream).
+  virtual long findFrame(long frame) = 0;
+
+  /// Decodes a frame, found as findFrame() finds it.
+  ///
+  /// @param frame frame number; receives the number of the frame delivered, -1 on failure.
+  /// @return the pixels in the layout of format(), valid until the next call on this stream; NULL on failure.
+  virtual unsigned char* getFrameBits(long& frame) = 0;
+
+  /// @return frames per second; -1.0 with code 1 when the stream is not open.
+  double frameRate();
+
+  /// @return the format of the decoded frames, valid as long as the stream. When the stream is not open the format is
+  ///     empty and the code 1.
+  BITMAPINFOHEADER* format();
+
+ protected:
+  VideoSourceStream() = default;
+
+  /// Frames per second; filled by the backend's `open`.
+  double rate = 0.0;
+
+  /// Format of the decoded frames; filled by the backend's `open`.
+  BITMAPINFOHEADER bitmapFormat = {};
+};

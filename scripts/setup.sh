@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# Installs what Quillet needs to be built and tested on Debian 12: cross compilers, Wine for 32-bit programs, GoogleTest's
+# sources and the codecs of the test media. Installs only what is missing; safe to run again.
+#
+#   scripts/setup.sh         what building, the demo and the tests need
+#   scripts/setup.sh --dev   also what checking the style and making the reference manual needs
+set -euo pipefail
+
+packages=(
+  cmake ninja-build                               # build
+  g++-mingw-w64-i686 g++-mingw-w64-x86-64         # cross compilers
+  googletest                                      # test framework (sources, cross-compiled with the tests)
+  wine wine32:i386                                # runs the programs
+  gstreamer1.0-plugins-base:i386                  # Wine's media decoders
+  gstreamer1.0-plugins-good:i386
+  gstreamer1.0-libav:i386
+  ffmpeg                                          # makes and checks test media
+)
+dev_packages=(clang-format clang-tidy doxygen graphviz)
+
+case "${1:-}" in
+  "") ;;
+  --dev) packages+=("${dev_packages[@]}") ;;
+  *) sed -n '2,6s/^# \{0,1\}//p' "$0"; exit 2 ;;
+esac
+
+is_installed() {
+  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+missing=()
+for package in "${packages[@]}"; do
+  is_installed "$package" || missing+=("$package")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  exit 0
+fi
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "setup: run as root, or install sudo" >&2; exit 1; }
+  as_root=(sudo)
+fi
+
+echo "setup: installing ${missing[*]}"
+if ! dpkg --print-foreign-architectures | grep -qx i386; then
+  echo "setup: adding the i386 architecture (Wine runs 32-bit programs)"
+  "${as_root[@]}" dpkg --add-architecture i386
+fi
+# A mirror in the middle of an update fails for one of its indexes only; the others are usable.
+"${as_root[@]}" apt-get -q update || echo "setup: some package indexes could not be fetched; trying with the others"
+
+install() {
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends "$@" install "${missing[@]}"
+}
+
+# When the security archive's i386 index lags behind amd64's, i386 libraries cannot be installed beside the newer amd64
+# ones. The main archive is always consistent: take every package from there, for this one call, stepping back where needed.
+if ! install --simulate >/dev/null 2>&1; then
+  echo "setup: the package indexes of amd64 and i386 are out of step; installing from the main archive alone"
+  preferences=$(mktemp)
+  trap 'rm -f "$preferences"' EXIT
+  chmod 644 "$preferences"
+  printf 'Package: *\nPin: release n=bookworm\nPin-Priority: 1001\n' >"$preferences"
+  install -o Dir::Etc::Preferences="$preferences" --allow-downgrades
+else
+  install
+fi

@@ -1,0 +1,76 @@
+// The static factories of the abstract classes: the one place where the abstract family meets both backends.
+
+#include <memory>
+
+#include <quillet/audio_source_stream.h>
+#include <quillet/raw_data_source_stream.h>
+#include <quillet/vfw_source_stream.h>
+#include <quillet/video_source_stream.h>
+
+namespace {
+
+/// Opens with Video for Windows and, when that has not given a usable stream, with DirectShow, whose result stands as
+/// it is. A warning leaves a usable stream.
+/// @param openWith opens the stream; its argument tells whether DirectShow is to do it.
+template <class Stream, class OpenWith>
+Stream* openWithEither(OpenWith openWith) {
+  std::unique_ptr<Stream> stream(openWith(false));
+  if (stream != nullptr && !stream->lastErrorIsFatal()) {
+    return stream.release();
+  }
+  stream.reset();
+  return openWith(true);
+}
+
+}  // namespace
+
+SourceStream* SourceStream::open(const char* fileName, bool video, bool useDirectShow, int stream,
+                                 QuilletNotification* notification) {
+  if (video) {
+    return VideoSourceStream::open(fileName, useDirectShow, stream, notification);
+  }
+  return AudioSourceStream::open(fileName, useDirectShow, stream, notification);
+}
+
+SourceStream* SourceStream::open(const char* fileName, bool video, int stream, QuilletNotification* notification) {
+  if (video) {
+    return VideoSourceStream::open(fileName, stream, notification);
+  }
+  return AudioSourceStream::open(fileName, stream, notification);
+}
+
+VideoSourceStream* VideoSourceStream::open(const char* fileName, bool useDirectShow, int stream,
+                                           QuilletNotification* notification) {
+  if (useDirectShow) {
+    return nullptr;  // The DirectShow backend does not exist yet.
+  }
+  return VfWVideoSourceStream::open(fileName, stream, notification);
+}
+
+VideoSourceStream* VideoSourceStream::open(const char* fileName, int stream, QuilletNotification* notification) {
+  return openWithEither<VideoSourceStream>(
+      [&](bool useDirectShow) { return open(fileName, useDirectShow, stream, notification); });
+}
+
+AudioSourceStream* AudioSourceStream::open(const char* fileName, bool useDirectShow, int stream,
+                                           QuilletNotification* notification) {
+  if (useDirectShow) {
+    return nullptr;  // The DirectShow backend does not exist yet.
+  }
+  return VfWAudioSourceStream::open(fileName, stream, notification);
+}
+
+AudioSourceStream* AudioSourceStream::open(const char* fileName, int stream, QuilletNotification* notification) {
+  return openWithEither<AudioSourceStream>(
+      [&](bool useDirectShow) { return open(fileName, useDirectShow, stream, notification); });
+}
+
+RawDataSourceStream* RawDataSourceStream::open(const char*, bool, bool, int, QuilletNotification*) {
+  return nullptr;  // Neither backend reads compressed samples yet.
+}
+
+RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video, int stream,
+                                               QuilletNotification* notification) {
+  return openWithEither<RawDataSourceStream>(
+      [&](bool useDirectShow) { return open(fileName, video, useDirectShow, stream, notification); });
+}

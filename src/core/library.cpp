@@ -1,0 +1,95 @@
+// The library as a module: what happens when it, and each thread, is attached and detached, and the per-thread set-up
+// of COM and AVIFile that the detach undoes.
+
+#include <windows.h>
+
+#include <objbase.h>
+#include <vfw.h>
+
+#include <quillet/thread.h>
+
+#include "core/module.h"
+
+namespace {
+
+HINSTANCE instance = nullptr;
+
+// Nonzero on a thread that has called QuilletThread. Never freed: threads may be detached after the process is.
+DWORD preparedSlot = TLS_OUT_OF_INDEXES;
+
+// Attached threads, for a debugger's eye. The loader calls DllMain under its lock, so it needs no other.
+LONG attachedThreads = 0;
+
+bool isThreadPrepared() {
+  return TlsGetValue(preparedSlot) != nullptr;
+}
+
+BOOL markThreadPrepared(bool prepared) {
+  return TlsSetValue(preparedSlot, prepared ? reinterpret_cast<void*>(1) : nullptr);
+}
+
+void attachThread() {
+  markThreadPrepared(false);
+  ++attachedThreads;
+}
+
+void detachThread() {
+  if (isThreadPrepared()) {
+    AVIFileExit();
+    CoUninitialize();
+  }
+  --attachedThreads;
+}
+
+}  // namespace
+
+namespace quillet {
+
+HINSTANCE moduleInstance() {
+  return instance;
+}
+
+}  // namespace quillet
+
+BOOL QuilletThread() {
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  AVIFileInit();
+  return markThreadPrepared(true);
+}
+
+void TemporaryApartmentThreading(bool singleThreaded) {
+  const bool prepared = isThreadPrepared();
+  if (prepared) {
+    AVIFileExit();
+    CoUninitialize();
+  }
+  // Without QuilletThread this initialisation is one more than the library undoes: it is the caller's.
+  if (singleThreaded) {
+    CoInitialize(nullptr);
+  } else {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  }
+  if (prepared) {
+    AVIFileInit();
+  }
+}
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      instance = module;
+      preparedSlot = TlsAlloc();
+      attachThread();
+      break;
+    case DLL_THREAD_ATTACH:
+      attachThread();
+      break;
+    case DLL_THREAD_DETACH:
+    case DLL_PROCESS_DETACH:
+      detachThread();
+      break;
+    default:
+      break;
+  }
+  return TRUE;
+}

@@ -1,0 +1,42 @@
+// Conversions between the library's counts: samples, milliseconds, units of 100 ns.
+
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace quillet {
+
+/// Units of 100 ns in a second.
+inline constexpr std::int64_t unitsPerSecond = 10'000'000;
+
+/// Milliseconds in a second.
+inline constexpr int msPerSecond = 1000;
+
+/// `value` without its fraction; the nearest end of Integer's range when it lies outside, 0 for no number.
+template <class Integer>
+Integer truncated(double value) {
+  using Limits = std::numeric_limits<Integer>;
+  if (std::isnan(value)) {
+    return 0;
+  }
+  // Both ends, and the upper one plus 1, are exact in a double or rounded outwards, so the comparisons are safe.
+  if (value >= static_cast<double>(Limits::max())) {
+    return Limits::max();
+  }
+  if (value <= static_cast<double>(Limits::min())) {
+    return Limits::min();
+  }
+  return static_cast<Integer>(value);
+}
+
+/// `value` without its fraction, plus 1 when the fraction is at least a half.
+template <class Integer>
+Integer roundedHalfUp(double value) {
+  const auto whole = truncated<Integer>(value);
+  const bool roundUp = value - static_cast<double>(whole) >= 0.5 && whole < std::numeric_limits<Integer>::max();
+  return roundUp ? whole + 1 : whole;
+}
+
+}  // namespace quillet

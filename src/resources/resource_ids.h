@@ -1,0 +1,10 @@
+// Ids of the library's resources, shared by the resource scripts and the code.
+
+#pragma once
+
+// First string of each block of messages: the message of code c is string first + c.
+#define IDS_DIRECTSHOW_ERRORS 100
+#define IDS_DIRECTSHOW_OUTPUT_ERRORS 300
+#define IDS_VFW_ERRORS 500
+#define IDS_VFW_OUTPUT_ERRORS 700
+#define IDS_MEDIA_CONTAINER_ERRORS 900
