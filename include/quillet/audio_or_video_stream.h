@@ -49,7 +49,7 @@ class QUILLET_API AudioOrVideoStream {
   bool resetLastError();
 
   /// @param code any code; those outside 0..208 and those that neither the backend nor the output files define are
-  /// fatal.
+  ///     fatal.
   /// @return whether `code` leaves this object unusable.
   bool Error_isFatal(int code);
 

@@ -29,8 +29,7 @@ class QUILLET_API AudioSourceStream : public virtual SourceStream, public virtua
   /// @param first number of the first sample, from 0.
   /// @param last number of the last sample, from `first` to duration() - 1.
   /// @return `last` - `first` + 1 samples of format()->nBlockAlign bytes each, valid until the next call on this
-  /// stream;
-  ///     NULL on failure (vfw_error::parameterOutOfRange or ds_error::parameterOutOfRange for a run outside the
+  ///     stream; NULL on failure (vfw_error::parameterOutOfRange or ds_error::parameterOutOfRange for a run outside the
   ///     stream).
   virtual unsigned char* getSamples(long first, long last) = 0;
 

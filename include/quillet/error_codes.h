@@ -6,17 +6,17 @@
 
 namespace quillet {
 
-/// The codes on which all backends agree.
 namespace common_error {
+/// The codes on which all backends agree.
 enum Code : int {
-  success = 0,
-  notOpened = 1,
-  notEnoughMemory = 2,
+  success = 0,          ///< The operation did what it was asked for.
+  notOpened = 1,        ///< The object's `open` or `create` failed.
+  notEnoughMemory = 2,  ///< An allocation failed.
 };
 }  // namespace common_error
 
-/// Codes of the DirectShow backend.
 namespace ds_error {
+/// Codes of the DirectShow backend.
 enum Code : int {
   success = 0,                      ///< "Success"
   notOpened = 1,                    ///< "Stream was not successfully opened"
@@ -98,8 +98,8 @@ enum Code : int {
 };
 }  // namespace ds_error
 
-/// Codes of the Video for Windows backend.
 namespace vfw_error {
+/// Codes of the Video for Windows backend.
 enum Code : int {
   success = 0,                   ///< "Success"
   notOpened = 1,                 ///< "Stream was not successfully opened"
@@ -147,8 +147,8 @@ enum Code : int {
 };
 }  // namespace vfw_error
 
-/// Codes of the output files, the same in both backends.
 namespace output_error {
+/// Codes of the output files, the same in both backends.
 enum Code : int {
   noVideoStream = 200,            ///< "No video stream" (not fatal)
   noAudioStream = 201,            ///< "No audio stream" (not fatal)

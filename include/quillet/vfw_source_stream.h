@@ -44,8 +44,9 @@ class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual
  protected:
   VfWSourceStream() = default;
 
-  /// The open AVIFile stream.
   struct Source;
+
+  /// The open AVIFile stream; owned.
   Source* source = nullptr;
 };
 

@@ -16,8 +16,7 @@ using LibraryThreadFunction = void (*)(void* argument);
 /// @param flags creation flags of the thread, 0 to run at once.
 /// @param threadId receives the thread's id; may be null.
 /// @return an event, signalled once `function` has ended or exitLibraryThread() was called: poll it, wait on it, close
-/// it
-///     with CloseHandle. Null when the thread could not be started.
+///     it with CloseHandle. Null when the thread could not be started.
 HANDLE startLibraryThread(LibraryThreadFunction function, unsigned stackSize, void* argument,
                           SECURITY_ATTRIBUTES* security, unsigned flags, unsigned* threadId);
 
