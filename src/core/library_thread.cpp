@@ -64,7 +64,7 @@ HANDLE startLibraryThread(LibraryThreadFunction function, unsigned stackSize, vo
   if (!thread) {
     return nullptr;
   }
-  start.release();  // The thread's from now on.
+  static_cast<void>(start.release());  // The thread's from now on.
   return finished.release();
 }
 

@@ -41,7 +41,7 @@ AcmReader::AcmReader(PAVISTREAM aviStream, std::vector<BYTE> sourceFormat)
     : aviStream(aviStream), sourceFormat(std::move(sourceFormat)) {}
 
 int AcmReader::open(WAVEFORMATEX& outputFormat) {
-  WAVEFORMATEX* const sourcePointer = reinterpret_cast<WAVEFORMATEX*>(sourceFormat.data());
+  auto* const sourcePointer = reinterpret_cast<WAVEFORMATEX*>(sourceFormat.data());
   outputFormat = {};
   outputFormat.wFormatTag = WAVE_FORMAT_PCM;
   outputFormat.nChannels = source().nChannels;

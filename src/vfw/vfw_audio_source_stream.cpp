@@ -61,7 +61,7 @@ int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
   if (const int error = source->open(fileName, streamtypeAUDIO, streamIndex)) {
     return error;
   }
-  PAVISTREAM const aviStream = source->aviStream.get();
+  IAVIStream* const aviStream = source->aviStream.get();
 
   std::vector<BYTE> format;
   if (const int error = source->readFormat(format, sizeof(PCMWAVEFORMAT), sizeof(WAVEFORMATEX))) {

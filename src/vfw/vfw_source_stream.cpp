@@ -94,7 +94,7 @@ double VfWSourceStream::msDuration() {
   if (!requireOpened()) {
     return -1.0;
   }
-  PAVISTREAM const aviStream = source->aviStream.get();
+  IAVIStream* const aviStream = source->aviStream.get();
   const LONG ms = AVIStreamSampleToTime(aviStream, AVIStreamStart(aviStream) + AVIStreamLength(aviStream));
   lastError = ms < 0 ? vfw_error::undefinedStreamLength : vfw_error::success;
   return ms;

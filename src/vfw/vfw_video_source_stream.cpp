@@ -50,7 +50,7 @@ int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
   if (const int error = source->open(fileName, streamtypeVIDEO, streamIndex)) {
     return error;
   }
-  PAVISTREAM const aviStream = source->aviStream.get();
+  IAVIStream* const aviStream = source->aviStream.get();
 
   AVISTREAMINFOA info = {};
   if (AVIStreamInfoA(aviStream, &info, sizeof info) != 0) {
@@ -81,7 +81,7 @@ long VfWVideoSourceStream::findFrame(long frame) {
     lastError = vfw_error::parameterOutOfRange;
     return -1;
   }
-  PAVISTREAM const aviStream = source->aviStream.get();
+  IAVIStream* const aviStream = source->aviStream.get();
   long found = AVIStreamFindSample(aviStream, frame, FIND_PREV | FIND_ANY);
   if (found != -1) {
     lastError = vfw_error::success;
