@@ -1,0 +1,39 @@
+// A command of the program, described once: the description serves the parser, the help and main's look-up.
+
+#pragma once
+
+#include <span>
+
+namespace quillet::cli {
+
+class CommandLine;
+
+/// What a command takes by position. All are required.
+struct Argument {
+  const char* name;
+  const char* help;
+};
+
+/// What a command takes by name, anywhere on its command line.
+struct Option {
+  const char* name;       ///< With its dashes: "--output".
+  const char* valueName;  ///< Null for a switch.
+  const char* help;
+  const char* shortName = nullptr;  ///< With its dash: "-o".
+  bool required = false;
+};
+
+struct Command {
+  const char* name;
+  const char* summary;
+  std::span<const Argument> arguments;
+  std::span<const Option> options;  ///< Without --help, which every command has.
+  void (*run)(const CommandLine& line);
+};
+
+extern const Command infoCommand;
+extern const Command frameCommand;
+extern const Command samplesCommand;
+extern const Command timeCommand;
+
+}  // namespace quillet::cli

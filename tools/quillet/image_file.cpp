@@ -1,0 +1,102 @@
+#include "image_file.h"
+
+#include <cstdlib>
+
+#include <wincodec.h>
+#include <wrl/client.h>
+
+#include "failure.h"
+#include "output_file.h"
+#include "text.h"
+
+using Microsoft::WRL::ComPtr;
+
+namespace quillet::cli {
+namespace {
+
+const GUID* containerOf(const std::filesystem::path& path) {
+  const std::wstring extension = path.extension().native();
+  if (_wcsicmp(extension.c_str(), L".png") == 0) {
+    return &GUID_ContainerFormatPng;
+  }
+  if (_wcsicmp(extension.c_str(), L".bmp") == 0) {
+    return &GUID_ContainerFormatBmp;
+  }
+  return nullptr;
+}
+
+/// Writes the rows from the top, each from where the DIB has it.
+HRESULT writeRows(IWICBitmapFrameEncode& frame, const BITMAPINFOHEADER& format, const unsigned char* bits) {
+  const LONG rows = std::abs(format.biHeight);
+  const UINT rowSize = (static_cast<UINT>(format.biWidth) * 3 + 3) & ~3U;
+  for (LONG row = 0; row < rows; ++row) {
+    const LONG dibRow = format.biHeight < 0 ? row : rows - 1 - row;
+    BYTE* const pixels = const_cast<BYTE*>(bits) + static_cast<std::size_t>(dibRow) * rowSize;  // Only read.
+    if (const HRESULT result = frame.WritePixels(1, rowSize, rowSize, pixels); FAILED(result)) {
+      return result;
+    }
+  }
+  return S_OK;
+}
+
+HRESULT encode(IWICImagingFactory& factory, IWICStream& file, const GUID& container, const BITMAPINFOHEADER& format,
+               const unsigned char* bits) {
+  ComPtr<IWICBitmapEncoder> encoder;
+  ComPtr<IWICBitmapFrameEncode> frame;
+  HRESULT result = factory.CreateEncoder(container, nullptr, &encoder);
+  if (SUCCEEDED(result)) {
+    result = encoder->Initialize(&file, WICBitmapEncoderNoCache);
+  }
+  if (SUCCEEDED(result)) {
+    result = encoder->CreateNewFrame(&frame, nullptr);
+  }
+  if (SUCCEEDED(result)) {
+    result = frame->Initialize(nullptr);
+  }
+  if (SUCCEEDED(result)) {
+    result = frame->SetSize(format.biWidth, std::abs(format.biHeight));
+  }
+  WICPixelFormatGUID pixelFormat = GUID_WICPixelFormat24bppBGR;
+  if (SUCCEEDED(result)) {
+    result = frame->SetPixelFormat(&pixelFormat);
+  }
+  // The encoder answers the nearest format that it has; the pixels are not converted.
+  if (SUCCEEDED(result) && !IsEqualGUID(pixelFormat, GUID_WICPixelFormat24bppBGR)) {
+    result = WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+  }
+  if (SUCCEEDED(result)) {
+    result = writeRows(*frame.Get(), format, bits);
+  }
+  if (SUCCEEDED(result)) {
+    result = frame->Commit();
+  }
+  return SUCCEEDED(result) ? encoder->Commit() : result;
+}
+
+}  // namespace
+
+void requireImageName(const std::filesystem::path& path) {
+  if (containerOf(path) == nullptr) {
+    throw wrongUsage("'" + displayName(path) + "' ends neither in .png nor in .bmp");
+  }
+}
+
+void writeImage(const std::filesystem::path& path, const BITMAPINFOHEADER& format, const unsigned char* bits) {
+  requireImageName(path);
+  const auto require = [&](HRESULT result) {
+    if (FAILED(result)) {
+      throw writeFailure(path, systemMessage(static_cast<DWORD>(result)));
+    }
+  };
+  ComPtr<IWICImagingFactory> factory;
+  require(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&factory)));
+  UnfinishedFile unfinished(path);
+  ComPtr<IWICStream> file;
+  require(factory->CreateStream(&file));
+  require(file->InitializeFromFilename(path.c_str(), GENERIC_WRITE));
+  unfinished.begin();
+  require(encode(*factory.Get(), *file.Get(), *containerOf(path), format, bits));
+  unfinished.finish();
+}
+
+}  // namespace quillet::cli

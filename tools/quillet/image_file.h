@@ -1,0 +1,18 @@
+// Images, written by the Windows Imaging Component.
+
+#pragma once
+
+#include <filesystem>
+
+#include <windows.h>
+
+namespace quillet::cli {
+
+/// Refuses, as wrong usage, a name that ends neither in .png nor in .bmp.
+void requireImageName(const std::filesystem::path& path);
+
+/// Writes 24-bit RGB pixels in the format that the name's ending tells.
+/// @param format of the pixels; bottom-up unless biHeight is negative.
+void writeImage(const std::filesystem::path& path, const BITMAPINFOHEADER& format, const unsigned char* bits);
+
+}  // namespace quillet::cli

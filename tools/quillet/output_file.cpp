@@ -1,0 +1,19 @@
+#include "output_file.h"
+
+#include <windows.h>
+
+#include "text.h"
+
+namespace quillet::cli {
+
+UnfinishedFile::~UnfinishedFile() {
+  if (isBegun) {
+    DeleteFileW(path.c_str());
+  }
+}
+
+Failure writeFailure(const std::filesystem::path& path, const std::string& reason) {
+  return Failure("cannot write '" + displayName(path) + "': " + reason);
+}
+
+}  // namespace quillet::cli

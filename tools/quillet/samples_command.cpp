@@ -1,0 +1,73 @@
+// quillet samples: a run of audio samples as a WAV file.
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+
+#include "command_line.h"
+#include "failure.h"
+#include "progress_line.h"
+#include "stream_access.h"
+#include "text.h"
+#include "wave_file.h"
+
+namespace quillet::cli {
+namespace {
+
+constexpr Argument arguments[] = {
+    fileArgument, {"FIRST", "number of the first sample, from 0"}, {"LAST", "number of the last sample, written too"}};
+constexpr Option outputOption = {"--output", "WAV", "file to write", "-o", true};
+constexpr Option options[] = {outputOption, streamOption, backendOption};
+
+constexpr long samplesPerChunk = 65536;
+
+const unsigned char* samplesOf(AudioSourceStream& stream, long first, long last) {
+  const unsigned char* const samples = stream.getSamples(first, last);
+  if (samples == nullptr) {
+    throw Failure("samples " + std::to_string(first) + " to " + std::to_string(last) + ": " + lastErrorText(stream));
+  }
+  return samples;
+}
+
+void copySamples(AudioSourceStream& stream, long first, long last, long sampleSize, WaveFile& output) {
+  ProgressLine progress("Writing samples");
+  bool hasWarned = false;
+  for (long next = first; next <= last;) {
+    const long count = std::min(samplesPerChunk, last - next + 1);
+    const unsigned char* const samples = samplesOf(stream, next, next + count - 1);
+    if (!hasWarned && stream.lastError != common_error::success) {
+      printWarning(stream);
+      hasWarned = true;
+    }
+    output.write(samples, count * sampleSize);
+    next += count;
+    progress.show(next - first, last - first + 1LL);
+  }
+}
+
+void run(const CommandLine& line) {
+  const long first = line.number("FIRST");
+  const long last = line.number("LAST");
+  if (last < first) {
+    throw wrongUsage("LAST is less than FIRST");
+  }
+  const MediaFile file(line);
+  const std::filesystem::path output = line.text(outputOption.name);
+
+  const auto stream = file.open<AudioSourceStream>(line);
+  const WAVEFORMATEX format = *stream->format();
+  if (first < 0 || last >= stream->duration()) {
+    samplesOf(*stream, first, last);  // The library's own refusal, before a file is touched.
+  }
+  const long long size = (last - first + 1LL) * format.nBlockAlign;
+  WaveFile wave(output, format, size);
+  copySamples(*stream, first, last, format.nBlockAlign, wave);
+  wave.finish();
+  std::printf("%s: samples %ld to %ld\n", displayName(output).c_str(), first, last);
+}
+
+}  // namespace
+
+const Command samplesCommand = {"samples", "Write a run of audio samples as a WAV file", arguments, options, run};
+
+}  // namespace quillet::cli

@@ -1,0 +1,115 @@
+#include "stream_access.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <type_traits>
+
+#include "command_line.h"
+#include "failure.h"
+#include "text.h"
+
+namespace quillet::cli {
+namespace {
+
+// In the order in which the library tries them.
+constexpr Backend allBackends[] = {Backend::videoForWindows, Backend::directShow};
+
+std::span<const Backend> chosenBackends(const CommandLine& line) {
+  const std::span<const Backend> all = allBackends;
+  const std::wstring choice = line.has(backendOption.name) ? line.text(backendOption.name) : L"auto";
+  if (choice == L"auto") {
+    return all;
+  }
+  if (choice == L"vfw") {
+    return all.first(1);
+  }
+  if (choice == L"ds") {
+    return all.last(1);
+  }
+  throw wrongUsage(std::string(backendOption.name) + ": '" + toUtf8(choice) + "' is none of vfw, ds, auto");
+}
+
+int chosenStream(const CommandLine& line) {
+  const long number = line.has(streamOption.name) ? line.number(streamOption.name) : 0;
+  if (number < 0) {
+    throw wrongUsage(std::string(streamOption.name) + ": streams are numbered from 0");
+  }
+  return static_cast<int>(number);
+}
+
+/// Whether opening failed at the stream itself rather than before the backend came to it. DirectShow has one code for
+/// "no such stream" and for "no decoder": the stream then counts as missing.
+bool failedAtStream(AudioOrVideoStream& stream) {
+  constexpr int beforeStream[] = {
+      ds_error::notEnoughMemory, ds_error::cannotOpenSourceFile, ds_error::cannotEnumeratePins,
+      ds_error::noGraphBuilder,  ds_error::noSampleGrabber,      ds_error::cannotAddFilter,
+      ds_error::noNullRenderer,  ds_error::cannotSetMediaType,   ds_error::cannotConnectFilters,
+  };
+  if (stream.usesDirectShow()) {
+    return std::ranges::find(beforeStream, stream.lastError) == std::end(beforeStream);
+  }
+  return stream.lastError != vfw_error::cannotOpenSourceFile && stream.lastError != vfw_error::notEnoughMemory;
+}
+
+}  // namespace
+
+MediaFile::MediaFile(const CommandLine& line)
+    : filePath(line.text(fileArgument.name)), libraryName(libraryFileName(filePath)), backends(chosenBackends(line)) {}
+
+template <class Stream>
+Opening<Stream> MediaFile::tryOpen(int number) const {
+  Opening<Stream> opening;
+  for (const Backend backend : backends) {
+    const bool directShow = backend == Backend::directShow;
+    std::unique_ptr<Stream> stream(Stream::open(libraryName.c_str(), directShow, number, nullptr));
+    if (stream != nullptr && !stream->lastErrorIsFatal()) {
+      return {std::move(stream), true, {}};
+    }
+    if (!opening.failure.empty()) {
+      opening.failure += "; ";
+    }
+    if (stream == nullptr) {
+      opening.failure += std::string(backendName(directShow)) + " backend: not available in this build";
+      continue;
+    }
+    opening.failure += lastErrorText(*stream);
+    opening.exists = opening.exists || failedAtStream(*stream);
+  }
+  return opening;
+}
+
+template <class Stream>
+std::unique_ptr<Stream> MediaFile::open(const CommandLine& line) const {
+  const int number = chosenStream(line);
+  Opening<Stream> opening = tryOpen<Stream>(number);
+  if (opening.stream == nullptr) {
+    const std::string kind = std::is_same_v<Stream, VideoSourceStream> ? "video" : "audio";
+    throw Failure("cannot open " + kind + " stream " + std::to_string(number) + " of '" + displayName(filePath) +
+                  "': " + opening.failure);
+  }
+  printWarning(*opening.stream);
+  return std::move(opening.stream);
+}
+
+template Opening<VideoSourceStream> MediaFile::tryOpen(int) const;
+template Opening<AudioSourceStream> MediaFile::tryOpen(int) const;
+template std::unique_ptr<VideoSourceStream> MediaFile::open(const CommandLine&) const;
+template std::unique_ptr<AudioSourceStream> MediaFile::open(const CommandLine&) const;
+
+const char* backendName(bool directShow) {
+  return directShow ? "DirectShow" : "Video for Windows";
+}
+
+std::string lastErrorText(AudioOrVideoStream& stream) {
+  const char* const message = stream.ErrorMessage(stream.lastError);
+  return (message != nullptr ? fromAnsi(message) : "Unknown error") + " (code " + std::to_string(stream.lastError) +
+         ", " + backendName(stream.usesDirectShow()) + ")";
+}
+
+void printWarning(AudioOrVideoStream& stream) {
+  if (stream.lastError != common_error::success) {
+    std::fprintf(stderr, "quillet: warning: %s\n", lastErrorText(stream).c_str());
+  }
+}
+
+}  // namespace quillet::cli

@@ -1,0 +1,63 @@
+// Opening the streams of a media file with the backend that the user chose, and telling why that failed.
+
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+
+#include <quillet/quillet.h>
+
+#include "command.h"
+
+namespace quillet::cli {
+
+class CommandLine;
+
+inline constexpr Argument fileArgument = {"FILE", "media file"};
+inline constexpr Option backendOption = {"--backend", "vfw|ds|auto",
+                                         "Video for Windows, DirectShow, or the first that can (default: auto)"};
+inline constexpr Option streamOption = {"--stream", "N", "number of the stream among those of its kind (default: 0)"};
+
+enum class Backend { videoForWindows, directShow };
+
+/// What came of opening a stream.
+template <class Stream>
+struct Opening {
+  std::unique_ptr<Stream> stream;  ///< Null when no backend could open it.
+  bool exists = false;             ///< Whether the file has the stream, as far as can be told.
+  std::string failure;             ///< Each backend's reason.
+};
+
+/// The FILE of a command line, with the user's choice of backend. `Stream` is VideoSourceStream or AudioSourceStream.
+class MediaFile {
+ public:
+  explicit MediaFile(const CommandLine& line);
+
+  const std::filesystem::path& path() const { return filePath; }
+
+  template <class Stream>
+  Opening<Stream> tryOpen(int number) const;
+
+  /// Opens the stream that the user chose, with a warning printed when the library has one.
+  template <class Stream>
+  std::unique_ptr<Stream> open(const CommandLine& line) const;
+
+ private:
+  std::filesystem::path filePath;
+  std::string libraryName;
+  std::span<const Backend> backends;
+};
+
+/// The user's name of the backend.
+const char* backendName(bool directShow);
+
+/// The library's text for the stream's last error, with its code and backend. To be read right after the operation that
+/// failed: the next one sets the error anew.
+std::string lastErrorText(AudioOrVideoStream& stream);
+
+/// Prints the stream's last error when it is a warning that came with a result. To be called right after the operation.
+void printWarning(AudioOrVideoStream& stream);
+
+}  // namespace quillet::cli

@@ -1,0 +1,89 @@
+#include "text.h"
+
+#include <cstdio>
+#include <cwctype>
+#include <memory>
+#include <optional>
+
+#include "failure.h"
+
+namespace quillet::cli {
+namespace {
+
+std::string toMultiByte(UINT codePage, DWORD flags, std::wstring_view text, BOOL* usedDefault) {
+  const int length = static_cast<int>(text.size());
+  const int size = WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+  std::string bytes(size, '\0');
+  WideCharToMultiByte(codePage, flags, text.data(), length, bytes.data(), size, nullptr, usedDefault);
+  return bytes;
+}
+
+/// @return nothing when the code page lacks a letter of the text.
+std::optional<std::string> toAnsi(std::wstring_view text) {
+  if (GetACP() == CP_UTF8) {
+    return toUtf8(text);  // Has every letter; the conversion then refuses the flag and the question.
+  }
+  BOOL usedDefault = FALSE;
+  std::string bytes = toMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, text, &usedDefault);
+  if (usedDefault) {
+    return std::nullopt;
+  }
+  return bytes;
+}
+
+/// @return an empty name, with GetLastError() set, when there is none.
+std::wstring shortName(const std::filesystem::path& path) {
+  std::wstring name(GetShortPathNameW(path.c_str(), nullptr, 0), L'\0');
+  name.resize(GetShortPathNameW(path.c_str(), name.data(), static_cast<DWORD>(name.size())));
+  return name;
+}
+
+}  // namespace
+
+std::string toUtf8(std::wstring_view text) {
+  return toMultiByte(CP_UTF8, 0, text, nullptr);
+}
+
+std::string displayName(const std::filesystem::path& path) {
+  return toUtf8(path.native());
+}
+
+std::string fromAnsi(const char* text) {
+  std::wstring wide(MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0), L'\0');
+  MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), static_cast<int>(wide.size()));
+  return toUtf8(wide.c_str());
+}
+
+std::string libraryFileName(const std::filesystem::path& path) {
+  if (const auto name = toAnsi(path.native())) {
+    return *name;
+  }
+  const std::wstring name = shortName(path);
+  if (name.empty()) {
+    throw Failure("cannot open '" + displayName(path) + "': " + systemMessage(GetLastError()));
+  }
+  const auto ansiName = toAnsi(name);
+  if (!ansiName) {
+    throw Failure("cannot open '" + displayName(path) +
+                  "': the system's ANSI code page lacks letters of the name, and the file has no short name");
+  }
+  return *ansiName;
+}
+
+std::string systemMessage(DWORD code) {
+  wchar_t buffer[512];
+  DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, buffer,
+                                std::size(buffer), nullptr);
+  // The texts end with a full stop and a line break.
+  while (length > 0 && (std::iswspace(buffer[length - 1]) || buffer[length - 1] == L'.')) {
+    --length;
+  }
+  char number[16];
+  std::snprintf(number, sizeof number, "0x%lX", code);
+  if (length == 0) {
+    return std::string("error ") + number;
+  }
+  return toUtf8(std::wstring_view(buffer, length)) + " (" + number + ")";
+}
+
+}  // namespace quillet::cli
