@@ -1,0 +1,167 @@
+#include "support/avi_builder.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quillet::test {
+namespace {
+
+void append(Bytes& bytes, const Bytes& more) {
+  bytes.insert(bytes.end(), more.begin(), more.end());
+}
+
+/// Appends a chunk, padded to an even size.
+void appendChunk(Bytes& bytes, DWORD id, const Bytes& data) {
+  append(bytes, bytesOf(id));
+  append(bytes, bytesOf(static_cast<DWORD>(data.size())));
+  append(bytes, data);
+  if (data.size() % 2 != 0) {
+    bytes.push_back(0);
+  }
+}
+
+/// Appends a list, or with the id RIFF a form.
+void appendList(Bytes& bytes, DWORD id, DWORD type, const Bytes& content) {
+  Bytes data = bytesOf(type);
+  append(data, content);
+  appendChunk(bytes, id, data);
+}
+
+DWORD chunkId(const AviStream& stream, std::size_t number) {
+  return MAKEAVICKID(stream.header.type == streamtypeAUDIO ? cktypeWAVEbytes : cktypeDIBbits, number);
+}
+
+std::size_t largestChunk(const std::vector<AviChunk>& chunks) {
+  std::size_t largest = 0;
+  for (const AviChunk& chunk : chunks) {
+    largest = std::max(largest, chunk.data.size());
+  }
+  return largest;
+}
+
+}  // namespace
+
+Bytes AviFile::build() const {
+  Bytes headers;
+  appendChunk(headers, ckidAVIMAINHDR, bytesOf(header));
+  std::size_t longest = 0;
+  for (const AviStream& stream : streams) {
+    Bytes strl;
+    appendChunk(strl, ckidSTREAMHEADER, bytesOf(stream.header));
+    appendChunk(strl, ckidSTREAMFORMAT, stream.format);
+    appendList(headers, FOURCC_LIST, listtypeSTREAMHEADER, strl);
+    longest = std::max(longest, stream.chunks.size());
+  }
+
+  Bytes movie;
+  Bytes index;
+  for (std::size_t i = 0; i < longest; ++i) {
+    for (std::size_t number = 0; number < streams.size(); ++number) {
+      const AviStream& stream = streams[number];
+      if (i >= stream.chunks.size()) {
+        continue;
+      }
+      const AviChunk& chunk = stream.chunks[i];
+      const DWORD id = chunkId(stream, number);
+      constexpr DWORD listTypeSize = 4;  // Offsets count from the type of the list.
+      const AVIINDEXENTRY entry = {id, chunk.isKey ? DWORD{AVIIF_KEYFRAME} : 0,
+                                   static_cast<DWORD>(movie.size()) + listTypeSize,
+                                   static_cast<DWORD>(chunk.data.size())};
+      append(index, bytesOf(entry));
+      appendChunk(movie, id, chunk.data);
+    }
+  }
+
+  Bytes content;
+  appendList(content, FOURCC_LIST, listtypeAVIHEADER, headers);
+  appendList(content, FOURCC_LIST, listtypeAVIMOVIE, movie);
+  appendChunk(content, ckidAVINEWINDEX, index);
+  Bytes file;
+  appendList(file, FOURCC_RIFF, formtypeAVI, content);
+  return file;
+}
+
+AviStream videoStream(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<AviChunk> chunks) {
+  AviStream stream;
+  stream.header.type = streamtypeVIDEO;
+  stream.header.handler = format.biCompression;
+  stream.header.scale = scale;
+  stream.header.rate = rate;
+  stream.header.length = static_cast<DWORD>(chunks.size());
+  stream.header.suggestedBufferSize = static_cast<DWORD>(largestChunk(chunks));
+  stream.header.quality = static_cast<DWORD>(-1);
+  stream.header.right = static_cast<SHORT>(format.biWidth);
+  stream.header.bottom = static_cast<SHORT>(format.biHeight);
+  stream.format = bytesOf(format);
+  stream.chunks = std::move(chunks);
+  return stream;
+}
+
+AviStream audioStream(const Bytes& format, std::vector<AviChunk> chunks) {
+  const auto& wave = *reinterpret_cast<const PCMWAVEFORMAT*>(format.data());
+  std::size_t size = 0;
+  for (const AviChunk& chunk : chunks) {
+    size += chunk.data.size();
+  }
+  AviStream stream;
+  stream.header.type = streamtypeAUDIO;
+  stream.header.scale = wave.wf.nBlockAlign;
+  stream.header.rate = wave.wf.nAvgBytesPerSec;
+  stream.header.length = static_cast<DWORD>(size / wave.wf.nBlockAlign);
+  stream.header.suggestedBufferSize = static_cast<DWORD>(largestChunk(chunks));
+  stream.header.quality = static_cast<DWORD>(-1);
+  stream.header.sampleSize = wave.wf.nBlockAlign;
+  stream.format = format;
+  stream.chunks = std::move(chunks);
+  return stream;
+}
+
+AviFile aviFile(std::vector<AviStream> streams) {
+  AviFile file;
+  file.header.dwFlags = AVIF_HASINDEX | AVIF_ISINTERLEAVED;
+  file.header.dwStreams = static_cast<DWORD>(streams.size());
+  for (const AviStream& stream : streams) {
+    if (stream.header.type == streamtypeVIDEO) {
+      file.header.dwMicroSecPerFrame = static_cast<DWORD>(1000000ULL * stream.header.scale / stream.header.rate);
+      file.header.dwTotalFrames = stream.header.length;
+      file.header.dwWidth = stream.header.right;
+      file.header.dwHeight = stream.header.bottom;
+    }
+  }
+  file.streams = std::move(streams);
+  return file;
+}
+
+BITMAPINFOHEADER rgb24Format(LONG width, LONG height) {
+  BITMAPINFOHEADER format = {};
+  format.biSize = sizeof format;
+  format.biWidth = width;
+  format.biHeight = height;
+  format.biPlanes = 1;
+  format.biBitCount = 24;
+  format.biCompression = BI_RGB;
+  format.biSizeImage = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);
+  return format;
+}
+
+WAVEFORMATEX pcmFormat(DWORD samplesPerSecond, WORD channels, WORD bitsPerSample) {
+  WAVEFORMATEX format = {};
+  format.wFormatTag = WAVE_FORMAT_PCM;
+  format.nChannels = channels;
+  format.nSamplesPerSec = samplesPerSecond;
+  format.nBlockAlign = static_cast<WORD>(channels * bitsPerSample / 8);
+  format.nAvgBytesPerSec = samplesPerSecond * format.nBlockAlign;
+  format.wBitsPerSample = bitsPerSample;
+  return format;
+}
+
+Bytes wavFile(const Bytes& format, const Bytes& data) {
+  Bytes content;
+  appendChunk(content, mmioFOURCC('f', 'm', 't', ' '), format);
+  appendChunk(content, mmioFOURCC('d', 'a', 't', 'a'), data);
+  Bytes file;
+  appendList(file, FOURCC_RIFF, mmioFOURCC('W', 'A', 'V', 'E'), content);
+  return file;
+}
+
+}  // namespace quillet::test

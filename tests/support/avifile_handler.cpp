@@ -1,0 +1,181 @@
+#include "support/avifile_handler.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+// The header declares the interfaces without ids, and its IID_ constants are import thunks.
+__CRT_UUID_DECL(IAVIFile, 0x00020020, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46)
+__CRT_UUID_DECL(IAVIStream, 0x00020021, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46)
+
+namespace quillet::test {
+namespace {
+
+constexpr CLSID aviFileHandlerClass = {0x00020000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
+class StreamObject : public ComObject<IAVIStream> {
+ public:
+  StreamObject(std::shared_ptr<Script> script, std::size_t number) : script(std::move(script)), number(number) {}
+
+  STDMETHODIMP Create(LPARAM, LPARAM) override { return AVIERR_UNSUPPORTED; }
+
+  STDMETHODIMP Info(AVISTREAMINFOW* info, LONG size) override {
+    if (!stream().hasInfo) {
+      return AVIERR_ERROR;
+    }
+    std::memcpy(info, &stream().info, std::min<std::size_t>(size, sizeof *info));
+    return S_OK;
+  }
+
+  STDMETHODIMP_(LONG) FindSample(LONG position, LONG flags) override {
+    script->calls.push_back({StreamCall::findSample, position, 0});
+    if (!stream().canSeek) {
+      return -1;
+    }
+    const LONG step = flags & FIND_NEXT ? 1 : -1;
+    for (LONG i = position; i >= 0 && i < count(); i += step) {
+      if (!stream().samples[i].empty() && !(flags & FIND_KEY && stream().deltas.contains(i))) {
+        return i;
+      }
+    }
+    return -1;
+  }
+
+  STDMETHODIMP ReadFormat(LONG, void* format, LONG* size) override {
+    if (!stream().hasFormat) {
+      return AVIERR_ERROR;
+    }
+    const auto whole = static_cast<LONG>(stream().format.size());
+    if (format != nullptr) {
+      std::memcpy(format, stream().format.data(), std::min(*size, whole));
+    }
+    *size = whole;
+    return S_OK;
+  }
+
+  STDMETHODIMP Read(LONG start, LONG samples, void* buffer, LONG size, LONG* bytesRead, LONG* samplesRead) override {
+    script->calls.push_back({StreamCall::read, start, samples});
+    const LONG wanted = std::min(samples, stream().samplesPerRead);
+    LONG bytes = 0;
+    LONG done = 0;
+    for (; done < wanted && start + done < count(); ++done) {
+      const Bytes& sample = stream().samples[start + done];
+      const auto sampleSize = static_cast<LONG>(sample.size());
+      if (stream().unreadable.contains(start + done)) {
+        return AVIERR_FILEREAD;
+      }
+      if (buffer != nullptr && bytes + sampleSize > size) {
+        break;
+      }
+      if (buffer != nullptr) {
+        std::copy(sample.begin(), sample.end(), static_cast<BYTE*>(buffer) + bytes);
+      }
+      bytes += sampleSize;
+    }
+    if (bytesRead != nullptr) {
+      *bytesRead = bytes;
+    }
+    if (samplesRead != nullptr) {
+      *samplesRead = done;
+    }
+    return done == 0 && start < count() ? AVIERR_BUFFERTOOSMALL : S_OK;
+  }
+
+  STDMETHODIMP SetFormat(LONG, void*, LONG) override { return AVIERR_READONLY; }
+  STDMETHODIMP Write(LONG, LONG, void*, LONG, DWORD, LONG*, LONG*) override { return AVIERR_READONLY; }
+  STDMETHODIMP Delete(LONG, LONG) override { return AVIERR_READONLY; }
+  STDMETHODIMP ReadData(DWORD, void*, LONG*) override { return AVIERR_NODATA; }
+  STDMETHODIMP WriteData(DWORD, void*, LONG) override { return AVIERR_READONLY; }
+  STDMETHODIMP SetInfo(AVISTREAMINFOW*, LONG) override { return AVIERR_READONLY; }
+
+ private:
+  ScriptedStream& stream() { return script->streams[number]; }
+  LONG count() { return static_cast<LONG>(stream().samples.size()); }
+
+  std::shared_ptr<Script> script;
+  std::size_t number;
+};
+
+class FileObject : public ComObject<IAVIFile, IPersistFile> {
+ public:
+  explicit FileObject(std::shared_ptr<Script> script) : script(std::move(script)) {}
+
+  STDMETHODIMP Info(AVIFILEINFOW* info, LONG) override {
+    *info = {};
+    info->dwStreams = static_cast<DWORD>(script->streams.size());
+    return S_OK;
+  }
+
+  STDMETHODIMP GetStream(PAVISTREAM* stream, DWORD type, LONG index) override {
+    for (std::size_t number = 0; number < script->streams.size(); ++number) {
+      const bool isOfType = type == 0 || script->streams[number].info.fccType == type;
+      if (isOfType && index-- == 0) {
+        *stream = makeCom<StreamObject>(script, number).Detach();
+        return S_OK;
+      }
+    }
+    return AVIERR_NODATA;
+  }
+
+  STDMETHODIMP CreateStream(PAVISTREAM*, AVISTREAMINFOW*) override { return AVIERR_READONLY; }
+  STDMETHODIMP WriteData(DWORD, void*, LONG) override { return AVIERR_READONLY; }
+  STDMETHODIMP ReadData(DWORD, void*, LONG*) override { return AVIERR_NODATA; }
+  STDMETHODIMP EndRecord() override { return AVIERR_READONLY; }
+  STDMETHODIMP DeleteStream(DWORD, LONG) override { return AVIERR_READONLY; }
+
+  STDMETHODIMP GetClassID(CLSID* clsid) override {
+    *clsid = aviFileHandlerClass;
+    return S_OK;
+  }
+  STDMETHODIMP IsDirty() override { return S_FALSE; }
+  STDMETHODIMP Load(LPCOLESTR, DWORD) override { return S_OK; }
+  STDMETHODIMP Save(LPCOLESTR, BOOL) override { return E_NOTIMPL; }
+  STDMETHODIMP SaveCompleted(LPCOLESTR) override { return E_NOTIMPL; }
+  STDMETHODIMP GetCurFile(LPOLESTR*) override { return E_NOTIMPL; }
+
+ private:
+  std::shared_ptr<Script> script;
+};
+
+}  // namespace
+
+ScriptedStream scriptedVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames) {
+  ScriptedStream stream;
+  stream.info.fccType = streamtypeVIDEO;
+  stream.info.fccHandler = format.biCompression;
+  stream.info.dwRate = rate;
+  stream.info.dwScale = scale;
+  stream.info.dwLength = static_cast<DWORD>(frames.size());
+  stream.info.dwSuggestedBufferSize = format.biSizeImage;
+  stream.info.rcFrame = {0, 0, format.biWidth, format.biHeight};
+  const auto* const first = reinterpret_cast<const std::uint8_t*>(&format);
+  stream.format.assign(first, first + sizeof format);
+  stream.samples = std::move(frames);
+  return stream;
+}
+
+ScriptedStream scriptedAudio(const Bytes& format, DWORD rate, DWORD scale, std::vector<Bytes> blocks) {
+  const auto& wave = *reinterpret_cast<const WAVEFORMAT*>(format.data());
+  ScriptedStream stream;
+  stream.info.fccType = streamtypeAUDIO;
+  stream.info.dwRate = rate;
+  stream.info.dwScale = scale;
+  stream.info.dwLength = static_cast<DWORD>(blocks.size());
+  stream.info.dwSampleSize = wave.nBlockAlign;
+  stream.info.dwSuggestedBufferSize = wave.nAvgBytesPerSec;
+  stream.format = format;
+  stream.samples = std::move(blocks);
+  return stream;
+}
+
+int Script::count(StreamCall::Kind kind) const {
+  return static_cast<int>(
+      std::count_if(calls.begin(), calls.end(), [kind](const StreamCall& call) { return call.kind == kind; }));
+}
+
+AviFileHandler::AviFileHandler(std::shared_ptr<Script> script)
+    : handler(aviFileHandlerClass, [script = std::move(script)](REFIID iid, void** object) {
+        return makeCom<FileObject>(script)->QueryInterface(iid, object);
+      }) {}
+
+}  // namespace quillet::test

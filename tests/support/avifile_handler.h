@@ -1,0 +1,63 @@
+// A handler of .avi files that plays a script instead of reading a file, behind the real AVIFile functions.
+
+#pragma once
+
+#include <limits>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include <windows.h>
+
+#include <vfw.h>
+
+#include "support/com_object.h"
+#include "support/temp_file.h"
+
+namespace quillet::test {
+
+/// What a stream answers.
+struct ScriptedStream {
+  AVISTREAMINFOW info = {};  // The length is that of `samples` unless the test changes it.
+  Bytes format;
+  std::vector<Bytes> samples;  // By number; an empty one is a dropped frame.
+  std::set<long> deltas;       // Samples that are no key samples.
+  std::set<long> unreadable;   // A read that touches one of them fails.
+  long samplesPerRead = std::numeric_limits<long>::max();
+  bool hasInfo = true;  // Otherwise the stream refuses to tell its info.
+  bool hasFormat = true;
+  bool canSeek = true;  // Otherwise it finds no sample.
+};
+
+ScriptedStream scriptedVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames);
+
+/// @param format a WAVEFORMATEX with what belongs to it.
+/// @param blocks all of the format's nBlockAlign bytes.
+/// @param rate blocks in `scale` seconds.
+ScriptedStream scriptedAudio(const Bytes& format, DWORD rate, DWORD scale, std::vector<Bytes> blocks);
+
+/// A call that reached a stream.
+struct StreamCall {
+  enum Kind { findSample, read };
+  Kind kind;
+  long position;
+  long count;  // Samples that a read asks for.
+};
+
+struct Script {
+  std::vector<ScriptedStream> streams;
+  std::vector<StreamCall> calls;
+
+  int count(StreamCall::Kind kind) const;
+};
+
+/// While it lives, every .avi file that is opened plays `script`.
+class AviFileHandler {
+ public:
+  explicit AviFileHandler(std::shared_ptr<Script> script);
+
+ private:
+  ClassObjectOverride handler;
+};
+
+}  // namespace quillet::test

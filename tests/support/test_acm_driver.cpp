@@ -1,0 +1,206 @@
+#include "support/test_acm_driver.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "support/avi_builder.h"
+
+namespace quillet::test {
+namespace {
+
+// The driver side of the ACM, for which there is no header.
+
+constexpr UINT driverDetails = 0x6000 + 10;
+constexpr UINT formatTagDetails = 0x6000 + 25;
+constexpr UINT formatSuggest = 0x6000 + 27;
+constexpr UINT streamOpen = 0x6000 + 76;
+constexpr UINT streamClose = 0x6000 + 77;
+constexpr UINT streamSize = 0x6000 + 78;
+constexpr UINT streamConvert = 0x6000 + 79;
+
+struct FormatSuggest {
+  DWORD size;
+  DWORD flags;
+  const WAVEFORMATEX* source;
+  DWORD sourceSize;
+  WAVEFORMATEX* destination;
+  DWORD destinationSize;
+};
+
+struct StreamInstance {
+  DWORD size;
+  const WAVEFORMATEX* source;
+  const WAVEFORMATEX* destination;
+};
+
+struct StreamSize {
+  DWORD size;
+  DWORD flags;
+  DWORD sourceBytes;
+  DWORD destinationBytes;
+};
+
+struct StreamHeader {
+  DWORD size;
+  DWORD status;
+  DWORD_PTR user;
+  const BYTE* source;
+  DWORD sourceBytes;
+  DWORD sourceBytesUsed;
+  DWORD_PTR sourceUser;
+  BYTE* destination;
+  DWORD destinationBytes;
+  DWORD destinationBytesUsed;
+  DWORD_PTR destinationUser;
+  DWORD flags;
+};
+
+struct Block {
+  WORD samples;
+  WORD firstValue;
+};
+static_assert(sizeof(Block) == TestAcmDriver::blockSize);
+
+constexpr WORD badBlockMark = 0xFFFF;
+constexpr DWORD formatTags[] = {WAVE_FORMAT_PCM, TestAcmDriver::formatTag};
+
+// The one driver that lives.
+TestAcmDriver* installed = nullptr;
+
+LRESULT describeDriver(ACMDRIVERDETAILSW& details) {
+  const DWORD size = details.cbStruct;
+  details = {};
+  details.cbStruct = size;
+  details.fccType = ACMDRIVERDETAILS_FCCTYPE_AUDIOCODEC;
+  details.fdwSupport = ACMDRIVERDETAILS_SUPPORTF_CODEC;
+  details.cFormatTags = 2;
+  return MMSYSERR_NOERROR;
+}
+
+LRESULT describeTag(ACMFORMATTAGDETAILSW& details, DWORD flags) {
+  const DWORD* tag = std::end(formatTags);
+  switch (flags & ACM_FORMATTAGDETAILSF_QUERYMASK) {
+    case ACM_FORMATTAGDETAILSF_INDEX:
+      tag = std::begin(formatTags) + std::min<DWORD>(details.dwFormatTagIndex, 2);
+      break;
+    case ACM_FORMATTAGDETAILSF_FORMATTAG:
+      tag = std::find(std::begin(formatTags), std::end(formatTags), details.dwFormatTag);
+      break;
+    default:
+      break;
+  }
+  if (tag == std::end(formatTags)) {
+    return ACMERR_NOTPOSSIBLE;
+  }
+  details.dwFormatTagIndex = static_cast<DWORD>(tag - std::begin(formatTags));
+  details.dwFormatTag = *tag;
+  details.cbFormatSize = sizeof(WAVEFORMATEX);
+  details.fdwSupport = ACMDRIVERDETAILS_SUPPORTF_CODEC;
+  details.cStandardFormats = 0;
+  return MMSYSERR_NOERROR;
+}
+
+LRESULT suggest(const FormatSuggest& request) {
+  if (request.source->wFormatTag != TestAcmDriver::formatTag) {
+    return ACMERR_NOTPOSSIBLE;
+  }
+  *request.destination = pcmFormat(request.source->nSamplesPerSec, request.source->nChannels, 16);
+  return MMSYSERR_NOERROR;
+}
+
+LRESULT open(const StreamInstance& stream) {
+  const bool isDecompression =
+      stream.source->wFormatTag == TestAcmDriver::formatTag && stream.destination->wFormatTag == WAVE_FORMAT_PCM;
+  return isDecompression ? LRESULT{MMSYSERR_NOERROR} : ACMERR_NOTPOSSIBLE;
+}
+
+LRESULT measure(const StreamInstance& stream, StreamSize& size) {
+  if (size.flags != ACM_STREAMSIZEF_SOURCE) {
+    return MMSYSERR_NOTSUPPORTED;
+  }
+  size.destinationBytes = size.sourceBytes / TestAcmDriver::blockSize * TestAcmDriver::mostSamplesPerBlock *
+                          stream.destination->nBlockAlign;
+  return MMSYSERR_NOERROR;
+}
+
+LRESULT convert(const StreamInstance& stream, StreamHeader& header) {
+  const Block block = *reinterpret_cast<const Block*>(header.source);
+  const WORD channels = stream.destination->nChannels;
+  if (header.flags & ACM_STREAMCONVERTF_START) {
+    ++installed->starts;
+  }
+  installed->converted.push_back(block.firstValue);
+  if (block.samples == badBlockMark) {
+    return ACMERR_NOTPOSSIBLE;
+  }
+  auto* value = reinterpret_cast<WORD*>(header.destination);
+  for (WORD i = 0; i < block.samples; ++i) {
+    value = std::fill_n(value, channels, static_cast<WORD>(block.firstValue + i));
+  }
+  header.sourceBytesUsed = TestAcmDriver::blockSize;
+  header.destinationBytesUsed = block.samples * stream.destination->nBlockAlign;
+  return MMSYSERR_NOERROR;
+}
+
+}  // namespace
+
+LRESULT CALLBACK TestAcmDriver::driver(DWORD_PTR, HDRVR, UINT message, LPARAM first, LPARAM second) {
+  switch (message) {
+    case DRV_LOAD:
+    case DRV_ENABLE:
+    case DRV_OPEN:
+    case DRV_CLOSE:
+    case DRV_DISABLE:
+    case DRV_FREE:
+      return TRUE;
+    case driverDetails:
+      return describeDriver(*reinterpret_cast<ACMDRIVERDETAILSW*>(first));
+    case formatTagDetails:
+      return describeTag(*reinterpret_cast<ACMFORMATTAGDETAILSW*>(first), static_cast<DWORD>(second));
+    case formatSuggest:
+      return suggest(*reinterpret_cast<const FormatSuggest*>(first));
+    case streamOpen:
+      return open(*reinterpret_cast<const StreamInstance*>(first));
+    case streamClose:
+      return MMSYSERR_NOERROR;
+    case streamSize:
+      return measure(*reinterpret_cast<const StreamInstance*>(first), *reinterpret_cast<StreamSize*>(second));
+    case streamConvert:
+      return convert(*reinterpret_cast<const StreamInstance*>(first), *reinterpret_cast<StreamHeader*>(second));
+    default:
+      return MMSYSERR_NOTSUPPORTED;
+  }
+}
+
+TestAcmDriver::TestAcmDriver() {
+  installed = this;
+  if (acmDriverAddA(&id, GetModuleHandleA(nullptr), reinterpret_cast<LPARAM>(driver), 0, ACM_DRIVERADDF_FUNCTION) !=
+      0) {
+    throw std::runtime_error("the ACM driver cannot be added");
+  }
+}
+
+TestAcmDriver::~TestAcmDriver() {
+  acmDriverRemove(id, 0);
+  installed = nullptr;
+}
+
+Bytes TestAcmDriver::format(DWORD samplesPerSecond, WORD channels, DWORD averageBytesPerSecond) {
+  WAVEFORMATEX format = {};
+  format.wFormatTag = formatTag;
+  format.nChannels = channels;
+  format.nSamplesPerSec = samplesPerSecond;
+  format.nAvgBytesPerSec = averageBytesPerSecond;
+  format.nBlockAlign = blockSize;
+  return bytesOf(format);
+}
+
+Bytes TestAcmDriver::block(WORD samples, WORD firstValue) {
+  return bytesOf(Block{samples, firstValue});
+}
+
+Bytes TestAcmDriver::badBlock() {
+  return bytesOf(Block{badBlockMark, 0});
+}
+
+}  // namespace quillet::test
