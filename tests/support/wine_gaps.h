@@ -1,0 +1,12 @@
+// Where Wine 8, on which the tests run, differs from Windows, and no test can expect what Windows does. Each test that
+// meets a gap expects the gap, so that it fails once Wine has closed it: set the constant to false then.
+
+#pragma once
+
+namespace quillet::test::wine_gap {
+
+/// AVIFileInit enters a single-threaded apartment where it can, and AVIFileExit does not leave it: a thread that has
+/// gone from the multithreaded to a single-threaded apartment cannot go back.
+inline constexpr bool aviFileExitKeepsApartment = true;
+
+}  // namespace quillet::test::wine_gap

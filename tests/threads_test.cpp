@@ -1,0 +1,246 @@
+// The set-up of threads: what QuilletThread and the library do when threads come and go, and the library's own threads.
+
+#include <atomic>
+#include <vector>
+
+#include <windows.h>
+
+#include <objbase.h>
+#include <process.h>
+#include <vfw.h>
+
+#include <gtest/gtest.h>
+
+#include <quillet/thread.h>
+
+#include "core/handles.h"
+#include "core/library_thread.h"
+#include "support/com_object.h"
+#include "support/leak_check.h"
+#include "support/wine_gaps.h"
+
+using namespace quillet::test;
+using quillet::exitLibraryThread;
+using quillet::KernelHandle;
+using quillet::startLibraryThread;
+
+namespace {
+
+// No thread of these tests works for long: one that takes so much longer hangs.
+constexpr DWORD limitMs = 30000;
+
+template <class Function>
+unsigned __stdcall callFunction(void* function) {
+  (*static_cast<Function*>(function))();
+  return 0;
+}
+
+/// Runs `function` on a thread that the library has not started, to its very end.
+template <class Function>
+void onThread(Function function) {
+  const KernelHandle thread(
+      reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, callFunction<Function>, &function, 0, nullptr)));
+  ASSERT_EQ(WaitForSingleObject(thread.get(), limitMs), WAIT_OBJECT_0);
+}
+
+/// How COM sees the calling thread: S_OK when it has entered an apartment, or when it is a guest of a multithreaded
+/// apartment that another thread keeps.
+HRESULT apartment(APTTYPE& type) {
+  APTTYPEQUALIFIER qualifier;
+  return CoGetApartmentType(&type, &qualifier);
+}
+
+/// Whether any thread of the process keeps the multithreaded apartment. To be asked on a thread that is in none.
+bool hasMultithreadedApartment() {
+  APTTYPE type;
+  return apartment(type) != CO_E_NOTINITIALIZED;
+}
+
+// The main thread leaves the apartment that the tests' main function has entered for it, so that only the threads of the
+// test keep it.
+class Threads : public testing::Test {
+ protected:
+  void SetUp() override {
+    AVIFileExit();
+    CoUninitialize();
+    ASSERT_FALSE(hasMultithreadedApartment());
+  }
+  void TearDown() override {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    AVIFileInit();
+  }
+};
+
+/// Counts how often COM is left on the thread that it is registered on.
+class UninitializeSpy : public ComObject<IInitializeSpy> {
+ public:
+  STDMETHODIMP PreInitialize(DWORD, DWORD) override { return S_OK; }
+  STDMETHODIMP PostInitialize(HRESULT result, DWORD, DWORD) override { return result; }
+  STDMETHODIMP PreUninitialize(DWORD) override {
+    ++count;
+    return S_OK;
+  }
+  STDMETHODIMP PostUninitialize(DWORD) override { return S_OK; }
+
+  std::atomic<int> count = 0;
+};
+
+/// Runs `function` on a thread, to its very end.
+/// @return how often COM was left on it, its detachment from the library included.
+template <class Function>
+int uninitializationsOf(Function function) {
+  const auto spy = makeCom<UninitializeSpy>();
+  onThread([&] {
+    ULARGE_INTEGER cookie;
+    ASSERT_EQ(CoRegisterInitializeSpy(spy.Get(), &cookie), S_OK);
+    function();
+  });
+  return spy->count;
+}
+
+TEST_F(Threads, EndUndoesWhatQuilletThreadDid) {
+  EXPECT_EQ(uninitializationsOf([] { EXPECT_TRUE(QuilletThread()); }), 1);
+  // Both calls initialise, but only one of each is undone.
+  EXPECT_EQ(uninitializationsOf([] {
+              QuilletThread();
+              QuilletThread();
+            }),
+            1);
+  // What the library has not done it does not undo.
+  EXPECT_EQ(uninitializationsOf([] { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }), 0);
+  EXPECT_FALSE(hasMultithreadedApartment());
+}
+
+TEST_F(Threads, TemporaryApartmentThreadingChangesTheApartment) {
+  onThread([] {
+    APTTYPE type;
+    QuilletThread();
+    TemporaryApartmentThreading(true);
+    EXPECT_EQ(apartment(type), S_OK);
+    EXPECT_TRUE(type == APTTYPE_STA || type == APTTYPE_MAINSTA);
+    TemporaryApartmentThreading(false);
+    EXPECT_EQ(apartment(type), S_OK);
+    EXPECT_EQ(type == APTTYPE_MTA, !wine_gap::aviFileExitKeepsApartment);
+  });
+  // One for each change, one for the end.
+  EXPECT_EQ(uninitializationsOf([] {
+              QuilletThread();
+              TemporaryApartmentThreading(true);
+              TemporaryApartmentThreading(false);
+            }),
+            3);
+  EXPECT_FALSE(hasMultithreadedApartment());
+}
+
+TEST_F(Threads, TemporaryApartmentThreadingLeavesUnpreparedThreadsToTheCaller) {
+  for (const bool singleThreaded : {true, false}) {
+    EXPECT_EQ(uninitializationsOf([=] {
+                TemporaryApartmentThreading(singleThreaded);
+                APTTYPE type;
+                EXPECT_EQ(apartment(type), S_OK);
+                EXPECT_EQ(type == APTTYPE_MTA, !singleThreaded);
+                CoUninitialize();
+                EXPECT_EQ(apartment(type), CO_E_NOTINITIALIZED);
+              }),
+              1);
+  }
+}
+
+void leaveFromDepth(int depth) {
+  if (depth == 0) {
+    exitLibraryThread();
+    ADD_FAILURE() << "exitLibraryThread returned";
+    return;
+  }
+  leaveFromDepth(depth - 1);
+  ADD_FAILURE() << "back at depth " << depth;
+}
+
+/// What a library thread does, and what it has seen.
+struct Work {
+  bool leavesFromDepth = false;
+  HANDLE gate = nullptr;  // What it waits for before it ends.
+  BOOL prepared = FALSE;
+  HRESULT apartmentResult = E_PENDING;
+  APTTYPE apartmentType = APTTYPE_NA;
+};
+
+void work(void* argument) {
+  auto& mine = *static_cast<Work*>(argument);
+  mine.prepared = QuilletThread();
+  mine.apartmentResult = apartment(mine.apartmentType);
+  if (mine.gate != nullptr) {
+    WaitForSingleObject(mine.gate, limitMs);
+  }
+  if (mine.leavesFromDepth) {
+    leaveFromDepth(50);
+  }
+}
+
+/// A library thread, of which the system's handle is held as well: its event comes before its detachment.
+struct LibraryThread {
+  KernelHandle finished;
+  KernelHandle thread;
+
+  explicit LibraryThread(Work& argument) {
+    unsigned id = 0;
+    finished.reset(startLibraryThread(work, 0, &argument, nullptr, CREATE_SUSPENDED, &id));
+    thread.reset(OpenThread(SYNCHRONIZE | THREAD_SUSPEND_RESUME, FALSE, id));
+    ResumeThread(thread.get());
+  }
+};
+
+TEST_F(Threads, FiveHundredComeAndGoBalanced) {
+  constexpr int atOnce = 25;
+  const auto batch = [] {
+    Work works[atOnce];
+    std::vector<LibraryThread> threads;
+    for (int i = 0; i < atOnce; ++i) {
+      works[i].leavesFromDepth = i % 2 != 0;
+      threads.emplace_back(works[i]);
+    }
+    for (int i = 0; i < atOnce; ++i) {
+      ASSERT_EQ(WaitForSingleObject(threads[i].finished.get(), limitMs), WAIT_OBJECT_0);
+      ASSERT_EQ(WaitForSingleObject(threads[i].thread.get(), limitMs), WAIT_OBJECT_0);
+      EXPECT_TRUE(works[i].prepared);
+      EXPECT_EQ(works[i].apartmentResult, S_OK);
+      EXPECT_EQ(works[i].apartmentType, APTTYPE_MTA);
+    }
+  };
+  batch();
+  const Holdings before = currentHoldings();
+  for (int threads = atOnce; threads < 500; threads += atOnce) {
+    batch();
+  }
+  const Holdings after = currentHoldings();
+  EXPECT_LE(after.handles, before.handles);
+  EXPECT_LE(after.blocks, before.blocks + 20);
+  EXPECT_FALSE(hasMultithreadedApartment());
+}
+
+TEST_F(Threads, EventStaysSignalledOnceTheThreadHasEnded) {
+  for (const bool leavesFromDepth : {false, true}) {
+    const KernelHandle gate(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+    Work argument;
+    argument.leavesFromDepth = leavesFromDepth;
+    argument.gate = gate.get();
+    const KernelHandle finished(startLibraryThread(work, 0, &argument, nullptr, 0, nullptr));
+    ASSERT_NE(finished, nullptr);
+    EXPECT_EQ(WaitForSingleObject(finished.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+    SetEvent(gate.get());
+    EXPECT_EQ(WaitForSingleObject(finished.get(), limitMs), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(finished.get(), 0), WAIT_OBJECT_0);
+    EXPECT_TRUE(argument.prepared);
+  }
+}
+
+TEST_F(Threads, ExitIsForLibraryThreadsOnly) {
+  bool returned = false;
+  onThread([&] {
+    exitLibraryThread();
+    returned = true;
+  });
+  EXPECT_TRUE(returned);
+}
+
+}  // namespace
