@@ -27,6 +27,8 @@ make_prefix() {
   timeout -k 5 120 wine wineboot --init
   # No graphics driver: windows and dialogs work, and need no display.
   timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
+  # No audio driver: nothing here makes a sound, and looking for a sound card only fills the error output.
+  timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Audio /d "" /f
   timeout -k 5 60 wineserver -w  # Until the registry is on disk: it ends when the programs above have.
   touch "$prefix/ready"
 }
