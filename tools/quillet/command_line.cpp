@@ -106,13 +106,13 @@ void CommandLine::takeOption(const Command& command, std::span<wchar_t* const> w
   const Option& option = findOption(command, name);
 
   std::wstring value;
-  if (equals != text.npos) {
+  if (equals != std::wstring_view::npos) {
     value = text.substr(equals + 1);
   }
-  if (option.valueName == nullptr && equals != text.npos) {
+  if (option.valueName == nullptr && equals != std::wstring_view::npos) {
     throw wrongUsage("option '" + name + "' takes no value");
   }
-  if (option.valueName != nullptr && equals == text.npos) {
+  if (option.valueName != nullptr && equals == std::wstring_view::npos) {
     if (++word == words.size()) {
       throw wrongUsage("option '" + name + "' needs a value");
     }

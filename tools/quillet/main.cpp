@@ -51,7 +51,8 @@ std::string programHelp() {
 }
 
 const Command& findCommand(const std::string& name) {
-  const auto found = std::ranges::find_if(commands, [&](const Command* command) { return command->name == name; });
+  const auto* const found =
+      std::ranges::find_if(commands, [&](const Command* command) { return command->name == name; });
   if (found == std::end(commands)) {
     throw wrongUsage("unknown command '" + name + "'");
   }

@@ -1,6 +1,6 @@
 #include "wave_file.h"
 
-#include <cstdio>
+#include <cstdint>
 #include <limits>
 #include <string>
 
@@ -12,15 +12,14 @@ namespace {
 
 /// Opens through a file handle: mmioOpen itself gives a '+' in the name a meaning of its own and limits its length.
 HMMIO create(const std::filesystem::path& path) {
-  const HANDLE handle =
-      CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     throw writeFailure(path, systemMessage(GetLastError()));
   }
   MMIOINFO info = {};
   info.fccIOProc = FOURCC_DOS;
   info.adwInfo[0] = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(handle));  // Handles have 32 bits everywhere.
-  const HMMIO file = mmioOpenW(nullptr, &info, MMIO_WRITE);
+  HMMIO file = mmioOpenW(nullptr, &info, MMIO_WRITE);
   if (file == nullptr) {
     CloseHandle(handle);
     throw writeFailure(path, "multimedia file error " + std::to_string(info.wErrorRet));
@@ -44,14 +43,16 @@ WaveFile::WaveFile(const std::filesystem::path& path, const WAVEFORMATEX& format
   MMCKINFO formatChunk = {};
   formatChunk.ckid = mmioFOURCC('f', 'm', 't', ' ');
   require(mmioCreateChunk(file.get(), &formatChunk, 0));
-  writeAll(&format, sizeof(PCMWAVEFORMAT));  // The library's samples are PCM, which has nothing after that.
+  write(&format, sizeof(PCMWAVEFORMAT));  // The library's samples are PCM, which has nothing after that.
   require(mmioAscend(file.get(), &formatChunk, 0));
   data.ckid = mmioFOURCC('d', 'a', 't', 'a');
   require(mmioCreateChunk(file.get(), &data, 0));
 }
 
-void WaveFile::write(const unsigned char* samples, long size) {
-  writeAll(samples, size);
+void WaveFile::write(const void* bytes, long size) {
+  if (mmioWrite(file.get(), static_cast<const char*>(bytes), size) != size) {
+    throw writeFailure(path, systemMessage(GetLastError()));
+  }
 }
 
 void WaveFile::finish() {
@@ -64,12 +65,6 @@ void WaveFile::finish() {
 void WaveFile::require(MMRESULT result) const {
   if (result != MMSYSERR_NOERROR) {
     throw writeFailure(path, "multimedia file error " + std::to_string(result));
-  }
-}
-
-void WaveFile::writeAll(const void* bytes, long size) {
-  if (mmioWrite(file.get(), static_cast<const char*>(bytes), size) != size) {
-    throw writeFailure(path, systemMessage(GetLastError()));
   }
 }
 

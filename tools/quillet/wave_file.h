@@ -24,14 +24,13 @@ class WaveFile {
   /// @param size bytes that will be written: a file cannot take them all when they are too many.
   WaveFile(const std::filesystem::path& path, const WAVEFORMATEX& format, long long size);
 
-  void write(const unsigned char* samples, long size);
+  void write(const void* bytes, long size);
 
   /// Completes the header and closes the file.
   void finish();
 
  private:
   void require(MMRESULT result) const;
-  void writeAll(const void* data, long size);
 
   std::filesystem::path path;
   UnfinishedFile unfinished;
