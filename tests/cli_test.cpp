@@ -1,0 +1,255 @@
+// The command-line client, run as a user runs it: its exit statuses, its messages and the files that it writes.
+
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include <wincodec.h>
+#include <wrl/client.h>
+
+#include <gtest/gtest.h>
+
+#include <quillet/quillet.h>
+
+#include "support/temp_file.h"
+
+namespace {
+
+using Microsoft::WRL::ComPtr;
+using quillet::test::Bytes;
+using quillet::test::mediaFile;
+using testing::IsSubstring;
+
+struct HandleCloser {
+  using pointer = HANDLE;
+  void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using Handle = std::unique_ptr<void, HandleCloser>;
+
+struct Outcome {
+  DWORD status = ~0U;
+  std::string out;
+  std::string err;
+};
+
+class Cli : public testing::Test {
+ protected:
+  ~Cli() override {
+    // Also names that the ANSI code page cannot express.
+    std::error_code ignored;
+    std::filesystem::remove_all(folder.name(), ignored);
+  }
+
+  std::filesystem::path path(const std::filesystem::path& name) const { return folder.name() / name; }
+
+  /// Runs the client in the test's folder.
+  Outcome run(const std::vector<std::wstring>& words) const {
+    wchar_t self[MAX_PATH];
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    const std::filesystem::path program = std::filesystem::path(self).replace_filename(L"quillet.exe");
+    std::wstring commandLine = L"quillet";
+    for (const std::wstring& word : words) {
+      commandLine += L" \"" + word + L"\"";
+    }
+    Outcome outcome;
+    {
+      const Handle out = createInheritable(path("stdout.txt"));
+      const Handle err = createInheritable(path("stderr.txt"));
+      STARTUPINFOW startup = {};
+      startup.cb = sizeof startup;
+      startup.dwFlags = STARTF_USESTDHANDLES;
+      startup.hStdOutput = out.get();
+      startup.hStdError = err.get();
+      PROCESS_INFORMATION process = {};
+      if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                          std::filesystem::path(folder.name()).c_str(), &startup, &process)) {
+        ADD_FAILURE() << "cannot start " << program;
+        return outcome;
+      }
+      const Handle thread(process.hThread);
+      const Handle running(process.hProcess);
+      constexpr DWORD patienceMs = 30000;
+      if (WaitForSingleObject(running.get(), patienceMs) != WAIT_OBJECT_0) {
+        ADD_FAILURE() << "the client does not end";
+        TerminateProcess(running.get(), outcome.status);
+      }
+      GetExitCodeProcess(running.get(), &outcome.status);
+    }
+    outcome.out = textOf("stdout.txt");
+    outcome.err = textOf("stderr.txt");
+    return outcome;
+  }
+
+  static std::wstring media(const char* name) { return std::filesystem::path(mediaFile(name)).native(); }
+
+ private:
+  static Handle createInheritable(const std::filesystem::path& file) {
+    SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+    return Handle(CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inheritable, CREATE_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr));
+  }
+
+  std::string textOf(const char* name) const {
+    const Bytes bytes = quillet::test::readFile(folder.file(name).c_str());
+    return std::string(bytes.begin(), bytes.end());
+  }
+
+  quillet::test::TempFolder folder;
+};
+
+TEST_F(Cli, HelpAndVersionAreNoFailures) {
+  for (const wchar_t* command : {L"info", L"frame", L"samples", L"time"}) {
+    const Outcome help = run({command, L"--help"});
+    EXPECT_EQ(help.status, 0U);
+    EXPECT_PRED_FORMAT2(IsSubstring, "Usage: quillet " + std::filesystem::path(command).string() + " FILE", help.out);
+    EXPECT_EQ(help.err, "");
+  }
+  EXPECT_PRED_FORMAT2(IsSubstring, "samples", run({L"--help"}).out);
+  EXPECT_PRED_FORMAT2(IsSubstring, "quillet ", run({L"--version"}).out);
+}
+
+TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
+  constexpr DWORD failed = 1;
+  constexpr DWORD wrongUsage = 2;
+  const std::wstring video = media("cinepak.avi");
+  const std::wstring audio = media("ima_22050_mono.wav");
+  const struct {
+    std::vector<std::wstring> words;
+    DWORD status;
+    const char* message;
+  } cases[] = {
+      {{}, wrongUsage, "Usage: quillet"},
+      {{L"bogus"}, wrongUsage, "unknown command 'bogus'"},
+      {{L"info"}, wrongUsage, "missing FILE"},
+      {{L"info", video, L"x"}, wrongUsage, "unexpected argument 'x'"},
+      {{L"info", video, L"--bogus"}, wrongUsage, "unknown option '--bogus'"},
+      {{L"info", video, L"--backend"}, wrongUsage, "needs a value"},
+      {{L"info", video, L"--backend", L"x"}, wrongUsage, "none of vfw, ds, auto"},
+      {{L"frame", video, L"12x"}, wrongUsage, "'12x' is not a whole number"},
+      {{L"frame", video, L"2147483648"}, wrongUsage, "outside the range of 32 bits"},
+      {{L"frame", video, L"1", L"-o", L"x.gif"}, wrongUsage, "neither in .png nor in .bmp"},
+      {{L"samples", video, L"0", L"1"}, wrongUsage, "missing option '--output'"},
+      {{L"samples", video, L"1", L"0", L"-o", L"x.wav"}, wrongUsage, "LAST is less than FIRST"},
+      {{L"time", video, L"--sample", L"1", L"--ms", L"1"}, wrongUsage, "either --sample or --ms"},
+      {{L"info", L"missing.avi"}, failed, "Could not open the source file (code 3, Video for Windows)"},
+      {{L"info", L"missing \u65e5.avi"}, failed, "cannot open 'missing \xE6\x97\xA5.avi'"},
+      {{L"frame", audio, L"0"}, failed, "cannot open video stream 0"},
+      {{L"frame", video, L"-1"}, failed, "Parameter out of range (code 8, Video for Windows)"},
+      {{L"frame", video, L"0", L"-o", L"no\\x.png"}, failed, "cannot write 'no\\x.png'"},
+      {{L"samples", audio, L"0", L"9999999", L"-o", L"x.wav"}, failed, "Parameter out of range (code 8"},
+      {{L"samples", audio, L"0", L"1", L"-o", L"no\\x.wav"}, failed, "cannot write 'no\\x.wav'"},
+  };
+  for (const auto& [words, status, message] : cases) {
+    const Outcome outcome = run(words);
+    EXPECT_EQ(outcome.status, status) << message;
+    EXPECT_PRED_FORMAT2(IsSubstring, message, outcome.err);
+    EXPECT_EQ(outcome.out, "");
+  }
+  EXPECT_FALSE(std::filesystem::exists(path("x.wav")));
+}
+
+TEST_F(Cli, InfoListsTheStreams) {
+  const Outcome video = run({L"info", media("cinepak.avi"), L"--backend=vfw"});
+  EXPECT_EQ(video.out, "video 0: 64 x 48, 24-bit RGB, 50 frames, 25 frames/s, 2.000 s, Video for Windows\r\n");
+  const Outcome audio = run({L"info", media("ima_44100_stereo.wav")});
+  EXPECT_PRED_FORMAT2(IsSubstring, "audio 0: 16-bit PCM, 2 channels, ", audio.out);
+}
+
+TEST_F(Cli, TimesAreConvertedBothWays) {
+  EXPECT_EQ(run({L"time", media("cinepak.avi"), L"--sample", L"25"}).out, "frame 25: 1000.000 ms\r\n");
+  EXPECT_EQ(run({L"time", media("cinepak.avi"), L"--ms", L"1040"}).out, "frame 26: 1040.000 ms\r\n");
+  EXPECT_EQ(run({L"time", media("ima_22050_mono.wav"), L"--audio", L"--ms", L"500.5"}).out,
+            "sample 11036: 500.500 ms\r\n");
+  EXPECT_EQ(run({L"time", media("ima_22050_mono.wav"), L"--audio", L"--sample", L"-441"}).out,
+            "sample -441: -20.000 ms\r\n");
+}
+
+/// Decodes an image to 24-bit BGR rows without padding, from the top.
+Bytes decodeImage(const std::filesystem::path& file, UINT& width, UINT& height) {
+  ComPtr<IWICImagingFactory> factory;
+  ComPtr<IWICBitmapDecoder> decoder;
+  ComPtr<IWICBitmapFrameDecode> frame;
+  ComPtr<IWICBitmapSource> converted;
+  if (FAILED(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&factory))) ||
+      FAILED(factory->CreateDecoderFromFilename(file.c_str(), nullptr, GENERIC_READ, WICDecodeMetadataCacheOnDemand,
+                                                &decoder)) ||
+      FAILED(decoder->GetFrame(0, &frame)) || FAILED(frame->GetSize(&width, &height)) ||
+      FAILED(WICConvertBitmapSource(GUID_WICPixelFormat24bppBGR, frame.Get(), &converted))) {
+    return {};
+  }
+  Bytes pixels(width * 3 * height);
+  return SUCCEEDED(converted->CopyPixels(nullptr, width * 3, static_cast<UINT>(pixels.size()), pixels.data()))
+             ? pixels
+             : Bytes();
+}
+
+TEST_F(Cli, FrameIsTheLibrarysPictureInEitherFormat) {
+  const std::unique_ptr<VideoSourceStream> stream(
+      VideoSourceStream::open(mediaFile("cinepak.avi").c_str(), false, 0, nullptr));
+  const BITMAPINFOHEADER format = *stream->format();
+  const std::size_t rowSize = format.biWidth * 3;  // A multiple of 4: no padding.
+  long frame = 17;
+  const unsigned char* const bits = stream->getFrameBits(frame);
+  ASSERT_NE(bits, nullptr);
+  Bytes expected;
+  for (LONG row = format.biHeight - 1; row >= 0; --row) {
+    expected.insert(expected.end(), bits + row * rowSize, bits + (row + 1) * rowSize);
+  }
+  for (const wchar_t* name : {L"frame.png", L"frame.bmp"}) {
+    const Outcome outcome = run({L"frame", media("cinepak.avi"), L"17", L"-o", name});
+    EXPECT_EQ(outcome.out, std::filesystem::path(name).string() + ": frame 17\r\n");
+    UINT width = 0;
+    UINT height = 0;
+    EXPECT_TRUE(decodeImage(path(name), width, height) == expected) << outcome.err;
+    EXPECT_EQ(width, 64U);
+    EXPECT_EQ(height, 48U);
+  }
+}
+
+TEST_F(Cli, SamplesAreTheLibrarysOwn) {
+  const std::unique_ptr<AudioSourceStream> stream(
+      AudioSourceStream::open(mediaFile("ima_44100_stereo.wav").c_str(), false, 0, nullptr));
+  const long last = stream->duration() - 1;
+  ASSERT_GT(last, 65536 + 5) << "more than the client reads at once";
+  const WAVEFORMATEX format = *stream->format();
+  const std::size_t size = (last - 5 + 1) * format.nBlockAlign;
+
+  const Outcome outcome =
+      run({L"samples", media("ima_44100_stereo.wav"), L"5", std::to_wstring(last), L"-o", L"x.wav"});
+  EXPECT_EQ(outcome.status, 0U) << outcome.err;
+  const Bytes wave = quillet::test::readFile(path("x.wav").string().c_str());
+  struct {
+    char riff[4] = {'R', 'I', 'F', 'F'};
+    DWORD riffSize;
+    char kinds[8] = {'W', 'A', 'V', 'E', 'f', 'm', 't', ' '};
+    DWORD formatSize = sizeof(PCMWAVEFORMAT);
+    PCMWAVEFORMAT pcm;
+    char data[4] = {'d', 'a', 't', 'a'};
+    DWORD dataSize;
+  } header;
+  header.riffSize = static_cast<DWORD>(sizeof header - 8 + size);
+  std::memcpy(&header.pcm, &format, sizeof header.pcm);
+  header.dataSize = static_cast<DWORD>(size);
+  ASSERT_EQ(wave.size(), sizeof header + size);
+  EXPECT_EQ(std::memcmp(wave.data(), &header, sizeof header), 0);
+  const unsigned char* const samples = stream->getSamples(5, last);
+  ASSERT_NE(samples, nullptr);
+  EXPECT_EQ(std::memcmp(wave.data() + sizeof header, samples, size), 0);
+}
+
+TEST_F(Cli, NamesMayHaveSpacesAndLettersOutsideTheCodePage) {
+  const std::wstring name = L"Pr\u00FCfung \u65E5\u672C";
+  std::filesystem::copy_file(mediaFile("cinepak.avi"), path(name + L".avi"));
+  const Outcome outcome = run({L"frame", name + L".avi", L"3"});
+  EXPECT_EQ(outcome.out,
+            "Pr\xC3\xBC"
+            "fung \xE6\x97\xA5\xE6\x9C\xAC-3.png: frame 3\r\n")
+      << outcome.err;
+  EXPECT_TRUE(std::filesystem::exists(path(name + L"-3.png")));
+}
+
+}  // namespace
