@@ -8,8 +8,8 @@
 
 namespace quillet::test {
 
-/// Decompresses frames of the FOURCC QLTD to 24-bit RGB: a frame is added, byte by byte, to the one before it, or to
-/// black for a key frame. A frame of a wrong size cannot be decompressed.
+/// Decompresses frames of the FOURCC QLTD to 24-bit RGB. A frame is added, byte by byte, to the picture before it, or to
+/// black when it is a key frame.
 class TestCodec {
  public:
   static constexpr DWORD fourcc = 'Q' | 'L' << 8 | 'T' << 16 | 'D' << 24;
@@ -18,6 +18,11 @@ class TestCodec {
   TestCodec(const TestCodec&) = delete;
   TestCodec& operator=(const TestCodec&) = delete;
   ~TestCodec();
+
+  enum Kind : std::uint8_t { key, delta, bad };
+
+  /// A frame as the codec wants it; a bad one cannot be decompressed.
+  static Bytes frame(Kind kind, const Bytes& pixels);
 };
 
 }  // namespace quillet::test

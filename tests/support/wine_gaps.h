@@ -9,4 +9,8 @@ namespace quillet::test::wine_gap {
 /// gone from the multithreaded to a single-threaded apartment cannot go back.
 inline constexpr bool aviFileExitKeepsApartment = true;
 
+/// AVIStreamGetFrame gives the picture before when the codec cannot decompress a frame. It fails, as it should, when the
+/// frame cannot be read.
+inline constexpr bool getFrameIgnoresCodecErrors = true;
+
 }  // namespace quillet::test::wine_gap
