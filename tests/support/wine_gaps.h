@@ -1,5 +1,5 @@
 // Where Wine 8, on which the tests run, differs from Windows, and no test can expect what Windows does. Each test that
-// meets a gap expects the gap, so that it fails once Wine has closed it: set the constant to false then.
+// meets a gap expects the gap, so that it fails once Wine has closed it: set the constant to false, or 0, then.
 
 #pragma once
 
@@ -12,5 +12,8 @@ inline constexpr bool aviFileExitKeepsApartment = true;
 /// AVIStreamGetFrame gives the picture before when the codec cannot decompress a frame. It fails, as it should, when the
 /// frame cannot be read.
 inline constexpr bool getFrameIgnoresCodecErrors = true;
+
+/// Heap blocks that acmFormatSuggest never frees, each time that it is called.
+inline constexpr long blocksLeftByFormatSuggest = 2;
 
 }  // namespace quillet::test::wine_gap
