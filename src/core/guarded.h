@@ -4,6 +4,8 @@
 
 #include <new>
 
+#include <windows.h>
+
 #include <quillet/error_codes.h>
 
 namespace quillet {
@@ -16,6 +18,17 @@ int guarded(Operation&& operation) noexcept {
     return operation();
   } catch (const std::bad_alloc&) {
     return common_error::notEnoughMemory;
+  }
+}
+
+/// The same for the body of a COM method.
+/// @return the body's result, or E_OUTOFMEMORY when an allocation failed.
+template <class Method>
+HRESULT guardedMethod(Method&& method) noexcept {
+  try {
+    return method();
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
   }
 }
 
