@@ -7,10 +7,15 @@
 # Results are in build/demo. SEED=N in the environment repeats a run's random choices.
 set -euo pipefail
 
-if [ $# -gt 1 ] || [ "${1:-}" = --help ]; then
+usage() {
   sed -n '2,7s/^# \{0,1\}//p' "$0"
-  exit 2
-fi
+}
+
+case "$#:${1:-}" in
+  1:--help) usage; exit 0 ;;
+  0: | 1:*) ;;
+  *) usage >&2; exit 2 ;;
+esac
 files=()
 if [ $# -eq 1 ]; then
   files=("$(realpath -m -- "$1")")

@@ -18,8 +18,6 @@ class PcmReader : public SampleReader {
   int read(long first, long last, BYTE* out) override;
 
  private:
-  long readSome(long position, long count, BYTE* out);
-
   PAVISTREAM aviStream;
   LONG sampleSize;
 };
