@@ -16,6 +16,6 @@ cmake --preset mingw-x86_64 -DQUILLET_BUILD_TESTS=OFF
 cmake --build --preset mingw-x86_64
 
 status=0
-ctest --test-dir build/mingw-i686 --output-on-failure --no-tests=error "$@" || status=$?
+ctest --test-dir build/mingw-i686 --output-on-failure --no-tests=error --parallel "$(nproc)" "$@" || status=$?
 echo "test.sh: finished in $SECONDS s"
 exit "$status"
