@@ -1,0 +1,532 @@
+// The streaming base classes: connections, enumerators, and the pushing thread in all its starts, stops and seeks. The
+// scripted source, on which other tests rely, is what they are tested with.
+
+#include <memory>
+#include <mutex>
+#include <random>
+#include <vector>
+
+#include <windows.h>
+
+#include <control.h>
+#include <evcode.h>
+#include <qedit.h>
+#include <strmif.h>
+#include <uuids.h>
+#include <vfwmsgs.h>
+#include <wrl/client.h>
+
+#include <gtest/gtest.h>
+
+#include "core/handles.h"
+#include "core/media_type.h"
+#include "directshow/base/c_base_filter.h"
+#include "directshow/base/c_base_pin.h"
+#include "directshow/base/c_source.h"
+#include "support/leak_check.h"
+#include "support/scripted_source.h"
+
+// Defined in the platform's library of GUIDs, declared in no header.
+extern "C" const CLSID CLSID_SampleGrabber;
+extern "C" const CLSID CLSID_NullRenderer;
+
+using Microsoft::WRL::ComPtr;
+using namespace quillet::test;
+using quillet::CBaseFilter;
+using quillet::CBasePin;
+using quillet::CMediaType;
+using quillet::CreateAudioMediaType;
+using quillet::CriticalSection;
+using quillet::CSource;
+using quillet::CSourceStream;
+using quillet::KernelHandle;
+using quillet::WithInterfaces;
+
+namespace {
+
+// Nothing here takes long: what takes so much longer hangs.
+constexpr DWORD limitMs = 20000;
+constexpr REFERENCE_TIME frameTime = 400'000;
+
+KernelHandle manualEvent() {
+  return KernelHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+}
+
+bool comes(const KernelHandle& event) {
+  return WaitForSingleObject(event.get(), limitMs) == WAIT_OBJECT_0;
+}
+
+struct Received {
+  REFERENCE_TIME time;  // Stream time.
+  Bytes payload;
+};
+
+/// An input pin that records what it receives.
+class SinkPin : public WithInterfaces<CBasePin, IMemInputPin> {
+ public:
+  explicit SinkPin(CBaseFilter& filter) : WithInterfaces(filter, PINDIR_INPUT, L"in") {}
+
+  HRESULT CheckMediaType(const CMediaType* type) override { return type->majortype == accepted ? S_OK : S_FALSE; }
+
+  STDMETHODIMP GetAllocator(IMemAllocator**) override { return VFW_E_NO_ALLOCATOR; }
+  STDMETHODIMP NotifyAllocator(IMemAllocator*, BOOL) override { return S_OK; }
+  STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
+  STDMETHODIMP ReceiveMultiple(IMediaSample**, long, long*) override { return E_NOTIMPL; }
+  STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
+
+  STDMETHODIMP Receive(IMediaSample* sample) override {
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    BYTE* data = nullptr;
+    sample->GetTime(&start, &stop);
+    sample->GetPointer(&data);
+    const std::lock_guard guard(lock);
+    if (flushing) {
+      return S_FALSE;
+    }
+    received.push_back({segmentStart + start, Bytes(data, data + sample->GetActualDataLength())});
+    if (kept.size() < samplesToKeep) {
+      kept.emplace_back(sample);
+    }
+    if (received.size() >= expected) {
+      SetEvent(enough.get());
+    }
+    return S_OK;
+  }
+
+  STDMETHODIMP EndOfStream() override {
+    SetEvent(ended.get());
+    return S_OK;
+  }
+
+  STDMETHODIMP BeginFlush() override {
+    const std::lock_guard guard(lock);
+    flushing = true;
+    received.clear();
+    ResetEvent(enough.get());
+    return S_OK;
+  }
+
+  STDMETHODIMP EndFlush() override {
+    const std::lock_guard guard(lock);
+    flushing = false;
+    return S_OK;
+  }
+
+  /// Waits for `number` samples that `cause` brings about; after a flush, those that follow it.
+  std::vector<Received> next(std::size_t number, const std::function<void()>& cause) {
+    {
+      const std::lock_guard guard(lock);
+      received.clear();
+      expected = number;
+      ResetEvent(enough.get());
+    }
+    cause();
+    EXPECT_TRUE(comes(enough));
+    const std::lock_guard guard(lock);
+    return received;
+  }
+
+  GUID accepted = MEDIATYPE_Video;
+  std::size_t samplesToKeep = 0;
+  KernelHandle ended = manualEvent();
+
+ private:
+  CriticalSection lock;
+  KernelHandle enough = manualEvent();
+  std::size_t expected = 1;
+  bool flushing = false;
+  std::vector<Received> received;
+  std::vector<ComPtr<IMediaSample>> kept;
+};
+
+class SinkFilter : public CBaseFilter {
+ public:
+  explicit SinkFilter(IUnknown* outer = nullptr) : CBaseFilter(outer, CLSID_NULL) {}
+
+  void addSecondPin() { addPin(std::make_unique<SinkPin>(*this)); }
+
+  SinkPin& pin = addPin(std::make_unique<SinkPin>(*this));
+};
+
+std::shared_ptr<Script> videoScript(std::size_t frames) {
+  const auto script = std::make_shared<Script>();
+  script->streams.push_back(scriptedVideo(8, 2, frames, frameTime));
+  return script;
+}
+
+/// A scripted source and a sink; connected unless the test wants to do that.
+struct Pair {
+  explicit Pair(std::shared_ptr<Script> played) : script(std::move(played)), source(new ScriptedSource(script)) {
+    source->FindPin(L"stream 0", &out);
+  }
+
+  ~Pair() {
+    source->Stop();
+    out->Disconnect();
+    in->Disconnect();
+  }
+
+  HRESULT connect() const { return out->Connect(in, nullptr); }
+
+  std::shared_ptr<Script> script;
+  ComPtr<ScriptedSource> source;
+  ComPtr<SinkFilter> sink = new SinkFilter;
+  ComPtr<IPin> out;
+  SinkPin* in = &sink->pin;
+};
+
+TEST(MediaTypes, AreValues) {
+  const WAVEFORMATEX format = {WAVE_FORMAT_PCM, 2, 44100, 176400, 4, 16, 0};
+  CMediaType type;
+  ASSERT_EQ(CreateAudioMediaType(&format, &type, TRUE), S_OK);
+  EXPECT_EQ(type.majortype, MEDIATYPE_Audio);
+  EXPECT_EQ(type.subtype, MEDIASUBTYPE_PCM);
+  EXPECT_EQ(type.lSampleSize, 4U);
+  EXPECT_TRUE(type.bFixedSizeSamples);
+  EXPECT_FALSE(type.bTemporalCompression);
+  ASSERT_EQ(type.cbFormat, sizeof format);
+
+  CMediaType copy = type;
+  EXPECT_TRUE(copy == type);
+  copy.pbFormat[4] ^= 1;
+  EXPECT_FALSE(copy == type) << "the copy shares the format block";
+  EXPECT_FALSE(copy.matchesPartial(type));
+  const CMediaType moved = std::move(copy);
+  EXPECT_NE(moved.pbFormat, nullptr);
+
+  CMediaType wanted;
+  EXPECT_TRUE(wanted.isPartial() && type.matchesPartial(wanted));
+  wanted.majortype = MEDIATYPE_Audio;
+  EXPECT_TRUE(type.matchesPartial(wanted));
+  wanted.subtype = MEDIASUBTYPE_IEEE_FLOAT;
+  EXPECT_FALSE(type.matchesPartial(wanted));
+
+  AM_MEDIA_TYPE bare;
+  ASSERT_EQ(CreateAudioMediaType(&format, &bare, FALSE), S_OK);
+  EXPECT_TRUE(bare.pbFormat == nullptr && bare.cbFormat == 0 && bare.pUnk == nullptr);
+  EXPECT_EQ(CreateAudioMediaType(nullptr, &bare, FALSE), E_POINTER);
+}
+
+TEST(Pins, ConnectOnceAndOnlyWhenStopped) {
+  const Pair pair(videoScript(1));
+  ComPtr<IPin> peer;
+  AM_MEDIA_TYPE carried;
+  EXPECT_EQ(pair.out->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(pair.out->ConnectionMediaType(&carried), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(pair.out->Disconnect(), S_FALSE);
+  EXPECT_EQ(pair.out->Connect(nullptr, nullptr), E_POINTER);
+
+  ASSERT_EQ(pair.connect(), S_OK);
+  EXPECT_EQ(pair.connect(), VFW_E_ALREADY_CONNECTED);
+  ASSERT_EQ(pair.out->ConnectedTo(&peer), S_OK);
+  EXPECT_EQ(peer.Get(), pair.in);
+  ASSERT_EQ(pair.in->ConnectionMediaType(&carried), S_OK);
+  EXPECT_TRUE(CMediaType(carried) == pair.script->streams[0].type);
+  quillet::FreeMediaType(carried);
+
+  ASSERT_EQ(pair.source->Pause(), S_OK);
+  EXPECT_EQ(pair.out->Disconnect(), VFW_E_NOT_STOPPED);
+  EXPECT_EQ(pair.source->Stop(), S_OK);
+  EXPECT_EQ(pair.out->Disconnect(), S_OK);
+  ASSERT_EQ(pair.source->Pause(), S_OK);
+  EXPECT_EQ(pair.connect(), VFW_E_NOT_STOPPED);
+}
+
+TEST(Pins, RefuseAndStayAsTheyWere) {
+  const Pair pair(videoScript(1));
+  const Pair other(videoScript(1));
+  CMediaType audio;
+  audio.majortype = MEDIATYPE_Audio;
+  CMediaType otherVideo = pair.script->streams[0].type;
+  otherVideo.subtype = MEDIASUBTYPE_RGB32;
+
+  EXPECT_EQ(pair.out->Connect(other.out.Get(), nullptr), VFW_E_INVALID_DIRECTION);
+  EXPECT_EQ(pair.out->Connect(pair.in, &audio), VFW_E_NO_ACCEPTABLE_TYPES) << "a partial type that nobody offers";
+  EXPECT_EQ(pair.out->Connect(pair.in, &otherVideo), VFW_E_TYPE_NOT_ACCEPTED) << "a full type that is not offered";
+  pair.in->accepted = MEDIATYPE_Audio;
+  EXPECT_EQ(pair.connect(), VFW_E_NO_ACCEPTABLE_TYPES) << "the receiver refuses";
+  EXPECT_EQ(pair.out->QueryAccept(&otherVideo), S_FALSE);
+
+  ComPtr<IPin> peer;
+  EXPECT_EQ(pair.out->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(pair.in->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
+
+  pair.in->accepted = MEDIATYPE_Video;
+  CMediaType video;
+  video.majortype = MEDIATYPE_Video;
+  EXPECT_EQ(pair.out->Connect(pair.in, &video), S_OK) << "a partial type that is offered";
+}
+
+TEST(Enumerators, FollowTheirContract) {
+  const Pair pair(videoScript(1));
+  ComPtr<IEnumPins> pins;
+  ComPtr<IPin> pin;
+  ULONG fetched = 9;
+  IPin* two[2] = {};
+  ASSERT_EQ(pair.sink->EnumPins(&pins), S_OK);
+  EXPECT_EQ(pins->Next(2, two, nullptr), E_INVALIDARG);
+  EXPECT_EQ(pins->Next(1, nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(pins->Next(2, two, &fetched), S_FALSE);
+  EXPECT_EQ(fetched, 1U);
+  ASSERT_EQ(two[0], pair.in);
+  two[0]->Release();
+  EXPECT_EQ(pins->Skip(1), S_FALSE);
+
+  pair.sink->addSecondPin();
+  EXPECT_EQ(pins->Next(1, &pin, nullptr), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_EQ(pins->Reset(), S_OK);
+  EXPECT_EQ(pins->Skip(1), S_OK);
+  ComPtr<IEnumPins> clone;
+  ASSERT_EQ(pins->Clone(&clone), S_OK);
+  EXPECT_EQ(clone->Next(1, &pin, nullptr), S_OK);
+  EXPECT_EQ(clone->Next(1, pin.ReleaseAndGetAddressOf(), nullptr), S_FALSE);
+  EXPECT_EQ(pins->Next(1, &pin, nullptr), S_OK) << "the clone has moved the original";
+
+  ComPtr<IEnumMediaTypes> types;
+  AM_MEDIA_TYPE* type = nullptr;
+  ASSERT_EQ(pair.out->EnumMediaTypes(&types), S_OK);
+  ASSERT_EQ(types->Next(1, &type, &fetched), S_OK);
+  EXPECT_TRUE(CMediaType(*type) == pair.script->streams[0].type);
+  quillet::FreeMediaType(*type);
+  CoTaskMemFree(type);
+  EXPECT_EQ(types->Next(1, &type, &fetched), S_FALSE);
+  EXPECT_EQ(fetched, 0U);
+  EXPECT_EQ(pair.source->FindPin(L"stream 1", &pin), VFW_E_NOT_FOUND);
+}
+
+TEST(Filters, BecomePartOfAnOuterObject) {
+  const ComPtr<SinkFilter> outer(new SinkFilter);
+  auto* const identity = static_cast<IBaseFilter*>(outer.Get());
+  const ComPtr<IUnknown> inner((new SinkFilter(identity))->innerUnknown());
+  ComPtr<IMediaFilter> part;
+  ASSERT_EQ(inner->QueryInterface(IID_PPV_ARGS(&part)), S_OK);
+  ComPtr<IBaseFilter> asked;
+  ASSERT_EQ(part->QueryInterface(IID_PPV_ARGS(&asked)), S_OK);
+  EXPECT_EQ(asked.Get(), identity);
+}
+
+TEST(Sources, LeaveNothingBehindInAnyOrderOfStates) {
+  std::mt19937 random(20090);  // NOLINT: the same orders in every run
+  const auto script = videoScript(5);
+  EXPECT_TRUE(leavesNothingBehind([&] {
+    const Pair pair(script);
+    ASSERT_EQ(pair.connect(), S_OK);
+    for (int i = 0; i < 6; ++i) {
+      switch (random() % 3) {
+        case 0:
+          ASSERT_EQ(pair.source->Stop(), S_OK);
+          break;
+        case 1:
+          ASSERT_EQ(pair.source->Pause(), S_OK);
+          break;
+        default:
+          ASSERT_EQ(pair.source->Run(0), S_OK);
+      }
+    }
+  }));
+  EXPECT_GT(script->threadsStarted, 200);
+  EXPECT_EQ(script->threadsStarted, script->threadsEnded);
+  EXPECT_EQ(script->filters, 0);
+}
+
+TEST(Sources, StopWhateverTheThreadWaitsFor) {
+  const KernelHandle never = manualEvent();
+  const auto waiting = videoScript(3);
+  waiting->streams[0].samples[1].waitFor = never.get();
+  const auto starved = videoScript(100);  // The sink keeps every sample that the allocator has.
+  for (const auto& script : {waiting, starved}) {
+    for (int i = 0; i < 20; ++i) {
+      const Pair pair(script);
+      pair.in->samplesToKeep = 100;
+      ASSERT_EQ(pair.connect(), S_OK);
+      const std::size_t before = script == waiting ? 1 : 4;
+      pair.in->next(before, [&] { ASSERT_EQ(pair.source->Run(0), S_OK); });
+      ASSERT_EQ(pair.source->Stop(), S_OK);
+      ASSERT_EQ(script->threadsStarted, script->threadsEnded);
+      EXPECT_NE(WaitForSingleObject(pair.in->ended.get(), 0), WAIT_OBJECT_0) << "a stop is no end of stream";
+    }
+  }
+}
+
+/// A pin whose thread cannot begin.
+class FailingStream : public CSourceStream {
+ public:
+  explicit FailingStream(CSource& source) : CSourceStream(source, L"failing") {}
+  HRESULT GetMediaType(CMediaType* type) override {
+    type->majortype = MEDIATYPE_Video;
+    type->formattype = FORMAT_None;
+    return S_OK;
+  }
+  HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
+    request->cBuffers = 1;
+    request->cbBuffer = 1;
+    ALLOCATOR_PROPERTIES actual;
+    return allocator->SetProperties(request, &actual);
+  }
+  HRESULT FillBuffer(IMediaSample*) override { return S_OK; }
+  HRESULT OnThreadCreate() override { return HRESULT_FROM_WIN32(ERROR_NOT_READY); }
+};
+
+class HalfFailingSource : public ScriptedSource {
+ public:
+  using ScriptedSource::ScriptedSource;
+  CSourceStream& failing = addPin(std::make_unique<FailingStream>(*this));
+};
+
+TEST(Sources, StayStoppedWhenAThreadCannotBegin) {
+  Pair pair(videoScript(3));
+  const ComPtr<HalfFailingSource> source(new HalfFailingSource(pair.script));
+  pair.out.Reset();
+  pair.source = source.Get();
+  ASSERT_EQ(source->FindPin(L"stream 0", &pair.out), S_OK);
+  ASSERT_EQ(pair.connect(), S_OK);
+  const ComPtr<SinkFilter> second(new SinkFilter);
+  ASSERT_EQ(source->failing.Connect(&second->pin, nullptr), S_OK);
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(source->Pause(), HRESULT_FROM_WIN32(ERROR_NOT_READY));
+    FILTER_STATE state = State_Running;
+    EXPECT_EQ(source->GetState(0, &state), S_OK);
+    EXPECT_EQ(state, State_Stopped);
+    EXPECT_EQ(pair.script->threadsStarted, i + 1);
+    EXPECT_EQ(pair.script->threadsEnded, i + 1) << "the pin that could begin goes on";
+  }
+  source->failing.Disconnect();
+  second->pin.Disconnect();
+}
+
+TEST(Sources, SeekWhileTheyPush) {
+  constexpr std::size_t frames = 50;
+  const auto script = videoScript(frames);
+  const KernelHandle never = manualEvent();
+  script->streams[0].samples[frames - 1].waitFor = never.get();
+  const Pair pair(script);
+  pair.in->samplesToKeep = 3;  // Beyond any flush, so that the thread is often found waiting for the last one.
+  ASSERT_EQ(pair.connect(), S_OK);
+  ComPtr<IMediaSeeking> seeking;
+  ASSERT_EQ(pair.out->QueryInterface(IID_PPV_ARGS(&seeking)), S_OK);
+  ASSERT_EQ(pair.source->Run(0), S_OK);
+
+  std::mt19937 random(7);  // NOLINT: the same seeks in every run
+  for (int i = 0; i < 200; ++i) {
+    const std::size_t frame = random() % (frames - 1);
+    LONGLONG position = static_cast<LONGLONG>(frame) * frameTime + frameTime / 2;
+    const auto received = pair.in->next(1, [&] {
+      ASSERT_EQ(seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning),
+                S_OK);
+    });
+    ASSERT_FALSE(received.empty());
+    EXPECT_EQ(received.front().time, static_cast<LONGLONG>(frame) * frameTime);
+    ASSERT_EQ(received.front().payload, scriptedPayload(frame, script->streams[0].samples[frame].size)) << "seek " << i;
+  }
+  LONGLONG position = 0;
+  EXPECT_EQ(seeking->GetCurrentPosition(&position), S_OK);
+  EXPECT_EQ(position % frameTime, frameTime / 2);
+  EXPECT_EQ(script->threadsStarted, 1);
+}
+
+/// Hands each sample of a graph's grabber on to a function.
+class Callback : public ComObject<ISampleGrabberCB> {
+ public:
+  STDMETHODIMP SampleCB(double, IMediaSample* sample) override {
+    BYTE* data = nullptr;
+    sample->GetPointer(&data);
+    payloads.emplace_back(data, data + sample->GetActualDataLength());
+    return S_OK;
+  }
+  STDMETHODIMP BufferCB(double, BYTE*, long) override { return S_OK; }
+
+  std::vector<Bytes> payloads;
+};
+
+/// Plays a scripted file through a sample grabber into a null renderer, from the key frame before `position`.
+/// @return whether the graph reported `event`.
+bool playUntil(long event, const std::shared_ptr<Script>& script, Callback& callback, LONGLONG position = 0) {
+  const ScriptedFile file(script);
+  ComPtr<IGraphBuilder> graph;
+  ComPtr<IBaseFilter> source;
+  ComPtr<IBaseFilter> grabber;
+  ComPtr<IBaseFilter> renderer;
+  CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph));
+  CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&grabber));
+  CoCreateInstance(CLSID_NullRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&renderer));
+  const std::string name = file.name();
+  EXPECT_EQ(graph->AddSourceFilter(std::wstring(name.begin(), name.end()).c_str(), L"source", &source), S_OK);
+  EXPECT_EQ(script->filters, 1);
+  graph->AddFilter(grabber.Get(), L"grabber");
+  graph->AddFilter(renderer.Get(), L"renderer");
+  ComPtr<ISampleGrabber> samples;
+  grabber->QueryInterface(IID_PPV_ARGS(&samples));
+  samples->SetCallback(&callback, 0);
+
+  ComPtr<IPin> from;
+  ComPtr<IPin> to;
+  source->FindPin(L"stream 0", &from);
+  grabber->FindPin(L"In", &to);
+  EXPECT_EQ(graph->Connect(from.Get(), to.Get()), S_OK);
+  grabber->FindPin(L"Out", from.ReleaseAndGetAddressOf());
+  renderer->FindPin(L"In", to.ReleaseAndGetAddressOf());
+  EXPECT_EQ(graph->Connect(from.Get(), to.Get()), S_OK);
+
+  ComPtr<IMediaControl> control;
+  ComPtr<IMediaEvent> events;
+  graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(control.GetAddressOf()));
+  graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(events.GetAddressOf()));
+  ComPtr<IMediaSeeking> seeking;
+  graph->QueryInterface(IID_PPV_ARGS(&seeking));
+  LONGLONG duration = 0;
+  EXPECT_EQ(seeking->GetDuration(&duration), S_OK);
+  EXPECT_EQ(duration, script->streams[0].duration);
+  EXPECT_EQ(seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning | AM_SEEKING_SeekToKeyFrame, &duration,
+                                  AM_SEEKING_AbsolutePositioning),
+            S_OK);
+  EXPECT_TRUE(SUCCEEDED(control->Run()));
+  OAEVENT handle = 0;
+  events->GetEventHandle(&handle);
+  long code = 0;
+  LONG_PTR first = 0;
+  LONG_PTR second = 0;
+  // GetEvent need not wait by itself: an event once taken may leave the handle signalled for one look more.
+  while (code != event && WaitForSingleObject(reinterpret_cast<HANDLE>(handle), limitMs) == WAIT_OBJECT_0) {
+    if (events->GetEvent(&code, &first, &second, 0) == S_OK) {
+      events->FreeEventParams(code, first, second);
+    }
+  }
+  control->Stop();
+  return code == event;
+}
+
+TEST(Graphs, PlayAScriptedFileToItsEnd) {
+  const auto script = std::make_shared<Script>();
+  script->streams.push_back(scriptedVideo(8, 2, 10, frameTime / 100));  // The renderer keeps the time.
+  for (std::size_t i = 0; i < 10; ++i) {
+    ScriptedSample& sample = script->streams[0].samples[i];
+    sample.sync = i == 0 || i == 4;
+    sample.stop.reset();
+  }
+  const auto callback = makeCom<Callback>();
+  EXPECT_TRUE(playUntil(EC_COMPLETE, script, *callback.Get()));
+  ASSERT_EQ(callback->payloads.size(), 10U);
+  for (std::size_t i = 0; i < 10; ++i) {
+    EXPECT_EQ(callback->payloads[i], scriptedPayload(i, script->streams[0].samples[i].size));
+  }
+  callback->payloads.clear();
+  EXPECT_TRUE(playUntil(EC_COMPLETE, script, *callback.Get(), script->streams[0].samples[6].start));
+  ASSERT_EQ(callback->payloads.size(), 6U) << "the key frame is sample 4";
+  EXPECT_EQ(callback->payloads[0], scriptedPayload(4, script->streams[0].samples[4].size));
+  EXPECT_EQ(script->filters, 0);
+  EXPECT_EQ(script->threadsEnded, 2);
+}
+
+TEST(Graphs, HearOfMishaps) {
+  const auto failing = videoScript(3);
+  failing->streams[0].samples[1].failure = E_FAIL;
+  const auto abandoned = videoScript(3);
+  abandoned->streams[0].samples[1].event = EC_USERABORT;
+  const auto callback = makeCom<Callback>();
+  EXPECT_TRUE(playUntil(EC_ERRORABORT, failing, *callback.Get()));
+  EXPECT_EQ(callback->payloads.size(), 1U);
+  EXPECT_TRUE(playUntil(EC_USERABORT, abandoned, *callback.Get()));
+}
+
+}  // namespace
