@@ -334,8 +334,11 @@ TEST_F(ScriptedBlocks, UnreadableBlockFailsItsRunsOnly) {
   source().unreadable.insert(4);
   const AudioPointer stream = open();
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(stream->getSamples(300, 350), nullptr);
-    EXPECT_EQ(stream->lastError, vfw_error::errorReadingSamples);
+    // The second run would follow the block that was decoded last.
+    for (const long first : {300L, 320L}) {
+      EXPECT_EQ(stream->getSamples(first, 350), nullptr);
+      EXPECT_EQ(stream->lastError, vfw_error::errorReadingSamples);
+    }
     EXPECT_EQ(readValues(*stream, 240, 319), countFrom(240, 80));
     EXPECT_EQ(readValues(*stream, 400, 480), countFrom(400, 81));
   }
@@ -345,8 +348,10 @@ TEST_F(ScriptedBlocks, BlockThatCannotBeDecodedFailsItsRunsOnly) {
   source().samples[4] = TestAcmDriver::badBlock();
   const AudioPointer stream = open();
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(stream->getSamples(319, 320), nullptr);
-    EXPECT_EQ(stream->lastError, vfw_error::cannotDecompress);
+    for (const long first : {319L, 320L}) {
+      EXPECT_EQ(stream->getSamples(first, 320), nullptr);
+      EXPECT_EQ(stream->lastError, vfw_error::cannotDecompress);
+    }
     EXPECT_EQ(readValues(*stream, 240, 319), countFrom(240, 80));
     EXPECT_EQ(readValues(*stream, 400, 480), countFrom(400, 81));
   }
@@ -402,6 +407,15 @@ TEST_F(ScriptedBlocks, FormatsThatNothingDecodesAreRefused) {
   // The format claims more than there is of it.
   format.cbSize = 2;
   EXPECT_EQ(open()->lastError, vfw_error::cannotRetrieveFormat);
+}
+
+TEST_F(ScriptedBlocks, LeaveNothingOpenInTheDriver) {
+  AudioPointer stream = open();
+  EXPECT_EQ(driver.openStreams, 1);
+  EXPECT_EQ(driver.preparedHeaders, 1);
+  stream.reset();
+  EXPECT_EQ(driver.openStreams, 0);
+  EXPECT_EQ(driver.preparedHeaders, 0);
 }
 
 TEST_F(ScriptedBlocks, RefuseRunsOutsideTheStream) {

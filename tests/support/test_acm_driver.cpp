@@ -17,6 +17,8 @@ constexpr UINT streamOpen = 0x6000 + 76;
 constexpr UINT streamClose = 0x6000 + 77;
 constexpr UINT streamSize = 0x6000 + 78;
 constexpr UINT streamConvert = 0x6000 + 79;
+constexpr UINT streamPrepare = 0x6000 + 81;
+constexpr UINT streamUnprepare = 0x6000 + 82;
 
 struct FormatSuggest {
   DWORD size;
@@ -111,7 +113,11 @@ LRESULT suggest(const FormatSuggest& request) {
 LRESULT open(const StreamInstance& stream) {
   const bool isDecompression =
       stream.source->wFormatTag == TestAcmDriver::formatTag && stream.destination->wFormatTag == WAVE_FORMAT_PCM;
-  return isDecompression ? LRESULT{MMSYSERR_NOERROR} : ACMERR_NOTPOSSIBLE;
+  if (!isDecompression) {
+    return ACMERR_NOTPOSSIBLE;
+  }
+  ++installed->openStreams;
+  return MMSYSERR_NOERROR;
 }
 
 LRESULT measure(const StreamInstance& stream, StreamSize& size) {
@@ -162,11 +168,19 @@ LRESULT CALLBACK TestAcmDriver::driver(DWORD_PTR, HDRVR, UINT message, LPARAM fi
     case streamOpen:
       return open(*reinterpret_cast<const StreamInstance*>(first));
     case streamClose:
+      --installed->openStreams;
       return MMSYSERR_NOERROR;
     case streamSize:
       return measure(*reinterpret_cast<const StreamInstance*>(first), *reinterpret_cast<StreamSize*>(second));
     case streamConvert:
       return convert(*reinterpret_cast<const StreamInstance*>(first), *reinterpret_cast<StreamHeader*>(second));
+    // Counted, and then left to the ACM.
+    case streamPrepare:
+      ++installed->preparedHeaders;
+      return MMSYSERR_NOTSUPPORTED;
+    case streamUnprepare:
+      --installed->preparedHeaders;
+      return MMSYSERR_NOTSUPPORTED;
     default:
       return MMSYSERR_NOTSUPPORTED;
   }

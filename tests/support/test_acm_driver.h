@@ -39,6 +39,9 @@ class TestAcmDriver {
   std::vector<WORD> converted;
   int starts = 0;
 
+  int openStreams = 0;
+  int preparedHeaders = 0;
+
  private:
   static LRESULT CALLBACK driver(DWORD_PTR id, HDRVR handle, UINT message, LPARAM first, LPARAM second);
 
