@@ -23,8 +23,8 @@ class CBaseOutputPin : public CBasePin {
   /// @param request what the receiver asks for, 0 where it does not mind.
   virtual HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) = 0;
 
-  /// Waits for a sample to fill. The wait ends when the receiver has let one go, and fails with VFW_E_NOT_COMMITTED
-  /// when the pin has become inactive.
+  /// Waits for a sample to fill. The wait ends when the receiver has let one go, and fails when the allocator is
+  /// decommitted, as it is when the pin becomes inactive.
   virtual HRESULT GetDeliveryBuffer(IMediaSample** sample, REFERENCE_TIME* start, REFERENCE_TIME* stop, DWORD flags);
 
   /// @return S_OK when the receiver wants more; S_FALSE or a failure when it does not.

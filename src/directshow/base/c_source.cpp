@@ -15,6 +15,16 @@ namespace quillet {
 
 using Command = WorkerThread::Command;
 
+namespace {
+
+/// Whether an allocator has refused a sample because it was decommitted. Some answer with a time-out, though none was
+/// asked for, to a thread that was waiting just then.
+bool isDecommitted(HRESULT result) {
+  return result == VFW_E_NOT_COMMITTED || result == VFW_E_TIMEOUT;
+}
+
+}  // namespace
+
 CSource::CSource(IUnknown* outer, REFCLSID classId) : WithInterfaces(outer, classId) {}
 
 // IAMFilterMiscFlags
@@ -128,8 +138,8 @@ void CSourceStream::push() {
   while (SUCCEEDED(result) && !worker.hasCommand()) {
     ComPtr<IMediaSample> sample;
     result = GetDeliveryBuffer(&sample, nullptr, nullptr, 0);
-    if (result == VFW_E_NOT_COMMITTED) {
-      return;  // Decommitted by one side of the connection: the command to stop follows.
+    if (isDecommitted(result)) {
+      return;  // By one side of the connection: the command to stop follows.
     }
     if (FAILED(result)) {
       break;
