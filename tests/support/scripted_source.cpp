@@ -98,10 +98,12 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
       }
     }
     if ((stopFlags & AM_SEEKING_AbsolutePositioning) != 0) {
+      const std::lock_guard positionGuard(positionLock);
       stopPosition = toTime(*stop, timeFormat);
     }
     if (moving != AM_SEEKING_NoPositioning) {
       const HRESULT result = reposition([&] {
+        const std::lock_guard positionGuard(positionLock);
         next = landing.sample;
         position = landing.position;
         return S_OK;
@@ -116,7 +118,7 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
 
   /// Where the last seek landed, and the end.
   STDMETHODIMP GetPositions(LONGLONG* current, LONGLONG* stop) override {
-    const std::lock_guard guard(filter().stateLock());
+    const std::lock_guard guard(positionLock);
     if (current != nullptr) {
       *current = fromTime(position, timeFormat);
     }
@@ -148,7 +150,14 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
     return S_OK;
   }
 
-  HRESULT OnThreadStartPlay() override { return DeliverNewSegment(position, stopPosition, 1.0); }
+  HRESULT OnThreadStartPlay() override {
+    REFERENCE_TIME stop = 0;
+    {
+      const std::lock_guard guard(positionLock);
+      stop = stopPosition;
+    }
+    return DeliverNewSegment(position, stop, 1.0);
+  }
   void OnThreadDestroy() override { ++script.threadsEnded; }
 
   HRESULT FillBuffer(IMediaSample* sample) override {
@@ -225,6 +234,8 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
   GUID timeFormat = TIME_FORMAT_MEDIA_TIME;
   // Changed while the thread is idle, or by it.
   std::size_t next = 0;
+  // For those who ask for the position, on whatever thread; it changes while the pin's own thread is idle.
+  CriticalSection positionLock;
   REFERENCE_TIME position = 0;
   REFERENCE_TIME stopPosition;
 };

@@ -148,8 +148,8 @@ STDMETHODIMP CBaseFilter::GetState(DWORD, FILTER_STATE* result) {
   if (result == nullptr) {
     return E_POINTER;
   }
-  // A change of state is complete when its call returns: there is no intermediate state to wait out.
-  const std::lock_guard guard(lock);
+  // A change of state is complete when its call returns: there is no intermediate state to wait out. Without the lock,
+  // since streaming threads may ask as well.
   *result = state;
   return S_OK;
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -23,7 +24,8 @@ class CBasePin;
 ///
 /// The state lock guards state, clock, graph, pins and connections. It is held while a state change waits for the
 /// streaming threads, so a streaming thread never takes it; what such a thread reads of the above (its own connection,
-/// the graph) changes only while the filter is stopped.
+/// the graph) changes only while the filter is stopped. Receivers ask on the streaming thread, too: the answers of
+/// IMediaSeeking, for one, need a lock of their own.
 class CBaseFilter : public WithInterfaces<ComObject, IBaseFilter> {
  public:
   /// @param outer the object that this one is to be a part of; null when it stands alone.
@@ -76,7 +78,7 @@ class CBaseFilter : public WithInterfaces<ComObject, IBaseFilter> {
 
   CriticalSection lock;
   const CLSID classId;
-  FILTER_STATE state = State_Stopped;
+  std::atomic<FILTER_STATE> state = State_Stopped;
   Microsoft::WRL::ComPtr<IReferenceClock> clock;
   // Not counted, as the graph counts its filters.
   IFilterGraph* graph = nullptr;
