@@ -313,9 +313,9 @@ bool isVideoForWindows(Stream* stream) {
 }
 
 TEST(Factories, PreferVideoForWindows) {
-  const auto script = std::make_shared<Script>();
-  script->streams.push_back(scriptedVideo(rgb24Format(4, 4), 25, 1, {Bytes(48)}));
-  script->streams.push_back(scriptedAudio(bytesOf(pcmFormat(8000, 1, 8)), 8000, 1, {Bytes(1), Bytes(1)}));
+  const auto script = std::make_shared<AviScript>();
+  script->streams.push_back(aviScriptVideo(rgb24Format(4, 4), 25, 1, {Bytes(48)}));
+  script->streams.push_back(aviScriptAudio(bytesOf(pcmFormat(8000, 1, 8)), 8000, 1, {Bytes(1), Bytes(1)}));
   const AviFileHandler handler(script);
   const char* const name = "scripted.avi";
 

@@ -146,12 +146,12 @@ class ScriptedPcm : public testing::Test {
     for (int i = 0; i < count; ++i) {
       samples.push_back(bytesOf(static_cast<WORD>(i)));
     }
-    script->streams = {scriptedAudio(bytesOf(pcmFormat(1000, 1, 16)), 1000, 1, samples)};
+    script->streams = {aviScriptAudio(bytesOf(pcmFormat(1000, 1, 16)), 1000, 1, samples)};
   }
 
   AudioPointer open() { return openAudio("scripted.avi"); }
 
-  const std::shared_ptr<Script> script = std::make_shared<Script>();
+  const std::shared_ptr<AviScript> script = std::make_shared<AviScript>();
   const AviFileHandler handler{script};
 };
 
@@ -188,7 +188,7 @@ TEST_F(ScriptedPcm, ConvertsTimesInWholeMilliseconds) {
 }
 
 TEST_F(ScriptedPcm, OpensOrSaysWhyNot) {
-  ScriptedStream& source = script->streams[0];
+  AviScriptStream& source = script->streams[0];
   EXPECT_EQ(open()->lastError, 0);
   source.hasFormat = false;
   EXPECT_EQ(open()->lastError, vfw_error::cannotRetrieveFormat);
@@ -261,14 +261,14 @@ class ScriptedBlocks : public testing::Test {
     for (WORD i = 0; i < blocks; ++i) {
       samples.push_back(TestAcmDriver::block(perBlock, static_cast<WORD>(i * perBlock)));
     }
-    script->streams = {scriptedAudio(TestAcmDriver::format(8000, 1, 400), 8000, perBlock, samples)};
+    script->streams = {aviScriptAudio(TestAcmDriver::format(8000, 1, 400), 8000, perBlock, samples)};
   }
 
-  ScriptedStream& source() { return script->streams[0]; }
+  AviScriptStream& source() { return script->streams[0]; }
   AudioPointer open() { return openAudio("scripted.avi"); }
 
   TestAcmDriver driver;
-  const std::shared_ptr<Script> script = std::make_shared<Script>();
+  const std::shared_ptr<AviScript> script = std::make_shared<AviScript>();
   const AviFileHandler handler{script};
 };
 
@@ -282,7 +282,7 @@ TEST_F(ScriptedBlocks, RunsInARowDecodeEachBlockOnceAndNeverSeek) {
   for (long sample = 200; sample < 792; ++sample) {
     EXPECT_EQ(readValues(*stream, sample, sample), countFrom(sample, 1));
   }
-  EXPECT_EQ(script->count(StreamCall::findSample), 0);
+  EXPECT_EQ(script->count(AviScriptCall::findSample), 0);
   EXPECT_EQ(driver.starts, 1);
   EXPECT_EQ(driver.converted, (std::vector<WORD>{0, 80, 160, 240, 320, 400, 480, 560, 640, 720}));
 
@@ -404,9 +404,35 @@ TEST_F(ScriptedBlocks, FormatsThatNothingDecodesAreRefused) {
   EXPECT_EQ(open()->lastError, vfw_error::cannotInitializeDecompressor);
   format.nAvgBytesPerSec = 400;
   EXPECT_EQ(open()->lastError, 0);
-  // The format claims more than there is of it.
-  format.cbSize = 2;
-  EXPECT_EQ(open()->lastError, vfw_error::cannotRetrieveFormat);
+  // A format that claims more than there is of it is the driver's to judge, and nobody reads beyond it.
+  format.cbSize = 60000;
+  EXPECT_EQ(open()->lastError, 0);
+
+  // Data rates from which no size of a frame follows.
+  MPEGLAYER3WAVEFORMAT mp3 = {};
+  mp3.wfx = {WAVE_FORMAT_MPEGLAYER3, 1, 44100, 0, 1, 0, MPEGLAYER3_WFX_EXTRA_BYTES};
+  mp3.wID = MPEGLAYER3_ID_MPEG;
+  for (const DWORD rate : {0U, 1U, 38U, 0x02000000U}) {
+    mp3.wfx.nAvgBytesPerSec = rate;
+    source().format = bytesOf(mp3);
+    EXPECT_EQ(open()->lastError, vfw_error::cannotInitializeDecompressor) << rate;
+  }
+}
+
+TEST_F(ScriptedBlocks, BeginSilentWhenTheStreamStartsLater) {
+  source().info.dwStart = 2;
+  const AudioPointer stream = open();
+  ASSERT_EQ(stream->lastError, 0);
+  const std::vector<int> silence(2 * perBlock, 0);
+  EXPECT_EQ(readValues(*stream, 0, 2 * perBlock - 1), silence);
+  std::vector<int> expected = countFrom(2 * perBlock, perBlock);
+  expected.insert(expected.begin(), 10, 0);
+  EXPECT_EQ(readValues(*stream, 2 * perBlock - 10, 3 * perBlock - 1), expected);
+}
+
+TEST_F(ScriptedBlocks, HaveNoLengthWithoutATimeScale) {
+  source().info.dwScale = 0;
+  EXPECT_EQ(open()->lastError, vfw_error::undefinedStreamLength);
 }
 
 TEST_F(ScriptedBlocks, LeaveNothingOpenInTheDriver) {

@@ -188,9 +188,9 @@ TEST(EmptyFrames, GiveWayToTheirNeighbours) {
 class ScriptedVideo : public testing::Test {
  protected:
   const BITMAPINFOHEADER format = rgb24Format(4, 4);
-  const std::shared_ptr<Script> script = std::make_shared<Script>(
-      Script{{scriptedVideo(format, 25, 1, {picture(format, 0), picture(format, 1), picture(format, 2)})}, {}});
-  ScriptedStream& source = script->streams[0];
+  const std::shared_ptr<AviScript> script = std::make_shared<AviScript>(
+      AviScript{{aviScriptVideo(format, 25, 1, {picture(format, 0), picture(format, 1), picture(format, 2)})}, {}});
+  AviScriptStream& source = script->streams[0];
   const AviFileHandler handler{script};
 
   VideoPointer open() { return openVideo("scripted.avi"); }
@@ -204,6 +204,9 @@ TEST_F(ScriptedVideo, OpensOrSaysWhyNot) {
   source.hasInfo = false;
   EXPECT_EQ(openingError(), vfw_error::cannotRetrieveStreamInfo);
   source.hasInfo = true;
+  const DWORD scale = std::exchange(source.info.dwScale, 0);
+  EXPECT_EQ(open()->lastError, vfw_error::cannotRetrieveStreamInfo);
+  source.info.dwScale = scale;
   source.hasFormat = false;
   EXPECT_EQ(openingError(), vfw_error::cannotRetrieveFormat);
   source.hasFormat = true;

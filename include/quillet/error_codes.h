@@ -2,7 +2,7 @@
 
 /// @file
 /// The error codes that AudioOrVideoStream::lastError can hold, with the messages that the library has for them. A code
-/// is fatal where nothing else is said.
+/// other than success is fatal where nothing else is said.
 
 namespace quillet {
 

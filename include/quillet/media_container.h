@@ -5,11 +5,11 @@
 
 #include <quillet/export.h>
 
-/// Tells what a media file holds before any of its streams is opened.
+/// Looks into a media file before any of its streams is opened. So far it only explains the errors of doing so.
 class QUILLET_API MediaContainer {
  public:
   /// What can go wrong while a file's streams are counted.
-  enum Error {
+  enum Error : int {
     Success = 0,
     NotEnoughMemory = 1,
     NoMediaDetector = 2,

@@ -14,8 +14,8 @@ class QUILLET_API QuilletNotification {
   /// Called at each step of a long operation, on the thread that runs the operation or on one of the library's own; it
   /// must not call back into the stream.
   ///
-  /// @param phase the kind of step: 0 parsing the stream while it is opened, 1 end of a step of the opening, 2 going
-  ///     back in search of a sample, 3 any other long step.
+  /// @param phase the kind of step: 0 parsing the stream while it is opened, 1 opening it, 2 going back in search of
+  ///     a sample, 3 any other long step.
   /// @return not used by the library.
   virtual int progress(int phase) = 0;
 };

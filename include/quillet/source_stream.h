@@ -70,6 +70,14 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
  protected:
   SourceStream() = default;
 
+  /// What every backend's `open` does with the object that it has made: the backends share this, clients cannot call it.
+  /// @param stream the new object; may be null.
+  /// @param sink progress sink; may be null.
+  /// @param openSource opens the object's source and returns the error code.
+  /// @return `stream`, with the code in its #lastError.
+  template <class Stream, class OpenSource>
+  static Stream* openNew(Stream* stream, QuilletNotification* sink, OpenSource openSource);
+
   /// Length in samples (frames, for video); filled by the backend's `open`.
   long length = 0;
 

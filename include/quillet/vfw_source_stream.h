@@ -6,6 +6,10 @@
 #include <quillet/audio_source_stream.h>
 #include <quillet/video_source_stream.h>
 
+namespace quillet {
+class AviSource;
+}
+
 /// Root of every Video for Windows object: where its messages lie and which of its codes (vfw_error) are fatal.
 class QUILLET_API VfWAudioOrVideoStream : public virtual AudioOrVideoStream {
  public:
@@ -44,10 +48,8 @@ class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual
  protected:
   VfWSourceStream() = default;
 
-  struct Source;
-
-  /// The open AVIFile stream; owned.
-  Source* source = nullptr;
+  /// The AVIFile stream; owned.
+  quillet::AviSource* source = nullptr;
 };
 
 /// Video frames decoded by AVIFile's frame decompressor to 24-bit RGB.
@@ -71,7 +73,7 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
   long findFrame(long frame) override;
 
   /// Decodes the frame that findFrame() finds.
-  /// @param frame frame number; receives the number of the frame found, -1 on failure.
+  /// @param frame frame number; receives the number of the frame found, -1 when none was.
   /// @return the pixels, in the decompressor's own buffer, valid until the next call on this stream; NULL with one of
   ///     findFrame()'s codes or vfw_error::cannotDecompress.
   unsigned char* getFrameBits(long& frame) override;
@@ -87,7 +89,8 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
 /// Audio samples in PCM: read as they are when the file holds PCM, else decompressed block by block by the Audio
 /// Compression Manager.
 ///
-/// Runs that follow one another are decoded without a seek; any other run seeks to the block that holds it.
+/// Compressed runs that follow one another are decoded without a seek; a run that starts neither in the block decoded last
+/// nor right after it seeks to its own.
 class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSourceStream {
  public:
   /// Opens an audio stream through AVIFile.
@@ -104,13 +107,15 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
 
   /// @return samples `first` to `last`, in the stream's own buffer, valid until the next call on this stream; NULL with
   ///     vfw_error::parameterOutOfRange, notEnoughMemory, cannotSeek, errorReadingSamples or cannotDecompress. Samples
-  ///     that a compressed stream promises but does not hold repeat its last block.
+  ///     that a compressed stream promises but does not hold repeat what was decoded last.
   unsigned char* getSamples(long first, long last) override;
 
-  /// Compressed audio: the exact time of a decoded sample, unchecked. PCM: as VfWSourceStream.
+  /// Compressed audio: the exact time of a decoded sample in milliseconds, unchecked, and #lastError is left alone; -1.0
+  /// when the stream is not open. PCM: as VfWSourceStream.
   double StreamSampleToTime(long& sample) override;
 
-  /// Compressed audio: the decoded sample at `time`, rounded down and unchecked. PCM: as VfWSourceStream.
+  /// Compressed audio: the decoded sample at `time` milliseconds, rounded down and unchecked, and #lastError is left alone;
+  /// -1 when the stream is not open. PCM: as VfWSourceStream.
   long StreamTimeToSample(double& time) override;
 
  private:

@@ -37,7 +37,7 @@ class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtua
 
   /// Decodes a frame, found as findFrame() finds it.
   ///
-  /// @param frame frame number; receives the number of the frame delivered, -1 on failure.
+  /// @param frame frame number; receives the number of the frame found, -1 when none was.
   /// @return the pixels in the layout of format(), valid until the next call on this stream; NULL on failure.
   virtual unsigned char* getFrameBits(long& frame) = 0;
 

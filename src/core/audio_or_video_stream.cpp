@@ -35,8 +35,8 @@ const char* AudioOrVideoStream::ErrorMessage(int code) {
     return nullptr;
   }
   // The text is that of the last error on purpose: the argument only gates the call.
-  const UINT id = static_cast<UINT>(errorMessages_resourceBase() + lastError);
-  return LoadStringA(quillet::moduleInstance(), id, message, sizeof message) > 0 ? message : nullptr;
+  const UINT id = static_cast<UINT>(errorMessages_resourceBase()) + static_cast<UINT>(lastError);
+  return quillet::loadMessage(id, message);
 }
 
 bool AudioOrVideoStream::resetLastError() {

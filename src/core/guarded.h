@@ -3,6 +3,7 @@
 #pragma once
 
 #include <new>
+#include <stdexcept>
 
 #include <windows.h>
 
@@ -10,26 +11,29 @@
 
 namespace quillet {
 
-/// Runs the body of an operation, which allocates as it likes and answers its error code.
-/// @return the body's code, or common_error::notEnoughMemory when an allocation failed.
-template <class Operation>
-int guarded(Operation&& operation) noexcept {
+/// Runs the body of an operation, which allocates as it likes.
+/// @return the body's result, or `shortage` when an allocation failed or asked for more than there can be.
+template <class Result, class Body>
+Result guardedBy(Result shortage, Body&& body) noexcept {
   try {
-    return operation();
+    return body();
   } catch (const std::bad_alloc&) {
-    return common_error::notEnoughMemory;
+    return shortage;
+  } catch (const std::length_error&) {
+    return shortage;
   }
 }
 
-/// The same for the body of a COM method.
-/// @return the body's result, or E_OUTOFMEMORY when an allocation failed.
+/// Runs the body of an operation that answers an error code.
+template <class Operation>
+int guarded(Operation&& operation) noexcept {
+  return guardedBy<int>(common_error::notEnoughMemory, operation);
+}
+
+/// Runs the body of a COM method.
 template <class Method>
 HRESULT guardedMethod(Method&& method) noexcept {
-  try {
-    return method();
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  return guardedBy<HRESULT>(E_OUTOFMEMORY, method);
 }
 
 }  // namespace quillet

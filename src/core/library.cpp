@@ -14,7 +14,7 @@ namespace {
 
 HINSTANCE instance = nullptr;
 
-// Nonzero on a thread that has called QuilletThread. Never freed: threads may be detached after the process is.
+// Nonzero on a thread that has called QuilletThread. Kept for good: the system frees it.
 DWORD preparedSlot = TLS_OUT_OF_INDEXES;
 
 // Attached threads, for a debugger's eye. The loader calls DllMain under its lock, so it needs no other.
@@ -47,6 +47,10 @@ namespace quillet {
 
 HINSTANCE moduleInstance() {
   return instance;
+}
+
+const char* loadMessage(UINT id, char (&message)[messageSize]) {
+  return LoadStringA(instance, id, message, messageSize) > 0 ? message : nullptr;
 }
 
 }  // namespace quillet

@@ -5,7 +5,9 @@
 namespace quillet {
 
 void FreeMediaType(AM_MEDIA_TYPE& mediaType) {
-  CoTaskMemFree(mediaType.pbFormat);
+  if (mediaType.cbFormat != 0) {  // Otherwise the pointer need not have been set.
+    CoTaskMemFree(mediaType.pbFormat);
+  }
   mediaType.cbFormat = 0;
   mediaType.pbFormat = nullptr;
   if (mediaType.pUnk != nullptr) {

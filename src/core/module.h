@@ -9,4 +9,11 @@ namespace quillet {
 /// The library's instance handle, kept since the library was attached to the process.
 HINSTANCE moduleInstance();
 
+/// Bytes of the buffer of a message, its end included.
+inline constexpr int messageSize = 128;
+
+/// Loads a string of the library's string table.
+/// @return `message`, or null when there is no such string.
+const char* loadMessage(UINT id, char (&message)[messageSize]);
+
 }  // namespace quillet

@@ -53,6 +53,7 @@ VIDEOINFOHEADER* VideoSourceStream::videoInfo(VIDEOINFOHEADER& info) {
   constexpr long long rowAlignment = 32;
   const long long rowBits =
       (1LL * bitmapFormat.biBitCount * bitmapFormat.biWidth + rowAlignment - 1) & ~(rowAlignment - 1);
+  // A top-down picture, whose height is negative, has no fewer bits.
   const long long frameBits = rowBits * std::abs(1LL * bitmapFormat.biHeight);
   info.dwBitRate = quillet::truncated<DWORD>(static_cast<double>(frameBits) * rate);
 

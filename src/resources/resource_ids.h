@@ -2,7 +2,8 @@
 
 #pragma once
 
-// First string of each block of messages: the message of code c is string first + c.
+// First string of each block of messages. A backend's message of code c is its first string + c; so the codes of the
+// output files, which begin with 200, have theirs 200 further on.
 #define IDS_DIRECTSHOW_ERRORS 100
 #define IDS_DIRECTSHOW_OUTPUT_ERRORS 300
 #define IDS_VFW_ERRORS 500

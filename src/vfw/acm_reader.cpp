@@ -1,7 +1,9 @@
 #include "vfw/acm_reader.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include <mmreg.h>
@@ -35,10 +37,21 @@ long fixedSamplesPerBlock(const WAVEFORMATEX& format) {
   }
 }
 
+/// Whether the average data rate is one that converters can count with: some divide by it, MP3's by the bytes of a frame
+/// that follow from it, in 32 bits.
+bool hasUsableDataRate(const WAVEFORMATEX& format) {
+  if (format.wFormatTag != WAVE_FORMAT_MPEGLAYER3) {
+    return format.nAvgBytesPerSec > 0;
+  }
+  constexpr std::uint64_t samplesPerFrame = 1152;
+  const std::uint64_t product = samplesPerFrame * format.nAvgBytesPerSec;
+  return product >= format.nSamplesPerSec && product <= std::numeric_limits<std::uint32_t>::max();
+}
+
 }  // namespace
 
-AcmReader::AcmReader(PAVISTREAM aviStream, std::vector<BYTE> sourceFormat)
-    : aviStream(aviStream), sourceFormat(std::move(sourceFormat)) {}
+AcmReader::AcmReader(const AviSource& aviSource, std::vector<BYTE> sourceFormat)
+    : aviSource(aviSource), sourceFormat(std::move(sourceFormat)) {}
 
 int AcmReader::open(WAVEFORMATEX& outputFormat) {
   auto* const sourcePointer = reinterpret_cast<WAVEFORMATEX*>(sourceFormat.data());
@@ -61,10 +74,9 @@ int AcmReader::open(WAVEFORMATEX& outputFormat) {
   }
   acmStream.reset(opened);
 
-  // Converters divide by the average data rate; a format without one is not a valid format.
   const DWORD blockSize = source().nBlockAlign;
   DWORD pcmSize = 0;
-  if (source().nAvgBytesPerSec == 0 ||
+  if (!hasUsableDataRate(source()) ||
       acmStreamSize(acmStream.get(), blockSize, &pcmSize, ACM_STREAMSIZEF_SOURCE) != 0) {
     return vfw_error::cannotInitializeDecompressor;
   }
@@ -75,13 +87,13 @@ int AcmReader::open(WAVEFORMATEX& outputFormat) {
   }
   // The ACM's own figure must bear out what the format says.
   const long fixed = fixedSamplesPerBlock(source());
-  samplesPerBlock = fixed * sampleSize == static_cast<long>(pcmSize) ? fixed : 0;
+  samplesPerBlock = std::int64_t{fixed} * sampleSize == pcmSize ? fixed : 0;
   return vfw_error::success;
 }
 
 int AcmReader::measure(long& length) {
-  sourceBlocks = AVIStreamLength(aviStream);
-  LONG ms = AVIStreamSampleToTime(aviStream, sourceBlocks);
+  sourceBlocks = aviSource.length();
+  LONG ms = aviSource.timeOf(sourceBlocks);
   if (ms == -1 || sourceBlocks == -1) {
     return vfw_error::undefinedStreamLength;
   }
@@ -100,15 +112,15 @@ int AcmReader::read(long first, long last, BYTE* out) {
   return error;
 }
 
-int AcmReader::decode(long first, long last, BYTE* out) {
+int AcmReader::decode(SampleNumber first, SampleNumber last, BYTE* out) {
   if (first >= pcmFirst && first <= pcmLast + 1) {
     cursor = first;  // Inside the block held, or right after it.
   } else {
-    if (const int error = seek(first)) {
+    if (const int error = seek(static_cast<long>(first))) {
       return error;
     }
-    if (cursor > first) {  // The stream starts later than its first number: silence up to there.
-      std::memset(out, 0, (std::min(cursor, last + 1) - first) * sampleSize);
+    if (cursor > first) {  // The stream starts later: silence up to there.
+      std::memset(out, 0, static_cast<std::size_t>((std::min(cursor, last + 1) - first) * sampleSize));
     }
   }
   while (cursor <= last) {
@@ -119,12 +131,13 @@ int AcmReader::decode(long first, long last, BYTE* out) {
     }
     // A last block that decodes to nothing leaves the cursor beyond the buffer: its first sample stands in, one at a
     // time.
-    const long held = std::max(pcmLast - cursor + 1, 0L);
-    const long count = std::min(std::max(held, 1L), last - cursor + 1);
-    const long lead = std::clamp(first - cursor, 0L, count);  // Decoded only to reach the run.
+    const SampleNumber held = std::max(pcmLast - cursor + 1, SampleNumber{0});
+    const SampleNumber count = std::min(std::max(held, SampleNumber{1}), last - cursor + 1);
+    const SampleNumber lead = std::clamp(first - cursor, SampleNumber{0}, count);  // Decoded only to reach the run.
     const BYTE* const from = pcmBuffer.data() + (held > 0 ? (cursor - pcmFirst) * sampleSize : 0);
     if (count > lead) {
-      std::memcpy(out + (cursor + lead - first) * sampleSize, from + lead * sampleSize, (count - lead) * sampleSize);
+      std::memcpy(out + (cursor + lead - first) * sampleSize, from + lead * sampleSize,
+                  static_cast<std::size_t>((count - lead) * sampleSize));
     }
     cursor += count;
   }
@@ -134,33 +147,42 @@ int AcmReader::decode(long first, long last, BYTE* out) {
 /// Moves to the block that holds `first`, from which decoding starts afresh.
 int AcmReader::seek(long first) {
   pcmFirst = noSample;
-  cursor = -1;
-  const long block = AVIStreamTimeToSample(aviStream, MulDiv(first, msPerSecond, samplesPerSecond));
-  if (block != -1) {
-    nextBlock = AVIStreamFindSample(aviStream, block, FIND_PREV | FIND_ANY);
-    cursor = nextBlock != -1 ? firstSampleOf(nextBlock) : -1;
-  }
-  // Whole milliseconds may lead to a block that starts after the sample.
-  while (cursor > first && nextBlock > 0) {
-    nextBlock = AVIStreamFindSample(aviStream, nextBlock - 1, FIND_PREV | FIND_ANY);
-    cursor = nextBlock != -1 ? firstSampleOf(nextBlock) : -1;
-  }
-  if (cursor == -1) {
+  const LONG block = aviSource.sampleAt(MulDiv(first, msPerSecond, samplesPerSecond));
+  if (block == -1 || !moveTo(AVIStreamFindSample(aviSource.stream(), block, FIND_PREV | FIND_ANY))) {
     return vfw_error::cannotSeek;
+  }
+  // Whole milliseconds may lead to a block that starts after the sample. Ends at the first block at the latest.
+  while (cursor > first && nextBlock > 0) {
+    const LONG previous = AVIStreamFindSample(aviSource.stream(), nextBlock - 1, FIND_PREV | FIND_ANY);
+    if (previous >= nextBlock || !moveTo(previous)) {
+      break;
+    }
   }
   pcmLast = cursor - 1;
   conversionStarted = false;
   return vfw_error::success;
 }
 
-/// The number of a block's first sample, -1 on failure. AVIFile tells it by its time alone, in whole milliseconds;
-/// where all blocks are alike the exact number is known.
-long AcmReader::firstSampleOf(long block) {
-  const LONG ms = AVIStreamSampleToTime(aviStream, block);
+/// Makes `block` the next one, and its first sample the next sample.
+/// @return false, with nothing changed, when there is no such block.
+bool AcmReader::moveTo(long block) {
+  const SampleNumber sample = block != -1 ? firstSampleOf(block) : -1;
+  if (sample == -1) {
+    return false;
+  }
+  nextBlock = block;
+  cursor = sample;
+  return true;
+}
+
+/// The number of a block's first sample, -1 on failure. AVIFile tells it by its time alone, in whole milliseconds; where
+/// all blocks are alike the exact number is known.
+AcmReader::SampleNumber AcmReader::firstSampleOf(long block) const {
+  const LONG ms = aviSource.timeOf(block);
   if (ms == -1) {
     return -1;
   }
-  return samplesPerBlock > 0 ? block * samplesPerBlock : MulDiv(ms, samplesPerSecond, msPerSecond);
+  return samplesPerBlock > 0 ? SampleNumber{block} * samplesPerBlock : MulDiv(ms, samplesPerSecond, msPerSecond);
 }
 
 /// Replaces the block held by the next one that decodes to anything. After the last block, that one is held again,
@@ -172,7 +194,7 @@ int AcmReader::decodeNextBlock() {
       break;
     }
     const LONG block = nextBlock++;
-    if (AVIStreamRead(aviStream, block, 1, blockBuffer.data(), static_cast<LONG>(blockBuffer.size()), nullptr,
+    if (AVIStreamRead(aviSource.stream(), block, 1, blockBuffer.data(), static_cast<LONG>(blockBuffer.size()), nullptr,
                       nullptr) != 0) {
       return vfw_error::errorReadingSamples;
     }
@@ -183,7 +205,7 @@ int AcmReader::decodeNextBlock() {
     conversionStarted = true;
   } while (acmHeader->cbDstLengthUsed == 0);
   pcmFirst = pcmLast + 1;
-  pcmLast += static_cast<long>(acmHeader->cbDstLengthUsed / sampleSize);
+  pcmLast += acmHeader->cbDstLengthUsed / sampleSize;
   return vfw_error::success;
 }
 

@@ -2,15 +2,14 @@
 
 #pragma once
 
+#include <cstdint>
 #include <limits>
-#include <memory>
 #include <vector>
 
 #include <windows.h>
 
-#include <vfw.h>
-
 #include "core/handles.h"
+#include "vfw/avi_source.h"
 #include "vfw/sample_reader.h"
 
 namespace quillet {
@@ -18,7 +17,7 @@ namespace quillet {
 class AcmReader : public SampleReader {
  public:
   /// @param sourceFormat the stream's WAVEFORMATEX with all that belongs to it.
-  AcmReader(PAVISTREAM aviStream, std::vector<BYTE> sourceFormat);
+  AcmReader(const AviSource& aviSource, std::vector<BYTE> sourceFormat);
 
   /// Finds a decompressor and prepares it.
   /// @param outputFormat receives the PCM format that samples come in.
@@ -32,17 +31,20 @@ class AcmReader : public SampleReader {
   int read(long first, long last, BYTE* out) override;
 
  private:
+  // Wide enough for whatever a file's block numbers and times come to.
+  using SampleNumber = std::int64_t;
+
   // The number of no sample: as the first one held it makes every request seek.
-  static constexpr long noSample = std::numeric_limits<long>::max();
+  static constexpr SampleNumber noSample = std::numeric_limits<SampleNumber>::max();
 
   const WAVEFORMATEX& source() const { return *reinterpret_cast<const WAVEFORMATEX*>(sourceFormat.data()); }
-  int openAcmStream(WAVEFORMATEX& outputFormat);
-  int decode(long first, long last, BYTE* out);
+  int decode(SampleNumber first, SampleNumber last, BYTE* out);
   int seek(long first);
-  long firstSampleOf(long block);
+  bool moveTo(long block);
+  SampleNumber firstSampleOf(long block) const;
   int decodeNextBlock();
 
-  PAVISTREAM aviStream;
+  const AviSource& aviSource;
   std::vector<BYTE> sourceFormat;
   long samplesPerSecond = 0;
   long sampleSize = 0;
@@ -56,10 +58,10 @@ class AcmReader : public SampleReader {
   AcmHeader acmHeader;  // After the stream that it is prepared for, so that it is unprepared first.
 
   // The decoding position, kept from one run to the next.
-  long pcmFirst = noSample;  // First and last sample held in pcmBuffer.
-  long pcmLast = -1;
+  SampleNumber pcmFirst = noSample;  // First and last sample held in pcmBuffer.
+  SampleNumber pcmLast = -1;
   long nextBlock = 0;
-  long cursor = 0;  // Next sample to produce.
+  SampleNumber cursor = 0;  // Next sample to produce.
   bool conversionStarted = false;
 };
 

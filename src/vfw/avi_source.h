@@ -1,4 +1,4 @@
-// What the Video for Windows sources share: an open AVIFile stream and its format.
+// What the Video for Windows sources share: an open AVIFile stream, its format and its times.
 
 #pragma once
 
@@ -6,13 +6,14 @@
 
 #include <windows.h>
 
-#include <quillet/vfw_source_stream.h>
+#include <vfw.h>
 
 #include "core/handles.h"
 
-struct VfWSourceStream::Source {
-  quillet::AviStreamHandle aviStream;
+namespace quillet {
 
+class AviSource {
+ public:
   /// Opens a stream of the file.
   /// @param kind streamtypeVIDEO or streamtypeAUDIO.
   /// @param index number among the file's streams of that kind.
@@ -26,6 +27,28 @@ struct VfWSourceStream::Source {
   /// @return a vfw_error code.
   int readFormat(std::vector<BYTE>& format, LONG leastSize, std::size_t recordSize) const;
 
+  /// What AVIFile tells of the stream.
+  /// @return null when it tells nothing.
+  const AVISTREAMINFOA* information() const { return hasInformation ? &info : nullptr; }
+
   /// Length in AVIFile's samples: frames, or blocks of audio; -1 on failure.
-  LONG length() const { return AVIStreamLength(aviStream.get()); }
+  LONG length() const { return AVIStreamLength(stream()); }
+
+  /// The time of one of AVIFile's samples in milliseconds, -1 on failure.
+  LONG timeOf(LONG sample) const { return hasTimes() ? AVIStreamSampleToTime(stream(), sample) : -1; }
+
+  /// One of AVIFile's samples by its time in milliseconds, -1 on failure.
+  LONG sampleAt(LONG ms) const { return hasTimes() ? AVIStreamTimeToSample(stream(), ms) : -1; }
+
+  PAVISTREAM stream() const { return aviStream.get(); }
+
+ private:
+  // AVIFile divides by the scale and the rate, whatever they are.
+  bool hasTimes() const { return !hasInformation || (info.dwScale != 0 && info.dwRate != 0); }
+
+  AviStreamHandle aviStream;
+  AVISTREAMINFOA info = {};
+  bool hasInformation = false;
 };
+
+}  // namespace quillet

@@ -4,8 +4,6 @@
 
 #include <windows.h>
 
-#include <mmreg.h>
-
 namespace quillet {
 
 /// Reads runs of PCM samples of one stream. The stream is the owner's and outlives the reader.

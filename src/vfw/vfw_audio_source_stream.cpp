@@ -1,5 +1,5 @@
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -10,6 +10,7 @@
 #include <quillet/vfw_source_stream.h>
 
 #include "core/guarded.h"
+#include "core/open_new.h"
 #include "core/time_units.h"
 #include "vfw/acm_reader.h"
 #include "vfw/avi_source.h"
@@ -35,7 +36,7 @@ void VfWAudioSourceStream::Reader::reserve(long count, WORD sampleSize) {
   }
   const std::int64_t bytes = std::int64_t{count} * sampleSize;
   if (bytes > std::numeric_limits<LONG>::max()) {
-    throw std::bad_alloc();  // More than AVIFile can read at once, or the process address.
+    throw std::bad_alloc();  // More than AVIFile can read at once.
   }
   runBuffer.reset();
   runBuffer.reset(new BYTE[static_cast<std::size_t>(bytes)]);
@@ -45,11 +46,7 @@ void VfWAudioSourceStream::Reader::reserve(long count, WORD sampleSize) {
 VfWAudioSourceStream* VfWAudioSourceStream::open(const char* fileName, int streamIndex,
                                                  QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) VfWAudioSourceStream;
-  if (stream != nullptr) {
-    stream->notification = notification;
-    stream->finishOpening(quillet::guarded([&] { return stream->openSource(fileName, streamIndex); }));
-  }
-  return stream;
+  return openNew(stream, notification, [&] { return stream->openSource(fileName, streamIndex); });
 }
 
 VfWAudioSourceStream::~VfWAudioSourceStream() {
@@ -57,12 +54,10 @@ VfWAudioSourceStream::~VfWAudioSourceStream() {
 }
 
 int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
-  source = new Source;
+  source = new quillet::AviSource;
   if (const int error = source->open(fileName, streamtypeAUDIO, streamIndex)) {
     return error;
   }
-  IAVIStream* const aviStream = source->aviStream.get();
-
   std::vector<BYTE> format;
   if (const int error = source->readFormat(format, sizeof(PCMWAVEFORMAT), sizeof(WAVEFORMATEX))) {
     return error;
@@ -72,15 +67,14 @@ int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
   reader = new Reader;
   if (sourceFormat.wFormatTag == WAVE_FORMAT_PCM) {
     waveFormat = sourceFormat;
-    reader->samples = std::make_unique<quillet::PcmReader>(aviStream, waveFormat.nBlockAlign);
+    reader->samples = std::make_unique<quillet::PcmReader>(source->stream(), waveFormat.nBlockAlign);
     length = source->length();
     return length == -1 ? vfw_error::undefinedStreamLength : vfw_error::success;
   }
-  if (sizeof(WAVEFORMATEX) + sourceFormat.cbSize > format.size()) {
-    return vfw_error::cannotRetrieveFormat;  // Cut short: the ACM would read beyond it.
-  }
+  // Where the file holds less than it says, zeros take its place: the ACM reads as far as that.
+  format.resize(std::max(format.size(), sizeof(WAVEFORMATEX) + sourceFormat.cbSize));
   reader->isCompressed = true;
-  auto decoder = std::make_unique<quillet::AcmReader>(aviStream, std::move(format));
+  auto decoder = std::make_unique<quillet::AcmReader>(*source, std::move(format));
   if (const int error = decoder->open(waveFormat)) {
     return error;
   }

@@ -1,6 +1,7 @@
 #include <quillet/vfw_source_stream.h>
 
-#include <algorithm>
+#include <cstdint>
+#include <limits>
 
 #include <quillet/error_codes.h>
 
@@ -41,27 +42,6 @@ bool VfWAudioOrVideoStream::usesDirectShow() {
   return false;
 }
 
-int VfWSourceStream::Source::open(const char* fileName, DWORD kind, int index) {
-  PAVISTREAM opened = nullptr;
-  if (fileName == nullptr || AVIStreamOpenFromFileA(&opened, fileName, kind, index, OF_READ, nullptr) != 0) {
-    return vfw_error::cannotOpenSourceFile;
-  }
-  aviStream.reset(opened);
-  return vfw_error::success;
-}
-
-int VfWSourceStream::Source::readFormat(std::vector<BYTE>& format, LONG leastSize, std::size_t recordSize) const {
-  LONG size = 0;
-  if (AVIStreamReadFormat(aviStream.get(), 0, nullptr, &size) != 0 || size < leastSize) {
-    return vfw_error::cannotRetrieveFormat;
-  }
-  format.resize(std::max(static_cast<std::size_t>(size), recordSize));
-  if (AVIStreamReadFormat(aviStream.get(), 0, format.data(), &size) != 0) {
-    return vfw_error::cannotRetrieveFormat;
-  }
-  return vfw_error::success;
-}
-
 VfWSourceStream::~VfWSourceStream() {
   delete source;
 }
@@ -76,7 +56,7 @@ double VfWSourceStream::StreamSampleToTime(long& sample) {
   if (!requireOpened()) {
     return -1.0;
   }
-  const LONG ms = AVIStreamSampleToTime(source->aviStream.get(), sample);
+  const LONG ms = source->timeOf(sample);
   lastError = ms == -1 ? vfw_error::cannotConvertTime : vfw_error::success;
   return ms;
 }
@@ -85,7 +65,7 @@ long VfWSourceStream::StreamTimeToSample(double& time) {
   if (!requireOpened()) {
     return -1;
   }
-  const LONG sample = AVIStreamTimeToSample(source->aviStream.get(), quillet::roundedHalfUp<LONG>(time));
+  const LONG sample = source->sampleAt(quillet::roundedHalfUp<LONG>(time));
   lastError = sample == -1 ? vfw_error::cannotConvertTime : vfw_error::success;
   return sample;
 }
@@ -94,8 +74,8 @@ double VfWSourceStream::msDuration() {
   if (!requireOpened()) {
     return -1.0;
   }
-  IAVIStream* const aviStream = source->aviStream.get();
-  const LONG ms = AVIStreamSampleToTime(aviStream, AVIStreamStart(aviStream) + AVIStreamLength(aviStream));
+  const auto end = std::int64_t{AVIStreamStart(source->stream())} + source->length();
+  const LONG ms = end <= std::numeric_limits<LONG>::max() ? source->timeOf(static_cast<LONG>(end)) : -1;
   lastError = ms < 0 ? vfw_error::undefinedStreamLength : vfw_error::success;
   return ms;
 }

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdint>
 #include <new>
 #include <vector>
@@ -6,7 +5,7 @@
 #include <quillet/error_codes.h>
 #include <quillet/vfw_source_stream.h>
 
-#include "core/guarded.h"
+#include "core/open_new.h"
 #include "vfw/avi_source.h"
 
 namespace vfw_error = quillet::vfw_error;
@@ -34,11 +33,7 @@ struct VfWVideoSourceStream::Decompressor {
 VfWVideoSourceStream* VfWVideoSourceStream::open(const char* fileName, int streamIndex,
                                                  QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) VfWVideoSourceStream;
-  if (stream != nullptr) {
-    stream->notification = notification;
-    stream->finishOpening(quillet::guarded([&] { return stream->openSource(fileName, streamIndex); }));
-  }
-  return stream;
+  return openNew(stream, notification, [&] { return stream->openSource(fileName, streamIndex); });
 }
 
 VfWVideoSourceStream::~VfWVideoSourceStream() {
@@ -46,17 +41,15 @@ VfWVideoSourceStream::~VfWVideoSourceStream() {
 }
 
 int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
-  source = new Source;
+  source = new quillet::AviSource;
   if (const int error = source->open(fileName, streamtypeVIDEO, streamIndex)) {
     return error;
   }
-  IAVIStream* const aviStream = source->aviStream.get();
-
-  AVISTREAMINFOA info = {};
-  if (AVIStreamInfoA(aviStream, &info, sizeof info) != 0) {
-    return vfw_error::cannotRetrieveStreamInfo;
+  const AVISTREAMINFOA* const information = source->information();
+  if (information == nullptr || information->dwScale == 0 || information->dwRate == 0) {
+    return vfw_error::cannotRetrieveStreamInfo;  // Without a frame rate nothing has a time.
   }
-  rate = static_cast<double>(info.dwRate) / static_cast<double>(info.dwScale);
+  rate = static_cast<double>(information->dwRate) / static_cast<double>(information->dwScale);
 
   std::vector<BYTE> format;
   if (const int error = source->readFormat(format, sizeof(BITMAPINFOHEADER), sizeof(BITMAPINFOHEADER))) {
@@ -69,7 +62,7 @@ int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
   bitmapFormat = outputFormat(*reinterpret_cast<const BITMAPINFOHEADER*>(format.data()));
 
   decompressor = new Decompressor;
-  decompressor->getFrame.reset(AVIStreamGetFrameOpen(aviStream, &bitmapFormat));
+  decompressor->getFrame.reset(AVIStreamGetFrameOpen(source->stream(), &bitmapFormat));
   return decompressor->getFrame ? vfw_error::success : vfw_error::noDecompressor;
 }
 
@@ -81,7 +74,7 @@ long VfWVideoSourceStream::findFrame(long frame) {
     lastError = vfw_error::parameterOutOfRange;
     return -1;
   }
-  IAVIStream* const aviStream = source->aviStream.get();
+  IAVIStream* const aviStream = source->stream();
   long found = AVIStreamFindSample(aviStream, frame, FIND_PREV | FIND_ANY);
   if (found != -1) {
     lastError = vfw_error::success;

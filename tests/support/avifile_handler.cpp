@@ -15,7 +15,7 @@ constexpr CLSID aviFileHandlerClass = {0x00020000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0
 
 class StreamObject : public ComObject<IAVIStream> {
  public:
-  StreamObject(std::shared_ptr<Script> script, std::size_t number) : script(std::move(script)), number(number) {}
+  StreamObject(std::shared_ptr<AviScript> script, std::size_t number) : script(std::move(script)), number(number) {}
 
   STDMETHODIMP Create(LPARAM, LPARAM) override { return AVIERR_UNSUPPORTED; }
 
@@ -28,8 +28,8 @@ class StreamObject : public ComObject<IAVIStream> {
   }
 
   STDMETHODIMP_(LONG) FindSample(LONG position, LONG flags) override {
-    script->calls.push_back({StreamCall::findSample, position, 0});
-    if (!stream().canSeek) {
+    script->calls.push_back({AviScriptCall::findSample, position, 0});
+    if (!stream().canSeek || position < static_cast<LONG>(stream().info.dwStart)) {
       return -1;
     }
     const LONG step = flags & FIND_NEXT ? 1 : -1;
@@ -54,7 +54,7 @@ class StreamObject : public ComObject<IAVIStream> {
   }
 
   STDMETHODIMP Read(LONG start, LONG samples, void* buffer, LONG size, LONG* bytesRead, LONG* samplesRead) override {
-    script->calls.push_back({StreamCall::read, start, samples});
+    script->calls.push_back({AviScriptCall::read, start, samples});
     const LONG wanted = std::min(samples, stream().samplesPerRead);
     LONG bytes = 0;
     LONG done = 0;
@@ -89,16 +89,16 @@ class StreamObject : public ComObject<IAVIStream> {
   STDMETHODIMP SetInfo(AVISTREAMINFOW*, LONG) override { return AVIERR_READONLY; }
 
  private:
-  ScriptedStream& stream() { return script->streams[number]; }
+  AviScriptStream& stream() { return script->streams[number]; }
   LONG count() { return static_cast<LONG>(stream().samples.size()); }
 
-  std::shared_ptr<Script> script;
+  std::shared_ptr<AviScript> script;
   std::size_t number;
 };
 
 class FileObject : public ComObject<IAVIFile, IPersistFile> {
  public:
-  explicit FileObject(std::shared_ptr<Script> script) : script(std::move(script)) {}
+  explicit FileObject(std::shared_ptr<AviScript> script) : script(std::move(script)) {}
 
   STDMETHODIMP Info(AVIFILEINFOW* info, LONG) override {
     *info = {};
@@ -134,13 +134,13 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
   STDMETHODIMP GetCurFile(LPOLESTR*) override { return E_NOTIMPL; }
 
  private:
-  std::shared_ptr<Script> script;
+  std::shared_ptr<AviScript> script;
 };
 
 }  // namespace
 
-ScriptedStream scriptedVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames) {
-  ScriptedStream stream;
+AviScriptStream aviScriptVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames) {
+  AviScriptStream stream;
   stream.info.fccType = streamtypeVIDEO;
   stream.info.fccHandler = format.biCompression;
   stream.info.dwRate = rate;
@@ -154,9 +154,9 @@ ScriptedStream scriptedVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD s
   return stream;
 }
 
-ScriptedStream scriptedAudio(const Bytes& format, DWORD rate, DWORD scale, std::vector<Bytes> blocks) {
+AviScriptStream aviScriptAudio(const Bytes& format, DWORD rate, DWORD scale, std::vector<Bytes> blocks) {
   const auto& wave = *reinterpret_cast<const WAVEFORMAT*>(format.data());
-  ScriptedStream stream;
+  AviScriptStream stream;
   stream.info.fccType = streamtypeAUDIO;
   stream.info.dwRate = rate;
   stream.info.dwScale = scale;
@@ -168,12 +168,12 @@ ScriptedStream scriptedAudio(const Bytes& format, DWORD rate, DWORD scale, std::
   return stream;
 }
 
-int Script::count(StreamCall::Kind kind) const {
+int AviScript::count(AviScriptCall::Kind kind) const {
   return static_cast<int>(
-      std::count_if(calls.begin(), calls.end(), [kind](const StreamCall& call) { return call.kind == kind; }));
+      std::count_if(calls.begin(), calls.end(), [kind](const AviScriptCall& call) { return call.kind == kind; }));
 }
 
-AviFileHandler::AviFileHandler(std::shared_ptr<Script> script)
+AviFileHandler::AviFileHandler(std::shared_ptr<AviScript> script)
     : handler(aviFileHandlerClass, [script = std::move(script)](REFIID iid, void** object) {
         return makeCom<FileObject>(script)->QueryInterface(iid, object);
       }) {}

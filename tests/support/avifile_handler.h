@@ -17,7 +17,7 @@
 namespace quillet::test {
 
 /// What a stream answers.
-struct ScriptedStream {
+struct AviScriptStream {
   AVISTREAMINFOW info = {};  // The length is that of `samples` unless the test changes it.
   Bytes format;
   std::vector<Bytes> samples;  // By number; an empty one is a dropped frame.
@@ -29,32 +29,32 @@ struct ScriptedStream {
   bool canSeek = true;  // Otherwise it finds no sample.
 };
 
-ScriptedStream scriptedVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames);
+AviScriptStream aviScriptVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames);
 
 /// @param format a WAVEFORMATEX with what belongs to it.
 /// @param blocks all of the format's nBlockAlign bytes.
 /// @param rate blocks in `scale` seconds.
-ScriptedStream scriptedAudio(const Bytes& format, DWORD rate, DWORD scale, std::vector<Bytes> blocks);
+AviScriptStream aviScriptAudio(const Bytes& format, DWORD rate, DWORD scale, std::vector<Bytes> blocks);
 
 /// A call that reached a stream.
-struct StreamCall {
+struct AviScriptCall {
   enum Kind { findSample, read };
   Kind kind;
   long position;
   long count;  // Samples that a read asks for.
 };
 
-struct Script {
-  std::vector<ScriptedStream> streams;
-  std::vector<StreamCall> calls;
+struct AviScript {
+  std::vector<AviScriptStream> streams;
+  std::vector<AviScriptCall> calls;
 
-  int count(StreamCall::Kind kind) const;
+  int count(AviScriptCall::Kind kind) const;
 };
 
 /// While it lives, every .avi file that is opened plays `script`.
 class AviFileHandler {
  public:
-  explicit AviFileHandler(std::shared_ptr<Script> script);
+  explicit AviFileHandler(std::shared_ptr<AviScript> script);
 
  private:
   ClassObjectOverride handler;

@@ -6,10 +6,9 @@
 #include "resources/resource_ids.h"
 
 const char* MediaContainer::Message(Error e) {
-  static char message[128];
+  static char message[quillet::messageSize];
   if (e < Success || e > NoRendererInputPin) {
     return nullptr;
   }
-  const UINT id = IDS_MEDIA_CONTAINER_ERRORS + static_cast<UINT>(e);
-  return LoadStringA(quillet::moduleInstance(), id, message, sizeof message) > 0 ? message : nullptr;
+  return quillet::loadMessage(IDS_MEDIA_CONTAINER_ERRORS + static_cast<UINT>(e), message);
 }

@@ -1,0 +1,31 @@
+#include "vfw/avi_source.h"
+
+#include <algorithm>
+
+#include <quillet/error_codes.h>
+
+namespace quillet {
+
+int AviSource::open(const char* fileName, DWORD kind, int index) {
+  PAVISTREAM opened = nullptr;
+  if (fileName == nullptr || AVIStreamOpenFromFileA(&opened, fileName, kind, index, OF_READ, nullptr) != 0) {
+    return vfw_error::cannotOpenSourceFile;
+  }
+  aviStream.reset(opened);
+  hasInformation = AVIStreamInfoA(opened, &info, sizeof info) == 0;
+  return vfw_error::success;
+}
+
+int AviSource::readFormat(std::vector<BYTE>& format, LONG leastSize, std::size_t recordSize) const {
+  LONG size = 0;
+  if (AVIStreamReadFormat(stream(), 0, nullptr, &size) != 0 || size < leastSize) {
+    return vfw_error::cannotRetrieveFormat;
+  }
+  format.resize(std::max(static_cast<std::size_t>(size), recordSize));
+  if (AVIStreamReadFormat(stream(), 0, format.data(), &size) != 0) {
+    return vfw_error::cannotRetrieveFormat;
+  }
+  return vfw_error::success;
+}
+
+}  // namespace quillet
