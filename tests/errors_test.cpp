@@ -340,16 +340,19 @@ TEST(Factories, PreferVideoForWindows) {
   }
 }
 
-// Until the DirectShow backend exists its results are null, and the automatic choice hands them on.
+// Video for Windows has the first try; what DirectShow gives stands, its failure too. A named backend is the only one.
 TEST(Factories, HandOnWhatDirectShowGives) {
-  EXPECT_EQ(VideoSourceStream::open("no such file.avi", true, 0, nullptr), nullptr);
-  EXPECT_EQ(AudioSourceStream::open("no such file.avi", true, 0, nullptr), nullptr);
-  EXPECT_EQ(VideoSourceStream::open("no such file.avi", 0, nullptr), nullptr);
-  EXPECT_EQ(SourceStream::open("no such file.avi", false, 0, nullptr), nullptr);
-  const std::unique_ptr<SourceStream> failed(SourceStream::open("no such file.avi", false, false, 0, nullptr));
-  ASSERT_NE(failed, nullptr);
-  EXPECT_EQ(failed->lastError, vfw_error::cannotOpenSourceFile);
-  EXPECT_EQ(RawDataSourceStream::open("no such file.avi", true, 0, nullptr), nullptr);
+  using Source = std::unique_ptr<SourceStream>;
+  const char* const name = "no such file.avi";
+  for (const bool video : {true, false}) {
+    const Source automatic(SourceStream::open(name, video, 0, nullptr));
+    ASSERT_NE(automatic, nullptr);
+    EXPECT_TRUE(automatic->usesDirectShow());
+    EXPECT_EQ(automatic->lastError, quillet::ds_error::cannotOpenSourceFile);
+    EXPECT_TRUE(Source(SourceStream::open(name, video, true, 0, nullptr))->usesDirectShow());
+    EXPECT_FALSE(Source(SourceStream::open(name, video, false, 0, nullptr))->usesDirectShow());
+  }
+  EXPECT_EQ(RawDataSourceStream::open(name, true, 0, nullptr), nullptr) << "no backend reads compressed samples yet";
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <quillet/audio_or_video_stream.h>
 #include <quillet/audio_source_stream.h>
+#include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
 #include <quillet/media_container.h>
 #include <quillet/notification.h>

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <quillet/audio_source_stream.h>
+#include <quillet/ds_source_stream.h>
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 #include <quillet/video_source_stream.h>
@@ -42,7 +43,7 @@ SourceStream* SourceStream::open(const char* fileName, bool video, int stream, Q
 VideoSourceStream* VideoSourceStream::open(const char* fileName, bool useDirectShow, int stream,
                                            QuilletNotification* notification) {
   if (useDirectShow) {
-    return nullptr;  // The DirectShow backend does not exist yet.
+    return DSVideoSourceStream::open(fileName, stream, notification);
   }
   return VfWVideoSourceStream::open(fileName, stream, notification);
 }
@@ -55,7 +56,7 @@ VideoSourceStream* VideoSourceStream::open(const char* fileName, int stream, Qui
 AudioSourceStream* AudioSourceStream::open(const char* fileName, bool useDirectShow, int stream,
                                            QuilletNotification* notification) {
   if (useDirectShow) {
-    return nullptr;  // The DirectShow backend does not exist yet.
+    return DSAudioSourceStream::open(fileName, stream, notification);
   }
   return VfWAudioSourceStream::open(fileName, stream, notification);
 }

@@ -1,0 +1,170 @@
+#pragma once
+
+/// @file
+/// The DirectShow backend: its root, and its sources on private filter graphs.
+
+#include <quillet/audio_source_stream.h>
+#include <quillet/video_source_stream.h>
+
+/// Root of every DirectShow object: where its messages lie and which of its codes (ds_error) are fatal.
+class QUILLET_API DSAudioOrVideoStream : public virtual AudioOrVideoStream {
+ public:
+  int maxLocalErrorCode() override;
+  int errorMessages_resourceBase() override;
+  bool local_ErrorIsFatal(int code) override;
+  ~DSAudioOrVideoStream() override;
+  bool usesDirectShow() override;
+
+ protected:
+  DSAudioOrVideoStream() = default;
+};
+
+/// A stream of a file that DirectShow can decode, read through a filter graph of its own: source, sample grabber, null
+/// renderer. The graph runs on a worker thread and is held at the sample that was asked for.
+///
+/// The thread that calls must have called QuilletThread(). Every operation fails with code 1 while the stream is not
+/// open. Reads return when the sample has come, when the stream has ended or when the graph has aborted; no read waits
+/// for a clock.
+class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual SourceStream {
+ public:
+  ~DSSourceStream() override;
+
+  /// @return the stream's duration in milliseconds, -1.0 when it is not open.
+  double msDuration() override;
+
+  /// Tunes the choice between decoding on and seeking.
+  /// @param quickDecodeThreshold number of samples (video: frames, audio: blocks) that it is quicker to decode than to
+  ///     seek over; values below 1 count as 1.
+  void config(int quickDecodeThreshold);
+
+ protected:
+  DSSourceStream() = default;
+
+  struct Graph;
+
+  /// Lets the graph deliver until it holds a sample, or the stream has ended or aborted.
+  /// @return whether #lastError is 0.
+  bool run();
+
+  /// Stops the graph and positions it.
+  /// @param position stream time in units of 100 ns.
+  /// @param toKeyFrame whether the nearest key frame before will do.
+  /// @return whether #lastError is 0.
+  bool seek(long long position, bool toKeyFrame);
+
+  /// Plays the whole stream once, for its samples to be counted, then rewinds it. Reports phase 0 for each sample and
+  /// phase 1 at the end.
+  /// @param flag handed to the callback that counts.
+  /// @return whether the stream was played to its end and rewound.
+  bool parseStream(bool flag);
+
+  /// The filter graph and the thread that runs it; owned.
+  Graph* graph = nullptr;
+
+ private:
+  static void runGraph(void* stream);
+  bool requestRun();
+  void stopRun();
+  void halt();
+};
+
+/// Video frames decoded by DirectShow to 24-bit RGB.
+///
+/// Two frames are kept decoded, the one returned last and the one that follows it, so that reading frames in order costs
+/// one decoded frame a call.
+class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourceStream {
+ public:
+  /// Opens a video stream through a filter graph. A file whose streams tell no frame rate is played through once.
+  ///
+  /// @param fileName name of the file, in the system's ANSI code page.
+  /// @param streamNumber number of the stream among the file's video streams, from 0.
+  /// @param notification progress sink, told of phases 0 and 1 while the stream is played through and of phase 2 in
+  ///     backward searches; may be NULL.
+  /// @return the stream, to be deleted by the caller; #lastError says whether it is open (ds_error). NULL when no object
+  ///     could be made.
+  static DSVideoSourceStream* open(const char* fileName, int streamNumber, QuilletNotification* notification);
+
+  ~DSVideoSourceStream() override;
+
+  /// Makes a frame the current one: the frame itself, or the nearest earlier one when the stream has none of that
+  /// number, or the next one with the warning ds_error::nextFrameReturned when it has no earlier one either.
+  /// @return its number; -1 with ds_error::parameterOutOfRange, noFrameFound or a code of the graph.
+  long findFrame(long frame) override;
+
+  /// @param frame frame number; receives the number of the frame found, -1 on failure.
+  /// @return the pixels, valid until the next findFrame() or getFrameBits(); NULL with one of findFrame()'s codes.
+  unsigned char* getFrameBits(long& frame) override;
+
+  /// Tunes the search for frames.
+  /// @param quickDecode frames that it is quicker to decode than to seek over; values below 1 count as 1.
+  /// @param backtrackStep first step back, in frames, when a seek lands after the wanted frame; values below 1 count as
+  ///     `quickDecode`.
+  /// @param growthRatio factor by which the step grows; values below 1 count as 2.
+  void config(int quickDecode, int backtrackStep, int growthRatio);
+
+  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
+  void configure(void* parentWindow) override;
+
+  /// @return the time of frame `frame` at the stream's frame rate, in milliseconds, unchecked.
+  double StreamSampleToTime(long& frame) override;
+
+  /// @return the frame at `time` milliseconds at the stream's frame rate, halves up, unchecked.
+  long StreamTimeToSample(double& time) override;
+
+ private:
+  DSVideoSourceStream() = default;
+  int openSource(const char* fileName, int streamNumber);
+  int parseFrameRate();
+  long searchFrame(long frame);
+  void searchBackward(long long position);
+
+  struct Search;
+  Search* search = nullptr;
+};
+
+/// Audio samples decoded by DirectShow to PCM. What the stream lacks (gaps, a late start, an early end) reads as silence.
+class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourceStream {
+ public:
+  /// Opens an audio stream through a filter graph.
+  ///
+  /// @param fileName name of the file, in the system's ANSI code page.
+  /// @param streamNumber number of the stream among the file's audio streams, from 0.
+  /// @param notification progress sink, told of phase 2 in backward searches; may be NULL.
+  /// @return the stream, to be deleted by the caller; #lastError says whether it is open (ds_error). The warning
+  ///     ds_error::cannotChangeReferenceClock leaves it open. NULL when no object could be made.
+  static DSAudioSourceStream* open(const char* fileName, int streamNumber, QuilletNotification* notification);
+
+  ~DSAudioSourceStream() override;
+
+  /// @return samples `first` to `last`, valid until the next call on this stream; NULL with
+  ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound or a code of the graph.
+  unsigned char* getSamples(long first, long last) override;
+
+  /// Tunes the search for samples.
+  /// @param quickDecode blocks that it is quicker to decode than to seek over; values below 1 count as 1.
+  /// @param stepBack samples to step back when a seek lands too late and no block was seen yet; values below 1 count as
+  ///     1024.
+  void config(int quickDecode, int stepBack);
+
+  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
+  void configure(void* parentWindow) override;
+
+  /// @return the time of a sample in milliseconds, unchecked.
+  double StreamSampleToTime(long& sample) override;
+
+  /// @return the sample at `time` milliseconds, halves up, unchecked.
+  long StreamTimeToSample(double& time) override;
+
+ private:
+  DSAudioSourceStream() = default;
+  int openSource(const char* fileName, int streamNumber);
+  int reserveRun(long count);
+  unsigned char* silentRun(long last);
+  bool fetchRun();
+  bool runToBlock();
+  long long stepBackUnits() const;
+  unsigned char* concludeRun(long last, bool isGapRetry);
+
+  struct Search;
+  Search* search = nullptr;
+};

@@ -1,0 +1,177 @@
+#include <quillet/ds_source_stream.h>
+
+#include <algorithm>
+
+#include <quillet/error_codes.h>
+#include <quillet/thread.h>
+
+#include "core/library_thread.h"
+#include "core/time_units.h"
+#include "directshow/source/source_graph.h"
+#include "resources/resource_ids.h"
+
+namespace ds_error = quillet::ds_error;
+
+int DSAudioOrVideoStream::maxLocalErrorCode() {
+  return ds_error::cannotChangeInterleavingPeriod;
+}
+
+int DSAudioOrVideoStream::errorMessages_resourceBase() {
+  return IDS_DIRECTSHOW_ERRORS;
+}
+
+bool DSAudioOrVideoStream::local_ErrorIsFatal(int code) {
+  switch (code) {
+    case ds_error::success:
+    case ds_error::sampleBeyondData:
+    case ds_error::parameterOutOfRange:
+    case ds_error::cannotChangeReferenceClock:
+    case ds_error::nextFrameReturned:
+    case ds_error::graphNotFullyConfigured:
+    case ds_error::graphNotStarted:
+    case ds_error::cannotFetchCompressor:
+    case ds_error::cannotAddDialogProperty:
+    case ds_error::cannotGetPresentFormat:
+    case ds_error::cannotGetExposedFormats:
+    case ds_error::cannotRestoreFormat:
+    case ds_error::unused:
+    case ds_error::notConfigurableFilter:
+    case ds_error::cannotChangeDataRate:
+    case ds_error::configurationPartlyFailed:
+    case ds_error::nextSampleTimeReturned:
+    case ds_error::roughConversion:
+    case ds_error::laterSampleReturned:
+    case ds_error::cannotStoreVideoInfo:
+      return false;
+    default:
+      return true;
+  }
+}
+
+DSAudioOrVideoStream::~DSAudioOrVideoStream() = default;
+
+bool DSAudioOrVideoStream::usesDirectShow() {
+  return true;
+}
+
+DSSourceStream::~DSSourceStream() {
+  if (graph == nullptr) {
+    return;
+  }
+  graph->destroying = true;
+  stopRun();
+  if (graph->worker) {
+    // Ends: the worker waits for its next run, and ends instead when the stream is being destroyed.
+    SignalObjectAndWait(graph->runRequested.get(), graph->worker.get(), INFINITE, FALSE);
+  }
+  delete graph;
+}
+
+double DSSourceStream::msDuration() {
+  if (!requireOpened()) {
+    return -1.0;
+  }
+  lastError = ds_error::success;
+  return static_cast<double>(graph->duration) * 0.0001;
+}
+
+void DSSourceStream::config(int quickDecodeThreshold) {
+  graph->quickDecodeThreshold = std::max(quickDecodeThreshold, 1);
+}
+
+/// The worker thread: runs the graph whenever it is asked to. It is kept from one run to the next, since to start it costs
+/// as much as all the rest of a seek.
+void DSSourceStream::runGraph(void* stream) {
+  auto& self = *static_cast<DSSourceStream*>(stream);
+  Graph& graph = *self.graph;
+  QuilletThread();
+  // Both waits end: the destructor asks for a last run.
+  WaitForSingleObject(graph.runRequested.get(), INFINITE);
+  while (!graph.destroying) {
+    if (const int error = graph.runUntilEnd()) {
+      self.lastError = error;  // The reading thread waits for the end of the run before it looks.
+    }
+    SignalObjectAndWait(graph.runEnded.get(), graph.runRequested.get(), INFINITE, FALSE);
+  }
+}
+
+bool DSSourceStream::run() {
+  graph->callback->stop = false;
+  if (!graph->callback->letGo() && !requestRun()) {
+    return false;
+  }
+  // Ends: either a sample is held, or the run ends, which it does when the stream has ended, when the graph has aborted and
+  // when it could not be run. A source that fails must say so by one of these (it ends its stream or sends an event).
+  const HANDLE outcomes[] = {graph->callback->delivered.get(), graph->runEnded.get()};
+  if (WaitForMultipleObjects(2, outcomes, FALSE, INFINITE) != WAIT_OBJECT_0) {
+    graph->runActive = false;
+    if (graph->runEnd == Graph::RunEnd::aborted) {
+      halt();  // An aborted graph may go on delivering, to nobody.
+    }
+  }
+  return lastError == ds_error::success;
+}
+
+/// Has the worker thread run the graph, unless it does. Starts the thread the first time.
+bool DSSourceStream::requestRun() {
+  if (graph->runActive) {
+    return true;
+  }
+  if (!graph->worker) {
+    constexpr unsigned stackSize = 32768;
+    graph->worker.reset(quillet::startLibraryThread(runGraph, stackSize, this, nullptr, 0, nullptr));
+  }
+  if (!graph->worker) {
+    lastError = ds_error::cannotCreateThread;
+    return false;
+  }
+  graph->runActive = true;
+  SetEvent(graph->runRequested.get());
+  return true;
+}
+
+bool DSSourceStream::seek(long long position, bool toKeyFrame) {
+  stopRun();
+  if (!graph->seek(position, toKeyFrame)) {
+    lastError = ds_error::unseekableMedia;
+  }
+  return lastError == ds_error::success;
+}
+
+/// Ends the run and stops the graph.
+void DSSourceStream::stopRun() {
+  if (graph->runActive) {
+    // Ends: the worker waits for nothing but the graph's events and this request, and lets the callback go before it stops
+    // the graph.
+    SignalObjectAndWait(graph->stopRequested.get(), graph->runEnded.get(), INFINITE, FALSE);
+    graph->runActive = false;
+    if (graph->runEnd != Graph::RunEnd::stopped) {
+      ResetEvent(graph->stopRequested.get());  // The run has ended by itself, and left the request to the next one.
+    }
+  }
+  halt();
+}
+
+/// Stops the graph when it runs although no run is active, as it does after the end of the stream: to position it or to
+/// release it then would start it, or wait for it, for good.
+void DSSourceStream::halt() {
+  if (!graph->running) {
+    return;
+  }
+  if (const int error = graph->stop()) {
+    lastError = error;
+  }
+  ResetEvent(graph->callback->delivered.get());  // A sample held after the end of the run was nobody's.
+}
+
+bool DSSourceStream::parseStream(bool flag) {
+  graph->callback->beginParse(flag, notification);
+  const bool ended = graph->playToEnd();
+  graph->callback->stop = true;  // What is still on its way, after an abort, is nobody's.
+  graph->callback->endParse();
+  const bool rewound = graph->rewind();
+  if (notification != nullptr) {
+    notification->progress(1);
+  }
+  return ended && rewound;
+}

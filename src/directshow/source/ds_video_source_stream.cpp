@@ -1,0 +1,297 @@
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include <dshow.h>
+
+#include <quillet/ds_source_stream.h>
+#include <quillet/error_codes.h>
+
+#include "core/open_new.h"
+#include "core/time_units.h"
+#include "directshow/base/c_media_type.h"
+#include "directshow/graph/pins.h"
+#include "directshow/source/source_graph.h"
+#include "directshow/source/video_sg_callback.h"
+
+namespace ds_error = quillet::ds_error;
+
+using Microsoft::WRL::ComPtr;
+using quillet::roundedHalfUp;
+using quillet::truncated;
+using quillet::unitsPerSecond;
+
+namespace {
+
+/// The number of no frame: below every frame number, so that the first request seeks.
+constexpr long noFrame = -2147483647;
+
+/// The time per frame, in units of 100 ns, of any of the formats that tell it; 0 for the others. All four begin alike.
+REFERENCE_TIME timePerFrame(const AM_MEDIA_TYPE& type) {
+  const bool tellsIt = type.formattype == FORMAT_VideoInfo || type.formattype == FORMAT_VideoInfo2 ||
+                       type.formattype == FORMAT_MPEGVideo || type.formattype == FORMAT_MPEG2Video;
+  REFERENCE_TIME time = 0;
+  if (tellsIt && type.pbFormat != nullptr && type.cbFormat >= sizeof(VIDEOINFOHEADER)) {
+    std::memcpy(&time, type.pbFormat + offsetof(VIDEOINFOHEADER, AvgTimePerFrame), sizeof time);
+  }
+  return time;
+}
+
+/// Looks for the time per frame in the connections upstream of `input`, filter by filter.
+/// @return units of 100 ns, 0 when none tells.
+REFERENCE_TIME timePerFrameUpstream(ComPtr<IPin> input) {
+  // Ends: a graph has no circles, so every step comes nearer to its source.
+  while (input != nullptr) {
+    const ComPtr<IPin> output = quillet::peerOf(input.Get());
+    quillet::CMediaType type;
+    if (output == nullptr || FAILED(output->ConnectionMediaType(&type))) {
+      return 0;
+    }
+    if (const REFERENCE_TIME time = timePerFrame(type); time != 0) {
+      return time;
+    }
+    const ComPtr<IBaseFilter> filter = quillet::filterOf(output.Get());
+    input = filter != nullptr ? quillet::firstConnectedPin(filter.Get(), PINDIR_INPUT) : nullptr;
+  }
+  return 0;
+}
+
+std::size_t frameSize(const BITMAPINFOHEADER& format) {
+  if (format.biSizeImage != 0) {
+    return format.biSizeImage;
+  }
+  const auto rowBytes = (static_cast<std::size_t>(format.biWidth) * 3 + 3) & ~std::size_t{3};
+  return rowBytes * static_cast<std::size_t>(std::abs(format.biHeight));  // Uncompressed formats need not tell.
+}
+
+}  // namespace
+
+/// The window of two decoded frames that slides over the stream. Buffer B is good only while `next` differs from
+/// `current`.
+struct DSVideoSourceStream::Search {
+  quillet::VideoSGCallback* callback = nullptr;  // The graph's.
+  long current = noFrame;                        // Number of the frame in buffer A.
+  long next = noFrame;                           // Number of the first frame after it that the stream has.
+  BYTE* frameBits = nullptr;                     // The frame found last.
+  int backtrackStep = 1;                         // Frames.
+  int growthRatio = 2;
+
+  /// Forgets both frames, so that the next request seeks.
+  void reset() { current = next = noFrame; }
+};
+
+DSVideoSourceStream* DSVideoSourceStream::open(const char* fileName, int streamNumber,
+                                               QuilletNotification* notification) {
+  auto* const stream = new (std::nothrow) DSVideoSourceStream;
+  return openNew(stream, notification, [&] { return stream->openSource(fileName, streamNumber); });
+}
+
+DSVideoSourceStream::~DSVideoSourceStream() {
+  delete search;
+}
+
+int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
+  graph = new Graph;
+  search = new Search;
+  if (const int error = graph->build(fileName, MEDIATYPE_Video, MEDIASUBTYPE_RGB24, streamNumber)) {
+    return error;
+  }
+  quillet::CMediaType type;
+  if (const int error = graph->readConnectionType(type)) {
+    return error;
+  }
+  if (type.formattype != FORMAT_VideoInfo || type.pbFormat == nullptr || type.cbFormat < sizeof(VIDEOINFOHEADER)) {
+    return ds_error::improperStreamFormat;
+  }
+  const auto& videoFormat = *reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat);
+  if (videoFormat.bmiHeader.biBitCount != 24) {
+    return ds_error::improperStreamFormat;
+  }
+  bitmapFormat = videoFormat.bmiHeader;
+
+  REFERENCE_TIME frameTime = videoFormat.AvgTimePerFrame;
+  if (frameTime == 0) {
+    frameTime = timePerFrameUpstream(graph->grabberInput());
+  }
+  if (const int error = graph->querySeeking()) {
+    return error;
+  }
+  if (frameTime > 0) {
+    rate = static_cast<double>(unitsPerSecond) / static_cast<double>(frameTime);
+    length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * rate);
+  }
+  if (const int error = graph->queryControl()) {
+    return error;
+  }
+  graph->removeClock();  // With a clock the stream only plays at its own speed; that is no error.
+  auto callback = std::make_unique<quillet::VideoSGCallback>(frameSize(bitmapFormat));
+  search->callback = callback.get();
+  graph->installCallback(std::move(callback));
+
+  if (frameTime <= 0) {
+    if (const int error = parseFrameRate()) {
+      return error;
+    }
+  }
+  if (const int error = graph->createEvents()) {
+    return error;
+  }
+  search->callback->samplePeriod = 1.0 / rate;
+  search->callback->tolerance = 0.5 / rate;
+  config(0, 0, 0);
+  return ds_error::success;
+}
+
+/// Finds the frame rate and the length of a stream that tells no frame time, by counting its frames.
+int DSVideoSourceStream::parseFrameRate() {
+  if (!parseStream(false)) {
+    return ds_error::cannotRetrieveFrameRate;
+  }
+  const int count = search->callback->sampleCount;
+  const double lastTime = search->callback->lastTime;
+  if (count <= 1 || lastTime <= 0.0) {
+    return ds_error::cannotRetrieveFrameRate;
+  }
+  length = count;
+  rate = (count - 1) / lastTime;
+  graph->duration = truncated<LONGLONG>(length * static_cast<double>(unitsPerSecond) / rate);
+  return ds_error::success;
+}
+
+long DSVideoSourceStream::findFrame(long frame) {
+  if (!requireOpened()) {
+    return -1;
+  }
+  if (frame < 0 || frame >= length) {
+    lastError = ds_error::parameterOutOfRange;
+    return -1;
+  }
+  lastError = ds_error::success;
+  // Between the current frame and the next one the stream has none: the current one stands for them.
+  if (frame == search->current || (search->current < frame && frame < search->next)) {
+    search->frameBits = search->callback->frameA();
+    return search->current;
+  }
+  if (frame == search->next) {
+    search->frameBits = search->callback->frameB();
+    return search->next;
+  }
+  return searchFrame(frame);
+}
+
+/// Moves the window to `frame`: by decoding on when it is near, else by a seek, and backwards from there when the stream
+/// has nothing at the frame's time.
+long DSVideoSourceStream::searchFrame(long frame) {
+  Search& window = *search;
+  quillet::VideoSGCallback& callback = *window.callback;
+  const auto numberAt = [this](double time) { return roundedHalfUp<long>(time * rate); };
+
+  callback.target = frame / rate;
+  // Half a frame beyond the target the frame has passed for sure; at the last frame that might be beyond the stream.
+  long long position = truncated<long long>((callback.target + callback.tolerance) * unitsPerSecond);
+  if (frame == length - 1) {
+    position = std::max(truncated<long long>(callback.target * unitsPerSecond) - 1, 0LL);
+  }
+  callback.found = false;
+  callback.later = false;
+
+  const bool mustSeek =
+      frame < window.current || frame > static_cast<long long>(window.next) + graph->quickDecodeThreshold;
+  if (mustSeek) {
+    if (!seek(position, false)) {
+      return -1;
+    }
+  } else if (window.next != window.current) {
+    callback.advance();
+    window.current = window.next;
+  }
+  if (!callback.found && !run()) {
+    return -1;
+  }
+  if (!callback.found && !mustSeek) {
+    // The graph went past the target at once: the frame before it stands for the target.
+    if (callback.isHolding()) {
+      window.next = numberAt(callback.timeB);
+    }
+    window.frameBits = callback.frameA();
+    return window.current;
+  }
+  if (!callback.found) {
+    searchBackward(position);
+  }
+  if (lastError != ds_error::success) {
+    window.reset();
+    return -1;
+  }
+  if (callback.found) {
+    window.current = numberAt(callback.timeA);
+    window.next = callback.later ? numberAt(callback.timeB) : window.current;
+    window.frameBits = callback.frameA();
+    return window.current;
+  }
+  if (callback.later) {
+    // Nothing at or before the target, even from the start. The first frame there is stands for all before it, from
+    // number 0 on.
+    callback.copyLaterFrame();
+    window.current = 0;
+    window.next = numberAt(callback.timeB);
+    window.frameBits = callback.frameB();
+    lastError = ds_error::nextFrameReturned;
+    return window.next;
+  }
+  window.reset();
+  lastError = ds_error::noFrameFound;
+  return -1;
+}
+
+/// Goes back from `position` in growing steps until a frame at or before the target comes, or the start is reached.
+void DSVideoSourceStream::searchBackward(long long position) {
+  constexpr long long farthest = std::numeric_limits<long long>::max();
+  long long step = std::max(truncated<long long>(search->backtrackStep / rate * unitsPerSecond), 1LL);
+  while (!search->callback->found && position != 0) {
+    if (notification != nullptr) {
+      notification->progress(2);
+    }
+    position = std::max(position - step, 0LL);
+    if (!seek(position, false) || (!search->callback->found && !run())) {
+      return;
+    }
+    step = step <= farthest / search->growthRatio ? step * search->growthRatio : farthest;
+  }
+}
+
+unsigned char* DSVideoSourceStream::getFrameBits(long& frame) {
+  frame = findFrame(frame);
+  return frame != -1 ? search->frameBits : nullptr;
+}
+
+void DSVideoSourceStream::config(int quickDecode, int backtrackStep, int growthRatio) {
+  DSSourceStream::config(quickDecode);
+  search->backtrackStep = backtrackStep > 0 ? backtrackStep : graph->quickDecodeThreshold;
+  search->growthRatio = growthRatio > 0 ? growthRatio : 2;
+}
+
+void DSVideoSourceStream::configure(void*) {
+  if (requireOpened()) {
+    lastError = ds_error::cannotDisplayDialog;
+  }
+}
+
+double DSVideoSourceStream::StreamSampleToTime(long& frame) {
+  if (!requireOpened()) {
+    return -1.0;
+  }
+  lastError = ds_error::success;
+  return frame / rate * quillet::msPerSecond;
+}
+
+long DSVideoSourceStream::StreamTimeToSample(double& time) {
+  if (!requireOpened()) {
+    return -1;
+  }
+  lastError = ds_error::success;
+  return roundedHalfUp<long>(0.001 * time * rate);
+}

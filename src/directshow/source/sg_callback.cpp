@@ -1,0 +1,64 @@
+#include "directshow/source/sg_callback.h"
+
+namespace quillet {
+
+bool SGCallback::createEvents() {
+  for (KernelHandle* event : {&delivered, &proceed, &released}) {
+    event->reset(CreateEventA(nullptr, FALSE, FALSE, nullptr));
+  }
+  return delivered && proceed && released;
+}
+
+bool SGCallback::letGo() {
+  if (!holding.exchange(false)) {
+    return false;
+  }
+  announceRelease = false;
+  SetEvent(proceed.get());
+  return true;
+}
+
+void SGCallback::dismiss(bool wait) {
+  stop = true;
+  if (!holding.exchange(false)) {
+    return;
+  }
+  announceRelease = wait;
+  if (wait) {
+    // Ends: the callback has its permission to proceed, and nothing else to wait for.
+    SignalObjectAndWait(proceed.get(), released.get(), INFINITE, FALSE);
+  } else {
+    SetEvent(proceed.get());
+  }
+}
+
+void SGCallback::hold() {
+  holding = true;
+  if (stop && holding.exchange(false)) {
+    return;  // The graph is being stopped, by somebody who saw no sample held and so will let none go.
+  }
+  // Ends: who reads on, seeks, stops or destroys the graph lets the sample go.
+  SignalObjectAndWait(delivered.get(), proceed.get(), INFINITE, FALSE);
+  if (announceRelease) {
+    SetEvent(released.get());
+  }
+}
+
+HRESULT SampleGrabberCallback::QueryInterface(REFIID riid, void** object) {
+  if (object == nullptr) {
+    return E_POINTER;
+  }
+  if (riid == IID_IUnknown || riid == __uuidof(ISampleGrabberCB)) {
+    *object = static_cast<ISampleGrabberCB*>(this);
+    return S_OK;
+  }
+  *object = nullptr;
+  return E_NOINTERFACE;
+}
+
+HRESULT SampleGrabberCallback::SampleCB(double sampleTime, IMediaSample* sample) {
+  receive(streamTime.of(sampleTime, sample, samplePeriod), sample);
+  return S_OK;
+}
+
+}  // namespace quillet

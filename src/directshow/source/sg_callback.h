@@ -1,0 +1,100 @@
+// The sample grabber's callback: decides on the graph's streaming thread what to do with each sample, and holds the graph
+// at the sample that the reading thread waits for.
+
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include <windows.h>
+
+#include <strmif.h>
+
+#include <quillet/notification.h>
+
+#include "core/handles.h"
+#include "directshow/graph/sample_grabber.h"
+#include "directshow/graph/stream_time.h"
+
+namespace quillet {
+
+/// What all callbacks share: the handshake with the reading thread.
+///
+/// The reading thread writes its request and reads the results only while the callback holds a sample or no graph runs;
+/// the order of the events makes the accesses exclusive, without a lock. Each event is taken by the one wait for it, so
+/// none has to be reset: calls into the kernel are what a frame costs.
+class SGCallback {
+ public:
+  virtual ~SGCallback() = default;
+
+  /// Makes the three events.
+  /// @return false when one could not be made.
+  bool createEvents();
+
+  /// Makes the callback count samples instead of looking for one.
+  /// @param flag what the counting is for; the callback's own business.
+  /// @param sink told of phase 0 at each sample; may be null.
+  virtual void beginParse(bool flag, QuilletNotification* sink) = 0;
+
+  /// Ends the counting.
+  void endParse() { parseMode = false; }
+
+  /// Lets the held sample go, for the next one to come.
+  /// @return whether a sample was held.
+  bool letGo();
+
+  /// Has the callback ignore all samples, and leave the one that it holds: before the graph is stopped.
+  /// @param wait whether to wait until the callback has left it.
+  void dismiss(bool wait);
+
+  /// Whether the streaming thread is blocked in the callback, with a sample for the reading thread.
+  bool isHolding() const { return holding; }
+
+  /// While set, every sample is ignored.
+  std::atomic<bool> stop = false;
+
+  /// Signalled when a sample is held.
+  KernelHandle delivered;
+
+  /// Tells the stream times of samples.
+  StreamTime streamTime;
+
+  /// The duration of every whole sample, in seconds; 0 when they differ or it is unknown.
+  double samplePeriod = 0.0;
+
+ protected:
+  /// Blocks the streaming thread until the reading thread wants the next sample or the graph is to stop.
+  void hold();
+
+  /// The subclass's second buffer (video: the frame after the target; audio: the last block).
+  std::unique_ptr<BYTE[]> buffer;
+
+  std::atomic<bool> parseMode = false;
+
+ private:
+  // Taken back by who lets the sample go: so each permission to proceed has one taker.
+  std::atomic<bool> holding = false;
+
+  KernelHandle proceed;
+  KernelHandle released;         // Signalled when the callback has left a sample that it was dismissed from.
+  bool announceRelease = false;  // Whether to; written before `proceed` is signalled.
+};
+
+/// The COM side of a callback. Not counted: the stream that made it deletes it, after the graph is gone.
+class SampleGrabberCallback : public ISampleGrabberCB, public SGCallback {
+ public:
+  // IUnknown
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+
+  // ISampleGrabberCB
+  HRESULT STDMETHODCALLTYPE SampleCB(double sampleTime, IMediaSample* sample) override;
+  HRESULT STDMETHODCALLTYPE BufferCB(double, BYTE*, long) override { return S_OK; }
+
+ private:
+  /// Deals with a sample of the stream, at `time` seconds of the stream.
+  virtual void receive(double time, IMediaSample* sample) = 0;
+};
+
+}  // namespace quillet

@@ -1,0 +1,199 @@
+#include "directshow/source/source_graph.h"
+
+#include <utility>
+
+#include <dshow.h>
+
+#include <quillet/error_codes.h>
+
+#include "directshow/graph/pins.h"
+
+namespace ds_error = quillet::ds_error;
+
+int DSSourceStream::Graph::build(const char* fileName, const GUID& majorType, const GUID& subtype, int streamNumber) {
+  if (FAILED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph)))) {
+    return ds_error::noGraphBuilder;
+  }
+  registration.add(graph.Get());
+  ComPtr<IBaseFilter> source;
+  if (const int error = addSource(fileName, source)) {
+    return error;
+  }
+  if (const int error = addGrabber(majorType, subtype)) {
+    return error;
+  }
+  if (const int error = quillet::connectSourceToGrabber(graph.Get(), source.Get(), sampleGrabber.Get(), streamNumber)) {
+    return error;
+  }
+  return addRenderer();
+}
+
+int DSSourceStream::Graph::addSource(const char* fileName, ComPtr<IBaseFilter>& source) {
+  wideName = quillet::constOLEstring(fileName);
+  if (wideName.get() == nullptr || FAILED(graph->AddSourceFilter(wideName.get(), L"source", &source))) {
+    return ds_error::cannotOpenSourceFile;
+  }
+  return ds_error::success;
+}
+
+int DSSourceStream::Graph::addGrabber(const GUID& majorType, const GUID& subtype) {
+  if (FAILED(CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&sampleGrabber))) ||
+      FAILED(sampleGrabber.As(&grabberControl))) {
+    return ds_error::noSampleGrabber;
+  }
+  if (FAILED(graph->AddFilter(sampleGrabber.Get(), L"sample_grabber"))) {
+    return ds_error::cannotAddFilter;
+  }
+  AM_MEDIA_TYPE wanted = {};
+  wanted.majortype = majorType;
+  wanted.subtype = subtype;
+  return SUCCEEDED(grabberControl->SetMediaType(&wanted)) ? ds_error::success : ds_error::cannotSetMediaType;
+}
+
+int DSSourceStream::Graph::addRenderer() {
+  if (FAILED(CoCreateInstance(CLSID_NullRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&renderer)))) {
+    return ds_error::noNullRenderer;
+  }
+  if (FAILED(graph->AddFilter(renderer.Get(), L"null_renderer"))) {
+    return ds_error::cannotAddFilter;
+  }
+  return quillet::connectPair(graph.Get(), sampleGrabber.Get(), renderer.Get(), 0) ? ds_error::success
+                                                                                   : ds_error::cannotConnectFilters;
+}
+
+Microsoft::WRL::ComPtr<IPin> DSSourceStream::Graph::grabberInput() {
+  return quillet::firstPin(sampleGrabber.Get(), PINDIR_INPUT);
+}
+
+int DSSourceStream::Graph::readConnectionType(quillet::CMediaType& type) {
+  const ComPtr<IPin> input = grabberInput();
+  return input != nullptr && SUCCEEDED(input->ConnectionMediaType(&type)) ? ds_error::success
+                                                                          : ds_error::unreadableMediaType;
+}
+
+int DSSourceStream::Graph::querySeeking() {
+  if (FAILED(graph.As(&mediaSeeking))) {
+    return ds_error::noMediaSeeking;
+  }
+  if (FAILED(mediaSeeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
+    return ds_error::mediaTimeRejected;
+  }
+  return SUCCEEDED(mediaSeeking->GetDuration(&duration)) ? ds_error::success : ds_error::undefinedStreamDuration;
+}
+
+int DSSourceStream::Graph::queryControl() {
+  if (FAILED(graph->QueryInterface(IID_IMediaControl, &mediaControl))) {
+    return ds_error::noMediaControl;
+  }
+  return SUCCEEDED(graph->QueryInterface(IID_IMediaEvent, &mediaEvent)) ? ds_error::success : ds_error::noMediaEvent;
+}
+
+bool DSSourceStream::Graph::removeClock() {
+  ComPtr<IMediaFilter> filter;
+  return SUCCEEDED(graph.As(&filter)) && SUCCEEDED(filter->SetSyncSource(nullptr));
+}
+
+void DSSourceStream::Graph::installCallback(std::unique_ptr<quillet::SampleGrabberCallback> sampleCallback) {
+  callback = std::move(sampleCallback);
+  constexpr long sampleCallbackMethod = 0;
+  grabberControl->SetCallback(callback.get(), sampleCallbackMethod);
+  grabberControl->SetOneShot(FALSE);
+  grabberControl->SetBufferSamples(FALSE);
+}
+
+int DSSourceStream::Graph::createEvents() {
+  for (quillet::KernelHandle* event : {&runRequested, &stopRequested, &runEnded}) {
+    event->reset(CreateEventA(nullptr, FALSE, FALSE, nullptr));
+  }
+  return callback->createEvents() && runRequested && stopRequested && runEnded ? ds_error::success
+                                                                               : ds_error::noSynchronizationObject;
+}
+
+/// Starts the graph, also when it still runs from a stream that has ended.
+HRESULT DSSourceStream::Graph::start() {
+  // A graph that has played to its end is still running, and a second Run would neither deliver nor complete again.
+  if (running) {
+    mediaControl->Pause();
+  }
+  running = true;
+  return mediaControl->Run();
+}
+
+int DSSourceStream::Graph::runUntilEnd() {
+  runEnd = RunEnd::completed;
+  if (FAILED(start())) {
+    return ds_error::cannotRunGraph;
+  }
+  HANDLE eventWaiting = nullptr;
+  mediaEvent->GetEventHandle(reinterpret_cast<OAEVENT*>(&eventWaiting));
+  const HANDLE wakers[] = {eventWaiting, stopRequested.get()};
+  // Ends: every stream ends with one of the events that takeEvents() looks for, and whoever does not want to wait for that
+  // requests a stop.
+  while (WaitForMultipleObjects(2, wakers, FALSE, INFINITE) == WAIT_OBJECT_0) {
+    if (const long code = takeEvents()) {
+      runEnd = code == EC_COMPLETE ? RunEnd::completed : RunEnd::aborted;
+      return ds_error::success;
+    }
+  }
+  runEnd = RunEnd::stopped;
+  return stop();
+}
+
+bool DSSourceStream::Graph::playToEnd() {
+  if (FAILED(start())) {
+    return false;
+  }
+  long code = 0;
+  return SUCCEEDED(mediaEvent->WaitForCompletion(static_cast<long>(INFINITE), &code)) && code == EC_COMPLETE;
+}
+
+bool DSSourceStream::Graph::rewind() {
+  LONGLONG first = 0;
+  if (stop() != ds_error::success ||
+      FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning))) {
+    return false;
+  }
+  callback->streamTime.seeked(grabberInput().Get(), first);
+  return true;
+}
+
+bool DSSourceStream::Graph::seek(long long position, bool toKeyFrame) {
+  const DWORD flags = AM_SEEKING_AbsolutePositioning | (toKeyFrame ? AM_SEEKING_SeekToKeyFrame : 0);
+  LONGLONG end = duration;
+  if (FAILED(mediaSeeking->SetPositions(&position, flags, &end, AM_SEEKING_AbsolutePositioning))) {
+    return false;
+  }
+  callback->streamTime.seeked(grabberInput().Get(), position);
+  return true;
+}
+
+int DSSourceStream::Graph::stop() {
+  callback->dismiss(!destroying);
+  if (FAILED(mediaControl->Stop())) {
+    return ds_error::cannotStopGraph;
+  }
+  OAFilterState state = State_Stopped;
+  if (FAILED(mediaControl->GetState(static_cast<LONG>(INFINITE), &state))) {
+    return ds_error::getStateFailed;
+  }
+  running = false;
+  // Samples that were let go may have carried the stream to its end: that completion is not the next run's.
+  while (takeEvents() != 0) {
+  }
+  return ds_error::success;
+}
+
+/// Takes the events that are waiting, up to one that means that no more samples will come.
+/// @return that event's code; 0 when there was none.
+long DSSourceStream::Graph::takeEvents() {
+  long code = 0;
+  LONG_PTR first = 0;
+  LONG_PTR second = 0;
+  while (SUCCEEDED(mediaEvent->GetEvent(&code, &first, &second, 0))) {
+    mediaEvent->FreeEventParams(code, first, second);
+    if (code == EC_COMPLETE || code == EC_ERRORABORT || code == EC_USERABORT) {
+      return code;
+    }
+  }
+  return 0;
+}

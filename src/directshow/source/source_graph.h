@@ -1,0 +1,115 @@
+// The filter graph of a DirectShow source: source filter, sample grabber, null renderer.
+
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include <windows.h>
+
+#include <strmif.h>
+#include <wrl/client.h>
+
+// Needs strmif.h.
+#include <control.h>
+
+#include <quillet/ds_source_stream.h>
+
+#include "core/handles.h"
+#include "directshow/base/c_media_type.h"
+#include "directshow/graph/running_object_table.h"
+#include "directshow/graph/wide_name.h"
+#include "directshow/source/sg_callback.h"
+
+/// What a DirectShow source owns. The steps that build it answer a ds_error code each and are called in the order in
+/// which they stand; the members are released in the reverse order of theirs.
+struct DSSourceStream::Graph {
+  template <class T>
+  using ComPtr = Microsoft::WRL::ComPtr<T>;
+
+  /// Builds the graph up to the null renderer.
+  /// @param majorType, subtype what the grabber lets through.
+  /// @param streamNumber 0-based number of the stream among those that can reach the grabber.
+  int build(const char* fileName, const GUID& majorType, const GUID& subtype, int streamNumber);
+
+  /// Reads the format in which samples reach the grabber.
+  int readConnectionType(quillet::CMediaType& type);
+
+  int querySeeking();
+  int queryControl();
+
+  /// Lets the graph run as fast as it can decode.
+  /// @return whether the reference clock could be removed.
+  bool removeClock();
+
+  /// Gives every sample to `sampleCallback`.
+  void installCallback(std::unique_ptr<quillet::SampleGrabberCallback> sampleCallback);
+
+  int createEvents();
+
+  /// The grabber's input pin.
+  ComPtr<IPin> grabberInput();
+
+  /// Runs the graph until its stream ends, which leaves it running, or until a stop is requested.
+  int runUntilEnd();
+
+  /// Runs the graph through its whole stream, with a callback that holds nothing.
+  /// @return whether it came to the end.
+  bool playToEnd();
+
+  /// Stops the graph and positions it at its start.
+  bool rewind();
+
+  /// Positions the stopped graph; it will run to the end of the stream.
+  bool seek(long long position, bool toKeyFrame);
+
+  /// Dismisses the callback, stops the graph, however it stands, and waits until it is stopped.
+  int stop();
+
+  /// Tells the worker thread not to wait until the callback has let its sample go.
+  std::atomic<bool> destroying = false;
+
+  /// The thread that runs the graph; none until the first run.
+  quillet::KernelHandle worker;
+
+  /// @name Events between the worker and the reading thread, each taken by the one wait for it
+  /// @{
+  quillet::KernelHandle runRequested;
+  quillet::KernelHandle stopRequested;  ///< Ends the run.
+  quillet::KernelHandle runEnded;
+  /// @}
+
+  /// A run was requested, and the reading thread has not taken its end.
+  bool runActive = false;
+
+  /// Why the last run has ended; written by the worker before it signals the end.
+  enum class RunEnd { stopped, completed, aborted } runEnd = RunEnd::stopped;
+
+  std::unique_ptr<quillet::SampleGrabberCallback> callback;
+
+  /// Units of 100 ns.
+  LONGLONG duration = 0;
+
+  /// Samples (video: frames, audio: blocks) that it is quicker to decode than to seek over.
+  int quickDecodeThreshold = 1;
+
+  /// The graph may be running: it was started and not stopped since.
+  std::atomic<bool> running = false;
+
+  quillet::constOLEstring wideName;
+  ComPtr<IBaseFilter> renderer;
+  ComPtr<IBaseFilter> sampleGrabber;
+  ComPtr<ISampleGrabber> grabberControl;
+  ComPtr<IGraphBuilder> graph;
+  ComPtr<IMediaControl> mediaControl;
+  ComPtr<IMediaSeeking> mediaSeeking;
+  ComPtr<IMediaEvent> mediaEvent;
+  quillet::RunningObjectRegistration registration;
+
+ private:
+  HRESULT start();
+  long takeEvents();
+  int addSource(const char* fileName, ComPtr<IBaseFilter>& source);
+  int addGrabber(const GUID& majorType, const GUID& subtype);
+  int addRenderer();
+};
