@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Shows the command-line client at work: what a media file holds, frames fetched in random order, a run of audio samples,
-# and times turned into frame numbers. Installs and builds what is missing first; safe to run again.
+# Shows the command-line client at work, over Video for Windows and over DirectShow: what a media file holds, frames
+# fetched in random order, a run of audio samples, and times turned into frame numbers. Installs and builds what is missing
+# first; safe to run again.
 #
 #   scripts/demo.sh [FILE]    FILE: a media file (default: the clip and the sound of examples/media)
 #
@@ -8,7 +9,7 @@
 set -euo pipefail
 
 usage() {
-  sed -n '2,7s/^# \{0,1\}//p' "$0"
+  sed -n '2,8s/^# \{0,1\}//p' "$0"
 }
 
 case "$#:${1:-}" in
@@ -27,7 +28,7 @@ fi
 
 build=build/mingw-i686
 results=build/demo
-frame_count=5
+frame_count=3
 failures=0
 seed=${SEED:-$RANDOM}
 RANDOM=$seed
@@ -52,12 +53,19 @@ windows_path() {
   printf '%s' "${path//\//\\}"
 }
 
-# Runs the client as a step of the demo, the command shown with its outcome; the standard output is left in `output`.
-step() {
+# Runs the client, the command shown with its outcome; the standard output is left in `output`.
+try() {
+  local status=0
   echo "\$ quillet $*"
-  scripts/wine-run.sh "$build/wineprefix" "$build/bin/quillet.exe" "$@" >"$results/output" || fail "quillet $1 failed"
+  scripts/wine-run.sh "$build/wineprefix" "$build/bin/quillet.exe" "$@" >"$results/output" || status=$?
   output=$(tr -d '\r' <"$results/output")
-  echo "$output"
+  [ -z "$output" ] || echo "$output"
+  return "$status"
+}
+
+# Runs the client as a step of the demo, which has to work.
+step() {
+  try "$@" || fail "quillet $1 failed"
 }
 
 # Sets `random` to a number from 0 to $1 - 1. Not for a subshell, in which the sequence would not move on.
@@ -77,48 +85,57 @@ check_result() {
   [ -s "$1" ] && [ "$found" = "$3" ] || fail "$1: expected $2 to be $3, found: $found"
 }
 
-# Fetches frames of a video with $2 frames of the size $3 (width,height) and $4 milliseconds.
+# Fetches frames of a video with $3 frames of the size $4 (width,height) and $5 milliseconds through the backend $2.
 show_video() {
-  local file=$1 frames=$2 size=$3 duration=$4 i image
+  local file=$1 backend=$2 frames=$3 size=$4 duration=$5 i image
   for ((i = 0; i < frame_count; i++)); do
     pick "$frames"
-    image=$results/$(basename "${file%.*}")-$random.png
-    step frame "$(windows_path "$file")" "$random" -o "$image"
+    image=$results/$(basename "${file%.*}")-$backend-$random.png
+    step frame "$(windows_path "$file")" "$random" -o "$image" --backend "$backend"
     check_result "$image" width,height "$size"
   done
   pick "$duration"
-  step time "$(windows_path "$file")" --ms "$random"
+  step time "$(windows_path "$file")" --ms "$random" --backend "$backend"
 }
 
-# Cuts the middle third out of an audio stream with $2 samples.
+# Cuts the middle third out of an audio stream with $3 samples through the backend $2.
 show_audio() {
-  local file=$1 samples=$2
+  local file=$1 backend=$2 samples=$3
   local first=$((samples / 3)) last=$((samples * 2 / 3)) wave
-  wave=$results/$(basename "${file%.*}").wav
-  step samples "$(windows_path "$file")" "$first" "$last" -o "$wave"
+  wave=$results/$(basename "${file%.*}")-$backend.wav
+  step samples "$(windows_path "$file")" "$first" "$last" -o "$wave" --backend "$backend"
   check_result "$wave" duration_ts $((last - first + 1))
-  step time "$(windows_path "$file")" --audio --sample "$first"
+  step time "$(windows_path "$file")" --audio --sample "$first" --backend "$backend"
 }
 
-show_file() {
-  local file=$1
-  echo
-  echo "== $file"
-  step info "$(windows_path "$file")"
+# Shows what the backend $2 makes of a file. The status tells whether it reads any of it.
+show_backend() {
+  local file=$1 backend=$2
+  try info "$(windows_path "$file")" --backend "$backend" || return 1
   local text=$'[^\n]*'
   local video="video 0: ([0-9]+) x -?([0-9]+),$text ([1-9][0-9]*) frames,$text ([0-9]+)\.([0-9]{3}) s,"
   local audio="audio 0: $text ([1-9][0-9]*) samples,"
-  local info=$output has_stream=false
+  local info=$output
   if [[ $info =~ $video ]]; then
-    has_stream=true
-    show_video "$file" "${BASH_REMATCH[3]}" "${BASH_REMATCH[1]},${BASH_REMATCH[2]}" \
+    show_video "$file" "$backend" "${BASH_REMATCH[3]}" "${BASH_REMATCH[1]},${BASH_REMATCH[2]}" \
       $((10#${BASH_REMATCH[4]}${BASH_REMATCH[5]} + 1))
   fi
   if [[ $info =~ $audio ]]; then
-    has_stream=true
-    show_audio "$file" "${BASH_REMATCH[1]}"
+    show_audio "$file" "$backend" "${BASH_REMATCH[1]}"
   fi
-  $has_stream || fail "$file: no video and no audio to show"
+}
+
+# Not every file is for both backends, but one of them has to read it.
+show_file() {
+  local file=$1 backend readers=0
+  for backend in vfw ds; do
+    echo
+    echo "== $file, --backend $backend"
+    if show_backend "$file" "$backend"; then
+      readers=$((readers + 1))
+    fi
+  done
+  [ "$readers" -gt 0 ] || fail "$file: no backend reads it"
 }
 
 scripts/setup.sh

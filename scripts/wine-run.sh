@@ -30,19 +30,21 @@ make_prefix() {
   # No audio driver: nothing here makes a sound, and looking for a sound card only fills the error output.
   timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Audio /d "" /f
   timeout -k 5 60 wineserver -w  # Until the registry is on disk: it ends when the programs above have.
-  touch "$prefix/ready"
+  touch "$prefix/ready-2"
 }
 
-if [ ! -e "$prefix/ready" ]; then
+# The number tells which of the settings above the prefix was made with.
+if [ ! -e "$prefix/ready-2" ]; then
   mkdir -p "$prefix"
   (
     flock 9
-    [ -e "$prefix/ready" ] || make_prefix >"$output/prefix" 2>&1 </dev/null || { cat "$output/prefix" >&2; exit 1; }
+    [ -e "$prefix/ready-2" ] || make_prefix >"$output/prefix" 2>&1 </dev/null || { cat "$output/prefix" >&2; exit 1; }
   ) 9>"$prefix/lock"
 fi
 
 status=0
 timeout -k 5 "$seconds" wine "$@" >"$output/out" 2>"$output/err" </dev/null || status=$?
 cat "$output/out"
-cat "$output/err" >&2
+# GStreamer, which decodes for Wine, writes to the same place when it has no decoder for a stream; the program says so itself.
+grep -vE '^\(wine:[0-9]+\): GStreamer-CRITICAL|^$' "$output/err" >&2 || true
 exit "$status"
