@@ -5,10 +5,12 @@
 
 #include <quillet/audio_or_video_stream.h>
 #include <quillet/audio_source_stream.h>
+#include <quillet/automatic_interleave_engine.h>
 #include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
 #include <quillet/media_container.h>
 #include <quillet/notification.h>
+#include <quillet/output_avi_file.h>
 #include <quillet/platform_formats.h>
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/source_stream.h>

@@ -4,6 +4,7 @@
 
 #include <quillet/audio_source_stream.h>
 #include <quillet/ds_source_stream.h>
+#include <quillet/output_avi_file.h>
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 #include <quillet/video_source_stream.h>
@@ -74,4 +75,14 @@ RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video,
                                                QuilletNotification* notification) {
   return openWithEither<RawDataSourceStream>(
       [&](bool useDirectShow) { return open(fileName, video, useDirectShow, stream, notification); });
+}
+
+OutputAVIFile* OutputAVIFile::create(const char*, const VIDEOINFOHEADER*, bool, const WAVEFORMATEX*, bool, bool) {
+  return nullptr;  // Neither backend writes yet.
+}
+
+OutputAVIFile* OutputAVIFile::create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,
+                                     const WAVEFORMATEX* audio, bool compressAudio) {
+  return openWithEither<OutputAVIFile>(
+      [&](bool useDirectShow) { return create(file, video, compressVideo, audio, compressAudio, useDirectShow); });
 }

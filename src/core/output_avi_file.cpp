@@ -1,0 +1,179 @@
+// What all writers of AVI files share. The factories stand above the backends, in factories.cpp.
+
+#include <quillet/output_avi_file.h>
+
+#include <cstring>
+#include <new>
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <quillet/error_codes.h>
+
+namespace common_error = quillet::common_error;
+namespace output_error = quillet::output_error;
+
+OutputAVIFile::OutputAVIFile() {
+  InitCommonControls();
+}
+
+OutputAVIFile::~OutputAVIFile() {
+  delete[] buffer;
+}
+
+const VIDEOINFOHEADER* OutputAVIFile::videoFormat() {
+  if (requireOpened()) {
+    lastError = common_error::success;
+  }
+  return video;
+}
+
+const WAVEFORMATEX* OutputAVIFile::audioFormat() {
+  if (requireOpened()) {
+    lastError = common_error::success;
+  }
+  return audio;
+}
+
+bool OutputAVIFile::compressedVideo() {
+  if (requireOpened()) {
+    lastError = video != nullptr ? static_cast<int>(common_error::success) : output_error::noVideoStream;
+  }
+  return compressVideo;
+}
+
+bool OutputAVIFile::compressedAudio() {
+  if (requireAudio()) {
+    lastError = common_error::success;
+  }
+  return compressAudio;
+}
+
+long OutputAVIFile::nextFrame_number() {
+  // The audio stream is what is asked for, on purpose.
+  if (!requireAudio()) {
+    return -1;
+  }
+  lastError = common_error::success;
+  return nextFrame;
+}
+
+long OutputAVIFile::nextSample_number() {
+  if (!requireAudio()) {
+    return -1;
+  }
+  lastError = common_error::success;
+  return nextSample;
+}
+
+long OutputAVIFile::nextSample_number_inBuffer() {
+  if (!requireAudio()) {
+    return -1;
+  }
+  lastError = common_error::success;
+  return bufferLast + 1;
+}
+
+bool OutputAVIFile::acceptableFormats() {
+  if (video == nullptr && audio == nullptr) {
+    lastError = output_error::noStreamDefined;
+    return false;
+  }
+  if (video == nullptr || !compressVideo) {
+    return true;
+  }
+  // Of 16 bits only frames with bit fields are taken, of 32 bits only those without.
+  const WORD bits = video->bmiHeader.biBitCount;
+  const DWORD compression = video->bmiHeader.biCompression;
+  const bool isUnacceptable = (bits == 16 && compression != BI_BITFIELDS) ||
+                              (bits == 32 && compression == BI_BITFIELDS) || compression == BI_JPEG ||
+                              compression == BI_PNG;
+  if (isUnacceptable) {
+    lastError = output_error::unacceptableVideoFormat;
+  }
+  return !isUnacceptable;
+}
+
+bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long count, long bytes, bool key) {
+  if (!requireAudio()) {
+    return false;
+  }
+  const long long capacity = static_cast<long long>(bufferSamples) * audio->nBlockAlign;
+  constexpr int bitsPerByteShift = 3;
+  const long long size =
+      bytes >= 0 ? bytes
+                 : (static_cast<long long>(audio->wBitsPerSample) * audio->nChannels * count) >> bitsPerByteShift;
+  if (size > capacity) {
+    lastError = output_error::audioBufferOverflow;
+    return false;
+  }
+  if (!reserveBuffer(capacity)) {
+    lastError = common_error::notEnoughMemory;
+    return false;
+  }
+  if (continuesBuffer(sample, count, size, key, capacity)) {
+    std::memcpy(buffer + bufferBytes, data, static_cast<std::size_t>(size));
+    bufferBytes += static_cast<long>(size);
+    bufferLast = sample + count - 1;
+    return true;
+  }
+  if (!flushAudio()) {
+    return false;
+  }
+  bufferFirst = sample;
+  bufferLast = sample + count - 1;
+  bufferKey = key;
+  std::memcpy(buffer, data, static_cast<std::size_t>(size));
+  bufferBytes = static_cast<long>(size);
+  return true;
+}
+
+bool OutputAVIFile::flushAudio() {
+  if (!requireAudio()) {
+    return false;
+  }
+  if (buffer == nullptr || bufferBytes == 0) {
+    return true;
+  }
+  const bool isWritten = writeSample(bufferFirst, buffer, bufferLast - bufferFirst + 1, bufferBytes, bufferKey);
+  bufferFirst = bufferLast + 1;
+  bufferBytes = 0;
+  return isWritten;
+}
+
+/// Sets code 1 or output_error::noAudioStream when the object is not open or has no audio stream.
+bool OutputAVIFile::requireAudio() {
+  if (!requireOpened()) {
+    return false;
+  }
+  if (audio == nullptr) {
+    lastError = output_error::noAudioStream;
+  }
+  return audio != nullptr;
+}
+
+/// Makes the buffer as large as `capacity` bytes; a change of the interleaving may have made it too small.
+bool OutputAVIFile::reserveBuffer(long long capacity) {
+  if (buffer != nullptr && bufferCapacity >= capacity) {
+    return true;
+  }
+  auto* const larger = new (std::nothrow) unsigned char[static_cast<std::size_t>(capacity)];
+  if (larger == nullptr) {
+    return false;
+  }
+  if (buffer != nullptr) {
+    std::memcpy(larger, buffer, static_cast<std::size_t>(bufferBytes));
+    delete[] buffer;
+  }
+  buffer = larger;
+  bufferCapacity = capacity;
+  return true;
+}
+
+/// Whether samples go behind those in the buffer.
+bool OutputAVIFile::continuesBuffer(long sample, long count, long long bytes, bool key, long long capacity) const {
+  return bufferBytes > 0 && sample == bufferLast + 1 &&
+         static_cast<long long>(bufferFirst) + bufferSamples >= static_cast<long long>(sample) + count &&
+         bufferBytes + bytes <= capacity && key == bufferKey;
+}

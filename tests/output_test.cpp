@@ -1,0 +1,381 @@
+// What all writers of AVI files share, and the interleave engine with two real threads, over a writer that only records.
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <quillet/quillet.h>
+
+#include "support/avi_builder.h"
+#include "support/leak_check.h"
+#include "support/random.h"
+#include "support/temp_file.h"
+
+using namespace quillet::test;
+namespace common_error = quillet::common_error;
+namespace output_error = quillet::output_error;
+
+namespace {
+
+struct Write {
+  char stream;  // 'v' or 'a'
+  long first;
+  long count;
+  Bytes data;
+  bool key;
+};
+
+/// A writer that keeps what is written to it.
+class Recorder : public OutputAVIFile {
+ public:
+  Recorder(const VIDEOINFOHEADER* videoFormat, const WAVEFORMATEX* audioFormat, long samplesPerBuffer = 100) {
+    video = videoFormat;
+    audio = audioFormat;
+    compressVideo = true;
+    bufferSamples = samplesPerBuffer;
+    finishOpening(0);
+  }
+  explicit Recorder(int failure) { finishOpening(failure); }
+
+  int maxLocalErrorCode() override { return 40; }
+  int errorMessages_resourceBase() override { return 500; }
+  bool local_ErrorIsFatal(int code) override { return code != 0; }
+  bool usesDirectShow() override { return false; }
+  void configureAVI(void*) override {}
+  bool isAutomaticallyInterleaved() override { return automatic; }
+  long long interleavingPeriod() override { return period; }
+  bool setAutomaticInterleaving(bool on) override { return canSwitch && (automatic = on, true); }
+  bool canSetCompressor(bool) override { return false; }
+  bool setCompressor(bool, void*) override { return false; }
+  bool isCompressorSet(bool) override { return false; }
+  bool chooseCompressor(void*, bool) override { return false; }
+  void configureCompressor(void*, bool) override {}
+  bool canRun() override { return true; }
+  bool start() override { return true; }
+  bool close() override { return true; }
+  bool writeFrame(long frame, unsigned char* data, long count, long bytes, bool key) override {
+    nextFrame = frame + count;
+    return record({'v', frame, count, Bytes(data, data + bytes), key});
+  }
+  bool writeSample(long sample, unsigned char* data, long count, long bytes, bool key) override {
+    nextSample = sample + count;
+    return record({'a', sample, count, Bytes(data, data + bytes), key});
+  }
+
+  void resizeBuffer(long samples) { bufferSamples = samples; }
+
+  std::vector<Write> writes;
+  long failAt = -1;  // The number of the write that fails.
+  bool automatic = false;
+  bool canSwitch = true;
+  long long period = 0;
+  std::atomic<bool> overlapped = false;  // Two threads were in a write at once.
+
+ private:
+  bool record(Write write) {
+    overlapped = overlapped || busy.exchange(true);
+    writes.push_back(std::move(write));
+    const bool isDone = static_cast<long>(writes.size()) - 1 != failAt;
+    if (!isDone) {
+      lastError = quillet::vfw_error::writeError;
+    }
+    busy = false;
+    return isDone;
+  }
+
+  std::atomic<bool> busy = false;
+};
+
+VIDEOINFOHEADER videoFormat(WORD bits = 24, DWORD compression = BI_RGB) {
+  VIDEOINFOHEADER format = {};
+  format.AvgTimePerFrame = 400'000;
+  format.bmiHeader.biSize = sizeof format.bmiHeader;
+  format.bmiHeader.biBitCount = bits;
+  format.bmiHeader.biCompression = compression;
+  return format;
+}
+
+const WAVEFORMATEX audio = pcmFormat(1000, 1, 16);
+
+TEST(Formats, AreAcceptedOrNot) {
+  struct Case {
+    WORD bits;
+    DWORD compression;
+    bool accepted;
+  };
+  for (const Case& c :
+       {Case{24, BI_RGB, true}, Case{8, BI_RGB, true}, Case{16, BI_RGB, false}, Case{16, BI_BITFIELDS, true},
+        Case{32, BI_RGB, true}, Case{32, BI_BITFIELDS, false}, Case{24, BI_JPEG, false}, Case{24, BI_PNG, false}}) {
+    const VIDEOINFOHEADER format = videoFormat(c.bits, c.compression);
+    Recorder writer(&format, nullptr);
+    EXPECT_EQ(writer.acceptableFormats(), c.accepted) << c.bits << ' ' << c.compression;
+    EXPECT_EQ(writer.lastError, c.accepted ? 0 : output_error::unacceptableVideoFormat);
+  }
+  Recorder nothing(nullptr, nullptr);
+  EXPECT_FALSE(nothing.acceptableFormats());
+  EXPECT_EQ(nothing.lastError, output_error::noStreamDefined);
+}
+
+TEST(Accessors, TellWhatTheFileLacks) {
+  const VIDEOINFOHEADER video = videoFormat();
+  Recorder videoOnly(&video, nullptr);
+  EXPECT_EQ(videoOnly.videoFormat(), &video);
+  EXPECT_TRUE(videoOnly.compressedVideo());
+  EXPECT_EQ(videoOnly.lastError, 0);
+  EXPECT_FALSE(videoOnly.compressedAudio());
+  EXPECT_EQ(videoOnly.lastError, output_error::noAudioStream);
+  videoOnly.lastError = 0;
+  // It asks for audio, on purpose.
+  EXPECT_EQ(videoOnly.nextFrame_number(), -1);
+  EXPECT_EQ(videoOnly.lastError, output_error::noAudioStream);
+  unsigned char data[2] = {};
+  EXPECT_FALSE(videoOnly.bufferedWriteSample(0, data, 1, 2, true));
+  EXPECT_FALSE(videoOnly.flushAudio());
+  EXPECT_EQ(videoOnly.lastError, output_error::noAudioStream);
+
+  Recorder failed(quillet::vfw_error::cannotCreateFile);
+  EXPECT_EQ(failed.videoFormat(), nullptr);
+  EXPECT_EQ(failed.lastError, common_error::notOpened);
+  for (const long number :
+       {failed.nextFrame_number(), failed.nextSample_number(), failed.nextSample_number_inBuffer()}) {
+    EXPECT_EQ(number, -1);
+  }
+  EXPECT_FALSE(failed.bufferedWriteSample(0, data, 1, 2, true));
+  EXPECT_EQ(failed.lastError, common_error::notOpened);
+}
+
+/// Writes samples whose values are their numbers.
+bool writeSamples(Recorder& writer, long first, long count, bool key = true, bool tellSize = true) {
+  std::vector<WORD> values(static_cast<std::size_t>(count));
+  for (long i = 0; i < count; ++i) {
+    values[i] = static_cast<WORD>(first + i);
+  }
+  auto* const data = reinterpret_cast<unsigned char*>(values.data());
+  return writer.bufferedWriteSample(first, data, count, tellSize ? count * 2 : -1, key);
+}
+
+TEST(AudioBuffer, GathersWhatContinues) {
+  Recorder writer(nullptr, &audio);
+  EXPECT_EQ(writer.nextSample_number_inBuffer(), 0);
+  writer.lastError = 17;
+  for (long first = 0; first < 90; first += 30) {
+    EXPECT_TRUE(writeSamples(writer, first, 30, true, first == 30));
+  }
+  EXPECT_EQ(writer.lastError, 17) << "success leaves the code alone";
+  EXPECT_TRUE(writer.writes.empty());
+  EXPECT_EQ(writer.nextSample_number_inBuffer(), 90);
+  EXPECT_TRUE(writeSamples(writer, 90, 10));  // Full, but not flushed.
+  EXPECT_TRUE(writer.writes.empty());
+  EXPECT_TRUE(writeSamples(writer, 100, 1));         // Does not fit.
+  EXPECT_TRUE(writeSamples(writer, 101, 1, false));  // Another kind.
+  EXPECT_TRUE(writeSamples(writer, 200, 5, false));  // A gap.
+  EXPECT_TRUE(writeSamples(writer, 150, 5, false));  // A step back.
+  EXPECT_TRUE(writer.flushAudio());
+  EXPECT_TRUE(writer.flushAudio()) << "nothing left";
+
+  ASSERT_EQ(writer.writes.size(), 5U);
+  const long expected[][3] = {{0, 100, 1}, {100, 1, 1}, {101, 1, 0}, {200, 5, 0}, {150, 5, 0}};
+  for (std::size_t i = 0; i < writer.writes.size(); ++i) {
+    const Write& write = writer.writes[i];
+    EXPECT_EQ(write.first, expected[i][0]);
+    EXPECT_EQ(write.count, expected[i][1]);
+    EXPECT_EQ(write.key, expected[i][2] != 0);
+    const auto* const values = reinterpret_cast<const WORD*>(write.data.data());
+    ASSERT_EQ(write.data.size(), static_cast<std::size_t>(write.count) * 2);
+    for (long k = 0; k < write.count; ++k) {
+      EXPECT_EQ(values[k], write.first + k);
+    }
+  }
+}
+
+TEST(AudioBuffer, RefusesWhatItCanNeverTakeAndLosesWhatFails) {
+  Recorder writer(nullptr, &audio);
+  EXPECT_TRUE(writeSamples(writer, 0, 100)) << "just full";
+  EXPECT_FALSE(writeSamples(writer, 100, 101));
+  EXPECT_EQ(writer.lastError, output_error::audioBufferOverflow);
+  EXPECT_EQ(writer.nextSample_number_inBuffer(), 100) << "a refused write changes nothing";
+
+  writer.failAt = 0;
+  EXPECT_FALSE(writeSamples(writer, 100, 1));
+  EXPECT_EQ(writer.lastError, quillet::vfw_error::writeError);
+  EXPECT_TRUE(writer.flushAudio()) << "what failed is gone";
+  EXPECT_EQ(writer.writes.size(), 1U);
+
+  // A longer interleaving period makes room for more, in the middle of a run.
+  EXPECT_TRUE(writeSamples(writer, 100, 90));
+  writer.resizeBuffer(1000);
+  EXPECT_TRUE(writeSamples(writer, 190, 800));
+  EXPECT_TRUE(writer.flushAudio());
+  ASSERT_EQ(writer.writes.back().count, 890);
+  EXPECT_EQ(reinterpret_cast<const WORD*>(writer.writes.back().data.data())[889], 989);
+}
+
+/// A thread of the client that runs `work`.
+class Thread {
+ public:
+  explicit Thread(std::function<void()> work)
+      : work(std::move(work)), handle(CreateThread(nullptr, 0, run, this, 0, nullptr)) {}
+  Thread(const Thread&) = delete;
+  Thread& operator=(const Thread&) = delete;
+  ~Thread() {
+    EXPECT_EQ(WaitForSingleObject(handle, 20000), WAIT_OBJECT_0) << "a thread hangs";
+    CloseHandle(handle);
+  }
+
+ private:
+  static DWORD WINAPI run(void* self) {
+    static_cast<Thread*>(self)->work();
+    return 0;
+  }
+
+  std::function<void()> work;
+  HANDLE handle;
+};
+
+using Engine = AutomaticInterleaveEngine;
+
+class Interleaving : public testing::Test {
+ protected:
+  /// Writes `total` frames or samples in chunks of `chunk`, then exits; how many chunks were written is left in `done`.
+  void produce(Engine::ThreadType t, long total, long chunk) {
+    std::vector<unsigned char> data(static_cast<std::size_t>(chunk) * 2);
+    for (long first = 0; first < total; first += chunk) {
+      if (!engine.Write(t, first, data.data(), chunk, chunk * 2, true)) {
+        break;
+      }
+      ++done[t];
+    }
+    engine.exit(t);
+  }
+
+  void produceBoth(long frames, long samples, long samplesPerChunk) {
+    done[0] = done[1] = 0;
+    const Thread videoThread([&] { produce(Engine::VideoThread, frames, 1); });
+    const Thread audioThread([&] { produce(Engine::AudioThread, samples, samplesPerChunk); });
+  }
+
+  /// The order of the writes: a letter each.
+  std::string order() const {
+    std::string letters;
+    for (const Write& write : writer.writes) {
+      letters += write.stream;
+    }
+    return letters;
+  }
+
+  const VIDEOINFOHEADER video = videoFormat();  // A frame lasts 40 ms, like 40 samples.
+  Recorder writer{&video, &audio, 40};
+  Engine engine;
+  long done[2] = {};
+};
+
+TEST_F(Interleaving, TakesTurnsOfAPeriodWithAudioFirst) {
+  writer.period = 800'000;  // Two frames: a turn is the first chunk and a period's worth.
+  ASSERT_TRUE(engine.setOutputStream(&writer, true));
+  produceBoth(12, 480, 40);
+  EXPECT_TRUE(engine.close());
+  // Audio goes through the buffer, which holds one chunk and so lags by one.
+  EXPECT_EQ(order(), "aavvvaaavvvaaavvvaaavvva");
+  EXPECT_FALSE(writer.overlapped);
+  EXPECT_FALSE(engine.close()) << "the file was let go";
+}
+
+TEST_F(Interleaving, AlternatesEveryTwoChunksWithoutAPeriod) {
+  ASSERT_TRUE(engine.setOutputStream(&writer, true));
+  produceBoth(4, 160, 40);
+  EXPECT_TRUE(engine.close());
+  EXPECT_EQ(order(), "avvaavva");
+}
+
+TEST_F(Interleaving, LetsOneStreamPass) {
+  Recorder silent(&video, nullptr);
+  ASSERT_TRUE(engine.setOutputStream(&silent, false));
+  unsigned char data[2] = {};
+  for (long frame = 0; frame < 5; ++frame) {
+    EXPECT_TRUE(engine.Write(Engine::VideoThread, frame, data, 1, 2, true));
+  }
+  EXPECT_EQ(silent.writes.size(), 5U);
+  EXPECT_FALSE(engine.close()) << "no audio to flush";
+}
+
+TEST_F(Interleaving, GoesOnAloneOrNot) {
+  ASSERT_TRUE(engine.setOutputStream(&writer, true));
+  produceBoth(50, 40, 40);
+  EXPECT_EQ(done[Engine::VideoThread], 50);
+
+  ASSERT_TRUE(engine.setOutputStream(&writer, false));
+  produceBoth(50, 40, 40);
+  EXPECT_EQ(done[Engine::AudioThread], 1);
+  EXPECT_LT(done[Engine::VideoThread], 50);
+}
+
+TEST_F(Interleaving, StopsBothAtAFailedWrite) {
+  writer.failAt = 7;
+  ASSERT_TRUE(engine.setOutputStream(&writer, true));
+  produceBoth(1000, 40000, 40);
+  EXPECT_EQ(writer.writes.size(), 8U) << "nothing after the write that failed";
+  EXPECT_EQ(writer.lastError, quillet::vfw_error::writeError);
+}
+
+TEST_F(Interleaving, LeavesItsWaitsWhenTheUserStops) {
+  ASSERT_TRUE(engine.setOutputStream(&writer, true));
+  bool isWritten = true;
+  {
+    // The audio thread has the first turn and never takes it.
+    const Thread videoThread([&] {
+      unsigned char data[2] = {};
+      isWritten = engine.Write(Engine::VideoThread, 0, data, 1, 2, true);
+      engine.exit(Engine::VideoThread);
+    });
+    engine.userStop();
+  }
+  EXPECT_FALSE(isWritten);
+  unsigned char data[2] = {};
+  EXPECT_FALSE(engine.WriteNext(Engine::AudioThread, data, 1, 2, true)) << "stopped for good";
+
+  // Until it has another file.
+  Recorder second(&video, &audio, 40);
+  ASSERT_TRUE(engine.setOutputStream(&second, true));
+  EXPECT_TRUE(engine.WriteNext(Engine::AudioThread, data, 1, 2, true));
+}
+
+TEST_F(Interleaving, SwitchesTheFilesOwnOffMeanwhile) {
+  writer.automatic = true;
+  ASSERT_TRUE(engine.setOutputStream(&writer, true));
+  EXPECT_FALSE(writer.automatic);
+  engine.close();
+  EXPECT_TRUE(writer.automatic);
+  writer.canSwitch = false;
+  EXPECT_FALSE(engine.setOutputStream(&writer, true));
+}
+
+TEST_F(Interleaving, NeverDeadlocks) {
+  std::mt19937 random = loggedRandom();
+  for (int round = 0; round < 1000; ++round) {
+    writer.writes.clear();
+    writer.period = between(0, 3'000'000, random);
+    ASSERT_TRUE(engine.setOutputStream(&writer, round % 4 != 0));
+    const long frames = between(0, 20, random);
+    const long chunk = between(1, 40, random);
+    const long chunks = between(0, 20, random);
+    produceBoth(frames, chunks * chunk, chunk);
+    if (round % 4 != 0) {
+      EXPECT_EQ(done[Engine::VideoThread], frames);
+      EXPECT_EQ(done[Engine::AudioThread], chunks);
+    }
+    engine.close();
+    ASSERT_FALSE(HasFailure()) << "round " << round;
+  }
+  EXPECT_FALSE(writer.overlapped);
+}
+
+TEST(Engines, LeaveNothingBehind) {
+  EXPECT_TRUE(leavesNothingBehind([] { const Engine engine; }));
+}
+
+}  // namespace
