@@ -30,7 +30,9 @@ class QUILLET_API AutomaticInterleaveEngine {
   bool setOutputStream(OutputAVIFile* file, bool continueAlone);
 
   /// Writes a chunk when it is the thread's turn, and waits for it before. Called by the thread that `t` names.
+  /// @param t the calling thread.
   /// @param number number of the first frame or sample.
+  /// @param data the frames or samples; needed only during the call.
   /// @param count number of frames or samples.
   /// @param bytes size of `data`.
   /// @param key whether the frames or samples are key ones.

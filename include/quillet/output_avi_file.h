@@ -52,6 +52,7 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// @return whether a compressor can, and has still to, be set for the stream.
   virtual bool canSetCompressor(bool video) = 0;
 
+  /// @param video the video stream (true) or the audio stream (false).
   /// @param compressor what the backend takes for a compressor; NULL makes a direct copy of the stream.
   /// @return whether it was set.
   virtual bool setCompressor(bool video, void* compressor) = 0;
@@ -120,7 +121,11 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
 
   /// Writes audio samples through a buffer, which is written as a whole when it is full, and when samples do not continue
   /// those in it or differ in `key`.
+  /// @param sample number of the first sample.
+  /// @param data the samples; needed only during the call.
+  /// @param count number of samples.
   /// @param bytes size of `data`; when negative it is computed from `count` and the audio format.
+  /// @param key whether the samples are key samples.
   /// @return false with code 1, 2, output_error::noAudioStream, audioBufferOverflow (more than the buffer can ever take) or
   ///     the code of a failed flushAudio(). Success leaves #lastError alone.
   bool bufferedWriteSample(long sample, unsigned char* data, long count, long bytes, bool key);
