@@ -23,8 +23,8 @@ class QUILLET_API DSAudioOrVideoStream : public virtual AudioOrVideoStream {
 /// renderer. The graph runs on a worker thread and is held at the sample that was asked for.
 ///
 /// The thread that calls must have called QuilletThread(). Every operation fails with code 1 while the stream is not
-/// open. Reads return when the sample has come, when the stream has ended or when the graph has aborted; no read waits
-/// for a clock.
+/// open. Reads return when the sample has come, when the stream has ended or when the graph has aborted. They do not wait
+/// for a clock, unless the graph refuses to go without one.
 class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual SourceStream {
  public:
   ~DSSourceStream() override;
@@ -32,7 +32,10 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   /// @return the stream's duration in milliseconds, -1.0 when it is not open.
   double msDuration() override;
 
-  /// Tunes the choice between decoding on and seeking.
+  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
+  void configure(void* parentWindow) override;
+
+  /// Tunes the choice between decoding on and seeking; the subclasses' own forms tune more. Leaves #lastError alone.
   /// @param quickDecodeThreshold number of samples (video: frames, audio: blocks) that it is quicker to decode than to
   ///     seek over; values below 1 count as 1.
   void config(int quickDecodeThreshold);
@@ -58,12 +61,16 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   /// @return whether the stream was played to its end and rewound.
   bool parseStream(bool flag);
 
+  /// Ends all activity of the graph, for good: the first step of every subclass's destructor.
+  void shutDown();
+
   /// The filter graph and the thread that runs it; owned.
   Graph* graph = nullptr;
 
  private:
   static void runGraph(void* stream);
   bool requestRun();
+  void takeRunEnd();
   void stopRun();
   void halt();
 };
@@ -80,19 +87,22 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   /// @param streamNumber number of the stream among the file's video streams, from 0.
   /// @param notification progress sink, told of phases 0 and 1 while the stream is played through and of phase 2 in
   ///     backward searches; may be NULL.
-  /// @return the stream, to be deleted by the caller; #lastError says whether it is open (ds_error). NULL when no object
-  ///     could be made.
+  /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise says which step
+  ///     failed (ds_error). NULL when no object could be made.
   static DSVideoSourceStream* open(const char* fileName, int streamNumber, QuilletNotification* notification);
 
   ~DSVideoSourceStream() override;
 
   /// Makes a frame the current one: the frame itself, or the nearest earlier one when the stream has none of that
   /// number, or the next one with the warning ds_error::nextFrameReturned when it has no earlier one either.
-  /// @return its number; -1 with ds_error::parameterOutOfRange, noFrameFound or a code of the graph.
+  /// @param frame frame number, from 0 to duration() - 1.
+  /// @return its number; -1 with code 1, ds_error::parameterOutOfRange, noFrameFound or a code of the graph
+  ///     (cannotCreateThread, cannotRunGraph, cannotStopGraph, getStateFailed, unseekableMedia).
   long findFrame(long frame) override;
 
-  /// @param frame frame number; receives the number of the frame found, -1 on failure.
-  /// @return the pixels, valid until the next findFrame() or getFrameBits(); NULL with one of findFrame()'s codes.
+  /// @param frame frame number; receives the number of the frame found, -1 when none was.
+  /// @return the pixels: format()->biSizeImage bytes, 24-bit RGB in rows filled up to 32 bits, bottom row first unless
+  ///     biHeight is negative; valid until the next findFrame() or getFrameBits(). NULL with one of findFrame()'s codes.
   unsigned char* getFrameBits(long& frame) override;
 
   /// Tunes the search for frames.
@@ -102,13 +112,10 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   /// @param growthRatio factor by which the step grows; values below 1 count as 2.
   void config(int quickDecode, int backtrackStep, int growthRatio);
 
-  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
-  void configure(void* parentWindow) override;
-
-  /// @return the time of frame `frame` at the stream's frame rate, in milliseconds, unchecked.
+  /// @return the time of frame `frame` at the stream's frame rate, in milliseconds, unchecked; -1.0 with code 1.
   double StreamSampleToTime(long& frame) override;
 
-  /// @return the frame at `time` milliseconds at the stream's frame rate, halves up, unchecked.
+  /// @return the frame at `time` milliseconds at the stream's frame rate, halves up, unchecked; -1 with code 1.
   long StreamTimeToSample(double& time) override;
 
  private:
@@ -136,7 +143,7 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
 
   ~DSAudioSourceStream() override;
 
-  /// @return samples `first` to `last`, valid until the next call on this stream; NULL with
+  /// @return samples `first` to `last`, valid until the next call on this stream; NULL with code 1,
   ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound or a code of the graph.
   unsigned char* getSamples(long first, long last) override;
 
@@ -146,13 +153,10 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   ///     1024.
   void config(int quickDecode, int stepBack);
 
-  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
-  void configure(void* parentWindow) override;
-
-  /// @return the time of a sample in milliseconds, unchecked.
+  /// @return the time of a sample in milliseconds, unchecked; -1.0 with code 1.
   double StreamSampleToTime(long& sample) override;
 
-  /// @return the sample at `time` milliseconds, halves up, unchecked.
+  /// @return the sample at `time` milliseconds, halves up, unchecked; -1 with code 1.
   long StreamTimeToSample(double& time) override;
 
  private:

@@ -12,7 +12,7 @@ class QUILLET_API QuilletNotification {
   virtual ~QuilletNotification();
 
   /// Called at each step of a long operation, on the thread that runs the operation or on one of the library's own; it
-  /// must not call back into the stream.
+  /// must neither call back into the stream nor throw.
   ///
   /// @param phase the kind of step: 0 parsing the stream while it is opened, 1 opening it, 2 going back in search of
   ///     a sample, 3 any other long step.

@@ -13,6 +13,9 @@
 /// file. The library undoes both by itself when the thread ends. A second call on one thread initialises both once
 /// more, and only one of each is undone.
 ///
+/// The library is not made to be unloaded with FreeLibrary: its worker threads may still be on their way out when the
+/// stream that they worked for is gone.
+///
 /// Whether the thread could enter the apartment is not reported here; it shows in the error codes of what the thread
 /// opens later.
 ///

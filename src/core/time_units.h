@@ -39,4 +39,9 @@ Integer roundedHalfUp(double value) {
   return roundUp ? whole + 1 : whole;
 }
 
+/// The number of the sample (or frame) at `ms` milliseconds, halves up.
+inline long sampleAtMs(double ms, double samplesPerSecond) {
+  return roundedHalfUp<long>(0.001 * ms * samplesPerSecond);
+}
+
 }  // namespace quillet

@@ -11,21 +11,37 @@ namespace {
 
 using FilterList = std::vector<ComPtr<IBaseFilter>>;
 
-FilterList listFilters(IGraphBuilder* graph) {
-  FilterList filters;
-  ComPtr<IEnumFilters> enumerator;
-  if (SUCCEEDED(graph->EnumFilters(&enumerator))) {
-    for (ComPtr<IBaseFilter> filter; enumerator->Next(1, filter.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
-      filters.push_back(filter);
-    }
+/// Takes everything from an enumerator.
+/// @return a failure when it breaks off.
+template <class Interface, class Enumerator, class Take>
+HRESULT enumerate(Enumerator* enumerator, Take take) {
+  ComPtr<Interface> item;
+  HRESULT result = S_OK;
+  while ((result = enumerator->Next(1, item.ReleaseAndGetAddressOf(), nullptr)) == S_OK) {
+    take(item);
   }
-  return filters;
+  return FAILED(result) ? result : S_OK;
+}
+
+/// @return a failure when the graph's filters cannot be enumerated.
+HRESULT listFilters(IGraphBuilder* graph, FilterList& filters) {
+  ComPtr<IEnumFilters> enumerator;
+  const HRESULT result = graph->EnumFilters(&enumerator);
+  if (FAILED(result)) {
+    return result;
+  }
+  filters.clear();
+  return enumerate<IBaseFilter>(enumerator.Get(), [&](const auto& filter) { filters.push_back(filter); });
 }
 
 /// Takes the filters out of the graph that it has but `wanted` does not list: those that were put into a connection that
 /// is no more. They would stand in the way of the next attempt.
 void removeOtherFilters(IGraphBuilder* graph, const FilterList& wanted) {
-  for (const auto& filter : listFilters(graph)) {
+  FilterList filters;
+  if (FAILED(listFilters(graph, filters))) {
+    return;  // They stay, unconnected.
+  }
+  for (const auto& filter : filters) {
     if (std::find(wanted.begin(), wanted.end(), filter) == wanted.end()) {
       graph->RemoveFilter(filter.Get());
     }
@@ -39,8 +55,8 @@ bool disconnectBoth(IPin* output, IPin* input) {
 /// A source with a single output feeds a splitter, whose outputs are the streams: the splitter is found by connecting
 /// once, then the grabber is moved to the stream wanted.
 int connectThroughSplitter(IGraphBuilder* graph, IBaseFilter* source, IBaseFilter* grabber, int streamNumber) {
-  FilterList keptFilters = listFilters(graph);
-  if (!connectPair(graph, source, grabber, 0)) {
+  FilterList keptFilters;
+  if (FAILED(listFilters(graph, keptFilters)) || !connectPair(graph, source, grabber, 0)) {
     return ds_error::cannotConnectFilters;
   }
   const ComPtr<IPin> sourceOutput = firstPin(source, PINDIR_OUTPUT);
@@ -80,13 +96,12 @@ HRESULT listPins(IBaseFilter* filter, PIN_DIRECTION direction, PinList& pins) {
     return result;
   }
   pins.clear();
-  for (ComPtr<IPin> pin; enumerator->Next(1, pin.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
+  return enumerate<IPin>(enumerator.Get(), [&](const auto& pin) {
     PIN_DIRECTION pinDirection = PINDIR_INPUT;
     if (SUCCEEDED(pin->QueryDirection(&pinDirection)) && pinDirection == direction) {
       pins.push_back(pin);
     }
-  }
-  return S_OK;
+  });
 }
 
 ComPtr<IPin> firstPin(IBaseFilter* filter, PIN_DIRECTION direction) {
@@ -117,11 +132,12 @@ ComPtr<IBaseFilter> filterOf(IPin* pin) {
 }
 
 bool connectPair(IGraphBuilder* graph, IBaseFilter* upstream, IBaseFilter* downstream, int n) {
-  const FilterList keptFilters = listFilters(graph);
   // The lists are taken before the first attempt: some filters grow pins as they are tried.
+  FilterList keptFilters;
   PinList outputs;
   PinList inputs;
-  if (FAILED(listPins(upstream, PINDIR_OUTPUT, outputs)) || FAILED(listPins(downstream, PINDIR_INPUT, inputs))) {
+  if (FAILED(listFilters(graph, keptFilters)) || FAILED(listPins(upstream, PINDIR_OUTPUT, outputs)) ||
+      FAILED(listPins(downstream, PINDIR_INPUT, inputs))) {
     return false;
   }
   int successes = 0;

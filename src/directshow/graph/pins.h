@@ -14,7 +14,7 @@ namespace quillet {
 using PinList = std::vector<Microsoft::WRL::ComPtr<IPin>>;
 
 /// Lists a filter's pins of one direction, in the filter's order.
-/// @return a failure when they cannot be enumerated.
+/// @return a failure when they cannot all be enumerated.
 HRESULT listPins(IBaseFilter* filter, PIN_DIRECTION direction, PinList& pins);
 
 /// @return the first of a filter's pins of one direction; null when it has none.
@@ -36,7 +36,7 @@ Microsoft::WRL::ComPtr<IBaseFilter> filterOf(IPin* pin);
 bool connectPair(IGraphBuilder* graph, IBaseFilter* upstream, IBaseFilter* downstream, int n);
 
 /// Connects a source filter to a sample grabber whose media type lets only streams of the wanted kind through.
-/// @param streamNumber 0-based number of the stream among those that can reach the grabber.
+/// @param streamNumber 0-based number of the stream among those that can reach the grabber; there is none below 0.
 /// @return a ds_error code.
 int connectSourceToGrabber(IGraphBuilder* graph, IBaseFilter* source, IBaseFilter* grabber, int streamNumber);
 

@@ -41,8 +41,8 @@ void AudioSGCallback::receive(double time, IMediaSample* sample) {
 /// Copies the whole block into the buffer, which grows as needed.
 bool AudioSGCallback::keepBlock(int first, IMediaSample* sample) {
   BYTE* data = nullptr;
-  sample->GetPointer(&data);
-  const int size = data != nullptr ? static_cast<int>(sample->GetActualDataLength()) : 0;
+  const bool hasData = SUCCEEDED(sample->GetPointer(&data));
+  const int size = hasData ? static_cast<int>(std::max(sample->GetActualDataLength(), 0L)) : 0;
   if (buffer == nullptr || bufferCapacity < size) {
     bufferCapacity = 0;
     buffer.reset(new (std::nothrow) BYTE[size]);
@@ -51,9 +51,12 @@ bool AudioSGCallback::keepBlock(int first, IMediaSample* sample) {
     }
     bufferCapacity = size;
   }
-  std::memcpy(buffer.get(), data, size);
+  if (size > 0) {
+    std::memcpy(buffer.get(), data, size);
+  }
   blockFirst = first;
-  blockLast = first + size / blockAlign - 1;
+  const long long last = static_cast<long long>(first) + size / blockAlign - 1;
+  blockLast = static_cast<int>(std::min<long long>(last, INT_MAX));
   blockBytes = size;
   return true;
 }

@@ -15,9 +15,6 @@ class AudioSGCallback : public SampleGrabberCallback {
   /// @param blockAlign bytes of a sample.
   AudioSGCallback(int samplesPerSecond, int blockAlign);
 
-  /// Audio streams are never parsed.
-  void beginParse(bool, QuilletNotification*) override {}
-
   /// Whether the last block holds `sample`.
   bool blockHolds(int sample) const { return buffer != nullptr && blockFirst <= sample && sample <= blockLast; }
 

@@ -46,6 +46,7 @@ DSAudioSourceStream* DSAudioSourceStream::open(const char* fileName, int streamN
 }
 
 DSAudioSourceStream::~DSAudioSourceStream() {
+  shutDown();
   delete search;
 }
 
@@ -64,7 +65,8 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   }
   std::memcpy(&waveFormat, type.pbFormat, std::min<std::size_t>(type.cbFormat, sizeof waveFormat));
   const bool isPcm = waveFormat.wFormatTag == WAVE_FORMAT_PCM || waveFormat.wFormatTag == WAVE_FORMAT_EXTENSIBLE;
-  if (!isPcm || waveFormat.nSamplesPerSec == 0 || waveFormat.nBlockAlign == 0) {
+  const bool hasRate = waveFormat.nSamplesPerSec > 0 && waveFormat.nSamplesPerSec <= std::numeric_limits<int>::max();
+  if (!isPcm || !hasRate || waveFormat.nBlockAlign == 0) {
     return ds_error::improperStreamFormat;
   }
   if (const int error = graph->querySeeking()) {
@@ -81,7 +83,6 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   if (const int error = graph->createEvents()) {
     return error;
   }
-  config(0, 0);
   return graph->removeClock() ? ds_error::success : ds_error::cannotChangeReferenceClock;
 }
 
@@ -229,7 +230,11 @@ unsigned char* DSAudioSourceStream::concludeRun(long last, bool isGapRetry) {
   if (!callback.late) {
     const long filledUpTo = callback.overlap ? callback.filledUpTo : callback.start - 1;
     if (filledUpTo < last) {
-      search->endOfData = filledUpTo;  // The stream ends early; the rest of the run is silent already.
+      // The stream ends early. The rest was made silent before, unless blocks have come out of order.
+      search->endOfData = filledUpTo;
+      const std::size_t filled = static_cast<std::size_t>(filledUpTo + 1 - callback.start) * waveFormat.nBlockAlign;
+      const std::size_t rest = static_cast<std::size_t>(last - filledUpTo) * waveFormat.nBlockAlign;
+      std::memset(callback.destination + filled, 0, rest);
     }
     search->cachedLast = last;
     return search->runBuffer.get();
@@ -249,14 +254,11 @@ unsigned char* DSAudioSourceStream::concludeRun(long last, bool isGapRetry) {
 }
 
 void DSAudioSourceStream::config(int quickDecode, int stepBack) {
+  if (!requireOpened()) {
+    return;
+  }
   DSSourceStream::config(quickDecode);
   search->stepBack = stepBack > 0 ? stepBack : 1024;
-}
-
-void DSAudioSourceStream::configure(void*) {
-  if (requireOpened()) {
-    lastError = ds_error::cannotDisplayDialog;
-  }
 }
 
 double DSAudioSourceStream::StreamSampleToTime(long& sample) {
@@ -272,5 +274,5 @@ long DSAudioSourceStream::StreamTimeToSample(double& time) {
     return -1;
   }
   lastError = ds_error::success;
-  return roundedHalfUp<long>(0.001 * time * waveFormat.nSamplesPerSec);
+  return quillet::sampleAtMs(time, waveFormat.nSamplesPerSec);
 }

@@ -55,6 +55,13 @@ bool DSAudioOrVideoStream::usesDirectShow() {
 }
 
 DSSourceStream::~DSSourceStream() {
+  shutDown();
+  delete graph;
+}
+
+/// Ends the worker thread and stops the graph, for good. The subclasses' destructors call it before they free what the
+/// streaming thread writes to.
+void DSSourceStream::shutDown() {
   if (graph == nullptr) {
     return;
   }
@@ -63,8 +70,8 @@ DSSourceStream::~DSSourceStream() {
   if (graph->worker) {
     // Ends: the worker waits for its next run, and ends instead when the stream is being destroyed.
     SignalObjectAndWait(graph->runRequested.get(), graph->worker.get(), INFINITE, FALSE);
+    graph->worker.reset();
   }
-  delete graph;
 }
 
 double DSSourceStream::msDuration() {
@@ -72,30 +79,38 @@ double DSSourceStream::msDuration() {
     return -1.0;
   }
   lastError = ds_error::success;
-  return static_cast<double>(graph->duration) * 0.0001;
+  return static_cast<double>(graph->duration) * quillet::msPerSecond / quillet::unitsPerSecond;
 }
 
 void DSSourceStream::config(int quickDecodeThreshold) {
-  graph->quickDecodeThreshold = std::max(quickDecodeThreshold, 1);
+  if (requireOpened()) {
+    graph->quickDecodeThreshold = std::max(quickDecodeThreshold, 1);
+  }
+}
+
+void DSSourceStream::configure(void*) {
+  if (requireOpened()) {
+    lastError = ds_error::cannotDisplayDialog;
+  }
 }
 
 /// The worker thread: runs the graph whenever it is asked to. It is kept from one run to the next, since to start it costs
 /// as much as all the rest of a seek.
 void DSSourceStream::runGraph(void* stream) {
-  auto& self = *static_cast<DSSourceStream*>(stream);
-  Graph& graph = *self.graph;
+  Graph& graph = *static_cast<DSSourceStream*>(stream)->graph;
   QuilletThread();
   // Both waits end: the destructor asks for a last run.
   WaitForSingleObject(graph.runRequested.get(), INFINITE);
   while (!graph.destroying) {
-    if (const int error = graph.runUntilEnd()) {
-      self.lastError = error;  // The reading thread waits for the end of the run before it looks.
-    }
+    graph.runError = graph.runUntilEnd();
     SignalObjectAndWait(graph.runEnded.get(), graph.runRequested.get(), INFINITE, FALSE);
   }
 }
 
 bool DSSourceStream::run() {
+  if (!graph->runActive && graph->callback->isHolding()) {
+    halt();  // A sample that came after the end of its run.
+  }
   graph->callback->stop = false;
   if (!graph->callback->letGo() && !requestRun()) {
     return false;
@@ -104,12 +119,20 @@ bool DSSourceStream::run() {
   // when it could not be run. A source that fails must say so by one of these (it ends its stream or sends an event).
   const HANDLE outcomes[] = {graph->callback->delivered.get(), graph->runEnded.get()};
   if (WaitForMultipleObjects(2, outcomes, FALSE, INFINITE) != WAIT_OBJECT_0) {
-    graph->runActive = false;
-    if (graph->runEnd == Graph::RunEnd::aborted) {
-      halt();  // An aborted graph may go on delivering, to nobody.
-    }
+    takeRunEnd();
   }
   return lastError == ds_error::success;
+}
+
+/// Takes over from the worker, whose run has ended.
+void DSSourceStream::takeRunEnd() {
+  graph->runActive = false;
+  if (graph->runError != ds_error::success) {
+    lastError = graph->runError;
+  }
+  if (graph->runEnd == Graph::RunEnd::aborted) {
+    halt();  // An aborted graph may go on delivering, to nobody.
+  }
 }
 
 /// Has the worker thread run the graph, unless it does. Starts the thread the first time.
@@ -144,16 +167,16 @@ void DSSourceStream::stopRun() {
     // Ends: the worker waits for nothing but the graph's events and this request, and lets the callback go before it stops
     // the graph.
     SignalObjectAndWait(graph->stopRequested.get(), graph->runEnded.get(), INFINITE, FALSE);
-    graph->runActive = false;
     if (graph->runEnd != Graph::RunEnd::stopped) {
       ResetEvent(graph->stopRequested.get());  // The run has ended by itself, and left the request to the next one.
     }
+    takeRunEnd();
   }
   halt();
 }
 
-/// Stops the graph when it runs although no run is active, as it does after the end of the stream: to position it or to
-/// release it then would start it, or wait for it, for good.
+/// Stops the graph when it runs although no run is active, as it does after the end of the stream: positioned so it would
+/// deliver to nobody, and releasing it might wait for ever.
 void DSSourceStream::halt() {
   if (!graph->running) {
     return;
@@ -167,7 +190,6 @@ void DSSourceStream::halt() {
 bool DSSourceStream::parseStream(bool flag) {
   graph->callback->beginParse(flag, notification);
   const bool ended = graph->playToEnd();
-  graph->callback->stop = true;  // What is still on its way, after an abort, is nobody's.
   graph->callback->endParse();
   const bool rewound = graph->rewind();
   if (notification != nullptr) {

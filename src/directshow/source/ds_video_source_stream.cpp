@@ -1,4 +1,7 @@
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -59,12 +62,14 @@ REFERENCE_TIME timePerFrameUpstream(ComPtr<IPin> input) {
   return 0;
 }
 
-std::size_t frameSize(const BITMAPINFOHEADER& format) {
-  if (format.biSizeImage != 0) {
-    return format.biSizeImage;
+/// Bytes of a frame of 24 bits a pixel, rows filled up to 32 bits; 0 when no such frame can be had.
+DWORD frameBytes(const BITMAPINFOHEADER& format) {
+  if (format.biWidth <= 0 || format.biHeight == 0) {
+    return 0;
   }
-  const auto rowBytes = (static_cast<std::size_t>(format.biWidth) * 3 + 3) & ~std::size_t{3};
-  return rowBytes * static_cast<std::size_t>(std::abs(format.biHeight));  // Uncompressed formats need not tell.
+  const std::uint64_t rowBytes = (std::uint64_t{3} * static_cast<DWORD>(format.biWidth) + 3) & ~std::uint64_t{3};
+  const std::uint64_t bytes = rowBytes * static_cast<std::uint64_t>(std::abs(std::int64_t{format.biHeight}));
+  return bytes <= std::numeric_limits<LONG>::max() ? static_cast<DWORD>(bytes) : 0;
 }
 
 }  // namespace
@@ -79,8 +84,12 @@ struct DSVideoSourceStream::Search {
   int backtrackStep = 1;                         // Frames.
   int growthRatio = 2;
 
-  /// Forgets both frames, so that the next request seeks.
-  void reset() { current = next = noFrame; }
+  /// Forgets both frames, so that the next request seeks: after a failure nobody knows what the buffers hold.
+  /// @return the number of no frame found.
+  long forget() {
+    current = next = noFrame;
+    return -1;
+  }
 };
 
 DSVideoSourceStream* DSVideoSourceStream::open(const char* fileName, int streamNumber,
@@ -90,6 +99,7 @@ DSVideoSourceStream* DSVideoSourceStream::open(const char* fileName, int streamN
 }
 
 DSVideoSourceStream::~DSVideoSourceStream() {
+  shutDown();
   delete search;
 }
 
@@ -111,10 +121,16 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
     return ds_error::improperStreamFormat;
   }
   bitmapFormat = videoFormat.bmiHeader;
+  const DWORD wholeFrame = frameBytes(bitmapFormat);
+  if (wholeFrame == 0) {
+    return ds_error::improperStreamFormat;
+  }
+  // Formats without compression need not tell the size, and a file may tell a wrong one.
+  bitmapFormat.biSizeImage = std::max(bitmapFormat.biSizeImage, wholeFrame);
 
   REFERENCE_TIME frameTime = videoFormat.AvgTimePerFrame;
   if (frameTime == 0) {
-    frameTime = timePerFrameUpstream(graph->grabberInput());
+    frameTime = timePerFrameUpstream(graph->grabberInput);
   }
   if (const int error = graph->querySeeking()) {
     return error;
@@ -127,7 +143,7 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
     return error;
   }
   graph->removeClock();  // With a clock the stream only plays at its own speed; that is no error.
-  auto callback = std::make_unique<quillet::VideoSGCallback>(frameSize(bitmapFormat));
+  auto callback = std::make_unique<quillet::VideoSGCallback>(bitmapFormat.biSizeImage);
   search->callback = callback.get();
   graph->installCallback(std::move(callback));
 
@@ -141,7 +157,6 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
   }
   search->callback->samplePeriod = 1.0 / rate;
   search->callback->tolerance = 0.5 / rate;
-  config(0, 0, 0);
   return ds_error::success;
 }
 
@@ -187,7 +202,7 @@ long DSVideoSourceStream::findFrame(long frame) {
 long DSVideoSourceStream::searchFrame(long frame) {
   Search& window = *search;
   quillet::VideoSGCallback& callback = *window.callback;
-  const auto numberAt = [this](double time) { return roundedHalfUp<long>(time * rate); };
+  const auto numberAt = [this](double time) { return std::max(roundedHalfUp<long>(time * rate), 0L); };
 
   callback.target = frame / rate;
   // Half a frame beyond the target the frame has passed for sure; at the last frame that might be beyond the stream.
@@ -198,18 +213,18 @@ long DSVideoSourceStream::searchFrame(long frame) {
   callback.found = false;
   callback.later = false;
 
-  const bool mustSeek =
-      frame < window.current || frame > static_cast<long long>(window.next) + graph->quickDecodeThreshold;
+  const bool mustSeek = window.current == noFrame || frame < window.current ||
+                        frame > static_cast<long long>(window.next) + graph->quickDecodeThreshold;
   if (mustSeek) {
     if (!seek(position, false)) {
-      return -1;
+      return window.forget();
     }
   } else if (window.next != window.current) {
     callback.advance();
     window.current = window.next;
   }
-  if (!callback.found && !run()) {
-    return -1;
+  if (!run()) {
+    return window.forget();
   }
   if (!callback.found && !mustSeek) {
     // The graph went past the target at once: the frame before it stands for the target.
@@ -223,8 +238,7 @@ long DSVideoSourceStream::searchFrame(long frame) {
     searchBackward(position);
   }
   if (lastError != ds_error::success) {
-    window.reset();
-    return -1;
+    return window.forget();
   }
   if (callback.found) {
     window.current = numberAt(callback.timeA);
@@ -242,9 +256,8 @@ long DSVideoSourceStream::searchFrame(long frame) {
     lastError = ds_error::nextFrameReturned;
     return window.next;
   }
-  window.reset();
   lastError = ds_error::noFrameFound;
-  return -1;
+  return window.forget();
 }
 
 /// Goes back from `position` in growing steps until a frame at or before the target comes, or the start is reached.
@@ -256,7 +269,7 @@ void DSVideoSourceStream::searchBackward(long long position) {
       notification->progress(2);
     }
     position = std::max(position - step, 0LL);
-    if (!seek(position, false) || (!search->callback->found && !run())) {
+    if (!seek(position, false) || !run()) {
       return;
     }
     step = step <= farthest / search->growthRatio ? step * search->growthRatio : farthest;
@@ -269,15 +282,12 @@ unsigned char* DSVideoSourceStream::getFrameBits(long& frame) {
 }
 
 void DSVideoSourceStream::config(int quickDecode, int backtrackStep, int growthRatio) {
+  if (!requireOpened()) {
+    return;
+  }
   DSSourceStream::config(quickDecode);
   search->backtrackStep = backtrackStep > 0 ? backtrackStep : graph->quickDecodeThreshold;
   search->growthRatio = growthRatio > 0 ? growthRatio : 2;
-}
-
-void DSVideoSourceStream::configure(void*) {
-  if (requireOpened()) {
-    lastError = ds_error::cannotDisplayDialog;
-  }
 }
 
 double DSVideoSourceStream::StreamSampleToTime(long& frame) {
@@ -293,5 +303,5 @@ long DSVideoSourceStream::StreamTimeToSample(double& time) {
     return -1;
   }
   lastError = ds_error::success;
-  return roundedHalfUp<long>(0.001 * time * rate);
+  return quillet::sampleAtMs(time, rate);
 }

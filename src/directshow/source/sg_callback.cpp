@@ -9,6 +9,19 @@ bool SGCallback::createEvents() {
   return delivered && proceed && released;
 }
 
+void SGCallback::beginParse(bool flag, QuilletNotification* sink) {
+  sampleCount = 0;
+  lastTime = -1.0;
+  parseFlag = flag;
+  notification = sink;
+  parseMode = true;
+}
+
+void SGCallback::endParse() {
+  stop = true;  // First: what is still on its way, after an abort, is nobody's.
+  parseMode = false;
+}
+
 bool SGCallback::letGo() {
   if (!holding.exchange(false)) {
     return false;
@@ -56,7 +69,7 @@ HRESULT SampleGrabberCallback::QueryInterface(REFIID riid, void** object) {
   return E_NOINTERFACE;
 }
 
-HRESULT SampleGrabberCallback::SampleCB(double sampleTime, IMediaSample* sample) {
+HRESULT SampleGrabberCallback::SampleCB(double sampleTime, IMediaSample* sample) noexcept {
   receive(streamTime.of(sampleTime, sample, samplePeriod), sample);
   return S_OK;
 }

@@ -20,9 +20,9 @@ namespace quillet {
 
 /// What all callbacks share: the handshake with the reading thread.
 ///
-/// The reading thread writes its request and reads the results only while the callback holds a sample or no graph runs;
-/// the order of the events makes the accesses exclusive, without a lock. Each event is taken by the one wait for it, so
-/// none has to be reset: calls into the kernel are what a frame costs.
+/// The reading thread writes its request and reads the results only while the callback holds a sample or no run is active;
+/// the order of the events makes the accesses exclusive, without a lock. Each event is taken by the one wait for it and
+/// not reset after each sample: calls into the kernel are what a frame costs.
 class SGCallback {
  public:
   virtual ~SGCallback() = default;
@@ -34,10 +34,20 @@ class SGCallback {
   /// Makes the callback count samples instead of looking for one.
   /// @param flag what the counting is for; the callback's own business.
   /// @param sink told of phase 0 at each sample; may be null.
-  virtual void beginParse(bool flag, QuilletNotification* sink) = 0;
+  void beginParse(bool flag, QuilletNotification* sink);
 
-  /// Ends the counting.
-  void endParse() { parseMode = false; }
+  /// Ends the counting; from now on every sample is ignored.
+  void endParse();
+
+  /// @name Counted while parsing
+  /// @{
+
+  /// Samples whose time is above that of the sample before.
+  int sampleCount = 0;
+
+  /// Time of the last sample, in seconds.
+  double lastTime = -1.0;
+  /// @}
 
   /// Lets the held sample go, for the next one to come.
   /// @return whether a sample was held.
@@ -70,6 +80,8 @@ class SGCallback {
   std::unique_ptr<BYTE[]> buffer;
 
   std::atomic<bool> parseMode = false;
+  bool parseFlag = false;
+  QuilletNotification* notification = nullptr;
 
  private:
   // Taken back by who lets the sample go: so each permission to proceed has one taker.
@@ -89,7 +101,7 @@ class SampleGrabberCallback : public ISampleGrabberCB, public SGCallback {
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
 
   // ISampleGrabberCB
-  HRESULT STDMETHODCALLTYPE SampleCB(double sampleTime, IMediaSample* sample) override;
+  HRESULT STDMETHODCALLTYPE SampleCB(double sampleTime, IMediaSample* sample) noexcept override;
   HRESULT STDMETHODCALLTYPE BufferCB(double, BYTE*, long) override { return S_OK; }
 
  private:

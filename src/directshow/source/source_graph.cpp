@@ -30,7 +30,10 @@ int DSSourceStream::Graph::build(const char* fileName, const GUID& majorType, co
 
 int DSSourceStream::Graph::addSource(const char* fileName, ComPtr<IBaseFilter>& source) {
   wideName = quillet::constOLEstring(fileName);
-  if (wideName.get() == nullptr || FAILED(graph->AddSourceFilter(wideName.get(), L"source", &source))) {
+  if (fileName != nullptr && wideName.get() == nullptr) {
+    return ds_error::notEnoughMemory;
+  }
+  if (fileName == nullptr || FAILED(graph->AddSourceFilter(wideName.get(), L"source", &source))) {
     return ds_error::cannotOpenSourceFile;
   }
   return ds_error::success;
@@ -61,14 +64,10 @@ int DSSourceStream::Graph::addRenderer() {
                                                                                    : ds_error::cannotConnectFilters;
 }
 
-Microsoft::WRL::ComPtr<IPin> DSSourceStream::Graph::grabberInput() {
-  return quillet::firstPin(sampleGrabber.Get(), PINDIR_INPUT);
-}
-
 int DSSourceStream::Graph::readConnectionType(quillet::CMediaType& type) {
-  const ComPtr<IPin> input = grabberInput();
-  return input != nullptr && SUCCEEDED(input->ConnectionMediaType(&type)) ? ds_error::success
-                                                                          : ds_error::unreadableMediaType;
+  grabberInput = quillet::firstPin(sampleGrabber.Get(), PINDIR_INPUT);
+  return grabberInput != nullptr && SUCCEEDED(grabberInput->ConnectionMediaType(&type)) ? ds_error::success
+                                                                                        : ds_error::unreadableMediaType;
 }
 
 int DSSourceStream::Graph::querySeeking() {
@@ -120,23 +119,29 @@ HRESULT DSSourceStream::Graph::start() {
 }
 
 int DSSourceStream::Graph::runUntilEnd() {
-  runEnd = RunEnd::completed;
-  if (FAILED(start())) {
+  runEnd = RunEnd::aborted;
+  HANDLE eventWaiting = nullptr;
+  if (FAILED(start()) || FAILED(mediaEvent->GetEventHandle(reinterpret_cast<OAEVENT*>(&eventWaiting)))) {
     return ds_error::cannotRunGraph;
   }
-  HANDLE eventWaiting = nullptr;
-  mediaEvent->GetEventHandle(reinterpret_cast<OAEVENT*>(&eventWaiting));
   const HANDLE wakers[] = {eventWaiting, stopRequested.get()};
-  // Ends: every stream ends with one of the events that takeEvents() looks for, and whoever does not want to wait for that
-  // requests a stop.
-  while (WaitForMultipleObjects(2, wakers, FALSE, INFINITE) == WAIT_OBJECT_0) {
-    if (const long code = takeEvents()) {
-      runEnd = code == EC_COMPLETE ? RunEnd::completed : RunEnd::aborted;
-      return ds_error::success;
+  for (;;) {
+    // Ends: every stream ends with one of the events that takeEvents() looks for, and whoever does not want to wait for
+    // that requests a stop.
+    switch (WaitForMultipleObjects(2, wakers, FALSE, INFINITE)) {
+      case WAIT_OBJECT_0:
+        if (const long code = takeEvents()) {
+          runEnd = code == EC_COMPLETE ? RunEnd::completed : RunEnd::aborted;
+          return ds_error::success;
+        }
+        break;
+      case WAIT_OBJECT_0 + 1:
+        runEnd = RunEnd::stopped;
+        return stop();
+      default:
+        return ds_error::cannotRunGraph;
     }
   }
-  runEnd = RunEnd::stopped;
-  return stop();
 }
 
 bool DSSourceStream::Graph::playToEnd() {
@@ -153,7 +158,7 @@ bool DSSourceStream::Graph::rewind() {
       FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning))) {
     return false;
   }
-  callback->streamTime.seeked(grabberInput().Get(), first);
+  callback->streamTime.seeked(grabberInput.Get(), first);
   return true;
 }
 
@@ -163,7 +168,7 @@ bool DSSourceStream::Graph::seek(long long position, bool toKeyFrame) {
   if (FAILED(mediaSeeking->SetPositions(&position, flags, &end, AM_SEEKING_AbsolutePositioning))) {
     return false;
   }
-  callback->streamTime.seeked(grabberInput().Get(), position);
+  callback->streamTime.seeked(grabberInput.Get(), position);
   return true;
 }
 

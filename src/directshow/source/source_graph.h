@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <atomic>
 #include <memory>
 
 #include <windows.h>
@@ -21,8 +20,12 @@
 #include "directshow/graph/wide_name.h"
 #include "directshow/source/sg_callback.h"
 
-/// What a DirectShow source owns. The steps that build it answer a ds_error code each and are called in the order in
-/// which they stand; the members are released in the reverse order of theirs.
+/// What a DirectShow source owns. The steps that build it are called in the order in which they stand, the removal of the
+/// clock at any time after; those that can fail answer a ds_error code. The members are released in the reverse order of
+/// theirs.
+///
+/// What is neither an event nor the callback's belongs to the worker while a run is active, and to the reading thread
+/// otherwise: the events order all accesses.
 struct DSSourceStream::Graph {
   template <class T>
   using ComPtr = Microsoft::WRL::ComPtr<T>;
@@ -47,9 +50,6 @@ struct DSSourceStream::Graph {
 
   int createEvents();
 
-  /// The grabber's input pin.
-  ComPtr<IPin> grabberInput();
-
   /// Runs the graph until its stream ends, which leaves it running, or until a stop is requested.
   int runUntilEnd();
 
@@ -66,8 +66,8 @@ struct DSSourceStream::Graph {
   /// Dismisses the callback, stops the graph, however it stands, and waits until it is stopped.
   int stop();
 
-  /// Tells the worker thread not to wait until the callback has let its sample go.
-  std::atomic<bool> destroying = false;
+  /// Tells the worker thread to end, and nobody to wait until the callback has left its sample.
+  bool destroying = false;
 
   /// The thread that runs the graph; none until the first run.
   quillet::KernelHandle worker;
@@ -85,6 +85,9 @@ struct DSSourceStream::Graph {
   /// Why the last run has ended; written by the worker before it signals the end.
   enum class RunEnd { stopped, completed, aborted } runEnd = RunEnd::stopped;
 
+  /// The last run's ds_error code; written like #runEnd.
+  int runError = 0;
+
   std::unique_ptr<quillet::SampleGrabberCallback> callback;
 
   /// Units of 100 ns.
@@ -94,11 +97,12 @@ struct DSSourceStream::Graph {
   int quickDecodeThreshold = 1;
 
   /// The graph may be running: it was started and not stopped since.
-  std::atomic<bool> running = false;
+  bool running = false;
 
   quillet::constOLEstring wideName;
   ComPtr<IBaseFilter> renderer;
   ComPtr<IBaseFilter> sampleGrabber;
+  ComPtr<IPin> grabberInput;
   ComPtr<ISampleGrabber> grabberControl;
   ComPtr<IGraphBuilder> graph;
   ComPtr<IMediaControl> mediaControl;

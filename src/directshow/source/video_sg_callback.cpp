@@ -10,13 +10,6 @@ VideoSGCallback::VideoSGCallback(std::size_t frameSize)
   buffer = std::make_unique<BYTE[]>(frameSize);
 }
 
-void VideoSGCallback::beginParse(bool, QuilletNotification* sink) {
-  sampleCount = 0;
-  lastTime = -1.0;
-  notification = sink;
-  parseMode = true;
-}
-
 void VideoSGCallback::copyLaterFrame() {
   std::memcpy(bufferA.get(), buffer.get(), frameSize);
 }
@@ -36,8 +29,10 @@ void VideoSGCallback::receive(double time, IMediaSample* sample) {
     return;
   }
   BYTE* data = nullptr;
-  sample->GetPointer(&data);
-  const auto size = data != nullptr ? std::min<std::size_t>(sample->GetActualDataLength(), frameSize) : 0;
+  if (FAILED(sample->GetPointer(&data))) {
+    return;
+  }
+  const auto size = std::min(static_cast<std::size_t>(std::max(sample->GetActualDataLength(), 0L)), frameSize);
 
   const bool early = time < target + tolerance;
   const bool reached = time >= target - tolerance;

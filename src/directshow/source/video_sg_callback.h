@@ -14,8 +14,6 @@ class VideoSGCallback : public SampleGrabberCallback {
   /// @throws std::bad_alloc
   explicit VideoSGCallback(std::size_t frameSize);
 
-  void beginParse(bool flag, QuilletNotification* sink) override;
-
   /// Makes the frame after the target the frame at the target.
   void advance() { bufferA.swap(buffer); }
 
@@ -25,32 +23,37 @@ class VideoSGCallback : public SampleGrabberCallback {
   BYTE* frameA() const { return bufferA.get(); }
   BYTE* frameB() const { return buffer.get(); }
 
-  /// @name Counted while parsing
-  /// @{
-  int sampleCount = 0;     ///< Samples whose time is above that of the sample before.
-  double lastTime = -1.0;  ///< Time of the last sample, in seconds.
-  /// @}
-
   /// @name The request
   /// @{
-  double tolerance = 0.0;  ///< Half a frame period, in seconds.
-  double target = 0.0;     ///< Time of the wanted frame, in seconds.
+
+  /// Half a frame period, in seconds.
+  double tolerance = 0.0;
+
+  /// Time of the wanted frame, in seconds.
+  double target = 0.0;
   /// @}
 
   /// @name The results
   /// @{
-  double timeA = 0.0;  ///< Time of the frame in buffer A, in seconds.
-  double timeB = 0.0;  ///< Time of the sample held, in seconds.
-  bool found = false;  ///< A frame at or before the target is in buffer A.
-  bool later = false;  ///< A sample at or after the target was reached; it is in buffer B unless it is in A.
-                       /// @}
+
+  /// Time of the frame in buffer A, in seconds.
+  double timeA = 0.0;
+
+  /// Time of the sample held, in seconds.
+  double timeB = 0.0;
+
+  /// A frame at or before the target is in buffer A.
+  bool found = false;
+
+  /// A sample at or after the target was reached; it is in buffer B unless it is in A.
+  bool later = false;
+  /// @}
 
  private:
   void receive(double time, IMediaSample* sample) override;
 
   std::size_t frameSize;
   std::unique_ptr<BYTE[]> bufferA;
-  QuilletNotification* notification = nullptr;
 };
 
 }  // namespace quillet
