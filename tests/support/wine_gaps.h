@@ -16,4 +16,12 @@ inline constexpr bool getFrameIgnoresCodecErrors = true;
 /// Heap blocks that acmFormatSuggest never frees, each time that it is called.
 inline constexpr long blocksLeftByFormatSuggest = 2;
 
+/// Handles that a filter graph leaves open, and heap blocks that one leaves that has run.
+inline constexpr long handlesOfAGraph = 1;
+inline constexpr long blocksOfAGraph = 2;
+
+/// Of streams whose frames are stored in another order than they are shown in, the splitter gives some frames the time of
+/// others after a seek.
+inline constexpr bool splitterFalsifiesTimes = true;
+
 }  // namespace quillet::test::wine_gap

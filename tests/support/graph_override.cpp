@@ -1,0 +1,121 @@
+#include "support/graph_override.h"
+
+#include <uuids.h>
+
+namespace quillet::test {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+/// Has a real graph as its part, of which it replaces two interfaces.
+class FaultyGraph : public ComObject<IMediaControl, IMediaSeeking> {
+ public:
+  FaultyGraph(GraphFaults& graphFaults, IClassFactory* factory) : faults(graphFaults) {
+    ++faults.graphs;
+    factory->CreateInstance(static_cast<IMediaControl*>(this), IID_PPV_ARGS(&inner));
+    inner->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control));
+    inner->QueryInterface(IID_PPV_ARGS(&seeking));
+    // A part's references count for the whole: those that the whole keeps must not.
+    Release();
+    Release();
+  }
+
+  ~FaultyGraph() override {
+    AddRef();  // While the part goes it may use the whole, which must not be destroyed again.
+    AddRef();
+    --faults.graphs;
+  }
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    if (std::find(faults.missing.begin(), faults.missing.end(), iid) != faults.missing.end()) {
+      *object = nullptr;
+      return E_NOINTERFACE;
+    }
+    const HRESULT own = ComObject::QueryInterface(iid, object);
+    return own == E_NOINTERFACE ? inner->QueryInterface(iid, object) : own;
+  }
+
+  // IDispatch
+  STDMETHODIMP GetTypeInfoCount(UINT* a) override { return control->GetTypeInfoCount(a); }
+  STDMETHODIMP GetTypeInfo(UINT a, LCID b, ITypeInfo** c) override { return control->GetTypeInfo(a, b, c); }
+  STDMETHODIMP GetIDsOfNames(REFIID a, LPOLESTR* b, UINT c, LCID d, DISPID* e) override {
+    return control->GetIDsOfNames(a, b, c, d, e);
+  }
+  STDMETHODIMP Invoke(DISPID a, REFIID b, LCID c, WORD d, DISPPARAMS* e, VARIANT* f, EXCEPINFO* g, UINT* h) override {
+    return control->Invoke(a, b, c, d, e, f, g, h);
+  }
+
+  // IMediaControl
+  STDMETHODIMP Run() override { return FAILED(faults.run) ? faults.run : control->Run(); }
+  STDMETHODIMP Pause() override { return control->Pause(); }
+  STDMETHODIMP Stop() override {
+    const HRESULT result = control->Stop();
+    return FAILED(faults.stop) ? faults.stop : result;
+  }
+  STDMETHODIMP GetState(LONG a, OAFilterState* b) override {
+    return FAILED(faults.getState) ? faults.getState : control->GetState(a, b);
+  }
+  STDMETHODIMP RenderFile(BSTR a) override { return control->RenderFile(a); }
+  STDMETHODIMP AddSourceFilter(BSTR a, IDispatch** b) override { return control->AddSourceFilter(a, b); }
+  STDMETHODIMP get_FilterCollection(IDispatch** a) override { return control->get_FilterCollection(a); }
+  STDMETHODIMP get_RegFilterCollection(IDispatch** a) override { return control->get_RegFilterCollection(a); }
+  STDMETHODIMP StopWhenReady() override { return control->StopWhenReady(); }
+
+  // IMediaSeeking
+  STDMETHODIMP GetCapabilities(DWORD* a) override { return seeking->GetCapabilities(a); }
+  STDMETHODIMP CheckCapabilities(DWORD* a) override { return seeking->CheckCapabilities(a); }
+  STDMETHODIMP IsFormatSupported(const GUID* a) override { return seeking->IsFormatSupported(a); }
+  STDMETHODIMP QueryPreferredFormat(GUID* a) override { return seeking->QueryPreferredFormat(a); }
+  STDMETHODIMP GetTimeFormat(GUID* a) override { return seeking->GetTimeFormat(a); }
+  STDMETHODIMP IsUsingTimeFormat(const GUID* a) override { return seeking->IsUsingTimeFormat(a); }
+  STDMETHODIMP SetTimeFormat(const GUID* a) override {
+    return FAILED(faults.setTimeFormat) ? faults.setTimeFormat : seeking->SetTimeFormat(a);
+  }
+  STDMETHODIMP GetDuration(LONGLONG* a) override {
+    return FAILED(faults.getDuration) ? faults.getDuration : seeking->GetDuration(a);
+  }
+  STDMETHODIMP GetStopPosition(LONGLONG* a) override { return seeking->GetStopPosition(a); }
+  STDMETHODIMP GetCurrentPosition(LONGLONG* a) override { return seeking->GetCurrentPosition(a); }
+  STDMETHODIMP ConvertTimeFormat(LONGLONG* a, const GUID* b, LONGLONG c, const GUID* d) override {
+    return seeking->ConvertTimeFormat(a, b, c, d);
+  }
+  STDMETHODIMP SetPositions(LONGLONG* a, DWORD b, LONGLONG* c, DWORD d) override {
+    return FAILED(faults.setPositions) ? faults.setPositions : seeking->SetPositions(a, b, c, d);
+  }
+  STDMETHODIMP GetPositions(LONGLONG* a, LONGLONG* b) override { return seeking->GetPositions(a, b); }
+  STDMETHODIMP GetAvailable(LONGLONG* a, LONGLONG* b) override { return seeking->GetAvailable(a, b); }
+  STDMETHODIMP SetRate(double a) override { return seeking->SetRate(a); }
+  STDMETHODIMP GetRate(double* a) override { return seeking->GetRate(a); }
+  STDMETHODIMP GetPreroll(LONGLONG* a) override { return seeking->GetPreroll(a); }
+
+ private:
+  GraphFaults& faults;
+  ComPtr<IUnknown> inner;
+  IMediaControl* control = nullptr;
+  IMediaSeeking* seeking = nullptr;
+};
+
+}  // namespace
+
+GraphOverride::GraphOverride() {
+  const auto getClassObject =
+      reinterpret_cast<LPFNGETCLASSOBJECT>(reinterpret_cast<void*>(GetProcAddress(quartz, "DllGetClassObject")));
+  ComPtr<IClassFactory> factory;
+  getClassObject(CLSID_FilterGraph, IID_PPV_ARGS(&factory));
+  graph = std::make_unique<ClassObjectOverride>(CLSID_FilterGraph, [this, factory](REFIID iid, void** object) {
+    if (FAILED(faults.create)) {
+      return faults.create;
+    }
+    const auto made = makeCom<FaultyGraph>(faults, factory.Get());
+    last = static_cast<IMediaControl*>(made.Get());
+    return made->QueryInterface(iid, object);
+  });
+}
+
+void GraphOverride::notify(long event) const {
+  ComPtr<IMediaEventSink> sink;
+  last->QueryInterface(IID_PPV_ARGS(&sink));
+  sink->Notify(event, 0, 0);
+}
+
+}  // namespace quillet::test

@@ -1,0 +1,50 @@
+// The system's filter graph, with faults: to see what the library does when a graph refuses.
+
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include <windows.h>
+
+#include <strmif.h>
+
+// Needs strmif.h.
+#include <control.h>
+
+#include "support/com_object.h"
+
+namespace quillet::test {
+
+/// What graphs fail to do, and how many there are. A failed Stop() stops nevertheless.
+struct GraphFaults {
+  HRESULT create = S_OK;
+  std::vector<IID> missing;
+  HRESULT run = S_OK;
+  HRESULT stop = S_OK;
+  HRESULT getState = S_OK;
+  HRESULT setTimeFormat = S_OK;
+  HRESULT getDuration = S_OK;
+  HRESULT setPositions = S_OK;
+  std::atomic<int> graphs = 0;
+};
+
+/// While it lives, every filter graph that is made on a thread of the multithreaded apartment has these faults.
+class GraphOverride {
+ public:
+  GraphOverride();
+
+  /// Sends an event to the graph made last, as its filters do.
+  void notify(long event) const;
+
+  GraphFaults faults;
+
+ private:
+  IUnknown* last = nullptr;
+  HMODULE quartz = LoadLibraryA("quartz.dll");
+  std::unique_ptr<ClassObjectOverride> graph;
+};
+
+}  // namespace quillet::test
