@@ -54,15 +54,6 @@ class Phases : public QuilletNotification {
   std::vector<int> counts = std::vector<int>(4);
 };
 
-/// A seek that notes where it was to go, in units of 100 ns.
-inline ScriptedStream::Seek noting(std::vector<REFERENCE_TIME>& positions, ScriptedStream::Seek seek) {
-  return [&positions, seek = std::move(seek)](const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags,
-                                              Landing& landing) {
-    positions.push_back(wanted);
-    return seek(stream, wanted, flags, landing);
-  };
-}
-
 inline std::shared_ptr<Script> scriptOf(ScriptedStream stream) {
   const auto script = std::make_shared<Script>();
   script->streams.push_back(std::move(stream));
@@ -71,10 +62,11 @@ inline std::shared_ptr<Script> scriptOf(ScriptedStream stream) {
 
 /// The frame returned for `frame`, whose number must be that or, with a warning or a hollow stream, `returned`.
 inline Bytes frameOf(VideoSourceStream& stream, long frame, long returned) {
+  const DWORD size = stream.format()->biSizeImage;  // Asked first: the code is to be that of the reading.
   long found = frame;
   const unsigned char* const bits = stream.getFrameBits(found);
   EXPECT_EQ(found, returned) << "asked for frame " << frame << ", code " << stream.lastError;
-  return bits != nullptr ? Bytes(bits, bits + stream.format()->biSizeImage) : Bytes();
+  return bits != nullptr ? Bytes(bits, bits + size) : Bytes();
 }
 
 inline Bytes frameOf(VideoSourceStream& stream, long frame) {
@@ -83,8 +75,9 @@ inline Bytes frameOf(VideoSourceStream& stream, long frame) {
 
 /// Samples `first` to `last`, nothing when they cannot be had.
 inline Bytes runOf(AudioSourceStream& stream, long first, long last) {
+  const WORD size = stream.format()->nBlockAlign;
   const unsigned char* const samples = stream.getSamples(first, last);
-  return samples != nullptr ? Bytes(samples, samples + (last - first + 1) * stream.format()->nBlockAlign) : Bytes();
+  return samples != nullptr ? Bytes(samples, samples + (last - first + 1) * size) : Bytes();
 }
 
 }  // namespace quillet::test

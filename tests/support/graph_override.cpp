@@ -80,6 +80,7 @@ class FaultyGraph : public ComObject<IMediaControl, IMediaSeeking> {
     return seeking->ConvertTimeFormat(a, b, c, d);
   }
   STDMETHODIMP SetPositions(LONGLONG* a, DWORD b, LONGLONG* c, DWORD d) override {
+    faults.seeks.push_back(*a);
     return FAILED(faults.setPositions) ? faults.setPositions : seeking->SetPositions(a, b, c, d);
   }
   STDMETHODIMP GetPositions(LONGLONG* a, LONGLONG* b) override { return seeking->GetPositions(a, b); }

@@ -18,7 +18,7 @@
 
 namespace quillet::test {
 
-/// What graphs fail to do, and how many there are. A failed Stop() stops nevertheless.
+/// What graphs fail to do, and what is known of them. A failed Stop() stops nevertheless.
 struct GraphFaults {
   HRESULT create = S_OK;
   std::vector<IID> missing;
@@ -28,7 +28,8 @@ struct GraphFaults {
   HRESULT setTimeFormat = S_OK;
   HRESULT getDuration = S_OK;
   HRESULT setPositions = S_OK;
-  std::atomic<int> graphs = 0;
+  std::atomic<int> graphs = 0;  ///< That there are.
+  std::vector<LONGLONG> seeks;  ///< Where the client has seeked to; a graph that is stopped also seeks by itself.
 };
 
 /// While it lives, every filter graph that is made on a thread of the multithreaded apartment has these faults.
