@@ -120,36 +120,45 @@ HRESULT DSSourceStream::Graph::start() {
 
 int DSSourceStream::Graph::runUntilEnd() {
   runEnd = RunEnd::aborted;
-  HANDLE eventWaiting = nullptr;
-  if (FAILED(start()) || FAILED(mediaEvent->GetEventHandle(reinterpret_cast<OAEVENT*>(&eventWaiting)))) {
+  if (FAILED(start()) || !waitForEnd(runEnd)) {
     return ds_error::cannotRunGraph;
   }
-  const HANDLE wakers[] = {eventWaiting, stopRequested.get()};
-  for (;;) {
-    // Ends: every stream ends with one of the events that takeEvents() looks for, and whoever does not want to wait for
-    // that requests a stop.
-    switch (WaitForMultipleObjects(2, wakers, FALSE, INFINITE)) {
-      case WAIT_OBJECT_0:
-        if (const long code = takeEvents()) {
-          runEnd = code == EC_COMPLETE ? RunEnd::completed : RunEnd::aborted;
-          return ds_error::success;
-        }
-        break;
-      case WAIT_OBJECT_0 + 1:
-        runEnd = RunEnd::stopped;
-        return stop();
-      default:
-        return ds_error::cannotRunGraph;
-    }
-  }
+  return runEnd == RunEnd::stopped ? stop() : static_cast<int>(ds_error::success);
 }
 
 bool DSSourceStream::Graph::playToEnd() {
-  if (FAILED(start())) {
+  RunEnd end = RunEnd::aborted;
+  return SUCCEEDED(start()) && waitForEnd(end) && end == RunEnd::completed;
+}
+
+/// Waits until the running graph ends or, once there is the event for it, a stop is requested.
+///
+/// IMediaEvent::WaitForCompletion does the like, but Wine's does not come back from an abort.
+/// @return false when the graph's events cannot be waited for.
+bool DSSourceStream::Graph::waitForEnd(RunEnd& end) {
+  HANDLE eventWaiting = nullptr;
+  if (FAILED(mediaEvent->GetEventHandle(reinterpret_cast<OAEVENT*>(&eventWaiting)))) {
     return false;
   }
-  long code = 0;
-  return SUCCEEDED(mediaEvent->WaitForCompletion(static_cast<long>(INFINITE), &code)) && code == EC_COMPLETE;
+  const HANDLE wakers[] = {eventWaiting, stopRequested.get()};
+  const DWORD wakerCount = stopRequested ? 2 : 1;
+  for (;;) {
+    // Ends: every stream ends with one of the events that takeEvents() looks for, and whoever does not want to wait for
+    // that requests a stop.
+    switch (WaitForMultipleObjects(wakerCount, wakers, FALSE, INFINITE)) {
+      case WAIT_OBJECT_0:
+        if (const long code = takeEvents()) {
+          end = code == EC_COMPLETE ? RunEnd::completed : RunEnd::aborted;
+          return true;
+        }
+        break;
+      case WAIT_OBJECT_0 + 1:
+        end = RunEnd::stopped;
+        return true;
+      default:
+        return false;
+    }
+  }
 }
 
 bool DSSourceStream::Graph::rewind() {

@@ -112,6 +112,7 @@ struct DSSourceStream::Graph {
 
  private:
   HRESULT start();
+  bool waitForEnd(RunEnd& end);
   long takeEvents();
   int addSource(const char* fileName, ComPtr<IBaseFilter>& source);
   int addGrabber(const GUID& majorType, const GUID& subtype);
