@@ -355,15 +355,19 @@ TEST(Aborts, WhileASampleIsHeldLoseNothing) {
     const GraphOverride graph;
     const DSVideo stream = openVideo(name);
     for (const long event : {EC_ERRORABORT, EC_USERABORT}) {
-      for (long frame = 5; frame < 20; ++frame) {
-        ASSERT_EQ(frameOf(*stream, frame), frames[frame]);
+      for (long frame = 20; frame >= 5; --frame) {
+        ASSERT_TRUE(frameOf(*stream, frame) == frames[frame]);
         graph.notify(event);
-        long found = frame + 1;
-        const unsigned char* const bits = stream->getFrameBits(found);
-        ASSERT_TRUE(bits != nullptr && found >= frame && found <= frame + 1) << found << " for " << frame + 1;
-        ASSERT_EQ(Bytes(bits, bits + stream->format()->biSizeImage), frames[found]);
-        ASSERT_EQ(frameOf(*stream, frame + 2), frames[frame + 2]);
-        ASSERT_EQ(frameOf(*stream, frame + 3), frames[frame + 3]);
+        // The graph takes the event in its own time: one of the reads may find nothing new.
+        long early = 0;
+        for (const long next : {frame + 1, frame + 2, frame + 3}) {
+          long found = next;
+          const unsigned char* const bits = stream->getFrameBits(found);
+          ASSERT_TRUE(bits != nullptr && found >= next - 1 && found <= next) << found << " for " << next;
+          ASSERT_TRUE(std::equal(frames[found].begin(), frames[found].end(), bits)) << found;
+          early += next - found;
+        }
+        ASSERT_LE(early, 1);
       }
     }
   }
