@@ -206,7 +206,7 @@ long DSVideoSourceStream::searchFrame(long frame) {
 
   callback.target = frame / rate;
   // Half a frame beyond the target the frame has passed for sure; at the last frame that might be beyond the stream.
-  long long position = truncated<long long>((callback.target + callback.tolerance) * unitsPerSecond);
+  auto position = truncated<long long>((callback.target + callback.tolerance) * unitsPerSecond);
   if (frame == length - 1) {
     position = std::max(truncated<long long>(callback.target * unitsPerSecond) - 1, 0LL);
   }
