@@ -3,6 +3,11 @@
 #include <algorithm>
 #include <climits>
 
+#include <windows.h>
+
+// Needs windows.h.
+#include <evcode.h>
+
 #include <gtest/gtest.h>
 
 #include "support/ds_streams.h"
@@ -288,7 +293,11 @@ TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
     EXPECT_EQ(frameOf(*video, count - 1), scriptedPayload(times.size() - 1, 24));
     EXPECT_EQ(frameOf(*video, 0), scriptedPayload(0, 24));
   }
-  for (ScriptedStream stream : {framesAt({}, 9), framesAt({0}, 9), framesAt({0, 0, 0}, 9)}) {
+  const quillet::KernelHandle never(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+  ScriptedStream aborted = framesAt(upTo(9), 9);
+  aborted.samples[5].event = EC_ERRORABORT;
+  aborted.samples[6].waitFor = never.get();
+  for (ScriptedStream stream : {framesAt({}, 9), framesAt({0}, 9), framesAt({0, 0, 0}, 9), aborted}) {
     withoutFrameTime(stream);
     const auto script = scriptOf(stream);
     const ScriptedFile file(script);
