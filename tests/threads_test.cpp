@@ -224,13 +224,16 @@ TEST_F(Threads, EventStaysSignalledOnceTheThreadHasEnded) {
     Work argument;
     argument.leavesFromDepth = leavesFromDepth;
     argument.gate = gate.get();
-    const KernelHandle finished(startLibraryThread(work, 0, &argument, nullptr, 0, nullptr));
+    const LibraryThread started(argument);
+    const KernelHandle& finished = started.finished;
     ASSERT_NE(finished, nullptr);
     EXPECT_EQ(WaitForSingleObject(finished.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
     SetEvent(gate.get());
     EXPECT_EQ(WaitForSingleObject(finished.get(), limitMs), WAIT_OBJECT_0);
     EXPECT_EQ(WaitForSingleObject(finished.get(), 0), WAIT_OBJECT_0);
     EXPECT_TRUE(argument.prepared);
+    // The next test counts apartments: this thread leaves its own when it is detached.
+    EXPECT_EQ(WaitForSingleObject(started.thread.get(), limitMs), WAIT_OBJECT_0);
   }
 }
 
