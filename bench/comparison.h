@@ -4,11 +4,20 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <vector>
 
 #include <windows.h>
 
 namespace quillet::bench {
+
+/// Ends the program when what a measurement stands on has failed.
+inline void require(bool condition, const char* what) {
+  if (!condition) {
+    std::fprintf(stderr, "%s failed\n", what);
+    std::exit(EXIT_FAILURE);
+  }
+}
 
 /// Seconds since some moment.
 inline double now() {

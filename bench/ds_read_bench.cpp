@@ -24,17 +24,11 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 using quillet::bench::compare;
+using quillet::bench::require;
 
 constexpr int rounds = 15;
 constexpr int randomFrames = 300;
 constexpr unsigned seed = 20;
-
-void require(bool condition, const char* what) {
-  if (!condition) {
-    std::fprintf(stderr, "ds_read_bench: %s failed\n", what);
-    std::exit(EXIT_FAILURE);
-  }
-}
 
 /// Copies each frame, as whoever wants frames has to.
 class CopyingCallback : public ISampleGrabberCB {

@@ -18,6 +18,7 @@
 namespace {
 
 using quillet::bench::compare;
+using quillet::bench::require;
 
 constexpr int rounds = 41;
 constexpr LONG width = 320;
@@ -29,13 +30,6 @@ constexpr long runCount = 2000;
 
 // What was read is looked at, so that no way can leave the reading out.
 unsigned long checksum = 0;
-
-void require(bool condition, const char* what) {
-  if (!condition) {
-    std::fprintf(stderr, "vfw_read_bench: %s failed\n", what);
-    std::exit(EXIT_FAILURE);
-  }
-}
 
 PAVISTREAM openBare(const char* fileName, DWORD kind) {
   PAVISTREAM stream = nullptr;

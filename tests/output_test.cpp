@@ -198,6 +198,8 @@ TEST(AudioBuffer, RefusesWhatItCanNeverTakeAndLosesWhatFails) {
   EXPECT_TRUE(writeSamples(writer, 0, 100)) << "just full";
   EXPECT_FALSE(writeSamples(writer, 100, 101));
   EXPECT_EQ(writer.lastError, output_error::audioBufferOverflow);
+  unsigned char data[2] = {};
+  EXPECT_FALSE(writer.bufferedWriteSample(100, data, -1, -1, true));
   EXPECT_EQ(writer.nextSample_number_inBuffer(), 100) << "a refused write changes nothing";
 
   writer.failAt = 0;

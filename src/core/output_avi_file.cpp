@@ -104,7 +104,7 @@ bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long c
   const long long size =
       bytes >= 0 ? bytes
                  : (static_cast<long long>(audio->wBitsPerSample) * audio->nChannels * count) >> bitsPerByteShift;
-  if (size > capacity) {
+  if (size < 0 || size > capacity) {  // Below 0 when the count is.
     lastError = output_error::audioBufferOverflow;
     return false;
   }
