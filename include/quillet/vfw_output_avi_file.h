@@ -106,6 +106,10 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   /// Writes the end of compressed audio and completes the file.
   bool close() override;
 
+  /// @param period in units of 100 ns; at least a frame. Kept in the audio's compression options when they ask for it.
+  /// @return false with vfw_error::notInterleaved when the file has not both streams.
+  bool setInterleavingPeriod(long long period) override;
+
  protected:
   VfWOutputAVIFile();
 
@@ -126,6 +130,7 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
 
  private:
   int createStreams(const char* fileName);
+  bool requireBothStreams();
   bool requireStarted();
   bool requireStream(bool isVideo);
   bool requireUnsetCompressor(bool isVideo);

@@ -23,6 +23,10 @@ OutputAVIFile::~OutputAVIFile() {
   delete[] buffer;
 }
 
+bool OutputAVIFile::setInterleavingPeriod(long long) {
+  return false;
+}
+
 const VIDEOINFOHEADER* OutputAVIFile::videoFormat() {
   if (requireOpened()) {
     lastError = common_error::success;

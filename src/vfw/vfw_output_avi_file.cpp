@@ -280,25 +280,27 @@ long long VfWOutputAVIFile::interleavingPeriod() {
 }
 
 void VfWOutputAVIFile::configureAVI(void* parentWindow) {
-  if (!requireOpened()) {
-    return;
-  }
-  if (video == nullptr || audio == nullptr) {
-    lastError = vfw_error::notInterleaved;
+  if (!requireBothStreams()) {
     return;
   }
   long long period = interleavingPeriod();
   switch (quillet::showInterleavingPeriodDialog(static_cast<HWND>(parentWindow), period)) {
     case quillet::PeriodDialogResult::accepted:
+      setInterleavingPeriod(period);
       break;
     case quillet::PeriodDialogResult::cancelled:
-      return;
+      break;
     case quillet::PeriodDialogResult::notShown:
       lastError = vfw_error::cannotDisplayDialog;
-      return;
+      break;
     default:
       lastError = vfw_error::cannotAddDialogProperty;
-      return;
+  }
+}
+
+bool VfWOutputAVIFile::setInterleavingPeriod(long long period) {
+  if (!requireBothStreams()) {
+    return false;
   }
   period = std::max(period, video->AvgTimePerFrame);
   if (canRun() && compressAudio && state->isInterleavedByOptions()) {
@@ -308,6 +310,7 @@ void VfWOutputAVIFile::configureAVI(void* parentWindow) {
     state->period = period;
   }
   updateBufferSamples();
+  return true;
 }
 
 bool VfWOutputAVIFile::writeFrame(long frame, unsigned char* data, long frames, long bytes, bool keyFrame) {
@@ -391,6 +394,18 @@ bool VfWOutputAVIFile::requireStream(bool isVideo) {
     return false;
   }
   return true;
+}
+
+/// Sets a code unless the file is open and has something to interleave.
+bool VfWOutputAVIFile::requireBothStreams() {
+  if (!requireOpened()) {
+    return false;
+  }
+  const bool hasBoth = video != nullptr && audio != nullptr;
+  if (!hasBoth) {
+    lastError = vfw_error::notInterleaved;
+  }
+  return hasBoth;
 }
 
 /// Sets a code unless start() has succeeded.

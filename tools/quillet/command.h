@@ -35,5 +35,7 @@ extern const Command infoCommand;
 extern const Command frameCommand;
 extern const Command samplesCommand;
 extern const Command timeCommand;
+extern const Command copyCommand;
+extern const Command convertCommand;
 
 }  // namespace quillet::cli
