@@ -36,9 +36,9 @@ class AudioCompression {
   /// @return vfw_error::success, notEnoughMemory or cannotInitializeAudioCompressor.
   int start(long long mostBytes);
 
-  /// Converts as many whole blocks as the samples make with what is still unconverted. output() has the blocks.
+  /// Converts as many whole blocks as the samples in `data` make with what is still unconverted. output() has the blocks.
   /// @return vfw_error::success, audioCompressionFailure, or audioCompressionOverflow, which takes none of them.
-  int convert(const unsigned char* samples, DWORD size);
+  int convert(const unsigned char* data, DWORD size);
 
   /// Converts what is left, at the end of the stream. output() has the blocks.
   /// @return whether there are any.

@@ -1,9 +1,9 @@
 #include <quillet/vfw_output_avi_file.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <new>
+#include <string_view>
 
 #include <windows.h>
 
@@ -37,8 +37,8 @@ DWORD frameRate(const VIDEOINFOHEADER& format) {
 }
 
 /// @return null on failure.
-PAVISTREAM createStream(PAVIFILE file, AVISTREAMINFOA& info, const char* name) {
-  std::strcpy(info.szName, name);
+PAVISTREAM createStream(PAVIFILE file, AVISTREAMINFOA& info, std::string_view name) {
+  std::ranges::copy(name, info.szName);
   PAVISTREAM stream = nullptr;
   return AVIFileCreateStreamA(file, &stream, &info) == 0 ? stream : nullptr;
 }

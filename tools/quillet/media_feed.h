@@ -43,7 +43,7 @@ class MediaFeed {
 /// Decoded frames, one at a time.
 class FrameFeed : public MediaFeed {
  public:
-  explicit FrameFeed(std::unique_ptr<VideoSourceStream> source);
+  explicit FrameFeed(std::unique_ptr<VideoSourceStream> opened);
 
   bool next(MediaPiece& piece) override;
 
@@ -57,7 +57,7 @@ class FrameFeed : public MediaFeed {
 /// Decoded samples.
 class SampleFeed : public MediaFeed {
  public:
-  explicit SampleFeed(std::unique_ptr<AudioSourceStream> source);
+  explicit SampleFeed(std::unique_ptr<AudioSourceStream> opened);
 
   /// @param samples at most so many in a piece; at least 1.
   void limitPieces(long samples) { mostSamples = std::max(samples, 1L); }
