@@ -1,0 +1,56 @@
+// The base of the tests' input pins: what IMemInputPin asks of every one of them.
+
+#pragma once
+
+#include <atomic>
+
+#include <windows.h>
+
+#include <strmif.h>
+#include <uuids.h>
+
+#include "directshow/base/c_base_pin.h"
+
+namespace quillet::test {
+
+/// What a method answers that hands out a value.
+template <class Value>
+HRESULT give(Value* result, const Value& value) {
+  return result == nullptr ? E_POINTER : (void(*result = value), S_OK);
+}
+
+/// An input pin that leaves the allocator to the sender, and copies what it receives.
+class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
+ public:
+  InputPin(CBaseFilter& filter, const wchar_t* name) : WithInterfaces(filter, PINDIR_INPUT, name) {}
+
+  // IMemInputPin
+  STDMETHODIMP GetAllocator(IMemAllocator** result) override {
+    return CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(result));
+  }
+  STDMETHODIMP NotifyAllocator(IMemAllocator*, BOOL) override { return S_OK; }
+  STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
+  STDMETHODIMP ReceiveMultiple(IMediaSample** samples, long count, long* processed) override {
+    HRESULT result = S_OK;
+    for (*processed = 0; *processed < count && result == S_OK; *processed += result == S_OK ? 1 : 0) {
+      result = Receive(samples[*processed]);
+    }
+    return result;
+  }
+  STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
+
+  // IPin
+  STDMETHODIMP BeginFlush() override {
+    flushing = true;
+    return S_OK;
+  }
+  STDMETHODIMP EndFlush() override {
+    flushing = false;
+    return S_OK;
+  }
+
+ protected:
+  std::atomic<bool> flushing = false;
+};
+
+}  // namespace quillet::test
