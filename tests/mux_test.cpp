@@ -45,8 +45,8 @@ struct Writing {
     played->streams = std::move(streams);
     mux->faults = faults;
     writer->receive = receive;
-    const ClassObjectOverride muxClass(CLSID_AviDest, AviMux::create(mux));
-    const ClassObjectOverride writerClass(CLSID_FileWriter, FileWriter::create(writer));
+    const ClassObjectOverride muxClass(CLSID_AviDest, creating<AviMux>(mux));
+    const ClassObjectOverride writerClass(CLSID_FileWriter, creating<FileWriter>(writer));
     ComPtr<IBaseFilter> sink;
     CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph));
     CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&filter));

@@ -15,7 +15,6 @@
 #include "core/critical_section.h"
 #include "core/time_units.h"
 #include "directshow/base/c_base_filter.h"
-#include "support/com_object.h"
 #include "support/input_pin.h"
 #include "support/temp_file.h"
 
@@ -41,14 +40,13 @@ struct MuxSample {
   long size;
 };
 
-/// Shared by the test and the multiplexers of its making. The samples, in the order in which they stand in the file, are
-/// for the test once the graph has stopped.
+/// Shared by the test and the multiplexers of its making.
 struct MuxScript {
   MuxFaults faults;
-  std::vector<MuxSample> samples;
+  std::vector<MuxSample> samples;  ///< In the order of the file. For the test once the graph has stopped.
 };
 
-/// The multiplexer. All goes to the writer in samples whose times are positions in the file; the headers come last.
+/// The multiplexer, CLSID_AviDest. It tells the writer by a sample's time where in the file the sample belongs.
 /// Where Windows' documentation is silent, it is assumed that
 /// - the mode is INTERLEAVE_NONE at first, and chunks are neither cut nor joined in any mode;
 /// - INTERLEAVE_CAPTURE and INTERLEAVE_FULL hold a stream back in Receive once it is ahead of another by more than
@@ -56,15 +54,11 @@ struct MuxScript {
 /// - times of samples count from the beginning of the file, wherever a segment is said to start;
 /// - video without a time per frame is refused, pictures stored top-down are taken as they are;
 /// - the filter does not leave the stopped state when only one of its sides is connected;
-/// - the file is completed when every stream has ended, so that one that is stopped before is none that can be read;
-/// - there is no more than one RIFF: a file of 4 GB is an error. There is no index but the old one.
-/// The rate of streams is never adapted to that of the master stream.
+/// - the file is complete when every stream has ended; one that is stopped before cannot be read;
+/// - there is one RIFF, of less than 4 GB, with the old index; no stream is adapted to the master stream.
 class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAviMux, ISpecifyPropertyPages> {
  public:
   explicit AviMux(std::shared_ptr<MuxScript> muxScript);
-
-  /// For a ClassObjectOverride of CLSID_AviDest.
-  static ClassObjectOverride::Create create(std::shared_ptr<MuxScript> script);
 
   // IMediaFilter
   STDMETHODIMP Pause() override;
@@ -99,11 +93,11 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
   // Called with the stream lock held.
   bool mustWait(const Input& input, REFERENCE_TIME start) const;
   void wakeAll() const;
-  HRESULT writeSample(Input& input, const MuxSample& sample, REFERENCE_TIME start, const BYTE* data);
-  HRESULT writeChunk(Input& input, const BYTE* data, DWORD size, bool isKey);
-  HRESULT append(const void* data, std::size_t size);
+  HRESULT write(Input& input, const MuxSample& sample, REFERENCE_TIME start, const BYTE* data);
   HRESULT complete();
   Bytes headers() const;
+  void appendChunk(DWORD id, const void* data, std::size_t size);
+  void append(const void* data, std::size_t size);
 
   template <class Step>
   HRESULT stream(Step step);
@@ -122,6 +116,7 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
   std::vector<AVIINDEXENTRY> index;
   std::size_t movieStart = 0;
   LONGLONG position = 0;
+  HRESULT written = S_OK;  // What the writer has answered first other than S_OK: nothing is appended from then on.
   HRESULT failure = S_OK;  // What has aborted the graph.
 };
 

@@ -8,7 +8,6 @@
 
 #include "core/guarded.h"
 #include "core/handles.h"
-#include "support/input_pin.h"
 
 namespace quillet::test {
 namespace {
@@ -102,12 +101,6 @@ FileWriter::FileWriter(std::shared_ptr<WriterFaults> writerFaults)
   addPin(std::make_unique<Input>(*this));
 }
 
-ClassObjectOverride::Create FileWriter::create(std::shared_ptr<WriterFaults> faults) {
-  return [faults](REFIID iid, void** object) {
-    return Microsoft::WRL::ComPtr<FileWriter>(new FileWriter(faults))->QueryInterface(iid, object);
-  };
-}
-
 IUnknown* FileWriter::findInterface(REFIID id) {
   if (id == __uuidof(IFileSinkFilter)) {
     return static_cast<IFileSinkFilter2*>(this);
@@ -134,9 +127,6 @@ STDMETHODIMP FileWriter::SetFileName(LPCOLESTR newName, const AM_MEDIA_TYPE* new
 }
 
 STDMETHODIMP FileWriter::GetCurFile(LPOLESTR* nameResult, AM_MEDIA_TYPE* typeResult) {
-  if (nameResult == nullptr) {
-    return E_POINTER;
-  }
   const std::lock_guard guard(stateLock());
   const std::size_t size = (name.size() + 1) * sizeof(wchar_t);
   *nameResult = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
@@ -148,15 +138,6 @@ STDMETHODIMP FileWriter::GetCurFile(LPOLESTR* nameResult, AM_MEDIA_TYPE* typeRes
     type.copyTo(*typeResult);
   }
   return S_OK;
-}
-
-STDMETHODIMP FileWriter::SetMode(DWORD newFlags) {
-  flags = newFlags;
-  return S_OK;
-}
-
-STDMETHODIMP FileWriter::GetMode(DWORD* result) {
-  return give(result, flags);
 }
 
 }  // namespace quillet::test

@@ -11,7 +11,7 @@
 
 #include "directshow/base/c_base_filter.h"
 #include "directshow/base/c_media_type.h"
-#include "support/com_object.h"
+#include "support/input_pin.h"
 
 namespace quillet::test {
 
@@ -22,7 +22,7 @@ struct WriterFaults {
   HRESULT receive = S_OK;
 };
 
-/// The renderer: the times of a sample are its place in the file. Where Windows' documentation is silent, it is assumed
+/// The renderer, CLSID_FileWriter: the times of a sample are its place in the file. Where Windows' documentation is silent, it is assumed
 /// that SetFileName makes the file and leaves it empty or as it is; it is open while the filter is not stopped, and
 /// emptied, or with other flags than AM_FILE_OVERWRITE left as it is, when the filter leaves the stopped state. The pin
 /// has no IStream, since the tests' multiplexer needs none.
@@ -30,14 +30,11 @@ class FileWriter : public WithInterfaces<CBaseFilter, IFileSinkFilter2, IAMFilte
  public:
   explicit FileWriter(std::shared_ptr<WriterFaults> writerFaults);
 
-  /// For a ClassObjectOverride of CLSID_FileWriter.
-  static ClassObjectOverride::Create create(std::shared_ptr<WriterFaults> faults);
-
   // IFileSinkFilter2
   STDMETHODIMP SetFileName(LPCOLESTR newName, const AM_MEDIA_TYPE* newType) override;
   STDMETHODIMP GetCurFile(LPOLESTR* nameResult, AM_MEDIA_TYPE* typeResult) override;
-  STDMETHODIMP SetMode(DWORD newFlags) override;
-  STDMETHODIMP GetMode(DWORD* result) override;
+  STDMETHODIMP SetMode(DWORD newFlags) override { return give(&flags, newFlags); }
+  STDMETHODIMP GetMode(DWORD* result) override { return give(result, flags); }
 
   // IAMFilterMiscFlags
   STDMETHODIMP_(ULONG) GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }

@@ -1,8 +1,9 @@
-// The base of the tests' input pins: what IMemInputPin asks of every one of them.
+// What the tests' filters with input pins share.
 
 #pragma once
 
 #include <atomic>
+#include <memory>
 
 #include <windows.h>
 
@@ -10,8 +11,17 @@
 #include <uuids.h>
 
 #include "directshow/base/c_base_pin.h"
+#include "support/com_object.h"
 
 namespace quillet::test {
+
+/// Makes filters of a class for a ClassObjectOverride. They share `script` with the test.
+template <class Filter, class Script>
+ClassObjectOverride::Create creating(std::shared_ptr<Script> script) {
+  return [script](REFIID iid, void** object) {
+    return Microsoft::WRL::ComPtr<Filter>(new Filter(script))->QueryInterface(iid, object);
+  };
+}
 
 /// What a method answers that hands out a value.
 template <class Value>
@@ -19,7 +29,7 @@ HRESULT give(Value* result, const Value& value) {
   return result == nullptr ? E_POINTER : (void(*result = value), S_OK);
 }
 
-/// An input pin that leaves the allocator to the sender, and copies what it receives.
+/// An input pin that takes any allocator, since it copies what it receives.
 class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
  public:
   InputPin(CBaseFilter& filter, const wchar_t* name) : WithInterfaces(filter, PINDIR_INPUT, name) {}
@@ -40,14 +50,8 @@ class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
   STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
 
   // IPin
-  STDMETHODIMP BeginFlush() override {
-    flushing = true;
-    return S_OK;
-  }
-  STDMETHODIMP EndFlush() override {
-    flushing = false;
-    return S_OK;
-  }
+  STDMETHODIMP BeginFlush() override { return flushing = true, S_OK; }
+  STDMETHODIMP EndFlush() override { return flushing = false, S_OK; }
 
  protected:
   std::atomic<bool> flushing = false;

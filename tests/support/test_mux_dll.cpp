@@ -45,12 +45,12 @@ bool setValue(const std::wstring& key, const wchar_t* name, const std::wstring& 
 }  // namespace
 
 STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
-  if (id != CLSID_AviDest && id != CLSID_FileWriter) {
-    return CLASS_E_CLASSNOTAVAILABLE;
-  }
   return quillet::guardedMethod([&] {
-    const auto create = id == CLSID_AviDest ? AviMux::create(std::make_shared<MuxScript>())
-                                            : FileWriter::create(std::make_shared<WriterFaults>());
+    if (id != CLSID_AviDest && id != CLSID_FileWriter) {
+      return CLASS_E_CLASSNOTAVAILABLE;
+    }
+    const auto create = id == CLSID_AviDest ? creating<AviMux>(std::make_shared<MuxScript>())
+                                            : creating<FileWriter>(std::make_shared<WriterFaults>());
     return makeCom<Factory>(create)->QueryInterface(iid, object);
   });
 }
