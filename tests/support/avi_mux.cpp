@@ -1,6 +1,7 @@
 #include "support/avi_mux.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -13,8 +14,10 @@
 
 #include "core/guarded.h"
 #include "core/handles.h"
+#include "core/time_units.h"
 #include "directshow/base/c_base_output_pin.h"
 #include "support/avi_builder.h"
+#include "support/input_pin.h"
 
 namespace quillet::test {
 namespace {
@@ -30,24 +33,13 @@ bool isWritable(const AM_MEDIA_TYPE& type) {
     return format.bmiHeader.biWidth > 0 && format.bmiHeader.biHeight != 0 && format.AvgTimePerFrame > 0 &&
            format.AvgTimePerFrame <= std::numeric_limits<LONG>::max();
   }
-  const auto& wave = *reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
-  return type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx && type.cbFormat >= sizeof wave &&
-         wave.nBlockAlign > 0 && wave.nAvgBytesPerSec > 0;
+  const auto* const wave = reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
+  return type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx && type.cbFormat >= sizeof *wave &&
+         wave->nBlockAlign > 0 && wave->nAvgBytesPerSec > 0;
 }
-
-MuxSample describe(std::size_t stream, IMediaSample& sample) {
-  REFERENCE_TIME start = 0;
-  REFERENCE_TIME stop = 0;
-  const HRESULT timed = sample.GetTime(&start, &stop);
-  return {stream, SUCCEEDED(timed) ? std::optional(start) : std::nullopt,
-          timed == S_OK ? std::optional(stop) : std::nullopt, sample.IsSyncPoint() == S_OK,
-          sample.GetActualDataLength()};
-}
-
-}  // namespace
 
 /// The output pin.
-class AviMux::Output : public CBaseOutputPin {
+class Output : public CBaseOutputPin {
  public:
   explicit Output(CBaseFilter& filter) : CBaseOutputPin(filter, L"AVI Out") {}
 
@@ -94,333 +86,341 @@ class AviMux::Output : public CBaseOutputPin {
   }
 };
 
-/// An input pin and its stream.
-class AviMux::Input : public InputPin {
+class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAviMux, ISpecifyPropertyPages> {
  public:
-  Input(AviMux& owner, const std::wstring& name) : InputPin(owner, name.c_str()), mux(owner) {}
+  explicit AviMux(std::shared_ptr<MuxScript> muxScript)
+      : WithInterfaces(nullptr, CLSID_AviDest),
+        script(std::move(muxScript)),
+        output(addPin(std::make_unique<Output>(*this))) {
+    offerFreeInput();
+  }
 
-  /// Begins a file, as its stream `streamNumber`.
-  void begin(std::size_t streamNumber) {
-    const AM_MEDIA_TYPE& type = connectionType();
-    isVideo = type.majortype == MEDIATYPE_Video;
-    if (isVideo) {
-      const VIDEOINFOHEADER& format = videoFormat(type);
-      const DWORD compression = format.bmiHeader.biCompression;
-      isCompressed = compression != BI_RGB && compression != BI_BITFIELDS;
-      description = videoStream(format.bmiHeader, unitsPerSecond, static_cast<DWORD>(format.AvgTimePerFrame), {});
-      description.format.assign(type.pbFormat + offsetof(VIDEOINFOHEADER, bmiHeader), type.pbFormat + type.cbFormat);
-      description.header.bottom = static_cast<SHORT>(std::abs(description.header.bottom));
-    } else {
-      isCompressed = false;
-      description = audioStream(Bytes(type.pbFormat, type.pbFormat + type.cbFormat), {});
+  // IMediaFilter
+  STDMETHODIMP Pause() override {
+    const std::lock_guard guard(stateLock());
+    const HRESULT result = isStopped() ? guardedMethod([this] { return begin(); }) : S_OK;
+    return SUCCEEDED(result) ? CBaseFilter::Pause() : result;
+  }
+  STDMETHODIMP Run(REFERENCE_TIME start) override {
+    return FAILED(script->run) ? script->run : CBaseFilter::Run(start);
+  }
+
+  // IConfigInterleaving
+  STDMETHODIMP put_Mode(InterleavingMode newMode) override {
+    const bool isKnown = newMode >= INTERLEAVE_NONE && newMode <= INTERLEAVE_NONE_BUFFERED;
+    return isKnown ? give(&mode, newMode) : E_INVALIDARG;
+  }
+  STDMETHODIMP get_Mode(InterleavingMode* result) override { return give(result, mode); }
+  STDMETHODIMP put_Interleaving(const REFERENCE_TIME* newInterleaving, const REFERENCE_TIME* newPreroll) override {
+    interleaving = *newInterleaving;
+    preroll = *newPreroll;
+    return S_OK;
+  }
+  STDMETHODIMP get_Interleaving(REFERENCE_TIME* interleavingResult, REFERENCE_TIME* prerollResult) override {
+    *interleavingResult = interleaving;
+    *prerollResult = preroll;
+    return script->getInterleaving;
+  }
+
+  // IConfigAviMux
+  STDMETHODIMP SetMasterStream(LONG stream) override {
+    const bool exists = stream >= -1 && stream < static_cast<LONG>(inputs.size());
+    return exists ? give(&masterStream, stream) : E_INVALIDARG;
+  }
+  STDMETHODIMP GetMasterStream(LONG* result) override { return give(result, masterStream); }
+  STDMETHODIMP SetOutputCompatibilityIndex(BOOL oldIndex) override { return oldIndex ? S_OK : E_NOTIMPL; }
+  STDMETHODIMP GetOutputCompatibilityIndex(BOOL* result) override { return give(result, TRUE); }
+
+  // ISpecifyPropertyPages
+  STDMETHODIMP GetPages(CAUUID* pages) override {
+    auto* const ids = static_cast<GUID*>(CoTaskMemAlloc(2 * sizeof(GUID)));
+    if (ids == nullptr) {
+      return E_OUTOFMEMORY;
     }
-    number = streamNumber;
-    id = MAKEAVICKID(!isVideo ? cktypeWAVEbytes : isCompressed ? cktypeDIBcompressed : cktypeDIBbits, number);
-    position = 0;
-    isActive = true;
-    hasEnded = false;
+    ids[0] = CLSID_AviMuxProptyPage;
+    ids[1] = CLSID_AviMuxProptyPage1;
+    *pages = {2, ids};
+    return S_OK;
   }
 
-  /// The frames or blocks that a chunk holds.
-  DWORD units(long size) const { return isVideo ? 1 : static_cast<DWORD>(size) / description.header.sampleSize; }
-
-  REFERENCE_TIME duration(long size) const {
-    return unitsPerSecond * description.header.scale * units(size) / description.header.rate;
+ protected:
+  IUnknown* findInterface(REFIID id) override {
+    const bool isRefused = (script->refuseInterleavingInterface && id == __uuidof(IConfigInterleaving)) ||
+                           (script->noPropertyPages && id == __uuidof(ISpecifyPropertyPages));
+    return isRefused ? nullptr : WithInterfaces::findInterface(id);
   }
-
-  // CBasePin
-  HRESULT CheckMediaType(const CMediaType* type) override {
-    const HRESULT fault = mux.script->faults.acceptInput;
-    return FAILED(fault) ? fault : type->pbFormat != nullptr && isWritable(*type) ? S_OK : S_FALSE;
-  }
-
-  HRESULT CompleteConnect(IPin*) override { return mux.offerFreeInput(), S_OK; }
-
-  HRESULT Inactive() override {
-    const std::lock_guard guard(mux.streamLock);
-    isActive = false;
-    return mux.wakeAll(), S_OK;
-  }
-
-  // IMemInputPin
-  STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* result) override {
-    const auto& demands = mux.script->faults.demands;
-    return demands ? give(result, *demands) : E_NOTIMPL;
-  }
-
-  STDMETHODIMP ReceiveCanBlock() override { return S_OK; }
-
-  STDMETHODIMP Receive(IMediaSample* sample) override {
-    return mux.stream([&] { return receive(*sample); });
-  }
-
-  // IPin
-  STDMETHODIMP EndOfStream() override {
-    bool isLast = false;
-    const HRESULT result = mux.stream([&] {
-      if (const HRESULT ready = readiness(); ready != S_OK) {
-        return ready;
-      }
-      hasEnded = true;
-      mux.wakeAll();
-      isLast = std::all_of(mux.streams.begin(), mux.streams.end(), [](const Input* in) { return in->hasEnded; });
-      return isLast ? mux.complete() : S_OK;
-    });
-    return isLast && result == S_OK ? mux.output.DeliverEndOfStream() : result;
-  }
-
-  STDMETHODIMP BeginFlush() override {
-    const std::lock_guard guard(mux.streamLock);
-    mux.wakeAll();
-    return InputPin::BeginFlush();
-  }
-
-  // Guarded by the stream lock.
-  AviStream description;  // Without its chunks.
-  bool isVideo = false;
-  bool isCompressed = false;
-  DWORD id = 0;
-  REFERENCE_TIME position = 0;  // Where the sample to come is expected, or the one that waits has begun.
-  bool hasEnded = false;
-
-  // Signalled when the stream may not have to wait any longer. Only one thread at a time streams, and so waits.
-  const KernelHandle wake{CreateEventA(nullptr, FALSE, FALSE, nullptr)};
 
  private:
-  /// @return S_OK when the stream goes on.
-  HRESULT readiness() const {
-    if (FAILED(mux.failure) || !isActive) {
-      return FAILED(mux.failure) ? mux.failure : VFW_E_WRONG_STATE;
+  /// An input pin and its stream.
+  class Input : public InputPin {
+   public:
+    Input(AviMux& owner, const std::wstring& name) : InputPin(owner, name.c_str()), mux(owner) {}
+
+    /// Begins a file, as its stream `streamNumber`.
+    void begin(std::size_t streamNumber) {
+      const AM_MEDIA_TYPE& type = connectionType();
+      WORD kind = cktypeWAVEbytes;
+      if (type.majortype == MEDIATYPE_Video) {
+        const BITMAPINFOHEADER& format = videoFormat(type).bmiHeader;
+        const bool isRgb = format.biCompression == BI_RGB || format.biCompression == BI_BITFIELDS;
+        kind = isRgb ? cktypeDIBbits : cktypeDIBcompressed;
+        description = videoStream(format, unitsPerSecond, static_cast<DWORD>(videoFormat(type).AvgTimePerFrame), {});
+        description.format.assign(type.pbFormat + offsetof(VIDEOINFOHEADER, bmiHeader), type.pbFormat + type.cbFormat);
+        description.header.bottom = static_cast<SHORT>(std::abs(description.header.bottom));
+      } else {
+        description = audioStream(Bytes(type.pbFormat, type.pbFormat + type.cbFormat), {});
+      }
+      number = streamNumber;
+      id = MAKEAVICKID(kind, number);
+      hasDeltas = kind == cktypeDIBcompressed;
+      position = 0;
+      isActive = true;
+      hasEnded = false;
     }
-    return flushing ? S_FALSE : hasEnded ? VFW_E_SAMPLE_REJECTED_EOS : S_OK;
-  }
 
-  HRESULT receive(IMediaSample& sample) {
-    const MuxSample record = describe(number, sample);
-    const REFERENCE_TIME start = record.start.value_or(position);
-    position = std::max(position, start);
-    mux.wakeAll();
-    // The wait ends: of the streams that wait, the one whose sample starts first is ahead of none of them. A stream that
-    // does not wait brings another sample or its end; a flush, a stop and an abort end all waits.
-    while (readiness() == S_OK && mux.mustWait(*this, start)) {
-      mux.streamLock.unlock();
-      WaitForSingleObject(wake.get(), INFINITE);
-      mux.streamLock.lock();
+    // CBasePin
+    HRESULT CheckMediaType(const CMediaType* type) override {
+      const HRESULT fault = mux.script->acceptInput;
+      return FAILED(fault) ? fault : type->pbFormat != nullptr && isWritable(*type) ? S_OK : S_FALSE;
     }
-    BYTE* data = nullptr;
-    HRESULT result = readiness();
-    if (result == S_OK) {
-      result = sample.GetPointer(&data);
+    HRESULT CompleteConnect(IPin*) override { return mux.offerFreeInput(); }
+    HRESULT Inactive() override {
+      isActive = false;
+      return mux.wakeAll();
     }
-    return result == S_OK ? mux.write(*this, record, start, data) : result;
+
+    // IMemInputPin
+    STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* result) override {
+      return mux.script->demands ? give(result, *mux.script->demands) : E_NOTIMPL;
+    }
+    STDMETHODIMP ReceiveCanBlock() override { return S_OK; }
+    STDMETHODIMP Receive(IMediaSample* sample) override {
+      return mux.stream([&] { return receive(*sample); });
+    }
+
+    // IPin
+    STDMETHODIMP EndOfStream() override {
+      bool isLast = false;
+      const HRESULT result = mux.stream([&] {
+        if (const HRESULT ready = readiness(); ready != S_OK) {
+          return ready;
+        }
+        hasEnded = true;
+        mux.wakeAll();
+        isLast = std::all_of(mux.streams.begin(), mux.streams.end(), [](const Input* in) { return in->hasEnded; });
+        return isLast ? mux.complete() : S_OK;
+      });
+      return isLast && result == S_OK ? mux.output.DeliverEndOfStream() : result;
+    }
+    STDMETHODIMP BeginFlush() override {
+      flushing = true;
+      return mux.wakeAll();
+    }
+
+    // Guarded by the stream lock.
+    AviStream description;  // Without its chunks.
+    DWORD id = 0;
+    bool hasDeltas = false;
+    REFERENCE_TIME position = 0;  // Where the next sample is expected, or the one that waits begins.
+    bool hasEnded = false;
+
+    // Signalled when the stream may not have to wait any longer. Only one thread at a time streams, and so waits.
+    const KernelHandle wake{CreateEventA(nullptr, FALSE, FALSE, nullptr)};
+
+   private:
+    /// @return S_OK when the stream goes on.
+    HRESULT readiness() const {
+      if (FAILED(mux.failure) || !isActive) {
+        return FAILED(mux.failure) ? mux.failure : VFW_E_WRONG_STATE;
+      }
+      return flushing ? S_FALSE : hasEnded ? VFW_E_SAMPLE_REJECTED_EOS : S_OK;
+    }
+
+    bool mustWait(REFERENCE_TIME start) const {
+      return (mux.mode == INTERLEAVE_CAPTURE || mux.mode == INTERLEAVE_FULL) &&
+             std::any_of(mux.streams.begin(), mux.streams.end(), [&](const Input* other) {
+               return other != this && !other->hasEnded && start > other->position + mux.interleaving + mux.preroll;
+             });
+    }
+
+    HRESULT receive(IMediaSample& sample) {
+      REFERENCE_TIME start = position;
+      REFERENCE_TIME stop = 0;
+      MuxSample record = {number, {}, {}, sample.IsSyncPoint() == S_OK, sample.GetActualDataLength()};
+      if (const HRESULT timed = sample.GetTime(&start, &stop); SUCCEEDED(timed)) {
+        record.start = start;
+        record.stop = timed == S_OK ? std::optional(stop) : std::nullopt;
+      }
+      position = std::max(position, start);
+      mux.wakeAll();
+      // The wait ends: of the streams that wait, the one whose sample starts first is ahead of none of them. A stream
+      // that does not wait brings another sample or its end; a flush, a stop and an abort end all waits.
+      while (readiness() == S_OK && mustWait(start)) {
+        mux.streamLock.unlock();
+        WaitForSingleObject(wake.get(), INFINITE);
+        mux.streamLock.lock();
+      }
+      BYTE* data = nullptr;
+      sample.GetPointer(&data);
+      const HRESULT ready = readiness();
+      return ready == S_OK ? mux.write(*this, record, start, data) : ready;
+    }
+
+    AviMux& mux;
+    std::size_t number = 0;
+    std::atomic<bool> isActive = false;
+  };
+
+  /// Adds an input pin when all are connected.
+  HRESULT offerFreeInput() {
+    if (std::all_of(inputs.begin(), inputs.end(), [](const Input* in) { return in->isConnected(); })) {
+      const wchar_t* const prefix = inputs.size() < 9 ? L"Input 0" : L"Input ";
+      inputs.push_back(&addPin(std::make_unique<Input>(*this, prefix + std::to_wstring(inputs.size() + 1))));
+    }
+    return S_OK;
   }
 
-  AviMux& mux;
-  std::size_t number = 0;
-  bool isActive = false;
-};
-
-AviMux::AviMux(std::shared_ptr<MuxScript> muxScript)
-    : WithInterfaces(nullptr, CLSID_AviDest),
-      script(std::move(muxScript)),
-      output(addPin(std::make_unique<Output>(*this))) {
-  offerFreeInput();
-}
-
-IUnknown* AviMux::findInterface(REFIID id) {
-  const bool isRefused = (script->faults.refuseInterleavingInterface && id == __uuidof(IConfigInterleaving)) ||
-                         (script->faults.noPropertyPages && id == __uuidof(ISpecifyPropertyPages));
-  return isRefused ? nullptr : WithInterfaces::findInterface(id);
-}
-
-/// Adds an input pin when all are connected.
-void AviMux::offerFreeInput() {
-  if (std::all_of(inputs.begin(), inputs.end(), [](const Input* in) { return in->isConnected(); })) {
-    const wchar_t* const prefix = inputs.size() < 9 ? L"Input 0" : L"Input ";
-    inputs.push_back(&addPin(std::make_unique<Input>(*this, prefix + std::to_wstring(inputs.size() + 1))));
+  HRESULT begin() {
+    const std::lock_guard guard(streamLock);
+    streams.clear();
+    std::copy_if(inputs.begin(), inputs.end(), std::back_inserter(streams),
+                 [](Input* in) { return in->isConnected(); });
+    if (streams.empty() == output.isConnected()) {
+      return VFW_E_NOT_CONNECTED;
+    }
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+      streams[i]->begin(i);
+    }
+    index.clear();
+    written = S_OK;
+    failure = S_OK;
+    movieStart = headers().size();
+    position = static_cast<LONGLONG>(movieStart);
+    return S_OK;
   }
-}
 
-HRESULT AviMux::begin() {
-  const std::lock_guard guard(streamLock);
-  streams.clear();
-  std::copy_if(inputs.begin(), inputs.end(), std::back_inserter(streams), [](Input* in) { return in->isConnected(); });
-  if (streams.empty() == output.isConnected()) {
-    return VFW_E_NOT_CONNECTED;
+  HRESULT wakeAll() const {
+    for (const Input* const in : inputs) {
+      SetEvent(in->wake.get());
+    }
+    return S_OK;
   }
-  for (std::size_t i = 0; i < streams.size(); ++i) {
-    streams[i]->begin(i);
-  }
-  index.clear();
-  written = S_OK;
-  failure = S_OK;
-  movieStart = headers().size();
-  position = static_cast<LONGLONG>(movieStart);
-  return S_OK;
-}
 
-bool AviMux::mustWait(const Input& input, REFERENCE_TIME start) const {
-  return (mode == INTERLEAVE_CAPTURE || mode == INTERLEAVE_FULL) &&
-         std::any_of(streams.begin(), streams.end(), [&](const Input* other) {
-           return other != &input && !other->hasEnded && start > other->position + interleaving + preroll;
-         });
-}
-
-void AviMux::wakeAll() const {
-  for (const Input* const in : inputs) {
-    SetEvent(in->wake.get());
+  /// Takes a step of a streaming thread. The first failure aborts the graph, unless it only tells that the filter is
+  /// being stopped or that a sample came too late.
+  template <class Step>
+  HRESULT stream(Step step) {
+    HRESULT result = S_OK;
+    bool aborts = false;
+    {
+      const std::lock_guard guard(streamLock);
+      result = guardedMethod(step);
+      aborts = FAILED(result) && SUCCEEDED(failure) && result != VFW_E_WRONG_STATE && result != VFW_E_NOT_COMMITTED &&
+               result != VFW_E_SAMPLE_REJECTED_EOS;
+      failure = aborts ? result : failure;
+    }
+    if (aborts) {
+      wakeAll();
+      NotifyEvent(EC_ERRORABORT, result, 0);
+    }
+    return result;
   }
-}
 
-/// Writes a sample, and in front of it the frames that are missing, as dropped ones.
-HRESULT AviMux::write(Input& input, const MuxSample& sample, REFERENCE_TIME start, const BYTE* data) {
-  if (script->faults.failReceiveAfter && script->samples.size() >= *script->faults.failReceiveAfter) {
-    return E_FAIL;
+  /// Writes a sample, and in front of it the frames that are missing, as dropped ones.
+  HRESULT write(Input& input, const MuxSample& sample, REFERENCE_TIME start, const BYTE* data) {
+    if (script->failReceiveAfter && script->samples.size() >= *script->failReceiveAfter) {
+      return E_FAIL;
+    }
+    AviStreamHeader& header = input.description.header;
+    const bool isVideo = header.type == streamtypeVIDEO;
+    while (isVideo && written == S_OK && header.length < (start + header.scale / 2) / header.scale) {
+      addChunk(input, nullptr, 0, false);
+      ++header.length;
+    }
+    addChunk(input, data, static_cast<DWORD>(sample.size), sample.sync || !input.hasDeltas);
+    const DWORD units = isVideo ? 1 : static_cast<DWORD>(sample.size) / header.sampleSize;
+    header.length += units;
+    if (written == S_OK) {
+      const REFERENCE_TIME duration = unitsPerSecond * header.scale * units / header.rate;
+      input.position = std::max(input.position, sample.stop.value_or(start + duration));
+      wakeAll();
+      script->samples.push_back(sample);
+    }
+    return written;
   }
-  AviStreamHeader& header = input.description.header;
-  const auto add = [&](const BYTE* chunk, DWORD size, bool isKey) {
+
+  void addChunk(Input& input, const BYTE* data, DWORD size, bool isKey) {
     constexpr DWORD listTypeSize = 4;  // Offsets count from the type of the list.
     const auto offset = static_cast<DWORD>(position - static_cast<LONGLONG>(movieStart)) + listTypeSize;
     index.push_back({input.id, isKey ? DWORD{AVIIF_KEYFRAME} : 0, offset, size});
-    appendChunk(input.id, chunk, size);
-    header.length += input.units(static_cast<long>(size));
-    header.suggestedBufferSize = std::max(header.suggestedBufferSize, size);
-  };
-  while (input.isVideo && written == S_OK && header.length < (start + header.scale / 2) / header.scale) {
-    add(nullptr, 0, false);
+    appendChunk(input.id, data, size);
+    DWORD& largest = input.description.header.suggestedBufferSize;
+    largest = std::max(largest, size);
   }
-  add(data, static_cast<DWORD>(sample.size), sample.sync || !input.isCompressed);
-  if (written == S_OK) {
-    script->samples.push_back(sample);
-    input.position = std::max(input.position, sample.stop.value_or(start + input.duration(sample.size)));
-    wakeAll();
+
+  HRESULT complete() {
+    const auto movieEnd = static_cast<std::size_t>(position);
+    appendChunk(ckidAVINEWINDEX, index.data(), index.size() * sizeof index[0]);
+    Bytes start = headers();
+    const auto putSize = [&](std::size_t begin, std::size_t end) {
+      const auto size = static_cast<DWORD>(end - begin);
+      std::memcpy(start.data() + begin - sizeof size, &size, sizeof size);
+    };
+    constexpr std::size_t typeSize = 4;  // What a list holds begins with its type.
+    putSize(2 * sizeof(DWORD), static_cast<std::size_t>(position));
+    putSize(movieStart - typeSize, movieEnd);
+    return written == S_OK ? output.write(0, start.data(), start.size()) : written;
   }
-  return written;
-}
 
-HRESULT AviMux::complete() {
-  const auto movieEnd = static_cast<std::size_t>(position);
-  appendChunk(ckidAVINEWINDEX, index.data(), index.size() * sizeof index[0]);
-  Bytes start = headers();
-  const auto putSize = [&](std::size_t begin, std::size_t end) {
-    const auto size = static_cast<DWORD>(end - begin);
-    std::memcpy(start.data() + begin - sizeof size, &size, sizeof size);
-  };
-  constexpr std::size_t typeSize = 4;  // What a list holds begins with its type.
-  putSize(2 * sizeof(DWORD), static_cast<std::size_t>(position));
-  putSize(movieStart - typeSize, movieEnd);
-  return written == S_OK ? output.write(0, start.data(), start.size()) : written;
-}
-
-/// The file up to its first chunk of data, as if there were none.
-Bytes AviMux::headers() const {
-  std::vector<AviStream> descriptions;
-  for (const Input* const in : streams) {
-    descriptions.push_back(in->description);
+  /// The file up to its first chunk of data, as if there were none.
+  Bytes headers() const {
+    std::vector<AviStream> descriptions;
+    for (const Input* const in : streams) {
+      descriptions.push_back(in->description);
+    }
+    constexpr std::size_t emptyIndexSize = 8;
+    Bytes result = aviFile(std::move(descriptions)).build();
+    result.resize(result.size() - emptyIndexSize);
+    return result;
   }
-  constexpr std::size_t emptyIndexSize = 8;
-  Bytes result = aviFile(std::move(descriptions)).build();
-  result.resize(result.size() - emptyIndexSize);
-  return result;
-}
 
-void AviMux::appendChunk(DWORD id, const void* data, std::size_t size) {
-  const DWORD start[] = {id, static_cast<DWORD>(size)};
-  append(start, sizeof start);
-  append(data, size);
-  append("", size % 2);
-}
-
-void AviMux::append(const void* data, std::size_t size) {
-  const bool fits = position + static_cast<LONGLONG>(size) <= std::numeric_limits<DWORD>::max();
-  if (written == S_OK) {
-    written = fits ? output.write(position, data, size) : HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE);
-    position += static_cast<LONGLONG>(size);
+  void appendChunk(DWORD id, const void* data, std::size_t size) {
+    const DWORD start[] = {id, static_cast<DWORD>(size)};
+    append(start, sizeof start);
+    append(data, size);
+    append("", size % 2);
   }
-}
 
-/// Takes a step of a streaming thread. The first failure aborts the graph, unless it only tells that the filter is being
-/// stopped or that a sample came too late.
-template <class Step>
-HRESULT AviMux::stream(Step step) {
-  HRESULT result = S_OK;
-  bool aborts = false;
-  {
-    const std::lock_guard guard(streamLock);
-    result = guardedMethod(step);
-    aborts = FAILED(result) && SUCCEEDED(failure) && result != VFW_E_WRONG_STATE && result != VFW_E_NOT_COMMITTED &&
-             result != VFW_E_SAMPLE_REJECTED_EOS;
-    if (aborts) {
-      failure = result;
-      wakeAll();
+  void append(const void* data, std::size_t size) {
+    const bool fits = position + static_cast<LONGLONG>(size) <= std::numeric_limits<DWORD>::max();
+    if (written == S_OK) {
+      written = fits ? output.write(position, data, size) : HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE);
+      position += static_cast<LONGLONG>(size);
     }
   }
-  if (aborts) {
-    NotifyEvent(EC_ERRORABORT, result, 0);
-  }
-  return result;
-}
 
-// IMediaFilter
+  const std::shared_ptr<MuxScript> script;
+  Output& output;
+  std::vector<Input*> inputs;
+  InterleavingMode mode = INTERLEAVE_NONE;
+  REFERENCE_TIME interleaving = unitsPerSecond;
+  REFERENCE_TIME preroll = 0;
+  LONG masterStream = -1;
 
-STDMETHODIMP AviMux::Pause() {
-  const std::lock_guard guard(stateLock());
-  const HRESULT result = isStopped() ? guardedMethod([this] { return begin(); }) : S_OK;
-  return SUCCEEDED(result) ? CBaseFilter::Pause() : result;
-}
+  // Guards what streaming changes. A streaming thread takes no other lock of the filter.
+  CriticalSection streamLock;
+  std::vector<Input*> streams;  // The connected inputs.
+  std::vector<AVIINDEXENTRY> index;
+  std::size_t movieStart = 0;
+  LONGLONG position = 0;
+  HRESULT written = S_OK;  // The writer's first answer other than S_OK: nothing is appended from then on.
+  HRESULT failure = S_OK;  // What has aborted the graph.
+};
 
-STDMETHODIMP AviMux::Run(REFERENCE_TIME start) {
-  return FAILED(script->faults.run) ? script->faults.run : CBaseFilter::Run(start);
-}
+}  // namespace
 
-// IConfigInterleaving
-
-STDMETHODIMP AviMux::put_Mode(InterleavingMode newMode) {
-  const std::lock_guard guard(stateLock());
-  if (!isStopped() || newMode < INTERLEAVE_NONE || newMode > INTERLEAVE_NONE_BUFFERED) {
-    return isStopped() ? E_INVALIDARG : VFW_E_NOT_STOPPED;
-  }
-  mode = newMode;
-  return S_OK;
-}
-
-STDMETHODIMP AviMux::put_Interleaving(const REFERENCE_TIME* newInterleaving, const REFERENCE_TIME* newPreroll) {
-  const std::lock_guard guard(stateLock());
-  if (!isStopped() || *newInterleaving < 0 || *newPreroll < 0) {
-    return isStopped() ? E_INVALIDARG : VFW_E_NOT_STOPPED;
-  }
-  interleaving = *newInterleaving;
-  preroll = *newPreroll;
-  return S_OK;
-}
-
-STDMETHODIMP AviMux::get_Interleaving(REFERENCE_TIME* interleavingResult, REFERENCE_TIME* prerollResult) {
-  if (FAILED(script->faults.getInterleaving)) {
-    return script->faults.getInterleaving;
-  }
-  const HRESULT result = give(interleavingResult, interleaving);
-  return SUCCEEDED(result) ? give(prerollResult, preroll) : result;
-}
-
-// IConfigAviMux
-
-STDMETHODIMP AviMux::SetMasterStream(LONG stream) {
-  const std::lock_guard guard(stateLock());
-  const bool exists = stream >= -1 && stream < static_cast<LONG>(inputs.size());
-  return exists ? give(&masterStream, stream) : E_INVALIDARG;
-}
-
-// ISpecifyPropertyPages
-
-STDMETHODIMP AviMux::GetPages(CAUUID* pages) {
-  auto* const ids = static_cast<GUID*>(CoTaskMemAlloc(2 * sizeof(GUID)));
-  if (ids == nullptr) {
-    return E_OUTOFMEMORY;
-  }
-  ids[0] = CLSID_AviMuxProptyPage;
-  ids[1] = CLSID_AviMuxProptyPage1;
-  *pages = {2, ids};
-  return S_OK;
+ClassObjectOverride::Create aviMux(std::shared_ptr<MuxScript> script) {
+  return creating<AviMux>(std::move(script));
 }
 
 }  // namespace quillet::test

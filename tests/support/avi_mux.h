@@ -8,28 +8,11 @@
 
 #include <windows.h>
 
-#include <vfw.h>
-
 #include <strmif.h>
 
-#include "core/critical_section.h"
-#include "core/time_units.h"
-#include "directshow/base/c_base_filter.h"
-#include "support/input_pin.h"
-#include "support/temp_file.h"
+#include "support/com_object.h"
 
 namespace quillet::test {
-
-/// What a multiplexer refuses to do.
-struct MuxFaults {
-  bool refuseInterleavingInterface = false;
-  bool noPropertyPages = false;
-  HRESULT getInterleaving = S_OK;
-  HRESULT acceptInput = S_OK;  ///< A failure refuses every type.
-  HRESULT run = S_OK;
-  std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.
-  std::optional<ALLOCATOR_PROPERTIES> demands;  ///< What the input pins ask of allocators.
-};
 
 /// A sample that was written: its stream, counted over the connected pins, and what the source said of it.
 struct MuxSample {
@@ -40,13 +23,20 @@ struct MuxSample {
   long size;
 };
 
-/// Shared by the test and the multiplexers of its making.
+/// What a multiplexer refuses to do, and what it was given. Shared with the test.
 struct MuxScript {
-  MuxFaults faults;
+  bool refuseInterleavingInterface = false;
+  bool noPropertyPages = false;
+  HRESULT getInterleaving = S_OK;
+  HRESULT acceptInput = S_OK;  ///< A failure refuses every type.
+  HRESULT run = S_OK;
+  std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.
+  std::optional<ALLOCATOR_PROPERTIES> demands;  ///< What the input pins ask of allocators.
+
   std::vector<MuxSample> samples;  ///< In the order of the file. For the test once the graph has stopped.
 };
 
-/// The multiplexer, CLSID_AviDest. It tells the writer by a sample's time where in the file the sample belongs.
+/// Makes multiplexers, as CLSID_AviDest does. They tell the writer by a sample's time where in the file it belongs.
 /// Where Windows' documentation is silent, it is assumed that
 /// - the mode is INTERLEAVE_NONE at first, and chunks are neither cut nor joined in any mode;
 /// - INTERLEAVE_CAPTURE and INTERLEAVE_FULL hold a stream back in Receive once it is ahead of another by more than
@@ -56,68 +46,6 @@ struct MuxScript {
 /// - the filter does not leave the stopped state when only one of its sides is connected;
 /// - the file is complete when every stream has ended; one that is stopped before cannot be read;
 /// - there is one RIFF, of less than 4 GB, with the old index; no stream is adapted to the master stream.
-class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAviMux, ISpecifyPropertyPages> {
- public:
-  explicit AviMux(std::shared_ptr<MuxScript> muxScript);
-
-  // IMediaFilter
-  STDMETHODIMP Pause() override;
-  STDMETHODIMP Run(REFERENCE_TIME start) override;
-
-  // IConfigInterleaving
-  STDMETHODIMP put_Mode(InterleavingMode newMode) override;
-  STDMETHODIMP get_Mode(InterleavingMode* result) override { return give(result, mode); }
-  STDMETHODIMP put_Interleaving(const REFERENCE_TIME* newInterleaving, const REFERENCE_TIME* newPreroll) override;
-  STDMETHODIMP get_Interleaving(REFERENCE_TIME* interleavingResult, REFERENCE_TIME* prerollResult) override;
-
-  // IConfigAviMux
-  STDMETHODIMP SetMasterStream(LONG stream) override;
-  STDMETHODIMP GetMasterStream(LONG* result) override { return give(result, masterStream); }
-  STDMETHODIMP SetOutputCompatibilityIndex(BOOL oldIndex) override { return oldIndex ? S_OK : E_NOTIMPL; }
-  STDMETHODIMP GetOutputCompatibilityIndex(BOOL* result) override { return give(result, TRUE); }
-
-  // ISpecifyPropertyPages
-  STDMETHODIMP GetPages(CAUUID* pages) override;
-
- protected:
-  IUnknown* findInterface(REFIID id) override;
-
- private:
-  class Input;
-  class Output;
-
-  // Called with the state lock held.
-  void offerFreeInput();
-  HRESULT begin();
-
-  // Called with the stream lock held.
-  bool mustWait(const Input& input, REFERENCE_TIME start) const;
-  void wakeAll() const;
-  HRESULT write(Input& input, const MuxSample& sample, REFERENCE_TIME start, const BYTE* data);
-  HRESULT complete();
-  Bytes headers() const;
-  void appendChunk(DWORD id, const void* data, std::size_t size);
-  void append(const void* data, std::size_t size);
-
-  template <class Step>
-  HRESULT stream(Step step);
-
-  const std::shared_ptr<MuxScript> script;
-  Output& output;
-  std::vector<Input*> inputs;
-  InterleavingMode mode = INTERLEAVE_NONE;
-  REFERENCE_TIME interleaving = unitsPerSecond;
-  REFERENCE_TIME preroll = 0;
-  LONG masterStream = -1;
-
-  // Guards what streaming changes. A streaming thread takes no other lock of the filter.
-  CriticalSection streamLock;
-  std::vector<Input*> streams;  // The connected inputs.
-  std::vector<AVIINDEXENTRY> index;
-  std::size_t movieStart = 0;
-  LONGLONG position = 0;
-  HRESULT written = S_OK;  // What the writer has answered first other than S_OK: nothing is appended from then on.
-  HRESULT failure = S_OK;  // What has aborted the graph.
-};
+ClassObjectOverride::Create aviMux(std::shared_ptr<MuxScript> script);
 
 }  // namespace quillet::test

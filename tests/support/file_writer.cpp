@@ -1,13 +1,16 @@
 #include "support/file_writer.h"
 
 #include <mutex>
+#include <string>
 #include <utility>
 
 #include <evcode.h>
+#include <shlwapi.h>
 #include <vfwmsgs.h>
 
 #include "core/guarded.h"
 #include "core/handles.h"
+#include "support/input_pin.h"
 
 namespace quillet::test {
 namespace {
@@ -21,123 +24,122 @@ HRESULT openFile(const std::wstring& name, DWORD disposition, KernelHandle& file
   return S_OK;
 }
 
-}  // namespace
-
-/// The input pin, which has the open file. Its lock guards all it has against the streaming thread.
-class FileWriter::Input : public InputPin {
+class FileWriter : public WithInterfaces<CBaseFilter, IFileSinkFilter2, IAMFilterMiscFlags> {
  public:
-  explicit Input(FileWriter& owner) : InputPin(owner, L"in"), writer(owner) {}
-
-  // CBasePin
-  HRESULT CheckMediaType(const CMediaType* offered) override {
-    return offered->majortype == MEDIATYPE_Stream ? S_OK : S_FALSE;
+  explicit FileWriter(std::shared_ptr<WriterFaults> writerFaults)
+      : WithInterfaces(nullptr, CLSID_FileWriter), faults(std::move(writerFaults)) {
+    addPin(std::make_unique<Input>(*this));
   }
 
-  HRESULT Active() override {
-    const std::lock_guard guard(lock);
-    isRunning = false;
-    hasEnded = false;
-    return openFile(writer.name, (writer.flags & AM_FILE_OVERWRITE) != 0 ? CREATE_ALWAYS : OPEN_ALWAYS, file);
-  }
-
-  HRESULT Inactive() override {
-    const std::lock_guard guard(lock);
-    file.reset();
-    return S_OK;
-  }
-
-  HRESULT Run(REFERENCE_TIME) override {
-    const std::lock_guard guard(lock);
-    isRunning = true;
-    return hasEnded ? reportEnd() : S_OK;
-  }
-
-  // IMemInputPin
-  STDMETHODIMP Receive(IMediaSample* sample) override {
-    const std::lock_guard guard(lock);
-    if (FAILED(writer.faults->receive)) {
-      return writer.faults->receive;
-    }
-    if (file == nullptr || flushing) {
-      return flushing ? S_FALSE : VFW_E_WRONG_STATE;
-    }
-    LARGE_INTEGER position = {};
-    REFERENCE_TIME end = 0;
-    BYTE* data = nullptr;
-    HRESULT result = sample->GetTime(&position.QuadPart, &end);
-    if (SUCCEEDED(result)) {
-      result = sample->GetPointer(&data);
-    }
-    DWORD written = 0;
-    if (SUCCEEDED(result) &&
-        (!SetFilePointerEx(file.get(), position, nullptr, FILE_BEGIN) ||
-         !WriteFile(file.get(), data, static_cast<DWORD>(sample->GetActualDataLength()), &written, nullptr))) {
-      result = HRESULT_FROM_WIN32(GetLastError());
-    }
-    return result;
-  }
-
-  // IPin
-  STDMETHODIMP EndOfStream() override {
-    const std::lock_guard guard(lock);
-    hasEnded = true;
-    return isRunning ? reportEnd() : S_OK;  // A filter that is paused tells of its end once it runs.
-  }
-
- private:
-  HRESULT reportEnd() {
-    return writer.NotifyEvent(EC_COMPLETE, S_OK, reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(&writer)));
-  }
-
-  FileWriter& writer;
-  CriticalSection lock;
-  KernelHandle file;
-  bool isRunning = false;
-  bool hasEnded = false;
-};
-
-FileWriter::FileWriter(std::shared_ptr<WriterFaults> writerFaults)
-    : WithInterfaces(nullptr, CLSID_FileWriter), faults(std::move(writerFaults)) {
-  addPin(std::make_unique<Input>(*this));
-}
-
-IUnknown* FileWriter::findInterface(REFIID id) {
-  if (id == __uuidof(IFileSinkFilter)) {
-    return static_cast<IFileSinkFilter2*>(this);
-  }
-  return faults->noFileSink2 && id == __uuidof(IFileSinkFilter2) ? nullptr : WithInterfaces::findInterface(id);
-}
-
-// IFileSinkFilter2
-
-STDMETHODIMP FileWriter::SetFileName(LPCOLESTR newName, const AM_MEDIA_TYPE* newType) {
-  if (newName == nullptr || FAILED(faults->setFileName)) {
-    return newName == nullptr ? E_POINTER : faults->setFileName;
-  }
-  const std::lock_guard guard(stateLock());
-  return guardedMethod([&] {
+  // IFileSinkFilter2
+  STDMETHODIMP SetFileName(LPCOLESTR newName, const AM_MEDIA_TYPE* newType) override {
     KernelHandle file;
-    const HRESULT result = isStopped() ? openFile(newName, OPEN_ALWAYS, file) : VFW_E_NOT_STOPPED;
+    const HRESULT result = SUCCEEDED(faults->setFileName)
+                               ? guardedMethod([&] { return openFile(newName, OPEN_ALWAYS, file); })
+                               : faults->setFileName;
     if (SUCCEEDED(result)) {
       name = newName;
       type = newType != nullptr ? CMediaType(*newType) : CMediaType();
     }
     return result;
-  });
-}
+  }
+  STDMETHODIMP GetCurFile(LPOLESTR* nameResult, AM_MEDIA_TYPE* typeResult) override {
+    if (typeResult != nullptr) {
+      type.copyTo(*typeResult);
+    }
+    return SHStrDupW(name.c_str(), nameResult);
+  }
+  STDMETHODIMP SetMode(DWORD newFlags) override { return give(&flags, newFlags); }
+  STDMETHODIMP GetMode(DWORD* result) override { return give(result, flags); }
 
-STDMETHODIMP FileWriter::GetCurFile(LPOLESTR* nameResult, AM_MEDIA_TYPE* typeResult) {
-  const std::lock_guard guard(stateLock());
-  const std::size_t size = (name.size() + 1) * sizeof(wchar_t);
-  *nameResult = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
-  if (*nameResult == nullptr) {
-    return E_OUTOFMEMORY;
+  // IAMFilterMiscFlags
+  STDMETHODIMP_(ULONG) GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
+
+ protected:
+  IUnknown* findInterface(REFIID id) override {
+    if (id == __uuidof(IFileSinkFilter)) {
+      return static_cast<IFileSinkFilter2*>(this);
+    }
+    return faults->noFileSink2 && id == __uuidof(IFileSinkFilter2) ? nullptr : WithInterfaces::findInterface(id);
   }
-  CopyMemory(*nameResult, name.c_str(), size);
-  if (typeResult != nullptr) {
-    type.copyTo(*typeResult);
-  }
-  return S_OK;
+
+ private:
+  /// The input pin, which has the open file. Its lock guards all it has against the streaming thread.
+  class Input : public InputPin {
+   public:
+    explicit Input(FileWriter& owner) : InputPin(owner, L"in"), writer(owner) {}
+
+    // CBasePin
+    HRESULT CheckMediaType(const CMediaType* offered) override {
+      return offered->majortype == MEDIATYPE_Stream ? S_OK : S_FALSE;
+    }
+    HRESULT Active() override {
+      const std::lock_guard guard(lock);
+      isRunning = false;
+      hasEnded = false;
+      return openFile(writer.name, (writer.flags & AM_FILE_OVERWRITE) != 0 ? CREATE_ALWAYS : OPEN_ALWAYS, file);
+    }
+    HRESULT Run(REFERENCE_TIME) override {
+      const std::lock_guard guard(lock);
+      isRunning = true;
+      return hasEnded ? reportEnd() : S_OK;
+    }
+    HRESULT Inactive() override {
+      const std::lock_guard guard(lock);
+      file.reset();
+      return S_OK;
+    }
+
+    // IMemInputPin
+    STDMETHODIMP Receive(IMediaSample* sample) override {
+      const std::lock_guard guard(lock);
+      if (file == nullptr || flushing) {
+        return flushing ? S_FALSE : VFW_E_WRONG_STATE;
+      }
+      LARGE_INTEGER position = {};
+      REFERENCE_TIME end = 0;
+      BYTE* data = nullptr;
+      DWORD written = 0;
+      sample->GetPointer(&data);
+      const HRESULT timed = sample->GetTime(&position.QuadPart, &end);
+      if (FAILED(timed) || FAILED(writer.faults->receive)) {
+        return FAILED(timed) ? timed : writer.faults->receive;
+      }
+      const bool isWritten =
+          SetFilePointerEx(file.get(), position, nullptr, FILE_BEGIN) &&
+          WriteFile(file.get(), data, static_cast<DWORD>(sample->GetActualDataLength()), &written, nullptr);
+      return isWritten ? S_OK : HRESULT_FROM_WIN32(GetLastError());
+    }
+
+    // IPin
+    STDMETHODIMP EndOfStream() override {
+      const std::lock_guard guard(lock);
+      hasEnded = true;
+      return isRunning ? reportEnd() : S_OK;  // A filter that is paused tells of its end once it runs.
+    }
+
+   private:
+    HRESULT reportEnd() {
+      return writer.NotifyEvent(EC_COMPLETE, S_OK, reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(&writer)));
+    }
+
+    FileWriter& writer;
+    CriticalSection lock;
+    KernelHandle file;
+    bool isRunning = false;
+    bool hasEnded = false;
+  };
+
+  const std::shared_ptr<WriterFaults> faults;
+  std::wstring name;
+  CMediaType type;
+  DWORD flags = 0;
+};
+
+}  // namespace
+
+ClassObjectOverride::Create fileWriter(std::shared_ptr<WriterFaults> faults) {
+  return creating<FileWriter>(std::move(faults));
 }
 
 }  // namespace quillet::test

@@ -15,7 +15,7 @@
 
 namespace quillet::test {
 
-/// Makes filters of a class for a ClassObjectOverride. They share `script` with the test.
+/// Makes filters of a class, which share `script` with the test.
 template <class Filter, class Script>
 ClassObjectOverride::Create creating(std::shared_ptr<Script> script) {
   return [script](REFIID iid, void** object) {

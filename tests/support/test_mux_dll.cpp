@@ -1,11 +1,11 @@
-// The tests' multiplexer and file writer as a DLL: registered in a Wine prefix, they are what every program there writes
+// The tests' multiplexer and file writer as a DLL: registered in a Wine prefix, they are what all programs there write
 // AVI files with.
 
-#include <iterator>
 #include <string>
 
 #include <windows.h>
 
+#include <strmif.h>
 #include <uuids.h>
 
 #include "core/guarded.h"
@@ -37,21 +37,14 @@ std::wstring serverKey(const CLSID& id) {
   return std::wstring(L"CLSID\\") + text + L"\\InprocServer32";
 }
 
-bool setValue(const std::wstring& key, const wchar_t* name, const std::wstring& value) {
-  return RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), name, REG_SZ, value.c_str(),
-                         static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
-}
-
 }  // namespace
 
 STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
   return quillet::guardedMethod([&] {
-    if (id != CLSID_AviDest && id != CLSID_FileWriter) {
-      return CLASS_E_CLASSNOTAVAILABLE;
-    }
-    const auto create = id == CLSID_AviDest ? creating<AviMux>(std::make_shared<MuxScript>())
-                                            : creating<FileWriter>(std::make_shared<WriterFaults>());
-    return makeCom<Factory>(create)->QueryInterface(iid, object);
+    const auto create = id == CLSID_AviDest      ? aviMux(std::make_shared<MuxScript>())
+                        : id == CLSID_FileWriter ? fileWriter(std::make_shared<WriterFaults>())
+                                                 : nullptr;
+    return create ? makeCom<Factory>(create)->QueryInterface(iid, object) : CLASS_E_CLASSNOTAVAILABLE;
   });
 }
 
@@ -62,15 +55,15 @@ STDAPI DllCanUnloadNow() {
 STDAPI DllRegisterServer() {
   HMODULE module = nullptr;
   wchar_t path[MAX_PATH] = {};
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                     reinterpret_cast<LPCWSTR>(classes), &module);
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(classes), &module);
   GetModuleFileNameW(module, path, MAX_PATH);
+  LSTATUS status = ERROR_SUCCESS;
   for (const CLSID* const id : classes) {
-    if (!setValue(serverKey(*id), nullptr, path) || !setValue(serverKey(*id), L"ThreadingModel", L"Both")) {
-      return E_ACCESSDENIED;
-    }
+    const std::wstring key = serverKey(*id);
+    status |= RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, REG_SZ, path, sizeof path);
+    status |= RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), L"ThreadingModel", REG_SZ, L"Both", sizeof L"Both");
   }
-  return S_OK;
+  return status == ERROR_SUCCESS ? S_OK : E_ACCESSDENIED;
 }
 
 /// The system's own classes are back when its modules are registered again.
