@@ -1,6 +1,5 @@
 // The tests' multiplexer and file writer: what they write is read by others.
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,29 +27,19 @@ namespace {
 
 constexpr long readyEvent = EC_USER;
 constexpr long passedEvent = EC_USER + 1;
-
-ScriptedStream video(std::size_t frames) {
-  return scriptedVideo(7, 5, frames, 400'000);
-}
-
-/// Blocks of a tenth of a second.
-ScriptedStream audio() {
-  return scriptedAudio(pcmFormat(8000, 1, 16), 10, 800);
-}
+const auto video = [](std::size_t frames) { return scriptedVideo(7, 5, frames, 400'000); };
+const auto audio = [] { return scriptedAudio(pcmFormat(8000, 1, 16), 10, 800); };  // Blocks of a tenth of a second.
 
 /// A graph that writes the streams of a script to a file.
 struct Writing {
   explicit Writing(std::vector<ScriptedStream> streams, const MuxScript& faults = {}, HRESULT receive = S_OK)
       : mux(std::make_shared<MuxScript>(faults)) {
     played->streams = std::move(streams);
-    const ClassObjectOverride muxClass(CLSID_AviDest, aviMux(mux));
-    const ClassObjectOverride writerClass(
-        CLSID_FileWriter, fileWriter(std::make_shared<WriterFaults>(WriterFaults{false, S_OK, receive})));
     const ComPtr<IBaseFilter> source(new ScriptedSource(played));
     ComPtr<IBaseFilter> writer;
     CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph));
-    CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&filter));
-    CoCreateInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&writer));
+    aviMux(mux)(IID_PPV_ARGS(&filter));
+    fileWriter(std::make_shared<WriterFaults>(WriterFaults{false, S_OK, receive}))(IID_PPV_ARGS(&writer));
     writer->QueryInterface(IID_PPV_ARGS(&file));
     const std::string name = result.name();
     file->SetMode(AM_FILE_OVERWRITE);
@@ -60,12 +49,11 @@ struct Writing {
     }
     isConnected = connectPair(graph.Get(), filter.Get(), writer.Get(), 0);
     for (std::size_t i = 0; i < played->streams.size(); ++i) {
-      PinList inputs;
-      listPins(filter.Get(), PINDIR_INPUT, inputs);
-      EXPECT_EQ(inputs.size(), i + 1) << "one is free";
-      ComPtr<IPin> pin;
-      source->FindPin((L"stream " + std::to_wstring(i)).c_str(), &pin);
-      isConnected = isConnected && SUCCEEDED(graph->ConnectDirect(pin.Get(), inputs.back().Get(), nullptr));
+      ComPtr<IPin> from;
+      ComPtr<IPin> to;
+      source->FindPin((L"stream " + std::to_wstring(i)).c_str(), &from);
+      EXPECT_EQ(filter->FindPin((L"Input 0" + std::to_wstring(i + 1)).c_str(), &to), S_OK) << "one is free";
+      isConnected = isConnected && SUCCEEDED(graph->ConnectDirect(from.Get(), to.Get(), nullptr));
     }
     graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(control.GetAddressOf()));
     graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(events.GetAddressOf()));
@@ -101,7 +89,6 @@ struct Writing {
 TEST(Mux, WritesWhatVideoForWindowsReads) {
   for (const std::size_t late : {0U, 1U}) {
     Writing writing({video(25), audio()});
-    ASSERT_TRUE(writing.isConnected);
     writing.played->streams[late].samples[0].waitFor = writing.go.get();
     writing.played->streams[1 - late].samples.back().event = readyEvent;
     writing.control->Run();
@@ -111,7 +98,6 @@ TEST(Mux, WritesWhatVideoForWindowsReads) {
     writing.control->Stop();
     ASSERT_EQ(writing.mux->samples.size(), 35U);
     EXPECT_EQ(writing.mux->samples[8].stream, 1 - late);
-
     const std::unique_ptr<VideoSourceStream> pictures(
         VideoSourceStream::open(writing.result.name(), false, 0, nullptr));
     EXPECT_EQ(pictures->duration(), 25);
@@ -135,7 +121,6 @@ TEST(Mux, WritesPalettesAndDroppedFrames) {
   Bytes format = bytesOf(header);
   format.insert(format.end(), {1, 2, 3, 0, 4, 5, 6, 0});
   stream.type.setFormat(format.data(), static_cast<ULONG>(format.size()));
-  stream.type.subtype = MEDIASUBTYPE_RGB8;
   stream.samples.erase(stream.samples.begin() + 2, stream.samples.begin() + 4);
   const Writing writing({stream});
   writing.control->Run();
@@ -158,10 +143,8 @@ TEST(Mux, WritesPalettesAndDroppedFrames) {
 }
 
 TEST(Mux, HoldsAStreamBackThatRunsAhead) {
-  enum class End { caughtUp, otherEnded, stopped };
-  for (const End end : {End::caughtUp, End::otherEnded, End::stopped}) {
-    const std::size_t frames = end == End::otherEnded ? 2 : 25;
-    Writing writing({video(frames), audio()});
+  for (const std::size_t frames : {25U, 2U, 0U}) {  // It catches up, it ends, or the graph is stopped.
+    Writing writing({video(frames > 0 ? frames : 2), audio()});
     ComPtr<IConfigInterleaving> config;
     ASSERT_EQ(writing.filter->QueryInterface(IID_PPV_ARGS(&config)), S_OK);
     const REFERENCE_TIME times[] = {1'000'000, 0};
@@ -173,15 +156,12 @@ TEST(Mux, HoldsAStreamBackThatRunsAhead) {
     writing.control->Run();
     EXPECT_TRUE(writing.comes(readyEvent));
     EXPECT_FALSE(writing.comes(passedEvent, 200)) << "more than 0.1 s ahead of the first frame's end";
-    if (end == End::stopped) {
-      EXPECT_EQ(writing.control->Stop(), S_OK);
-      EXPECT_EQ(writing.played->threadsEnded, 2);
-      continue;
+    if (frames > 0) {
+      SetEvent(writing.go.get());
+      EXPECT_TRUE(writing.comes(EC_COMPLETE));
     }
-    SetEvent(writing.go.get());
-    EXPECT_TRUE(writing.comes(EC_COMPLETE));
-    writing.control->Stop();
-    EXPECT_EQ(writing.mux->samples.size(), frames + 10);
+    EXPECT_EQ(writing.control->Stop(), S_OK);
+    EXPECT_EQ(writing.mux->samples.size(), frames > 0 ? frames + 10 : 3);
   }
 }
 
@@ -189,10 +169,7 @@ TEST(Mux, FailsAsAsked) {
   MuxScript faults;
   faults.acceptInput = VFW_E_TYPE_NOT_ACCEPTED;
   EXPECT_FALSE(Writing({video(1)}, faults).isConnected);
-  ScriptedStream untimed = video(1);
-  withoutFrameTime(untimed);
-  EXPECT_FALSE(Writing({untimed}).isConnected);
-  faults.acceptInput = S_OK;
+  faults = {};
   faults.failReceiveAfter = 3;
   for (const HRESULT receive : {S_OK, E_ABORT}) {
     const Writing writing({video(25)}, faults, receive);

@@ -1,7 +1,6 @@
 #include "support/avi_mux.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -27,11 +26,11 @@ const VIDEOINFOHEADER& videoFormat(const AM_MEDIA_TYPE& type) {
 }
 
 bool isWritable(const AM_MEDIA_TYPE& type) {
-  if (type.majortype == MEDIATYPE_Video && type.formattype == FORMAT_VideoInfo &&
-      type.cbFormat >= sizeof(VIDEOINFOHEADER)) {
-    const VIDEOINFOHEADER& format = videoFormat(type);
-    return format.bmiHeader.biWidth > 0 && format.bmiHeader.biHeight != 0 && format.AvgTimePerFrame > 0 &&
-           format.AvgTimePerFrame <= std::numeric_limits<LONG>::max();
+  if (type.formattype == FORMAT_VideoInfo && type.cbFormat >= sizeof(VIDEOINFOHEADER)) {
+    const BITMAPINFOHEADER& format = videoFormat(type).bmiHeader;
+    const REFERENCE_TIME frameTime = videoFormat(type).AvgTimePerFrame;
+    return type.majortype == MEDIATYPE_Video && format.biWidth > 0 && format.biHeight != 0 && frameTime > 0 &&
+           frameTime <= std::numeric_limits<LONG>::max();
   }
   const auto* const wave = reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
   return type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx && type.cbFormat >= sizeof *wave &&
@@ -46,14 +45,11 @@ class Output : public CBaseOutputPin {
   HRESULT GetMediaType(int number, CMediaType* type) override {
     type->majortype = MEDIATYPE_Stream;
     type->subtype = MEDIASUBTYPE_Avi;
-    type->formattype = FORMAT_None;
     return number == 0 ? S_OK : VFW_S_NO_MORE_ITEMS;
   }
-
   HRESULT CheckMediaType(const CMediaType* type) override {
     return type->majortype == MEDIATYPE_Stream && type->subtype == MEDIASUBTYPE_Avi ? S_OK : S_FALSE;
   }
-
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
     request->cBuffers = std::max(request->cBuffers, 1L);  // Enough: the writer keeps none.
     request->cbBuffer = std::max(request->cbBuffer, 65536L);
@@ -64,25 +60,26 @@ class Output : public CBaseOutputPin {
   /// Writes at a position of the file, in pieces of the buffers' size.
   /// @return what the writer answers other than S_OK.
   HRESULT write(LONGLONG position, const void* data, std::size_t size) {
-    HRESULT result = S_OK;
-    for (const auto* rest = static_cast<const BYTE*>(data); size > 0 && result == S_OK;) {
+    for (const auto* rest = static_cast<const BYTE*>(data); size > 0;) {
       Microsoft::WRL::ComPtr<IMediaSample> sample;
-      BYTE* buffer = nullptr;
-      result = GetDeliveryBuffer(&sample, nullptr, nullptr, 0);
-      if (FAILED(result) || FAILED(result = sample->GetPointer(&buffer))) {
+      if (const HRESULT result = GetDeliveryBuffer(&sample, nullptr, nullptr, 0); FAILED(result)) {
         return result;
       }
       const long piece = static_cast<long>(std::min(size, static_cast<std::size_t>(sample->GetSize())));
+      BYTE* buffer = nullptr;
+      sample->GetPointer(&buffer);
       std::copy_n(rest, piece, buffer);
       sample->SetActualDataLength(piece);
       LONGLONG next = position + piece;
       sample->SetTime(&position, &next);
-      result = Deliver(sample.Get());
+      if (const HRESULT result = Deliver(sample.Get()); result != S_OK) {
+        return result;
+      }
       position = next;
       rest += piece;
       size -= static_cast<std::size_t>(piece);
     }
-    return result;
+    return S_OK;
   }
 };
 
@@ -107,8 +104,7 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
 
   // IConfigInterleaving
   STDMETHODIMP put_Mode(InterleavingMode newMode) override {
-    const bool isKnown = newMode >= INTERLEAVE_NONE && newMode <= INTERLEAVE_NONE_BUFFERED;
-    return isKnown ? give(&mode, newMode) : E_INVALIDARG;
+    return newMode >= 0 && newMode <= INTERLEAVE_NONE_BUFFERED ? give(&mode, newMode) : E_INVALIDARG;
   }
   STDMETHODIMP get_Mode(InterleavingMode* result) override { return give(result, mode); }
   STDMETHODIMP put_Interleaving(const REFERENCE_TIME* newInterleaving, const REFERENCE_TIME* newPreroll) override {
@@ -124,8 +120,7 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
 
   // IConfigAviMux
   STDMETHODIMP SetMasterStream(LONG stream) override {
-    const bool exists = stream >= -1 && stream < static_cast<LONG>(inputs.size());
-    return exists ? give(&masterStream, stream) : E_INVALIDARG;
+    return stream < static_cast<LONG>(inputs.size()) ? give(&masterStream, stream) : E_INVALIDARG;
   }
   STDMETHODIMP GetMasterStream(LONG* result) override { return give(result, masterStream); }
   STDMETHODIMP SetOutputCompatibilityIndex(BOOL oldIndex) override { return oldIndex ? S_OK : E_NOTIMPL; }
@@ -134,13 +129,12 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
   // ISpecifyPropertyPages
   STDMETHODIMP GetPages(CAUUID* pages) override {
     auto* const ids = static_cast<GUID*>(CoTaskMemAlloc(2 * sizeof(GUID)));
-    if (ids == nullptr) {
-      return E_OUTOFMEMORY;
+    if (ids != nullptr) {
+      ids[0] = CLSID_AviMuxProptyPage;
+      ids[1] = CLSID_AviMuxProptyPage1;
     }
-    ids[0] = CLSID_AviMuxProptyPage;
-    ids[1] = CLSID_AviMuxProptyPage1;
     *pages = {2, ids};
-    return S_OK;
+    return ids != nullptr ? S_OK : E_OUTOFMEMORY;
   }
 
  protected:
@@ -333,14 +327,18 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
     }
     AviStreamHeader& header = input.description.header;
     const bool isVideo = header.type == streamtypeVIDEO;
+    const auto size = static_cast<DWORD>(sample.size);
+    const DWORD units = isVideo ? 1 : size / header.sampleSize;
     while (isVideo && written == S_OK && header.length < (start + header.scale / 2) / header.scale) {
-      addChunk(input, nullptr, 0, false);
+      index.push_back({input.id, 0, movieSize(), 0});
+      append(input.id, nullptr, 0);
       ++header.length;
     }
-    addChunk(input, data, static_cast<DWORD>(sample.size), sample.sync || !input.hasDeltas);
-    const DWORD units = isVideo ? 1 : static_cast<DWORD>(sample.size) / header.sampleSize;
-    header.length += units;
+    index.push_back({input.id, sample.sync || !input.hasDeltas ? DWORD{AVIIF_KEYFRAME} : 0, movieSize(), size});
+    append(input.id, data, size);
     if (written == S_OK) {
+      header.length += units;
+      header.suggestedBufferSize = std::max(header.suggestedBufferSize, size);
       const REFERENCE_TIME duration = unitsPerSecond * header.scale * units / header.rate;
       input.position = std::max(input.position, sample.stop.value_or(start + duration));
       wakeAll();
@@ -349,26 +347,14 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
     return written;
   }
 
-  void addChunk(Input& input, const BYTE* data, DWORD size, bool isKey) {
-    constexpr DWORD listTypeSize = 4;  // Offsets count from the type of the list.
-    const auto offset = static_cast<DWORD>(position - static_cast<LONGLONG>(movieStart)) + listTypeSize;
-    index.push_back({input.id, isKey ? DWORD{AVIIF_KEYFRAME} : 0, offset, size});
-    appendChunk(input.id, data, size);
-    DWORD& largest = input.description.header.suggestedBufferSize;
-    largest = std::max(largest, size);
-  }
-
   HRESULT complete() {
-    const auto movieEnd = static_cast<std::size_t>(position);
-    appendChunk(ckidAVINEWINDEX, index.data(), index.size() * sizeof index[0]);
+    const DWORD movieListSize = movieSize();
+    append(ckidAVINEWINDEX, index.data(), static_cast<DWORD>(index.size() * sizeof index[0]));
     Bytes start = headers();
-    const auto putSize = [&](std::size_t begin, std::size_t end) {
-      const auto size = static_cast<DWORD>(end - begin);
-      std::memcpy(start.data() + begin - sizeof size, &size, sizeof size);
-    };
-    constexpr std::size_t typeSize = 4;  // What a list holds begins with its type.
-    putSize(2 * sizeof(DWORD), static_cast<std::size_t>(position));
-    putSize(movieStart - typeSize, movieEnd);
+    // A chunk's size, which does not count the chunk's 8 bytes of id and size, follows the id.
+    const DWORD fileSize = static_cast<DWORD>(position) - 8;
+    std::memcpy(&start[4], &fileSize, sizeof fileSize);
+    std::memcpy(&start[movieStart - 8], &movieListSize, sizeof movieListSize);
     return written == S_OK ? output.write(0, start.data(), start.size()) : written;
   }
 
@@ -384,18 +370,19 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
     return result;
   }
 
-  void appendChunk(DWORD id, const void* data, std::size_t size) {
-    const DWORD start[] = {id, static_cast<DWORD>(size)};
-    append(start, sizeof start);
-    append(data, size);
-    append("", size % 2);
-  }
+  /// Bytes of the list of chunks, its type of 4 bytes included: where the index says that the next chunk is.
+  DWORD movieSize() const { return static_cast<DWORD>(position - static_cast<LONGLONG>(movieStart) + 4); }
 
-  void append(const void* data, std::size_t size) {
-    const bool fits = position + static_cast<LONGLONG>(size) <= std::numeric_limits<DWORD>::max();
+  /// Appends a chunk to the file.
+  void append(DWORD id, const void* data, DWORD size) {
+    Bytes chunk = bytesOf(std::pair(id, size));
+    chunk.insert(chunk.end(), static_cast<const BYTE*>(data), static_cast<const BYTE*>(data) + size);
+    chunk.resize(chunk.size() + size % 2);
+    const LONGLONG end = position + static_cast<LONGLONG>(chunk.size());
     if (written == S_OK) {
-      written = fits ? output.write(position, data, size) : HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE);
-      position += static_cast<LONGLONG>(size);
+      const bool fits = end <= std::numeric_limits<DWORD>::max();
+      written = fits ? output.write(position, chunk.data(), chunk.size()) : HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE);
+      position = end;
     }
   }
 

@@ -17,11 +17,9 @@ namespace {
 
 HRESULT openFile(const std::wstring& name, DWORD disposition, KernelHandle& file) {
   const HANDLE opened = CreateFileW(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, disposition, 0, nullptr);
-  if (opened == INVALID_HANDLE_VALUE) {
-    return HRESULT_FROM_WIN32(GetLastError());
-  }
-  file.reset(opened);
-  return S_OK;
+  const bool isOpen = opened != INVALID_HANDLE_VALUE;
+  file.reset(isOpen ? opened : nullptr);
+  return isOpen ? S_OK : HRESULT_FROM_WIN32(GetLastError());
 }
 
 class FileWriter : public WithInterfaces<CBaseFilter, IFileSinkFilter2, IAMFilterMiscFlags> {

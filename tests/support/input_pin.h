@@ -23,7 +23,7 @@ ClassObjectOverride::Create creating(std::shared_ptr<Script> script) {
   };
 }
 
-/// What a method answers that hands out a value.
+/// Hands a value out, or takes one.
 template <class Value>
 HRESULT give(Value* result, const Value& value) {
   return result == nullptr ? E_POINTER : (void(*result = value), S_OK);
@@ -41,11 +41,12 @@ class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
   STDMETHODIMP NotifyAllocator(IMemAllocator*, BOOL) override { return S_OK; }
   STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
   STDMETHODIMP ReceiveMultiple(IMediaSample** samples, long count, long* processed) override {
-    HRESULT result = S_OK;
-    for (*processed = 0; *processed < count && result == S_OK; *processed += result == S_OK ? 1 : 0) {
-      result = Receive(samples[*processed]);
+    for (*processed = 0; *processed < count; ++*processed) {
+      if (const HRESULT result = Receive(samples[*processed]); result != S_OK) {
+        return result;
+      }
     }
-    return result;
+    return S_OK;
   }
   STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
 
