@@ -1,8 +1,6 @@
 // The tests' multiplexer and file writer: what they write is read by others.
 
-#include <memory>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -25,35 +23,39 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-constexpr long readyEvent = EC_USER;
-constexpr long passedEvent = EC_USER + 1;
 const auto video = [](std::size_t frames) { return scriptedVideo(7, 5, frames, 400'000); };
 const auto audio = [] { return scriptedAudio(pcmFormat(8000, 1, 16), 10, 800); };  // Blocks of a tenth of a second.
 
-/// A graph that writes the streams of a script to a file.
+/// A graph that writes the streams of a script to a file, in periods of a tenth of a second.
 struct Writing {
-  explicit Writing(std::vector<ScriptedStream> streams, const MuxScript& faults = {}, HRESULT receive = S_OK)
-      : mux(std::make_shared<MuxScript>(faults)) {
+  explicit Writing(std::vector<ScriptedStream> streams, InterleavingMode mode = INTERLEAVE_NONE,
+                   const MuxScript& muxFaults = {}, HRESULT receive = S_OK)
+      : mux(std::make_shared<MuxScript>(muxFaults)) {
     played->streams = std::move(streams);
     const ComPtr<IBaseFilter> source(new ScriptedSource(played));
-    ComPtr<IBaseFilter> writer;
-    CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph));
+    ComPtr<IBaseFilter> filter;
+    ComPtr<IConfigInterleaving> interleaving;
+    ComPtr<IFileSinkFilter2> file;
     aviMux(mux)(IID_PPV_ARGS(&filter));
-    fileWriter(std::make_shared<WriterFaults>(WriterFaults{false, S_OK, receive}))(IID_PPV_ARGS(&writer));
-    writer->QueryInterface(IID_PPV_ARGS(&file));
+    filter->QueryInterface(IID_PPV_ARGS(&interleaving));
+    const REFERENCE_TIME times[] = {1'000'000, 0};
+    EXPECT_EQ(interleaving->put_Mode(mode), S_OK);
+    EXPECT_EQ(interleaving->put_Interleaving(&times[0], &times[1]), S_OK);
+    fileWriter(std::make_shared<WriterFaults>(WriterFaults{false, S_OK, receive}))(IID_PPV_ARGS(&file));
+    EXPECT_EQ(file->SetMode(AM_FILE_OVERWRITE), S_OK);
+    EXPECT_EQ(file->SetFileName(L"C:\\no\\file.avi", nullptr), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
     const std::string name = result.name();
-    file->SetMode(AM_FILE_OVERWRITE);
     EXPECT_EQ(file->SetFileName(std::wstring(name.begin(), name.end()).c_str(), nullptr), S_OK);
+    ComPtr<IBaseFilter> writer;
+    file.As(&writer);
+    ComPtr<IGraphBuilder> graph;
+    CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph));
     for (IBaseFilter* const one : {source.Get(), filter.Get(), writer.Get()}) {
       graph->AddFilter(one, L"");
     }
     isConnected = connectPair(graph.Get(), filter.Get(), writer.Get(), 0);
     for (std::size_t i = 0; i < played->streams.size(); ++i) {
-      ComPtr<IPin> from;
-      ComPtr<IPin> to;
-      source->FindPin((L"stream " + std::to_wstring(i)).c_str(), &from);
-      EXPECT_EQ(filter->FindPin((L"Input 0" + std::to_wstring(i + 1)).c_str(), &to), S_OK) << "one is free";
-      isConnected = isConnected && SUCCEEDED(graph->ConnectDirect(from.Get(), to.Get(), nullptr));
+      isConnected = connectPair(graph.Get(), source.Get(), filter.Get(), 0) && isConnected;
     }
     graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(control.GetAddressOf()));
     graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(events.GetAddressOf()));
@@ -64,10 +66,9 @@ struct Writing {
   /// @return whether the graph reports an event before the time is up, and before it is aborted.
   bool comes(long wanted, DWORD limitMs = 10000) const {
     long code = 0;
-    LONG_PTR first = 0;
-    LONG_PTR second = 0;
+    LONG_PTR parameters[2];
     while (code != wanted && code != EC_ERRORABORT && WaitForSingleObject(event, limitMs) == WAIT_OBJECT_0) {
-      events->GetEvent(&code, &first, &second, 0);
+      events->GetEvent(&code, &parameters[0], &parameters[1], 0);
     }
     return code == wanted;
   }
@@ -77,9 +78,6 @@ struct Writing {
   const std::shared_ptr<MuxScript> mux;
   const KernelHandle go{CreateEventA(nullptr, TRUE, FALSE, nullptr)};
   const TempFile result{".avi"};
-  ComPtr<IGraphBuilder> graph;
-  ComPtr<IBaseFilter> filter;
-  ComPtr<IFileSinkFilter2> file;
   ComPtr<IMediaControl> control;
   ComPtr<IMediaEvent> events;
   HANDLE event = nullptr;
@@ -90,9 +88,9 @@ TEST(Mux, WritesWhatVideoForWindowsReads) {
   for (const std::size_t late : {0U, 1U}) {
     Writing writing({video(25), audio()});
     writing.played->streams[late].samples[0].waitFor = writing.go.get();
-    writing.played->streams[1 - late].samples.back().event = readyEvent;
+    writing.played->streams[1 - late].samples.back().event = EC_USER;
     writing.control->Run();
-    EXPECT_TRUE(writing.comes(readyEvent));
+    EXPECT_TRUE(writing.comes(EC_USER));
     SetEvent(writing.go.get());
     ASSERT_TRUE(writing.comes(EC_COMPLETE));
     writing.control->Stop();
@@ -115,11 +113,11 @@ TEST(Mux, WritesWhatVideoForWindowsReads) {
 
 TEST(Mux, WritesPalettesAndDroppedFrames) {
   ScriptedStream stream = video(6);
-  VIDEOINFOHEADER header = *reinterpret_cast<const VIDEOINFOHEADER*>(stream.type.pbFormat);
-  header.bmiHeader.biBitCount = 8;
-  header.bmiHeader.biClrUsed = 2;
-  Bytes format = bytesOf(header);
+  Bytes format(stream.type.pbFormat, stream.type.pbFormat + stream.type.cbFormat);
   format.insert(format.end(), {1, 2, 3, 0, 4, 5, 6, 0});
+  BITMAPINFOHEADER& bitmap = reinterpret_cast<VIDEOINFOHEADER*>(format.data())->bmiHeader;
+  bitmap.biBitCount = 8;
+  bitmap.biClrUsed = 2;
   stream.type.setFormat(format.data(), static_cast<ULONG>(format.size()));
   stream.samples.erase(stream.samples.begin() + 2, stream.samples.begin() + 4);
   const Writing writing({stream});
@@ -143,19 +141,14 @@ TEST(Mux, WritesPalettesAndDroppedFrames) {
 }
 
 TEST(Mux, HoldsAStreamBackThatRunsAhead) {
-  for (const std::size_t frames : {25U, 2U, 0U}) {  // It catches up, it ends, or the graph is stopped.
-    Writing writing({video(frames > 0 ? frames : 2), audio()});
-    ComPtr<IConfigInterleaving> config;
-    ASSERT_EQ(writing.filter->QueryInterface(IID_PPV_ARGS(&config)), S_OK);
-    const REFERENCE_TIME times[] = {1'000'000, 0};
-    EXPECT_EQ(config->put_Mode(INTERLEAVE_FULL), S_OK);
-    EXPECT_EQ(config->put_Interleaving(&times[0], &times[1]), S_OK);
+  for (const std::size_t frames : {25U, 2U, 0U}) {  // The other catches up, it ends, or the graph is stopped.
+    Writing writing({video(frames > 0 ? frames : 2), audio()}, INTERLEAVE_FULL);
     writing.played->streams[0].samples[1].waitFor = writing.go.get();
-    writing.played->streams[1].samples[2].event = readyEvent;
-    writing.played->streams[1].samples[3].event = passedEvent;
+    writing.played->streams[1].samples[2].event = EC_USER;
+    writing.played->streams[1].samples[3].event = EC_USER + 1;
     writing.control->Run();
-    EXPECT_TRUE(writing.comes(readyEvent));
-    EXPECT_FALSE(writing.comes(passedEvent, 200)) << "more than 0.1 s ahead of the first frame's end";
+    EXPECT_TRUE(writing.comes(EC_USER));
+    EXPECT_FALSE(writing.comes(EC_USER + 1, 200)) << "more than 0.1 s ahead of the first frame's end";
     if (frames > 0) {
       SetEvent(writing.go.get());
       EXPECT_TRUE(writing.comes(EC_COMPLETE));
@@ -168,16 +161,15 @@ TEST(Mux, HoldsAStreamBackThatRunsAhead) {
 TEST(Mux, FailsAsAsked) {
   MuxScript faults;
   faults.acceptInput = VFW_E_TYPE_NOT_ACCEPTED;
-  EXPECT_FALSE(Writing({video(1)}, faults).isConnected);
+  EXPECT_FALSE(Writing({video(1)}, INTERLEAVE_NONE, faults).isConnected);
   faults = {};
   faults.failReceiveAfter = 3;
   for (const HRESULT receive : {S_OK, E_ABORT}) {
-    const Writing writing({video(25)}, faults, receive);
+    const Writing writing({video(25)}, INTERLEAVE_NONE, faults, receive);
     writing.control->Run();
     EXPECT_FALSE(writing.comes(EC_COMPLETE)) << "the graph is aborted instead";
     writing.control->Stop();
     EXPECT_EQ(writing.mux->samples.size(), receive == S_OK ? 3U : 0U);
-    EXPECT_EQ(writing.file->SetFileName(L"C:\\no\\file.avi", nullptr), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
   }
 }
 

@@ -98,9 +98,6 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
     const HRESULT result = isStopped() ? guardedMethod([this] { return begin(); }) : S_OK;
     return SUCCEEDED(result) ? CBaseFilter::Pause() : result;
   }
-  STDMETHODIMP Run(REFERENCE_TIME start) override {
-    return FAILED(script->run) ? script->run : CBaseFilter::Run(start);
-  }
 
   // IConfigInterleaving
   STDMETHODIMP put_Mode(InterleavingMode newMode) override {
@@ -128,13 +125,13 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
 
   // ISpecifyPropertyPages
   STDMETHODIMP GetPages(CAUUID* pages) override {
-    auto* const ids = static_cast<GUID*>(CoTaskMemAlloc(2 * sizeof(GUID)));
-    if (ids != nullptr) {
-      ids[0] = CLSID_AviMuxProptyPage;
-      ids[1] = CLSID_AviMuxProptyPage1;
+    pages->cElems = 2;
+    pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(2 * sizeof(GUID)));
+    if (pages->pElems == nullptr) {
+      return E_OUTOFMEMORY;
     }
-    *pages = {2, ids};
-    return ids != nullptr ? S_OK : E_OUTOFMEMORY;
+    pages->pElems[0] = CLSID_AviMuxProptyPage;
+    return give(&pages->pElems[1], CLSID_AviMuxProptyPage1);
   }
 
  protected:
@@ -154,15 +151,15 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
     void begin(std::size_t streamNumber) {
       const AM_MEDIA_TYPE& type = connectionType();
       WORD kind = cktypeWAVEbytes;
-      if (type.majortype == MEDIATYPE_Video) {
+      if (type.majortype == MEDIATYPE_Audio) {
+        description = audioStream(Bytes(type.pbFormat, type.pbFormat + type.cbFormat), {});
+      } else {
         const BITMAPINFOHEADER& format = videoFormat(type).bmiHeader;
         const bool isRgb = format.biCompression == BI_RGB || format.biCompression == BI_BITFIELDS;
         kind = isRgb ? cktypeDIBbits : cktypeDIBcompressed;
         description = videoStream(format, unitsPerSecond, static_cast<DWORD>(videoFormat(type).AvgTimePerFrame), {});
         description.format.assign(type.pbFormat + offsetof(VIDEOINFOHEADER, bmiHeader), type.pbFormat + type.cbFormat);
-        description.header.bottom = static_cast<SHORT>(std::abs(description.header.bottom));
-      } else {
-        description = audioStream(Bytes(type.pbFormat, type.pbFormat + type.cbFormat), {});
+        description.header.bottom = static_cast<SHORT>(std::abs(format.biHeight));
       }
       number = streamNumber;
       id = MAKEAVICKID(kind, number);
@@ -178,6 +175,7 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
       return FAILED(fault) ? fault : type->pbFormat != nullptr && isWritable(*type) ? S_OK : S_FALSE;
     }
     HRESULT CompleteConnect(IPin*) override { return mux.offerFreeInput(); }
+    HRESULT Run(REFERENCE_TIME) override { return mux.script->run; }
     HRESULT Inactive() override {
       isActive = false;
       return mux.wakeAll();
@@ -194,17 +192,13 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
 
     // IPin
     STDMETHODIMP EndOfStream() override {
-      bool isLast = false;
-      const HRESULT result = mux.stream([&] {
-        if (const HRESULT ready = readiness(); ready != S_OK) {
-          return ready;
-        }
-        hasEnded = true;
+      return mux.stream([&] {
+        const HRESULT ready = readiness();
+        hasEnded = hasEnded || ready == S_OK;
         mux.wakeAll();
-        isLast = std::all_of(mux.streams.begin(), mux.streams.end(), [](const Input* in) { return in->hasEnded; });
-        return isLast ? mux.complete() : S_OK;
+        const auto ended = [](const Input* in) { return in->hasEnded; };
+        return ready == S_OK && std::all_of(mux.streams.begin(), mux.streams.end(), ended) ? mux.complete() : ready;
       });
-      return isLast && result == S_OK ? mux.output.DeliverEndOfStream() : result;
     }
     STDMETHODIMP BeginFlush() override {
       flushing = true;
@@ -238,13 +232,13 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
     }
 
     HRESULT receive(IMediaSample& sample) {
-      REFERENCE_TIME start = position;
+      REFERENCE_TIME begin = 0;
       REFERENCE_TIME stop = 0;
-      MuxSample record = {number, {}, {}, sample.IsSyncPoint() == S_OK, sample.GetActualDataLength()};
-      if (const HRESULT timed = sample.GetTime(&start, &stop); SUCCEEDED(timed)) {
-        record.start = start;
-        record.stop = timed == S_OK ? std::optional(stop) : std::nullopt;
-      }
+      const HRESULT timed = sample.GetTime(&begin, &stop);
+      const MuxSample record = {number, SUCCEEDED(timed) ? std::optional(begin) : std::nullopt,
+                                timed == S_OK ? std::optional(stop) : std::nullopt, sample.IsSyncPoint() == S_OK,
+                                sample.GetActualDataLength()};
+      const REFERENCE_TIME start = record.start.value_or(position);
       position = std::max(position, start);
       mux.wakeAll();
       // The wait ends: of the streams that wait, the one whose sample starts first is ahead of none of them. A stream
@@ -277,13 +271,14 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
   HRESULT begin() {
     const std::lock_guard guard(streamLock);
     streams.clear();
-    std::copy_if(inputs.begin(), inputs.end(), std::back_inserter(streams),
-                 [](Input* in) { return in->isConnected(); });
+    for (Input* const in : inputs) {
+      if (in->isConnected()) {
+        in->begin(streams.size());
+        streams.push_back(in);
+      }
+    }
     if (streams.empty() == output.isConnected()) {
       return VFW_E_NOT_CONNECTED;
-    }
-    for (std::size_t i = 0; i < streams.size(); ++i) {
-      streams[i]->begin(i);
     }
     index.clear();
     written = S_OK;
@@ -304,16 +299,11 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
   /// being stopped or that a sample came too late.
   template <class Step>
   HRESULT stream(Step step) {
-    HRESULT result = S_OK;
-    bool aborts = false;
-    {
-      const std::lock_guard guard(streamLock);
-      result = guardedMethod(step);
-      aborts = FAILED(result) && SUCCEEDED(failure) && result != VFW_E_WRONG_STATE && result != VFW_E_NOT_COMMITTED &&
-               result != VFW_E_SAMPLE_REJECTED_EOS;
-      failure = aborts ? result : failure;
-    }
-    if (aborts) {
+    const std::lock_guard guard(streamLock);
+    const HRESULT result = guardedMethod(step);
+    if (FAILED(result) && SUCCEEDED(failure) && result != VFW_E_WRONG_STATE && result != VFW_E_NOT_COMMITTED &&
+        result != VFW_E_SAMPLE_REJECTED_EOS) {
+      failure = result;
       wakeAll();
       NotifyEvent(EC_ERRORABORT, result, 0);
     }
@@ -351,11 +341,12 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
     const DWORD movieListSize = movieSize();
     append(ckidAVINEWINDEX, index.data(), static_cast<DWORD>(index.size() * sizeof index[0]));
     Bytes start = headers();
-    // A chunk's size, which does not count the chunk's 8 bytes of id and size, follows the id.
+    // Sizes of chunks follow the ids, and count neither these nor themselves.
     const DWORD fileSize = static_cast<DWORD>(position) - 8;
     std::memcpy(&start[4], &fileSize, sizeof fileSize);
     std::memcpy(&start[movieStart - 8], &movieListSize, sizeof movieListSize);
-    return written == S_OK ? output.write(0, start.data(), start.size()) : written;
+    written = written == S_OK ? output.write(0, start.data(), start.size()) : written;
+    return written == S_OK ? output.DeliverEndOfStream() : written;
   }
 
   /// The file up to its first chunk of data, as if there were none.
@@ -394,7 +385,8 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
   REFERENCE_TIME preroll = 0;
   LONG masterStream = -1;
 
-  // Guards what streaming changes. A streaming thread takes no other lock of the filter.
+  // Guards what streaming changes. A streaming thread takes no other lock of the filter, and whoever holds it waits for no
+  // thread: the writer writes at once, and an event only goes to the graph's queue.
   CriticalSection streamLock;
   std::vector<Input*> streams;  // The connected inputs.
   std::vector<AVIINDEXENTRY> index;

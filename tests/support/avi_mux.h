@@ -17,8 +17,7 @@ namespace quillet::test {
 /// A sample that was written: its stream, counted over the connected pins, and what the source said of it.
 struct MuxSample {
   std::size_t stream;
-  std::optional<REFERENCE_TIME> start;
-  std::optional<REFERENCE_TIME> stop;
+  std::optional<REFERENCE_TIME> start, stop;
   bool sync;
   long size;
 };

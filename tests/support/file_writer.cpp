@@ -32,9 +32,8 @@ class FileWriter : public WithInterfaces<CBaseFilter, IFileSinkFilter2, IAMFilte
   // IFileSinkFilter2
   STDMETHODIMP SetFileName(LPCOLESTR newName, const AM_MEDIA_TYPE* newType) override {
     KernelHandle file;
-    const HRESULT result = SUCCEEDED(faults->setFileName)
-                               ? guardedMethod([&] { return openFile(newName, OPEN_ALWAYS, file); })
-                               : faults->setFileName;
+    const HRESULT fault = faults->setFileName;
+    const HRESULT result = FAILED(fault) ? fault : guardedMethod([&] { return openFile(newName, OPEN_ALWAYS, file); });
     if (SUCCEEDED(result)) {
       name = newName;
       type = newType != nullptr ? CMediaType(*newType) : CMediaType();

@@ -16,12 +16,9 @@ using namespace quillet::test;
 
 namespace {
 
-const CLSID* const classes[] = {&CLSID_AviDest, &CLSID_FileWriter};
-
 class Factory : public ComObject<IClassFactory> {
  public:
   explicit Factory(ClassObjectOverride::Create create) : create(std::move(create)) {}
-
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
     return outer != nullptr ? CLASS_E_NOAGGREGATION : quillet::guardedMethod([&] { return create(iid, object); });
   }
@@ -31,20 +28,20 @@ class Factory : public ComObject<IClassFactory> {
   const ClassObjectOverride::Create create;
 };
 
-std::wstring serverKey(const CLSID& id) {
-  wchar_t text[39];
-  StringFromGUID2(id, text, static_cast<int>(std::size(text)));
-  return std::wstring(L"CLSID\\") + text + L"\\InprocServer32";
-}
+// What the platform's classes are registered under.
+constexpr const wchar_t* serverKeys[] = {L"CLSID\\{E2510970-F137-11CE-8B67-00AA00A3F1A6}\\InprocServer32",
+                                         L"CLSID\\{8596E5F0-0DA5-11D0-BD21-00A0C911CE86}\\InprocServer32"};
 
 }  // namespace
 
 STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
   return quillet::guardedMethod([&] {
-    const auto create = id == CLSID_AviDest      ? aviMux(std::make_shared<MuxScript>())
-                        : id == CLSID_FileWriter ? fileWriter(std::make_shared<WriterFaults>())
-                                                 : nullptr;
-    return create ? makeCom<Factory>(create)->QueryInterface(iid, object) : CLASS_E_CLASSNOTAVAILABLE;
+    if (id != CLSID_AviDest && id != CLSID_FileWriter) {
+      return CLASS_E_CLASSNOTAVAILABLE;
+    }
+    return makeCom<Factory>(id == CLSID_AviDest ? aviMux(std::make_shared<MuxScript>())
+                                                : fileWriter(std::make_shared<WriterFaults>()))
+        ->QueryInterface(iid, object);
   });
 }
 
@@ -55,21 +52,20 @@ STDAPI DllCanUnloadNow() {
 STDAPI DllRegisterServer() {
   HMODULE module = nullptr;
   wchar_t path[MAX_PATH] = {};
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(classes), &module);
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(serverKeys), &module);
   GetModuleFileNameW(module, path, MAX_PATH);
   LSTATUS status = ERROR_SUCCESS;
-  for (const CLSID* const id : classes) {
-    const std::wstring key = serverKey(*id);
-    status |= RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, REG_SZ, path, sizeof path);
-    status |= RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), L"ThreadingModel", REG_SZ, L"Both", sizeof L"Both");
+  for (const wchar_t* const key : serverKeys) {
+    status |= RegSetKeyValueW(HKEY_CLASSES_ROOT, key, nullptr, REG_SZ, path, 2 * (lstrlenW(path) + 1));
+    status |= RegSetKeyValueW(HKEY_CLASSES_ROOT, key, L"ThreadingModel", REG_SZ, L"Both", sizeof L"Both");
   }
   return status == ERROR_SUCCESS ? S_OK : E_ACCESSDENIED;
 }
 
 /// The system's own classes are back when its modules are registered again.
 STDAPI DllUnregisterServer() {
-  for (const CLSID* const id : classes) {
-    RegDeleteTreeW(HKEY_CLASSES_ROOT, serverKey(*id).c_str());
+  for (const wchar_t* const key : serverKeys) {
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, key);
   }
   return S_OK;
 }
