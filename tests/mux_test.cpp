@@ -120,6 +120,9 @@ TEST(Mux, WritesPalettesAndDroppedFrames) {
   bitmap.biClrUsed = 2;
   stream.type.setFormat(format.data(), static_cast<ULONG>(format.size()));
   stream.samples.erase(stream.samples.begin() + 2, stream.samples.begin() + 4);
+  for (ScriptedSample& sample : stream.samples) {
+    sample.size = 119;  // Odd, as chunks are not.
+  }
   const Writing writing({stream});
   writing.control->Run();
   ASSERT_TRUE(writing.comes(EC_COMPLETE));
@@ -135,7 +138,7 @@ TEST(Mux, WritesPalettesAndDroppedFrames) {
   ASSERT_EQ(AVIStreamLength(opened), 6);
   for (const LONG frame : {0, 1, 2, 3, 4, 5}) {
     EXPECT_EQ(AVIStreamRead(opened, frame, 1, nullptr, 0, &size, nullptr), S_OK);
-    EXPECT_EQ(size, frame == 2 || frame == 3 ? 0 : 120);
+    EXPECT_EQ(size, frame == 2 || frame == 3 ? 0 : 119);
     EXPECT_EQ(AVIStreamIsKeyFrame(opened, frame), size != 0);
   }
 }
@@ -167,7 +170,7 @@ TEST(Mux, FailsAsAsked) {
   for (const HRESULT receive : {S_OK, E_ABORT}) {
     const Writing writing({video(25)}, INTERLEAVE_NONE, faults, receive);
     writing.control->Run();
-    EXPECT_FALSE(writing.comes(EC_COMPLETE)) << "the graph is aborted instead";
+    EXPECT_TRUE(writing.comes(EC_ERRORABORT));
     writing.control->Stop();
     EXPECT_EQ(writing.mux->samples.size(), receive == S_OK ? 3U : 0U);
   }
