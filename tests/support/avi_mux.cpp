@@ -260,6 +260,7 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
   };
 
   /// Adds an input pin when all are connected.
+  /// @return S_OK, for the pin to pass on.
   HRESULT offerFreeInput() {
     if (std::all_of(inputs.begin(), inputs.end(), [](const Input* in) { return in->isConnected(); })) {
       const wchar_t* const prefix = inputs.size() < 9 ? L"Input 0" : L"Input ";
@@ -288,6 +289,8 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, IConfigAv
     return S_OK;
   }
 
+  /// Has the streams that wait look whether they still must.
+  /// @return S_OK, for the pins to pass on.
   HRESULT wakeAll() const {
     for (const Input* const in : inputs) {
       SetEvent(in->wake.get());
