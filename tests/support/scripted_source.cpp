@@ -9,6 +9,7 @@
 #include <vfwmsgs.h>
 
 #include "core/time_units.h"
+#include "support/avi_builder.h"
 
 namespace quillet::test {
 namespace {
@@ -101,16 +102,14 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
       const std::lock_guard positionGuard(positionLock);
       stopPosition = toTime(*stop, timeFormat);
     }
-    if (moving != AM_SEEKING_NoPositioning) {
-      const HRESULT result = reposition([&] {
-        const std::lock_guard positionGuard(positionLock);
-        next = landing.sample;
-        position = landing.position;
-        return S_OK;
-      });
-      if (FAILED(result)) {
-        return result;
-      }
+    const auto land = [&] {
+      const std::lock_guard positionGuard(positionLock);
+      next = landing.sample;
+      position = landing.position;
+      return S_OK;
+    };
+    if (const HRESULT result = moving != AM_SEEKING_NoPositioning ? reposition(land) : S_OK; FAILED(result)) {
+      return result;
     }
     return GetPositions((currentFlags & AM_SEEKING_ReturnTime) != 0 ? current : nullptr,
                         (stopFlags & AM_SEEKING_ReturnTime) != 0 ? stop : nullptr);
@@ -240,11 +239,6 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
   REFERENCE_TIME stopPosition;
 };
 
-HRESULT landOnKey(const ScriptedStream& stream, std::size_t sample, Landing& landing) {
-  landing = {sample, stream.samples[sample].start};
-  return S_OK;
-}
-
 /// A stream of `samples` samples that follow one another; `time` tells where each begins.
 template <class Time>
 ScriptedStream streamOf(CMediaType type, std::size_t samples, long size, Time time) {
@@ -252,11 +246,7 @@ ScriptedStream streamOf(CMediaType type, std::size_t samples, long size, Time ti
   stream.type = std::move(type);
   stream.seek = landAsAsked;
   for (std::size_t i = 0; i < samples; ++i) {
-    ScriptedSample sample;
-    sample.start = time(i);
-    sample.stop = time(i + 1);
-    sample.size = size;
-    stream.samples.push_back(sample);
+    stream.samples.push_back({.start = time(i), .stop = time(i + 1), .mediaTime = {}, .size = size});
   }
   stream.duration = time(samples);
   return stream;
@@ -264,9 +254,7 @@ ScriptedStream streamOf(CMediaType type, std::size_t samples, long size, Time ti
 
 GUID newGuid() {
   GUID result = {};
-  if (FAILED(CoCreateGuid(&result))) {
-    throw std::runtime_error("no GUID can be made");
-  }
+  CoCreateGuid(&result);
   return result;
 }
 
@@ -274,11 +262,6 @@ std::wstring text(const GUID& id) {
   wchar_t buffer[39];
   StringFromGUID2(id, buffer, static_cast<int>(std::size(buffer)));
   return buffer;
-}
-
-Bytes bytesOf(const GUID& id) {
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&id);
-  return Bytes(bytes, bytes + sizeof id);
 }
 
 std::wstring mediaTypeKey(const GUID& id) {
@@ -314,16 +297,14 @@ HRESULT landOnPreviousKey(const ScriptedStream& stream, REFERENCE_TIME wanted, D
   while (sample > 0 && !stream.samples[sample].sync) {
     --sample;
   }
-  return landOnKey(stream, sample, landing);
+  landing = {sample, stream.samples[sample].start};
+  return S_OK;
 }
 
 HRESULT landOnNextKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
-  for (std::size_t sample = 0; sample < stream.samples.size(); ++sample) {
-    if (stream.samples[sample].sync && stream.samples[sample].start >= wanted) {
-      return landOnKey(stream, sample, landing);
-    }
-  }
-  return landOnPreviousKey(stream, wanted, flags, landing);
+  const auto next = std::find_if(stream.samples.begin(), stream.samples.end(),
+                                 [&](const ScriptedSample& sample) { return sample.sync && sample.start >= wanted; });
+  return landOnPreviousKey(stream, next != stream.samples.end() ? next->start : wanted, flags, landing);
 }
 
 ScriptedStream::Seek landLater(std::size_t samples) {
@@ -348,14 +329,7 @@ Bytes scriptedPayload(std::size_t number, long size) {
 ScriptedStream scriptedVideo(long width, long height, std::size_t frames, REFERENCE_TIME frameTime) {
   VIDEOINFOHEADER format = {};
   format.AvgTimePerFrame = frameTime;
-  format.bmiHeader.biSize = sizeof format.bmiHeader;
-  format.bmiHeader.biWidth = width;
-  format.bmiHeader.biHeight = height;
-  format.bmiHeader.biPlanes = 1;
-  format.bmiHeader.biBitCount = 24;
-  format.bmiHeader.biCompression = BI_RGB;
-  format.bmiHeader.biSizeImage = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);
-
+  format.bmiHeader = rgb24Format(width, height);
   CMediaType type;
   type.majortype = MEDIATYPE_Video;
   type.subtype = MEDIASUBTYPE_RGB24;
