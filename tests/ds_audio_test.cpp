@@ -218,9 +218,6 @@ TEST(Stream, IsDescribed) {
   const WAVEFORMATEX format = pcmFormat(44100, 2, 16);
   const ScriptedFile file(scriptOf(scriptedAudio(format, 10, 441)));
   const DSAudio audio = openAudio(file.name());
-  ASSERT_EQ(audio->lastError, 0);
-  EXPECT_EQ(audio->duration(), 4410);
-  EXPECT_DOUBLE_EQ(audio->msDuration(), 100.0);
   EXPECT_EQ(bytesOf(*audio->format()), bytesOf(format));
   VIDEOINFOHEADER info;
   EXPECT_EQ(audio->videoInfo(info), nullptr);

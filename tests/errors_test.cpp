@@ -266,14 +266,10 @@ TEST(VideoInfo, DescribesTheDecodedStream) {
   }
 }
 
-class Sink : public QuilletNotification {
- public:
-  int progress(int) override { return 0; }
-};
-
 TEST(Notification, ChangesWithoutTouchingTheError) {
-  Sink first;
-  Sink second;
+  class : public QuilletNotification {
+    int progress(int) override { return 0; }
+  } first, second;
   const std::unique_ptr<VfWAudioSourceStream> stream(VfWAudioSourceStream::open("no such file.wav", 0, &first));
   stream->lastError = 8;
   EXPECT_EQ(stream->notify(), &first);

@@ -18,7 +18,6 @@
 #include "core/media_type.h"
 #include "directshow/base/c_base_filter.h"
 #include "directshow/base/c_base_pin.h"
-#include "directshow/base/c_source.h"
 #include "support/ds_streams.h"
 #include "support/leak_check.h"
 
@@ -29,8 +28,6 @@ using quillet::CBasePin;
 using quillet::CMediaType;
 using quillet::CreateAudioMediaType;
 using quillet::CriticalSection;
-using quillet::CSource;
-using quillet::CSourceStream;
 using quillet::KernelHandle;
 using quillet::WithInterfaces;
 
@@ -323,49 +320,25 @@ TEST(Sources, StopWhateverTheThreadWaitsFor) {
   }
 }
 
-/// A pin whose thread cannot begin.
-class FailingStream : public CSourceStream {
- public:
-  explicit FailingStream(CSource& source) : CSourceStream(source, L"failing") {}
-  HRESULT GetMediaType(CMediaType* type) override {
-    type->majortype = MEDIATYPE_Video;
-    type->formattype = FORMAT_None;
-    return S_OK;
-  }
-  HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
-    request->cBuffers = 1;
-    request->cbBuffer = 1;
-    ALLOCATOR_PROPERTIES actual;
-    return allocator->SetProperties(request, &actual);
-  }
-  HRESULT FillBuffer(IMediaSample*) override { return S_OK; }
-  HRESULT OnThreadCreate() override { return HRESULT_FROM_WIN32(ERROR_NOT_READY); }
-};
-
-class HalfFailingSource : public ScriptedSource {
- public:
-  using ScriptedSource::ScriptedSource;
-  CSourceStream& failing = addPin(std::make_unique<FailingStream>(*this));
-};
-
 TEST(Sources, StayStoppedWhenAThreadCannotBegin) {
-  Pair pair(videoScript(3));
-  const ComPtr<HalfFailingSource> source(new HalfFailingSource(pair.script));
-  pair.out.Reset();
-  pair.source = source.Get();
-  ASSERT_EQ(source->FindPin(L"stream 0", &pair.out), S_OK);
+  const auto script = videoScript(3);
+  script->streams.push_back(script->streams[0]);
+  script->streams[1].beginning = HRESULT_FROM_WIN32(ERROR_NOT_READY);
+  const Pair pair(script);
   ASSERT_EQ(pair.connect(), S_OK);
+  ComPtr<IPin> failing;
   const ComPtr<SinkFilter> second(new SinkFilter);
-  ASSERT_EQ(source->failing.Connect(&second->pin, nullptr), S_OK);
+  ASSERT_EQ(pair.source->FindPin(L"stream 1", &failing), S_OK);
+  ASSERT_EQ(failing->Connect(&second->pin, nullptr), S_OK);
   for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(source->Pause(), HRESULT_FROM_WIN32(ERROR_NOT_READY));
+    EXPECT_EQ(pair.source->Pause(), script->streams[1].beginning);
     FILTER_STATE state = State_Running;
-    EXPECT_EQ(source->GetState(0, &state), S_OK);
+    EXPECT_EQ(pair.source->GetState(0, &state), S_OK);
     EXPECT_EQ(state, State_Stopped);
-    EXPECT_EQ(pair.script->threadsStarted, i + 1);
-    EXPECT_EQ(pair.script->threadsEnded, i + 1) << "the pin that could begin goes on";
+    EXPECT_EQ(script->threadsStarted, i + 1);
+    EXPECT_EQ(script->threadsEnded, i + 1) << "the pin that could begin goes on";
   }
-  source->failing.Disconnect();
+  failing->Disconnect();
   second->pin.Disconnect();
 }
 
