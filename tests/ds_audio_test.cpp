@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <climits>
 
-#include <gtest/gtest.h>
-
 #include "support/avi_builder.h"
 #include "support/ds_streams.h"
 #include "support/graph_override.h"

@@ -332,19 +332,17 @@ TEST(Deleting, EndsInEveryState) {
   const KernelHandle never = manualEvent();
   GraphOverride graph;
   const std::function<void(DSVideoSourceStream&)> states[] = {
-      [](DSVideoSourceStream&) {},                                // Opened only.
-      [](DSVideoSourceStream& stream) { stream.findFrame(3); },   // Holding.
-      [](DSVideoSourceStream& stream) { stream.findFrame(39); },  // Holding the last frame.
-      [](DSVideoSourceStream& stream) { stream.findFrame(50); },  // Ended.
-      [](DSVideoSourceStream& stream) { stream.findFrame(50), stream.findFrame(50), stream.findFrame(51); },
-      [](DSVideoSourceStream& stream) { stream.findFrame(50), stream.findFrame(2); },  // A seek after the end.
-      [](DSVideoSourceStream& stream) { stream.findFrame(3), stream.findFrame(1); },   // A seek while holding.
-      [](DSVideoSourceStream& stream) {
-        stream.config(90, 1, 2), stream.findFrame(9), stream.findFrame(20);
-      },  // Aborted.
-      [&](DSVideoSourceStream& stream) { stream.findFrame(3), graph.notify(EC_USERABORT); },
-      [&](DSVideoSourceStream& stream) { stream.findFrame(3), graph.notify(EC_COMPLETE); },
-      [&](DSVideoSourceStream& stream) { graph.faults.run = E_FAIL, stream.findFrame(3); },
+      [](auto&) {},                                // Opened only.
+      [](auto& stream) { stream.findFrame(3); },   // Holding.
+      [](auto& stream) { stream.findFrame(39); },  // Holding the last frame.
+      [](auto& stream) { stream.findFrame(50); },  // Ended.
+      [](auto& stream) { stream.findFrame(50), stream.findFrame(50), stream.findFrame(51); },
+      [](auto& stream) { stream.findFrame(50), stream.findFrame(2); },  // A seek after the end.
+      [](auto& stream) { stream.findFrame(3), stream.findFrame(1); },   // A seek while holding.
+      [](auto& stream) { stream.config(90, 1, 2), stream.findFrame(9), stream.findFrame(20); },  // Aborted.
+      [&](auto& stream) { stream.findFrame(3), graph.notify(EC_USERABORT); },
+      [&](auto& stream) { stream.findFrame(3), graph.notify(EC_COMPLETE); },
+      [&](auto& stream) { graph.faults.run = E_FAIL, stream.findFrame(3); },
   };
   const auto script = abortedScript(EC_ERRORABORT, never);
   script->streams[0].duration = 60 * frameTime;

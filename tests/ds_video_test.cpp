@@ -5,15 +5,11 @@
 #include <numeric>
 #include <set>
 
-#include <windows.h>
+#include "support/ds_streams.h"
+#include "support/graph_override.h"
 
 // Needs windows.h.
 #include <evcode.h>
-
-#include <gtest/gtest.h>
-
-#include "support/ds_streams.h"
-#include "support/graph_override.h"
 
 using namespace quillet::test;
 namespace ds_error = quillet::ds_error;
@@ -215,7 +211,7 @@ TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
     EXPECT_EQ(frameOf(*video, count - 1), scriptedPayload(times.size() - 1, 24));
     EXPECT_EQ(frameOf(*video, 0), scriptedPayload(0, 24));
   }
-  const quillet::KernelHandle never(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+  const quillet::KernelHandle never = manualEvent();
   ScriptedStream aborted = framesAt(upTo(9), 9);
   aborted.samples[5].event = EC_ERRORABORT;
   aborted.samples[6].waitFor = never.get();

@@ -86,6 +86,7 @@ class SinkPin : public WithInterfaces<CBasePin, IMemInputPin> {
   STDMETHODIMP BeginFlush() override {
     const std::lock_guard guard(lock);
     flushing = true;
+    ++flushes;
     received.clear();
     ResetEvent(enough.get());
     return S_OK;
@@ -113,6 +114,7 @@ class SinkPin : public WithInterfaces<CBasePin, IMemInputPin> {
 
   GUID accepted = MEDIATYPE_Video;
   std::size_t samplesToKeep = 0;
+  int flushes = 0;
   KernelHandle ended = manualEvent();
 
  private:
@@ -369,6 +371,7 @@ TEST(Sources, SeekWhileTheyPush) {
   LONGLONG position = 0;
   EXPECT_EQ(seeking->GetCurrentPosition(&position), S_OK);
   EXPECT_EQ(position % frameTime, frameTime / 2);
+  EXPECT_EQ(pair.in->flushes, 200);
   EXPECT_EQ(script->threadsStarted, 1);
 }
 

@@ -160,9 +160,7 @@ void work(void* argument) {
   auto& mine = *static_cast<Work*>(argument);
   mine.prepared = QuilletThread();
   mine.apartmentResult = apartment(mine.apartmentType);
-  if (mine.gate != nullptr) {
-    WaitForSingleObject(mine.gate, limitMs);
-  }
+  WaitForSingleObject(mine.gate, limitMs);
   if (mine.leavesFromDepth) {
     leaveFromDepth(50);
   }
@@ -183,15 +181,20 @@ struct LibraryThread {
 
 TEST_F(Threads, FiveHundredComeAndGoBalanced) {
   const auto batch = [] {
+    const KernelHandle gate(CreateEventA(nullptr, TRUE, FALSE, nullptr));
     Work works[25];
     std::vector<LibraryThread> threads;
     for (Work& one : works) {
+      one.gate = gate.get();
       one.leavesFromDepth = (&one - works) % 2 != 0;
       threads.emplace_back(one);
+      EXPECT_EQ(WaitForSingleObject(threads.back().finished.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
     }
+    SetEvent(gate.get());
     for (std::size_t i = 0; i < threads.size(); ++i) {
       ASSERT_EQ(WaitForSingleObject(threads[i].finished.get(), limitMs), WAIT_OBJECT_0);
       ASSERT_EQ(WaitForSingleObject(threads[i].thread.get(), limitMs), WAIT_OBJECT_0);
+      EXPECT_EQ(WaitForSingleObject(threads[i].finished.get(), 0), WAIT_OBJECT_0) << "the event stays signalled";
       EXPECT_TRUE(works[i].prepared);
       EXPECT_EQ(works[i].apartmentResult, S_OK);
       EXPECT_EQ(works[i].apartmentType, APTTYPE_MTA);
@@ -201,26 +204,13 @@ TEST_F(Threads, FiveHundredComeAndGoBalanced) {
   EXPECT_FALSE(hasMultithreadedApartment());
 }
 
-TEST_F(Threads, EventStaysSignalledOnceTheThreadHasEnded) {
-  for (const bool leavesFromDepth : {false, true}) {
-    const KernelHandle gate(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-    Work argument;
-    argument.leavesFromDepth = leavesFromDepth;
-    argument.gate = gate.get();
-    const LibraryThread started(argument);
-    EXPECT_EQ(WaitForSingleObject(started.finished.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
-    SetEvent(gate.get());
-    EXPECT_EQ(WaitForSingleObject(started.finished.get(), limitMs), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(started.finished.get(), 0), WAIT_OBJECT_0);
-    // The next test counts apartments: this thread leaves its own when it is detached.
-    EXPECT_EQ(WaitForSingleObject(started.thread.get(), limitMs), WAIT_OBJECT_0);
-  }
+TEST_F(Threads, ExitIsForLibraryThreadsOnly) {
   bool returned = false;
   onThread([&] {
     exitLibraryThread();
     returned = true;
   });
-  EXPECT_TRUE(returned) << "only library threads have an exit";
+  EXPECT_TRUE(returned);
 }
 
 }  // namespace
