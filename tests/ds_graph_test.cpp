@@ -29,7 +29,7 @@ namespace ds_error = quillet::ds_error;
 namespace {
 
 constexpr REFERENCE_TIME frameTime = 312'500;
-constexpr long blocksOfAnIdleGraph = wine_gap::blocksOfAGraph - 1;  // One that has not run leaves one less.
+using wine_gap::blocksOfAnIdleGraph;
 const WAVEFORMATEX mono = pcmFormat(8000, 1, 16);
 
 ScriptedStream video(std::size_t frames = 20, long width = 8) {

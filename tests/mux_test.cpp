@@ -41,7 +41,7 @@ struct Writing {
     const REFERENCE_TIME times[] = {1'000'000, 0};
     EXPECT_EQ(interleaving->put_Mode(mode), S_OK);
     EXPECT_EQ(interleaving->put_Interleaving(&times[0], &times[1]), S_OK);
-    fileWriter(std::make_shared<WriterFaults>(WriterFaults{false, S_OK, receive}))(IID_PPV_ARGS(&file));
+    fileWriter(std::make_shared<WriterFaults>(WriterFaults{S_OK, false, S_OK, receive}))(IID_PPV_ARGS(&file));
     EXPECT_EQ(file->SetMode(AM_FILE_OVERWRITE), S_OK);
     EXPECT_EQ(file->SetFileName(L"C:\\no\\file.avi", nullptr), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
     const std::string name = result.name();

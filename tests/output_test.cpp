@@ -15,6 +15,7 @@
 #include "support/leak_check.h"
 #include "support/random.h"
 #include "support/temp_file.h"
+#include "support/writing.h"
 
 using namespace quillet::test;
 namespace common_error = quillet::common_error;
@@ -68,6 +69,10 @@ class Recorder : public OutputAVIFile {
   }
 
   void resizeBuffer(long samples) { bufferSamples = samples; }
+  void continueAt(long frame, long sample) {
+    nextFrame = frame;
+    nextSample = sample;
+  }
 
   std::vector<Write> writes;
   long failAt = -1;  // The number of the write that fails.
@@ -91,10 +96,8 @@ class Recorder : public OutputAVIFile {
   std::atomic<bool> busy = false;
 };
 
-VIDEOINFOHEADER videoFormat(WORD bits = 24, DWORD compression = BI_RGB) {
-  VIDEOINFOHEADER format = {};
-  format.AvgTimePerFrame = 400'000;
-  format.bmiHeader.biSize = sizeof format.bmiHeader;
+VIDEOINFOHEADER formatOf(WORD bits, DWORD compression) {
+  VIDEOINFOHEADER format = videoFormat();
   format.bmiHeader.biBitCount = bits;
   format.bmiHeader.biCompression = compression;
   return format;
@@ -111,7 +114,7 @@ TEST(Formats, AreAcceptedOrNot) {
   for (const Case& c :
        {Case{24, BI_RGB, true}, Case{8, BI_RGB, true}, Case{16, BI_RGB, false}, Case{16, BI_BITFIELDS, true},
         Case{32, BI_RGB, true}, Case{32, BI_BITFIELDS, false}, Case{24, BI_JPEG, false}, Case{24, BI_PNG, false}}) {
-    const VIDEOINFOHEADER format = videoFormat(c.bits, c.compression);
+    const VIDEOINFOHEADER format = formatOf(c.bits, c.compression);
     Recorder writer(&format, nullptr);
     EXPECT_EQ(writer.acceptableFormats(), c.accepted) << c.bits << ' ' << c.compression;
     EXPECT_EQ(writer.lastError, c.accepted ? 0 : output_error::unacceptableVideoFormat);
@@ -217,28 +220,6 @@ TEST(AudioBuffer, RefusesWhatItCanNeverTakeAndLosesWhatFails) {
   EXPECT_EQ(reinterpret_cast<const WORD*>(writer.writes.back().data.data())[889], 989);
 }
 
-/// A thread of the client that runs `work`.
-class Thread {
- public:
-  explicit Thread(std::function<void()> work)
-      : work(std::move(work)), handle(CreateThread(nullptr, 0, run, this, 0, nullptr)) {}
-  Thread(const Thread&) = delete;
-  Thread& operator=(const Thread&) = delete;
-  ~Thread() {
-    EXPECT_EQ(WaitForSingleObject(handle, 20000), WAIT_OBJECT_0) << "a thread hangs";
-    CloseHandle(handle);
-  }
-
- private:
-  static DWORD WINAPI run(void* self) {
-    static_cast<Thread*>(self)->work();
-    return 0;
-  }
-
-  std::function<void()> work;
-  HANDLE handle;
-};
-
 using Engine = AutomaticInterleaveEngine;
 
 class Interleaving : public testing::Test {
@@ -339,11 +320,20 @@ TEST_F(Interleaving, LeavesItsWaitsWhenTheUserStops) {
   EXPECT_FALSE(isWritten);
   unsigned char data[2] = {};
   EXPECT_FALSE(engine.WriteNext(Engine::AudioThread, data, 1, 2, true)) << "stopped for good";
+  EXPECT_FALSE(writer.automatic);
 
   // Until it has another file.
   Recorder second(&video, &audio, 40);
   ASSERT_TRUE(engine.setOutputStream(&second, true));
+  second.continueAt(7, 9);
   EXPECT_TRUE(engine.WriteNext(Engine::AudioThread, data, 1, 2, true));
+  engine.exit(Engine::AudioThread);
+  EXPECT_TRUE(engine.WriteNext(Engine::VideoThread, data, 1, 2, true));
+  second.failAt = 1;
+  EXPECT_FALSE(engine.close()) << "the flush fails";
+  EXPECT_FALSE(second.automatic) << "as before";
+  EXPECT_EQ(second.writes.at(0).first, 7);
+  EXPECT_EQ(second.writes.at(1).first, 9);
 }
 
 TEST_F(Interleaving, SwitchesTheFilesOwnOffMeanwhile) {

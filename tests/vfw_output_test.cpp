@@ -20,73 +20,19 @@
 #include "support/test_acm_driver.h"
 #include "support/test_codec.h"
 #include "support/wine_gaps.h"
+#include "support/writing.h"
 
 using namespace quillet::test;
 namespace output_error = quillet::output_error;
 namespace vfw_error = quillet::vfw_error;
-using Writer = std::unique_ptr<OutputAVIFile>;
 
 namespace {
-
-constexpr long width = 8;
-constexpr long height = 4;
-constexpr long frameSize = width * height * 3;
-
-VIDEOINFOHEADER videoFormat(REFERENCE_TIME frameTime = 400'000) {
-  VIDEOINFOHEADER format = {};
-  format.AvgTimePerFrame = frameTime;
-  format.bmiHeader = rgb24Format(width, height);
-  format.rcTarget = {0, 0, width, height};
-  return format;
-}
-
-/// A picture that differs from those of other numbers.
-Bytes picture(long frame) {
-  Bytes pixels(frameSize);
-  for (long i = 0; i < frameSize; ++i) {
-    pixels[i] = static_cast<std::uint8_t>(frame * 37 + i * (frame + 1));
-  }
-  return pixels;
-}
-
-/// Samples whose values are their numbers.
-std::vector<WORD> countedSamples(long first, long count) {
-  std::vector<WORD> values(static_cast<std::size_t>(count));
-  for (long i = 0; i < count; ++i) {
-    values[i] = static_cast<WORD>(first + i);
-  }
-  return values;
-}
 
 class VfWOutput : public testing::Test {
  protected:
   Writer create(bool withVideo, bool compressVideo, bool withAudio, bool compressAudio) const {
     return Writer(OutputAVIFile::create(file.name(), withVideo ? &video : nullptr, compressVideo,
                                         withAudio ? &audio : nullptr, compressAudio, false));
-  }
-
-  static bool writePicture(OutputAVIFile& writer, long frame, bool key = true) {
-    return writer.writeFrame(frame, picture(frame).data(), 1, -1, key);
-  }
-
-  bool writeCounted(OutputAVIFile& writer, long first, long count, bool key = true) const {
-    return writer.writeSample(first, reinterpret_cast<unsigned char*>(countedSamples(first, count).data()), count, -1,
-                              key);
-  }
-
-  /// Reads the file's pictures in order.
-  void expectPictures(long count) const {
-    const std::unique_ptr<VideoSourceStream> source(VideoSourceStream::open(file.name(), false, 0, nullptr));
-    ASSERT_EQ(source->lastError, 0);
-    EXPECT_EQ(source->duration(), count);
-    EXPECT_EQ(source->frameRate(), 25.0);
-    for (long frame = 0; frame < count; ++frame) {
-      long found = frame;
-      const unsigned char* const bits = source->getFrameBits(found);
-      ASSERT_NE(bits, nullptr);
-      EXPECT_EQ(found, frame);
-      EXPECT_EQ(Bytes(bits, bits + frameSize), picture(frame)) << frame;
-    }
   }
 
   AVICOMPRESSOPTIONS audioOptions(const Bytes& format) const {
@@ -128,7 +74,7 @@ TEST_F(VfWOutput, HasAWholeNumberOfFramesPerSecond) {
       const AVISTREAMINFOW& info = script->streams.at(0).info;
       EXPECT_EQ(info.dwRate, rate);
       EXPECT_EQ(info.dwScale, 1U);
-      EXPECT_EQ(info.rcFrame.right, width);
+      EXPECT_EQ(info.rcFrame.right, 8);
       EXPECT_EQ(std::wstring(info.szName), L"video stream");
     }
   }
@@ -139,11 +85,39 @@ TEST_F(VfWOutput, FramesComeBack) {
     const Writer writer = create(true, false, false, false);
     ASSERT_TRUE(writer->start());
     EXPECT_TRUE(writePicture(*writer, 0));
-    EXPECT_TRUE(writer->writeFrame(1, picture(1).data(), 1, frameSize, true));
+    EXPECT_TRUE(writer->writeFrame(1, picture(1).data(), 1, pictureSize, true));
     EXPECT_TRUE(writePicture(*writer, 2));
     EXPECT_TRUE(writer->close());
   }
-  expectPictures(3);
+  expectPictures(file.name(), 3);
+}
+
+TEST_F(VfWOutput, RowsArePaddedWhateverTheFormat) {
+  const auto script = std::make_shared<AviScript>();
+  const AviFileHandler handler(script);
+  const struct {
+    WORD bits;
+    LONG width, height;
+    DWORD compression;
+    std::size_t size;
+  } cases[] = {{1, 33, 2, BI_RGB, 16},  {4, 9, 3, BI_RGB, 24},  {8, 5, 2, BI_RGB, 16},
+               {24, 5, -2, BI_RGB, 32}, {32, 3, 2, BI_RGB, 24}, {24, 5, 2, TestCodec::fourcc, 77}};
+  for (const auto& c : cases) {
+    script->streams.clear();
+    VIDEOINFOHEADER format = video;
+    format.bmiHeader.biBitCount = c.bits;
+    format.bmiHeader.biWidth = c.width;
+    format.bmiHeader.biHeight = c.height;
+    format.bmiHeader.biCompression = c.compression;
+    format.bmiHeader.biSizeImage = 77;
+    const Writer writer(OutputAVIFile::create(file.name(), &format, false, nullptr, false, false));
+    Bytes frame(100);
+    EXPECT_TRUE(writer->start() && writer->writeFrame(0, frame.data(), 1, -1, true));
+    EXPECT_FALSE(writer->writeFrame(1, frame.data(), -1, -1, true));
+    EXPECT_EQ(writer->lastError, vfw_error::writeError);
+    EXPECT_EQ(script->streams.at(0).samples.at(0).size(), c.size);
+    EXPECT_EQ(script->streams.at(0).info.fccHandler, c.compression);
+  }
 }
 
 TEST_F(VfWOutput, CompressesVideo) {
@@ -172,7 +146,7 @@ TEST_F(VfWOutput, CompressesVideo) {
     }
     EXPECT_TRUE(writer->close());
   }
-  expectPictures(10);
+  expectPictures(file.name(), 10);
   PAVISTREAM stream = nullptr;
   ASSERT_EQ(AVIStreamOpenFromFileA(&stream, file.name(), streamtypeVIDEO, 0, OF_READ, nullptr), 0);
   EXPECT_EQ(AVIStreamFindSample(stream, 3, FIND_PREV | FIND_KEY), 0);
@@ -215,42 +189,19 @@ TEST_F(VfWOutput, WritesBothStreamsThroughTheEngine) {
     const Writer writer = create(true, false, true, false);
     ASSERT_TRUE(writer->start());
     EXPECT_EQ(writer->interleavingPeriod(), 7'500'000);
-    AutomaticInterleaveEngine engine;
-    ASSERT_TRUE(engine.setOutputStream(writer.get(), true));
-    const auto writeVideo = [&] {
-      for (long frame = 0;
-           frame < frames && engine.Write(engine.VideoThread, frame, picture(frame).data(), 1, -1, true); ++frame) {
-      }
-      engine.exit(engine.VideoThread);
-    };
-    struct Thread {
-      static DWORD WINAPI run(void* work) {
-        QuilletThread();
-        (*static_cast<const decltype(writeVideo)*>(work))();
-        return 0;
-      }
-    };
-    const HANDLE thread =
-        CreateThread(nullptr, 0, Thread::run, const_cast<void*>(static_cast<const void*>(&writeVideo)), 0, nullptr);
-    for (long first = 0; first < samples; first += 500) {
-      auto values = countedSamples(first, 500);
-      EXPECT_TRUE(
-          engine.Write(engine.AudioThread, first, reinterpret_cast<unsigned char*>(values.data()), 500, -1, true));
-    }
-    engine.exit(engine.AudioThread);
-    EXPECT_EQ(WaitForSingleObject(thread, 20000), WAIT_OBJECT_0);
-    CloseHandle(thread);
-    EXPECT_TRUE(engine.close());
+    writeInTurns(*writer, frames, samples, 500);
+    EXPECT_EQ(writer->nextFrame_number(), frames);
+    EXPECT_EQ(writer->nextSample_number(), samples);
     EXPECT_TRUE(writer->close());
   }
   // An interleaving period is 6000 samples, of which 18.75 frames are the length.
+  const AVISTREAMINFOW& info = script->streams.at(1).info;
+  EXPECT_EQ(std::wstring(info.szName), L"audio stream");
+  EXPECT_EQ(info.dwScale, 2U);
+  EXPECT_EQ(info.dwRate, 16000U);
   EXPECT_EQ(script->calls[0].count, 6000) << "audio is first, and in whole periods";
-  expectPictures(frames);
-  const std::unique_ptr<AudioSourceStream> source(AudioSourceStream::open(file.name(), false, 0, nullptr));
-  ASSERT_EQ(source->duration(), samples);
-  const auto* const read = reinterpret_cast<const WORD*>(source->getSamples(0, samples - 1));
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(std::vector<WORD>(read, read + samples), countedSamples(0, samples));
+  expectPictures(file.name(), frames);
+  expectCounted(file.name(), samples);
 }
 
 TEST_F(VfWOutput, CompressesAudioBlockByBlock) {
@@ -282,6 +233,10 @@ TEST_F(VfWOutput, CompressesAudioBlockByBlock) {
           TestAcmDriver::block(static_cast<WORD>(std::min(total - first, 100L)), static_cast<WORD>(first)));
     }
     EXPECT_EQ(script->streams[0].samples, blocks);
+    if (closes) {
+      EXPECT_EQ(script->calls.front().flags, static_cast<DWORD>(AVIIF_KEYFRAME));
+      EXPECT_EQ(script->calls.back().flags, 0U);
+    }
     EXPECT_EQ(script->streams[0].format, compressedFormat);
   }
   EXPECT_EQ(driver.openStreams, 0);
@@ -306,6 +261,14 @@ TEST_F(VfWOutput, RefusesAudioThatDoesNotFitOrConvert) {
   EXPECT_EQ(script->streams[0].samples.size(), 119U);
   EXPECT_FALSE(writeCounted(*writer, 0xFFFF, 100)) << "the driver refuses these";
   EXPECT_EQ(writer->lastError, vfw_error::audioCompressionFailure);
+
+  // A second start begins afresh, or leaves nothing to write to.
+  EXPECT_TRUE(writer->start());
+  EXPECT_EQ(writer->nextSample_number(), 0);
+  script->refusedFormats = {streamtypeAUDIO};
+  EXPECT_FALSE(writer->start());
+  EXPECT_FALSE(writeCounted(*writer, 0, 100));
+  EXPECT_EQ(writer->lastError, vfw_error::notFullyConfigured);
 }
 
 TEST_F(VfWOutput, KnowsWhichCompressorsItNeeds) {
@@ -331,6 +294,8 @@ TEST_F(VfWOutput, KnowsWhichCompressorsItNeeds) {
   expectRefused(*audioOnly, true, forVideo, output_error::noVideoStream);
   EXPECT_TRUE(audioOnly->setCompressor(false, &forAudio));
   EXPECT_TRUE(audioOnly->isCompressorSet(false));
+  EXPECT_TRUE(audioOnly->compressedVideo());
+  EXPECT_EQ(audioOnly->lastError, output_error::noVideoStream);
   expectRefused(*audioOnly, false, forAudio, output_error::compressorAlreadySet);
 
   const Writer both = create(true, true, true, true);
@@ -373,6 +338,13 @@ TEST_F(VfWOutput, TakesThePeriodFromTheAudioOptions) {
   }
   EXPECT_EQ(writer->lastError, 0);
   EXPECT_EQ(writer->interleavingPeriod(), 4'800'000) << "whole frames";
+  EXPECT_TRUE(writer->setInterleavingPeriod(80'000'000));
+  EXPECT_TRUE(writer->bufferedWriteSample(0, countedSamples(0, 60'000).data(), 60'000, -1, true)) << "fits now";
+
+  const Writer other = create(true, false, true, true);
+  options.dwInterleaveEvery = 0;
+  ASSERT_TRUE(other->setCompressor(false, &options));
+  EXPECT_EQ(other->interleavingPeriod(), 7'500'000);
 }
 
 TEST_F(VfWOutput, AsksForThePeriod) {
@@ -496,6 +468,7 @@ TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
   VIDEOINFOHEADER plain16 = video;
   plain16.bmiHeader.biBitCount = 16;
   expectCode(file.name(), &plain16, true, nullptr, output_error::unacceptableVideoFormat);
+  EXPECT_EQ(Writer(OutputAVIFile::create(file.name(), &plain16, false, nullptr, false))->lastError, 0);
 
   const auto script = std::make_shared<AviScript>();
   const AviFileHandler handler(script);

@@ -43,13 +43,14 @@ class QUILLET_API AutomaticInterleaveEngine {
   /// nextSample_number(), which does not count samples that are still buffered.
   bool WriteNext(ThreadType t, unsigned char* data, long count, long bytes, bool key);
 
-  /// Tells that the thread has no more data. Any thread may call it.
+  /// Tells that the thread has no more data. Called by the thread that `t` names, or after its end.
   void exit(ThreadType t);
 
   /// Makes both threads leave their waits: every Write() returns false from now on. Any thread may call it.
   void userStop();
 
-  /// Lets the file go: restores its own interleaving and writes the audio that is still buffered.
+  /// Lets the file go: restores its own interleaving and writes the audio that is still buffered. Neither thread may be
+  /// writing.
   /// @return the result of flushAudio(); false when there is no file, or it has no audio stream.
   bool close();
 

@@ -1,23 +1,11 @@
 #pragma once
 
 /// @file
-/// The DirectShow backend: its root, and its sources on private filter graphs.
+/// The sources of the DirectShow backend, on private filter graphs.
 
 #include <quillet/audio_source_stream.h>
+#include <quillet/ds_audio_or_video_stream.h>
 #include <quillet/video_source_stream.h>
-
-/// Root of every DirectShow object: where its messages lie and which of its codes (ds_error) are fatal.
-class QUILLET_API DSAudioOrVideoStream : public virtual AudioOrVideoStream {
- public:
-  int maxLocalErrorCode() override;
-  int errorMessages_resourceBase() override;
-  bool local_ErrorIsFatal(int code) override;
-  ~DSAudioOrVideoStream() override;
-  bool usesDirectShow() override;
-
- protected:
-  DSAudioOrVideoStream() = default;
-};
 
 /// A stream of a file that DirectShow can decode, read through a filter graph of its own: source, sample grabber, null
 /// renderer. The graph runs on a worker thread and is held at the sample that was asked for.

@@ -24,7 +24,7 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// @param compressAudio whether the library is to compress the audio stream.
   /// @param useDirectShow true for DirectShow, false for Video for Windows.
   /// @return the writer, to be deleted by the caller, also when creating it failed: then #lastError says why. NULL when no
-  ///     object could be made, or the backend does not write yet.
+  ///     object could be made.
   static OutputAVIFile* create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,
                                const WAVEFORMATEX* audio, bool compressAudio, bool useDirectShow);
 

@@ -6,6 +6,8 @@
 #include <quillet/audio_or_video_stream.h>
 #include <quillet/audio_source_stream.h>
 #include <quillet/automatic_interleave_engine.h>
+#include <quillet/ds_audio_or_video_stream.h>
+#include <quillet/ds_output_avi_file.h>
 #include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
 #include <quillet/media_container.h>

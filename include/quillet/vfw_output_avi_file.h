@@ -11,8 +11,8 @@ struct IAVIStream;
 /// Writes an AVI file through AVIFile. Video is written as it is or through a compressor of the Video Compression Manager,
 /// audio as it is or through a conversion of the Audio Compression Manager, block by block.
 ///
-/// The frame rate of the file is a whole number of frames per second. Every operation fails with code 1 while the file is
-/// not open, and again after close(). The threads that call must have called QuilletThread().
+/// The frame rate of the file is a whole number of frames per second. While the file is not open, and again after close(),
+/// every operation that tells how it went fails with code 1. The threads that call must have called QuilletThread().
 class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public OutputAVIFile {
  public:
   /// Creates a file; the arguments are those of OutputAVIFile::create().
@@ -80,7 +80,8 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
 
   /// Sets the streams' formats and starts the compressors.
   /// @return false with vfw_error::notFullyConfigured, cannotSetFormat, cannotSetCompressor (another video compressor can be
-  ///     set then), cannotInitializeAudioCompressor or notEnoughMemory.
+  ///     set then), cannotInitializeAudioCompressor (also when an interleaving period does not make a block) or
+  ///     notEnoughMemory.
   bool start() override;
 
   /// @param frame number of the first frame.
@@ -92,7 +93,8 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   bool writeFrame(long frame, unsigned char* data, long frames, long bytes, bool keyFrame) override;
 
   /// Audio that is compressed is gathered until it makes whole blocks of the target format. One call can take the samples
-  /// of an interleaving period, less what the call before left unconverted (less than a block).
+  /// of an interleaving period, less what the call before left unconverted: less than a block. So does a flush of the audio
+  /// buffer: buffered pieces of somewhat more than half a period always fit.
   ///
   /// @param sample number of the first sample; compressed audio always continues.
   /// @param data the samples, in the format given to create(); needed only during the call.
@@ -132,6 +134,7 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   int createStreams(const char* fileName);
   bool requireBothStreams();
   bool requireStarted();
+  bool requireSize(long count, long long eachSize, long& bytes);
   bool requireStream(bool isVideo);
   bool requireUnsetCompressor(bool isVideo);
   bool canRunStream(bool isVideo);

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <quillet/audio_source_stream.h>
+#include <quillet/ds_output_avi_file.h>
 #include <quillet/ds_source_stream.h>
 #include <quillet/output_avi_file.h>
 #include <quillet/raw_data_source_stream.h>
@@ -81,7 +82,7 @@ RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video,
 OutputAVIFile* OutputAVIFile::create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,
                                      const WAVEFORMATEX* audio, bool compressAudio, bool useDirectShow) {
   if (useDirectShow) {
-    return nullptr;  // DirectShow does not write yet.
+    return DSOutputAVIFile::create(file, video, compressVideo, audio, compressAudio);
   }
   return VfWOutputAVIFile::create(file, video, compressVideo, audio, compressAudio);
 }

@@ -8,6 +8,7 @@
 #include <windows.h>
 
 #include <mmreg.h>
+#include <objbase.h>
 #include <msacm.h>
 #include <vfw.h>
 
@@ -25,6 +26,10 @@ using UniqueHandle = std::unique_ptr<std::remove_pointer_t<Handle>, HandleDelete
 
 /// A thread, event or other kernel object whose creation answers null on failure.
 using KernelHandle = UniqueHandle<HANDLE, CloseHandle>;
+
+/// Memory that a COM method has handed out.
+template <class T>
+using CoTaskMemory = UniqueHandle<T*, CoTaskMemFree>;
 
 using AviFileHandle = UniqueHandle<PAVIFILE, AVIFileRelease>;
 using AviStreamHandle = UniqueHandle<PAVISTREAM, AVIStreamRelease>;

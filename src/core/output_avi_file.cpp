@@ -181,7 +181,7 @@ bool OutputAVIFile::reserveBuffer(long long capacity) {
 
 /// Whether samples go behind those in the buffer.
 bool OutputAVIFile::continuesBuffer(long sample, long count, long long bytes, bool key, long long capacity) const {
-  return bufferBytes > 0 && sample == bufferLast + 1 &&
+  return sample == bufferLast + 1 &&
          static_cast<long long>(bufferFirst) + bufferSamples >= static_cast<long long>(sample) + count &&
          bufferBytes + bytes <= capacity && key == bufferKey;
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -42,6 +43,14 @@ Integer roundedHalfUp(double value) {
 /// The number of the sample (or frame) at `ms` milliseconds, halves up.
 inline long sampleAtMs(double ms, double samplesPerSecond) {
   return roundedHalfUp<long>(0.001 * ms * samplesPerSecond);
+}
+
+/// Whole samples in a period of units of 100 ns, at most what a long can count.
+inline long samplesInPeriod(std::int64_t period, std::int64_t samplesPerSecond) {
+  constexpr std::int64_t most = std::numeric_limits<long>::max();
+  // A longer period would not fit the product.
+  const std::int64_t countable = std::min(period, most * unitsPerSecond / samplesPerSecond);
+  return static_cast<long>(std::min(countable * samplesPerSecond / unitsPerSecond, most));
 }
 
 }  // namespace quillet

@@ -44,8 +44,7 @@ bool parseSeconds(const char* text, long long& period) {
   }
   const double units = seconds * unitsPerSecond;
   // Written so that not-a-number fails, too.
-  if (rest == text || *rest != '\0' || !(seconds > 0) ||
-      !(units < static_cast<double>(std::numeric_limits<long long>::max()))) {
+  if (*rest != '\0' || !(seconds > 0) || !(units < static_cast<double>(std::numeric_limits<long long>::max()))) {
     return false;
   }
   period = static_cast<long long>(units);
@@ -55,8 +54,13 @@ bool parseSeconds(const char* text, long long& period) {
 void accept(HWND dialog) {
   char text[textSize + 1] = {};
   GetDlgItemTextA(dialog, IDC_PERIOD, text, sizeof text);
-  // The period stays with the dialog when the text is rejected, so that the user can mend it and try again.
-  if (parseSeconds(text, *periodOf(dialog))) {
+  // The period stays with the dialog when the text is rejected, so that the user can mend it and try again. It is gone
+  // when the dialog has ended already.
+  long long* const period = periodOf(dialog);
+  if (period == nullptr) {
+    return;
+  }
+  if (parseSeconds(text, *period)) {
     end(dialog, PeriodDialogResult::accepted);
     return;
   }

@@ -1,6 +1,7 @@
 #include "vfw/audio_compression.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -17,7 +18,8 @@ int AudioCompression::set(const AVICOMPRESSOPTIONS& chosen, const WAVEFORMATEX& 
                                     static_cast<WAVEFORMATEX*>(chosenOptions.lpFormat), nullptr, 0, 0,
                                     ACM_STREAMOPENF_NONREALTIME) == 0;
   if (!isOpen) {
-    chosenFormat = {};
+    std::vector<BYTE>().swap(chosenFormat);
+    chosenOptions = {};
     return vfw_error::cannotSetCompressor;
   }
   acmStream.reset(opened);
@@ -29,11 +31,11 @@ int AudioCompression::choose(HWND parent, const WAVEFORMATEX& source) {
   if (acmMetrics(nullptr, ACM_METRIC_MAX_SIZE_FORMAT, &size) != 0) {
     return vfw_error::unknownMaximumFormatSize;
   }
-  std::vector<BYTE> format(size);
+  std::vector<BYTE> target(size);
   ACMFORMATCHOOSEA dialog = {};
   dialog.cbStruct = sizeof dialog;
   dialog.hwndOwner = parent;
-  dialog.pwfx = reinterpret_cast<WAVEFORMATEX*>(format.data());
+  dialog.pwfx = reinterpret_cast<WAVEFORMATEX*>(target.data());
   dialog.cbwfx = size;
   dialog.fdwEnum = ACM_FORMATENUMF_CONVERT;
   dialog.pwfxEnum = const_cast<WAVEFORMATEX*>(&source);
@@ -47,7 +49,7 @@ int AudioCompression::choose(HWND parent, const WAVEFORMATEX& source) {
     default:
       return vfw_error::compressionDialogError;
   }
-  chosenFormat = std::move(format);
+  chosenFormat = std::move(target);
   chosenOptions = {};
   chosenOptions.fccType = streamtypeAUDIO;
   chosenOptions.lpFormat = chosenFormat.data();
@@ -71,24 +73,27 @@ int AudioCompression::start(long long mostBytes) {
     return vfw_error::cannotInitializeAudioCompressor;
   }
   conversion->cbSrcLength = 0;
-  isStarted = false;
+  conversionStarted = false;
   return vfw_error::success;
 }
 
 int AudioCompression::convert(const unsigned char* data, DWORD size) {
-  if (size > samples.size() - conversion->cbSrcLength) {
+  if (!conversion.isPrepared()) {
+    return vfw_error::audioCompressionFailure;
+  }
+  if (std::uint64_t{conversion->cbSrcLength} + size > samples.size()) {
     return vfw_error::audioCompressionOverflow;
   }
-  if (!isStarted) {
+  if (!conversionStarted) {
     nextBlock = 0;
   }
   std::memcpy(samples.data() + conversion->cbSrcLength, data, size);
   conversion->cbSrcLength += size;
-  const DWORD start = isStarted ? 0 : ACM_STREAMCONVERTF_START;
+  const DWORD start = conversionStarted ? 0 : ACM_STREAMCONVERTF_START;
   if (acmStreamConvert(acmStream.get(), conversion.get(), ACM_STREAMCONVERTF_BLOCKALIGN | start) != 0) {
     return vfw_error::audioCompressionFailure;
   }
-  isStarted = true;
+  conversionStarted = true;
   const DWORD converted = std::min(conversion->cbSrcLengthUsed, conversion->cbSrcLength);
   conversion->cbSrcLength -= converted;
   std::memmove(samples.data(), samples.data() + converted, conversion->cbSrcLength);

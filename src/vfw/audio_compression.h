@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <memory>
 #include <vector>
 
 #include <windows.h>
@@ -60,7 +59,7 @@ class AudioCompression {
   std::vector<BYTE> samples;
   std::vector<BYTE> compressed;
   AcmHeader conversion;  // Its source length counts the unconverted bytes. Stands behind what it is prepared for.
-  bool isStarted = false;
+  bool conversionStarted = false;
 };
 
 }  // namespace quillet

@@ -1,6 +1,7 @@
 #include <quillet/vfw_output_avi_file.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <new>
 #include <string_view>
@@ -192,6 +193,7 @@ bool VfWOutputAVIFile::start() {
   if (!requireOpened()) {
     return false;
   }
+  state->isStarted = false;
   if (!canRun()) {
     lastError = vfw_error::notFullyConfigured;
     return false;
@@ -215,6 +217,7 @@ int VfWOutputAVIFile::startVideo() {
   if (video == nullptr) {
     return vfw_error::success;
   }
+  state->compressedVideoStream.reset();
   PAVISTREAM stream = state->videoStream.get();
   auto* const format = const_cast<BITMAPINFOHEADER*>(&video->bmiHeader);
   LONG formatSize = static_cast<LONG>(format->biSize);
@@ -310,6 +313,7 @@ bool VfWOutputAVIFile::setInterleavingPeriod(long long period) {
     state->period = period;
   }
   updateBufferSamples();
+  lastError = vfw_error::success;
   return true;
 }
 
@@ -317,10 +321,11 @@ bool VfWOutputAVIFile::writeFrame(long frame, unsigned char* data, long frames, 
   if (!requireStream(true) || !requireStarted()) {
     return false;
   }
-  if (bytes < 0) {
-    const BITMAPINFOHEADER& format = video->bmiHeader;
-    bytes = static_cast<long>(frames * (format.biCompression != BI_RGB ? std::int64_t{format.biSizeImage}
-                                                                       : quillet::uncompressedFrameSize(format)));
+  const BITMAPINFOHEADER& format = video->bmiHeader;
+  const std::int64_t frameSize =
+      format.biCompression != BI_RGB ? std::int64_t{format.biSizeImage} : quillet::uncompressedFrameSize(format);
+  if (!requireSize(frames, frameSize, bytes)) {
+    return false;
   }
   PAVISTREAM stream = state->compressedVideoStream ? state->compressedVideoStream.get() : state->videoStream.get();
   return write(stream, frame, data, frames, bytes, keyFrame, nextFrame);
@@ -330,8 +335,8 @@ bool VfWOutputAVIFile::writeSample(long sample, unsigned char* data, long sample
   if (!requireStream(false) || !requireStarted()) {
     return false;
   }
-  if (bytes < 0) {
-    bytes = static_cast<long>(audio->nBlockAlign * samples);
+  if (!requireSize(samples, audio->nBlockAlign, bytes)) {
+    return false;
   }
   if (!compressAudio) {
     return write(state->audioStream.get(), sample, data, samples, bytes, keyFrame, nextSample);
@@ -372,7 +377,7 @@ bool VfWOutputAVIFile::write(IAVIStream* stream, long start, unsigned char* data
     }
     // No stream has written more than it was given, whatever it says.
     writtenSamples = std::min(writtenSamples, samples);
-    writtenBytes = std::clamp(writtenBytes, 0L, bytes);
+    writtenBytes = std::clamp(writtenBytes, 0L, std::max(bytes, 0L));
     start += writtenSamples;
     samples -= writtenSamples;
     data += writtenBytes;
@@ -416,6 +421,18 @@ bool VfWOutputAVIFile::requireStarted() {
   return state->isStarted;
 }
 
+/// Computes the size of `count` frames or samples where the caller has not told it. Sets a code unless there can be so many
+/// of them.
+bool VfWOutputAVIFile::requireSize(long count, long long eachSize, long& bytes) {
+  const long long size = bytes < 0 ? count * eachSize : bytes;
+  const bool isPossible = count >= 0 && size <= std::numeric_limits<long>::max();
+  bytes = static_cast<long>(size);
+  if (!isPossible) {
+    lastError = vfw_error::writeError;
+  }
+  return isPossible;
+}
+
 /// Sets a code unless the file is open, and the stream exists, is to be compressed and has no compressor yet.
 bool VfWOutputAVIFile::requireUnsetCompressor(bool isVideo) {
   if (!requireStream(isVideo)) {
@@ -442,9 +459,5 @@ bool VfWOutputAVIFile::canRunStream(bool isVideo) {
 
 /// Makes the audio buffer hold an interleaving period.
 void VfWOutputAVIFile::updateBufferSamples() {
-  constexpr long long mostSamples = std::numeric_limits<long>::max();
-  const long long rate = audio->nSamplesPerSec;
-  // A longer period would not fit the product, let alone a buffer.
-  const long long period = std::min(interleavingPeriod(), mostSamples * quillet::unitsPerSecond / rate);
-  bufferSamples = static_cast<long>(std::min(period * rate / quillet::unitsPerSecond, mostSamples));
+  bufferSamples = quillet::samplesInPeriod(interleavingPeriod(), audio->nSamplesPerSec);
 }

@@ -24,6 +24,7 @@ struct MuxSample {
 
 /// What a multiplexer refuses to do, and what it was given. Shared with the test.
 struct MuxScript {
+  HRESULT create = S_OK;
   bool refuseInterleavingInterface = false;
   bool noPropertyPages = false;
   HRESULT getInterleaving = S_OK;

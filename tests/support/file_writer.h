@@ -12,6 +12,7 @@ namespace quillet::test {
 
 /// What a writer refuses to do. Shared with the test.
 struct WriterFaults {
+  HRESULT create = S_OK;
   bool noFileSink2 = false;
   HRESULT setFileName = S_OK;
   HRESULT receive = S_OK;

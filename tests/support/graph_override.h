@@ -40,6 +40,9 @@ class GraphOverride {
   /// Sends an event to the graph made last, as its filters do.
   void notify(long event) const;
 
+  /// Stops the graph made last, as a graph viewer can.
+  void stop() const;
+
   GraphFaults faults;
 
  private:

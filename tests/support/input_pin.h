@@ -19,7 +19,8 @@ namespace quillet::test {
 template <class Filter, class Script>
 ClassObjectOverride::Create creating(std::shared_ptr<Script> script) {
   return [script](REFIID iid, void** object) {
-    return Microsoft::WRL::ComPtr<Filter>(new Filter(script))->QueryInterface(iid, object);
+    return FAILED(script->create) ? script->create
+                                  : Microsoft::WRL::ComPtr<Filter>(new Filter(script))->QueryInterface(iid, object);
   };
 }
 

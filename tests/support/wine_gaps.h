@@ -26,6 +26,9 @@ inline constexpr long blocksOfACompressedStream = 1;
 inline constexpr long handlesOfAGraph = 1;
 inline constexpr long blocksOfAGraph = 2;
 
+/// Heap blocks that a graph leaves that has not run, or without a clock.
+inline constexpr long blocksOfAnIdleGraph = 1;
+
 /// Of streams whose frames are stored in another order than they are shown in, the splitter gives some frames the time of
 /// others after a seek.
 inline constexpr bool splitterFalsifiesTimes = true;

@@ -14,14 +14,13 @@ namespace {
 constexpr long long unitsPerMs = 10'000;
 constexpr long long unitsPerSecond = 10'000'000;
 
-/// Makes the file, so that it has the name by which the library can open it.
-std::string makeFile(const std::filesystem::path& path) {
+/// Makes an empty file: only what exists has a name by which the library can open it, whatever letters it has.
+void makeFile(const std::filesystem::path& path) {
   HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     throw writeFailure(path, systemMessage(GetLastError()));
   }
   CloseHandle(handle);
-  return libraryFileName(path);
 }
 
 /// Writes the feed to its end, unless the engine is stopped before.
@@ -59,11 +58,9 @@ class StreamWriter {
   long long total() const { return feed.total(); }
 
   /// Throws what went wrong with the feed.
-  /// @return whether all was written.
-  bool result() const {
-    worker.rethrow();
-    return isWritten;
-  }
+  void rethrow() const { worker.rethrow(); }
+
+  bool hasWrittenAll() const { return isWritten; }
 
  private:
   AutomaticInterleaveEngine& engine;
@@ -94,9 +91,9 @@ void waitFor(const std::vector<std::unique_ptr<StreamWriter>>& writers) {
 
 AviOutput::AviOutput(const std::filesystem::path& path, std::span<const Backend> backends, const AviContent& content)
     : path(path), content(content), unfinished(path) {
-  const std::string name = makeFile(path);
+  makeFile(path);
   unfinished.begin();
-  create(name, backends);
+  create(libraryFileName(path), backends);
   setCompressors();
 }
 
@@ -104,6 +101,7 @@ void AviOutput::create(const std::string& libraryName, std::span<const Backend> 
   std::string reasons;
   for (const Backend backend : backends) {
     const bool directShow = backend == Backend::directShow;
+    file.reset();  // Lets go of the file, should it have it.
     file.reset(OutputAVIFile::create(libraryName.c_str(), content.video != nullptr ? &content.video->format() : nullptr,
                                      content.videoCompression != nullptr,
                                      content.audio != nullptr ? &content.audio->format() : nullptr,
@@ -157,7 +155,7 @@ void AviOutput::writeInTurns() {
   using Engine = AutomaticInterleaveEngine;
   Engine engine;
   if (!engine.setOutputStream(file.get(), true)) {
-    throw failure();
+    throw writeFailure(path, "its own interleaving cannot be switched off");
   }
   std::vector<std::unique_ptr<StreamWriter>> writers;
   if (content.video != nullptr) {
@@ -167,7 +165,11 @@ void AviOutput::writeInTurns() {
     writers.push_back(std::make_unique<StreamWriter>(engine, Engine::AudioThread, *content.audio));
   }
   waitFor(writers);
-  if (!std::ranges::all_of(writers, [](const auto& writer) { return writer->result(); })) {
+  // First what a feed has thrown: the other stream was only stopped by it.
+  for (const auto& writer : writers) {
+    writer->rethrow();
+  }
+  if (!std::ranges::all_of(writers, [](const auto& writer) { return writer->hasWrittenAll(); })) {
     throw failure();
   }
   if (!engine.close() && content.audio != nullptr) {

@@ -35,15 +35,31 @@ constexpr Option convertOptions[] = {videoOption,       audioOption,  videoCodec
 template <class Feed, class Stream>
 void openWanted(std::optional<Feed>& feed, const MediaFile& file, const CommandLine& line, const Option& wanted,
                 const Option& other) {
-  std::unique_ptr<Stream> stream;
   if (line.has(wanted.name)) {
-    stream = file.open<Stream>(line);
-  } else if (!line.has(other.name)) {
-    stream = file.tryOpen<Stream>(0).stream;
+    feed.emplace(file.open<Stream>(line));
+    return;
   }
-  if (stream != nullptr) {
-    feed.emplace(std::move(stream));
+  if (line.has(other.name)) {
+    return;
   }
+  Opening<Stream> opening = file.tryOpen<Stream>(0);
+  if (opening.stream != nullptr) {
+    feed.emplace(std::move(opening.stream));
+  } else if (opening.exists) {
+    std::fprintf(stderr, "quillet: warning: the %s stream is left out: %s\n", wanted.name + 2, opening.failure.c_str());
+  }
+}
+
+/// The value of an option that says how a stream is compressed.
+/// @return null when it is not given.
+const std::wstring* compressionOf(const CommandLine& line, const Option& option, bool isWritten) {
+  if (!line.has(option.name)) {
+    return nullptr;
+  }
+  if (!isWritten) {
+    throw wrongUsage(std::string(option.name) + ": no such stream is written");
+  }
+  return &line.text(option.name);
 }
 
 void run(const CommandLine& line) {
@@ -63,20 +79,22 @@ void run(const CommandLine& line) {
 
   std::optional<Compression> videoCompression;
   std::optional<Compression> audioCompression;
-  if (video && line.has(videoCodecOption.name)) {
-    videoCompression = Compression::ofVideo(toUtf8(line.text(videoCodecOption.name)));
+  if (const std::wstring* const codec = compressionOf(line, videoCodecOption, video.has_value())) {
+    videoCompression = Compression::ofVideo(toUtf8(*codec));
   }
-  if (audio && line.has(audioFormatOption.name)) {
-    audioCompression = Compression::ofAudio(toUtf8(line.text(audioFormatOption.name)), audio->format());
+  if (const std::wstring* const format = compressionOf(line, audioFormatOption, audio.has_value())) {
+    audioCompression = Compression::ofAudio(toUtf8(*format), audio->format());
   }
+  const std::optional<double> period =
+      line.has(periodOption.name) ? std::optional(line.decimal(periodOption.name)) : std::nullopt;
   AviContent content;
   content.video = video ? &*video : nullptr;
   content.audio = audio ? &*audio : nullptr;
   content.videoCompression = videoCompression ? &*videoCompression : nullptr;
   content.audioCompression = audioCompression ? &*audioCompression : nullptr;
   AviOutput output(outPath, chosenBackends(line), content);
-  if (line.has(periodOption.name)) {
-    output.setInterleavingPeriod(line.decimal(periodOption.name));
+  if (period) {
+    output.setInterleavingPeriod(*period);
   }
   output.write();
   std::printf("%s: %ld frames, %ld samples\n", displayName(outPath).c_str(), video ? video->total() : 0,

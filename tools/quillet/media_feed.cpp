@@ -7,10 +7,23 @@
 #include "stream_access.h"
 
 namespace quillet::cli {
+namespace {
+
+long lengthOf(SourceStream& stream) {
+  const long length = stream.duration();
+  if (length < 0) {
+    throw Failure("length of the stream: " + lastErrorText(stream));
+  }
+  return length;
+}
+
+}  // namespace
 
 FrameFeed::FrameFeed(std::unique_ptr<VideoSourceStream> opened)
-    : MediaFeed(opened->duration()), source(std::move(opened)) {
-  source->videoInfo(frameFormat);
+    : MediaFeed(lengthOf(*opened)), source(std::move(opened)) {
+  if (source->videoInfo(frameFormat) == nullptr) {
+    throw Failure("format of the video stream: " + lastErrorText(*source));
+  }
 }
 
 bool FrameFeed::next(MediaPiece& piece) {
@@ -29,7 +42,7 @@ bool FrameFeed::next(MediaPiece& piece) {
 }
 
 SampleFeed::SampleFeed(std::unique_ptr<AudioSourceStream> opened)
-    : MediaFeed(opened->duration()), source(std::move(opened)), sampleFormat(*source->format()) {}
+    : MediaFeed(lengthOf(*opened)), source(std::move(opened)), sampleFormat(*source->format()) {}
 
 bool SampleFeed::next(MediaPiece& piece) {
   const long first = position;

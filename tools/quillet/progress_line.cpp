@@ -27,7 +27,7 @@ ProgressLine::~ProgressLine() {
 
 void ProgressLine::show(long long done, long long total) {
   const ULONGLONG now = GetTickCount64();
-  if (!isTerminal || now < nextShow) {
+  if (!isTerminal || now < nextShow || total <= 0) {
     return;
   }
   nextShow = now + intervalMs;

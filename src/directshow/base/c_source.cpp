@@ -128,6 +128,7 @@ void CSourceStream::takeCommands() {
     }
     if (command == Command::play) {
       push();
+      OnThreadStopPlay();
     }
   }
 }

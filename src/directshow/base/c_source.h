@@ -56,6 +56,9 @@ class CSourceStream : public CBaseOutputPin {
   /// The thread begins to push, after a start or a seek; a failure aborts the graph. The place to announce the segment.
   virtual HRESULT OnThreadStartPlay() { return S_OK; }
 
+  /// The thread has stopped pushing, for whatever reason.
+  virtual void OnThreadStopPlay() {}
+
   /// The thread ends.
   virtual void OnThreadDestroy() {}
 

@@ -52,6 +52,14 @@ bool disconnectBoth(IPin* output, IPin* input) {
   return SUCCEEDED(output->Disconnect()) && SUCCEEDED(input->Disconnect());
 }
 
+ComPtr<IPin> firstPinThatIs(bool connected, IBaseFilter* filter, PIN_DIRECTION direction) {
+  PinList pins;
+  listPins(filter, direction, pins);
+  const auto found =
+      std::ranges::find_if(pins, [&](const auto& pin) { return (peerOf(pin.Get()) != nullptr) == connected; });
+  return found != pins.end() ? *found : nullptr;
+}
+
 /// A source with a single output feeds a splitter, whose outputs are the streams: the splitter is found by connecting
 /// once, then the grabber is moved to the stream wanted.
 int connectThroughSplitter(IGraphBuilder* graph, IBaseFilter* source, IBaseFilter* grabber, int streamNumber) {
@@ -110,10 +118,11 @@ ComPtr<IPin> firstPin(IBaseFilter* filter, PIN_DIRECTION direction) {
 }
 
 ComPtr<IPin> firstConnectedPin(IBaseFilter* filter, PIN_DIRECTION direction) {
-  PinList pins;
-  listPins(filter, direction, pins);
-  const auto connected = std::find_if(pins.begin(), pins.end(), [](const auto& pin) { return peerOf(pin.Get()); });
-  return connected != pins.end() ? *connected : nullptr;
+  return firstPinThatIs(true, filter, direction);
+}
+
+ComPtr<IPin> firstUnconnectedPin(IBaseFilter* filter, PIN_DIRECTION direction) {
+  return firstPinThatIs(false, filter, direction);
 }
 
 ComPtr<IPin> peerOf(IPin* pin) {

@@ -23,6 +23,9 @@ Microsoft::WRL::ComPtr<IPin> firstPin(IBaseFilter* filter, PIN_DIRECTION directi
 /// @return the first of a filter's pins of one direction that is connected; null when none is.
 Microsoft::WRL::ComPtr<IPin> firstConnectedPin(IBaseFilter* filter, PIN_DIRECTION direction);
 
+/// @return the first of a filter's pins of one direction that is not connected; null when there is none.
+Microsoft::WRL::ComPtr<IPin> firstUnconnectedPin(IBaseFilter* filter, PIN_DIRECTION direction);
+
 /// @return the pin that `pin` is connected to; null when it is not connected.
 Microsoft::WRL::ComPtr<IPin> peerOf(IPin* pin);
 

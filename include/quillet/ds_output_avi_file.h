@@ -1,0 +1,125 @@
+#pragma once
+
+/// @file
+/// The AVI writer of the DirectShow backend.
+
+#include <quillet/ds_audio_or_video_stream.h>
+#include <quillet/output_avi_file.h>
+
+namespace quillet {
+class MSDfilter;
+}
+
+/// Writes an AVI file through a filter graph: a source for each stream, a compressor where one is set, the system's AVI
+/// multiplexer and file writer.
+///
+/// Each write waits until its data is in a media sample. The multiplexer may make a stream wait that is far ahead of the
+/// other one: one thread for each stream, or an AutomaticInterleaveEngine, keeps that from lasting. Video and audio may be
+/// written by two threads at once; all else is for one thread at a time. Every operation fails with code 1 while the file is
+/// not open, and again after close(). The threads that call must have called QuilletThread().
+class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAVIFile {
+ public:
+  /// Creates a file; the arguments are those of OutputAVIFile::create().
+  ///
+  /// @param fileName name of the file, in the system's ANSI code page; an existing file is overwritten.
+  /// @param video format of the frames, NULL for no video stream; not copied. Uncompressed frames of 16 bits need their
+  ///     masks behind the header, those of 8 bits their palette.
+  /// @param compressVideo whether the video stream is to be compressed.
+  /// @param audio format of the samples, NULL for no audio stream; not copied.
+  /// @param compressAudio whether the audio stream is to be compressed.
+  /// @return the writer, to be deleted by the caller; #lastError is 0 when it is open, otherwise a code of ds_error
+  ///     (notEnoughMemory, cannotOpenSourceFile for a name that cannot be written, noMediaControl, noMediaEvent,
+  ///     noSynchronizationObject, noGraphBuilder, cannotAddFilter, cannotConnectFilters, noFileWriter, noFileSinkFilter2,
+  ///     noAviMultiplexer, videoSourceCreationFailed, videoStreamCopyImpossible, audioSourceCreationFailed,
+  ///     audioStreamCopyImpossible), output_error::noStreamDefined or unacceptableVideoFormat. NULL when no object could
+  ///     be made.
+  static DSOutputAVIFile* create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
+                                 const WAVEFORMATEX* audio, bool compressAudio);
+
+  /// Closes the file, as close() does, when it is being written.
+  ~DSOutputAVIFile() override;
+
+  bool canRun() override;
+
+  /// Runs the graph.
+  /// @return false with ds_error::graphNotFullyConfigured, cannotCreateThread or cannotRunGraph; true with the warning
+  ///     cannotChangeReferenceClock when the graph will run at the clock's pace. A second start does nothing.
+  bool start() override;
+
+  /// Ends both streams, waits until the multiplexer has completed the file, and stops the graph.
+  /// @return false with ds_error::graphNotStarted, writeError (the graph has aborted: the file is not complete),
+  ///     cannotStopGraph or getStateFailed.
+  bool close() override;
+
+  /// @param frame number of the first frame.
+  /// @param data the frames; needed only during the call.
+  /// @param count number of frames.
+  /// @param bytes size of `data`; when negative it is computed as for uncompressed frames.
+  /// @param key whether the frames are key frames.
+  /// @return false with output_error::noVideoStream, ds_error::graphNotStarted or writeError (also for more than a frame
+  ///     of the format can have): then nothing is written, and the next write may go well.
+  bool writeFrame(long frame, unsigned char* data, long count, long bytes, bool key) override;
+
+  /// @param sample number of the first sample.
+  /// @param data the samples; needed only during the call.
+  /// @param count number of samples.
+  /// @param bytes size of `data`, at most what an interleaving period holds; when negative it is computed from the format.
+  /// @param key whether the samples are key samples.
+  /// @return false with output_error::noAudioStream, ds_error::graphNotStarted or writeError.
+  bool writeSample(long sample, unsigned char* data, long count, long bytes, bool key) override;
+
+  /// @param video the video stream (true) or the audio stream (false).
+  /// @return false with output_error::noVideoStream, noAudioStream, directCopyRequired or compressorAlreadySet.
+  bool canSetCompressor(bool video) override;
+
+  /// @param video the video stream (true) or the audio stream (false).
+  /// @param compressor an IMoniker of a compressor filter; NULL makes a direct copy of the stream.
+  /// @return false with the codes of canSetCompressor(), ds_error::cannotFetchCompressor, cannotAddFilter or
+  ///     cannotConnectFilters. The last two leave the compressor set: the file cannot be written.
+  bool setCompressor(bool video, void* compressor) override;
+
+  /// @return whether a compressor is set; #lastError is 0.
+  bool isCompressorSet(bool video) override;
+
+  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
+  /// @return false.
+  bool chooseCompressor(void* parentWindow, bool video) override;
+
+  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
+  void configureCompressor(void* parentWindow, bool video) override;
+
+  /// Shows the multiplexer's own property pages.
+  /// @param parentWindow the parent's HWND; may be NULL. #lastError is 0, or ds_error::noInterleavingProperties,
+  ///     cannotDisplayDialog or cannotChangeInterleavingPeriod.
+  void configureAVI(void* parentWindow) override;
+
+  /// @return whether the multiplexer interleaves; false with ds_error::noInterleavingProperties when it does not tell.
+  bool isAutomaticallyInterleaved() override;
+
+  /// @return the multiplexer's interleaving period in units of 100 ns; 0 with ds_error::noInterleavingProperties when it does
+  ///     not tell.
+  long long interleavingPeriod() override;
+
+  /// @return whether the multiplexer has taken the setting; otherwise ds_error::noInterleavingProperties.
+  bool setAutomaticInterleaving(bool on) override;
+
+  /// @return false with ds_error::noInterleavingProperties or cannotChangeInterleavingPeriod.
+  bool setInterleavingPeriod(long long period) override;
+
+ private:
+  DSOutputAVIFile();
+  int createGraph(const char* fileName);
+  int addVideoSource();
+  int addAudioSource();
+  static void runGraph(void* file);
+  int endThread();
+  bool requireStream(bool isVideo);
+  bool requireRunning(bool isVideo);
+  bool deliver(quillet::MSDfilter& source, unsigned char* data, long bytes, long long start, long long stop, bool key);
+  template <class Operation>
+  bool withInterleaving(Operation operation);
+  bool renegotiateAudioBuffer();
+
+  struct Graph;
+  Graph* graph = nullptr;
+};

@@ -1,0 +1,356 @@
+#include <quillet/ds_output_avi_file.h>
+
+#include <algorithm>
+#include <new>
+
+#include <dshow.h>
+
+#include <quillet/error_codes.h>
+#include <quillet/thread.h>
+
+#include "core/format_sizes.h"
+#include "core/guarded.h"
+#include "core/library_thread.h"
+#include "core/time_units.h"
+#include "directshow/graph/pins.h"
+#include "directshow/output/output_graph.h"
+
+namespace ds_error = quillet::ds_error;
+namespace output_error = quillet::output_error;
+using Microsoft::WRL::ComPtr;
+
+DSOutputAVIFile::DSOutputAVIFile() = default;
+
+DSOutputAVIFile::~DSOutputAVIFile() {
+  DSOutputAVIFile::close();
+  delete graph;
+}
+
+DSOutputAVIFile* DSOutputAVIFile::create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
+                                         const WAVEFORMATEX* audio, bool compressAudio) {
+  auto* const file = new (std::nothrow) DSOutputAVIFile;
+  if (file != nullptr) {
+    file->video = video;
+    file->compressVideo = compressVideo;
+    file->audio = audio;
+    file->compressAudio = compressAudio;
+    file->finishOpening(quillet::guarded([&] { return file->createGraph(fileName); }));
+  }
+  return file;
+}
+
+int DSOutputAVIFile::createGraph(const char* fileName) {
+  if (!acceptableFormats()) {
+    return lastError;
+  }
+  graph = new Graph;
+  if (const int error = graph->build(fileName)) {
+    return error;
+  }
+  if (const int error = addVideoSource()) {
+    return error;
+  }
+  if (const int error = addAudioSource()) {
+    return error;
+  }
+  if (const int error = graph->control.query(graph->graph.Get())) {
+    return error;
+  }
+  return graph->createEvents();
+}
+
+int DSOutputAVIFile::addVideoSource() {
+  if (video == nullptr) {
+    return ds_error::success;
+  }
+  HRESULT result = S_OK;
+  const ComPtr<quillet::MSDfilter> source(new quillet::MSDfilter(&result, nullptr, video));
+  if (FAILED(result)) {
+    return ds_error::videoSourceCreationFailed;
+  }
+  if (const int error = graph->addSource(graph->video, source.Get(), L"video source")) {
+    return error;
+  }
+  return compressVideo || quillet::connectPair(graph->graph.Get(), source.Get(), graph->mux.Get(), 0)
+             ? ds_error::success
+             : ds_error::videoStreamCopyImpossible;
+}
+
+int DSOutputAVIFile::addAudioSource() {
+  if (audio == nullptr) {
+    return ds_error::success;
+  }
+  if (audio->nSamplesPerSec == 0) {
+    return ds_error::audioSourceCreationFailed;  // No sample would have a time.
+  }
+  bufferSamples = graph->audioSamplesPerBuffer(*audio);
+  HRESULT result = S_OK;
+  const ComPtr<quillet::MSDfilter> source(
+      new quillet::MSDfilter(&result, nullptr, audio, static_cast<unsigned long>(bufferSamples)));
+  if (FAILED(result)) {
+    return ds_error::audioSourceCreationFailed;
+  }
+  if (const int error = graph->addSource(graph->audio, source.Get(), L"audio source")) {
+    return error;
+  }
+  return compressAudio || SUCCEEDED(graph->connectToMux(graph->audio)) ? ds_error::success
+                                                                       : ds_error::audioStreamCopyImpossible;
+}
+
+bool DSOutputAVIFile::canRun() {
+  return !notOpened && graph->video.isConnected() && graph->audio.isConnected();
+}
+
+bool DSOutputAVIFile::start() {
+  if (!requireOpened()) {
+    return false;
+  }
+  if (!canRun()) {
+    lastError = ds_error::graphNotFullyConfigured;
+    return false;
+  }
+  lastError = ds_error::success;
+  if (graph->thread) {
+    return true;
+  }
+  nextFrame = 0;
+  nextSample = 0;
+  const bool isUnpaced = quillet::removeClock(graph->graph.Get());
+  constexpr unsigned stackSize = 32768;
+  graph->thread.reset(quillet::startLibraryThread(runGraph, stackSize, this, nullptr, 0, nullptr));
+  if (!graph->thread) {
+    lastError = ds_error::cannotCreateThread;
+    return false;
+  }
+  // Ends: the thread signals the one when it has tried to run the graph, or the other should it end before.
+  const HANDLE outcomes[] = {graph->graphStarted.get(), graph->thread.get()};
+  WaitForMultipleObjects(2, outcomes, FALSE, INFINITE);
+  if (graph->result != ds_error::success) {
+    lastError = endThread();
+    return false;
+  }
+  if (!isUnpaced) {
+    lastError = ds_error::cannotChangeReferenceClock;
+  }
+  return true;
+}
+
+/// The worker thread: runs the graph until the file is complete.
+void DSOutputAVIFile::runGraph(void* file) {
+  Graph& graph = *static_cast<DSOutputAVIFile*>(file)->graph;
+  QuilletThread();
+  graph.result = graph.run();
+  SetEvent(graph.graphStarted.get());
+  if (graph.result == ds_error::success) {
+    graph.result = graph.runToEnd();
+  }
+}
+
+/// Asks the worker thread to end, and waits for it.
+/// @return its result.
+int DSOutputAVIFile::endThread() {
+  // Ends: the thread waits for nothing but the request and, after it, for the end of the graph.
+  SignalObjectAndWait(graph->stopRequested.get(), graph->thread.get(), INFINITE, FALSE);
+  graph->thread.reset();
+  ResetEvent(graph->stopRequested.get());
+  ResetEvent(graph->graphStarted.get());
+  return graph->result;
+}
+
+bool DSOutputAVIFile::close() {
+  if (!requireOpened()) {
+    return false;
+  }
+  if (!graph->thread) {
+    lastError = ds_error::graphNotStarted;
+    return false;
+  }
+  lastError = endThread();
+  notOpened = true;
+  return lastError == ds_error::success;
+}
+
+bool DSOutputAVIFile::writeFrame(long frame, unsigned char* data, long count, long bytes, bool key) {
+  if (!requireRunning(true)) {
+    return false;
+  }
+  if (bytes < 0) {
+    bytes = static_cast<long>(quillet::uncompressedFrameSize(video->bmiHeader) * count);
+  }
+  const REFERENCE_TIME start = frame * video->AvgTimePerFrame;
+  const REFERENCE_TIME stop = start + video->AvgTimePerFrame * count;
+  if (!deliver(*graph->video.source.Get(), data, bytes, start, stop, key)) {
+    return false;
+  }
+  nextFrame = frame + count;
+  return true;
+}
+
+bool DSOutputAVIFile::writeSample(long sample, unsigned char* data, long count, long bytes, bool key) {
+  if (!requireRunning(false)) {
+    return false;
+  }
+  if (bytes < 0) {
+    constexpr int bitsPerByte = 8;
+    bytes = static_cast<long>(static_cast<long long>(audio->wBitsPerSample) * audio->nChannels * count / bitsPerByte);
+  }
+  const auto timeOf = [this](long long number) { return number * quillet::unitsPerSecond / audio->nSamplesPerSec; };
+  if (!deliver(*graph->audio.source.Get(), data, bytes, timeOf(sample), timeOf(sample + 1LL * count), key)) {
+    return false;
+  }
+  nextSample = sample + count;
+  return true;
+}
+
+/// Sets a code unless the file is open, has the stream and is being written.
+bool DSOutputAVIFile::requireRunning(bool isVideo) {
+  if (!requireStream(isVideo)) {
+    return false;
+  }
+  if (!graph->thread) {
+    lastError = ds_error::graphNotStarted;
+  }
+  return graph->thread != nullptr;
+}
+
+/// Hands data to a stream's source, and sets the code of the outcome.
+bool DSOutputAVIFile::deliver(quillet::MSDfilter& source, unsigned char* data, long bytes, long long start,
+                              long long stop, bool key) {
+  // Null is how the end of the stream is told, which is not the caller's to tell.
+  const bool isWritten = data != nullptr && !source.deliver(data, bytes, &start, &stop, key);
+  lastError = isWritten ? ds_error::success : ds_error::writeError;
+  return isWritten;
+}
+
+/// Sets a code unless the file is open and has the stream.
+bool DSOutputAVIFile::requireStream(bool isVideo) {
+  if (!requireOpened()) {
+    return false;
+  }
+  if (isVideo ? video == nullptr : audio == nullptr) {
+    lastError = isVideo ? output_error::noVideoStream : output_error::noAudioStream;
+    return false;
+  }
+  return true;
+}
+
+bool DSOutputAVIFile::canSetCompressor(bool isVideo) {
+  if (!requireStream(isVideo)) {
+    return false;
+  }
+  if (!(isVideo ? compressVideo : compressAudio)) {
+    lastError = output_error::directCopyRequired;
+    return false;
+  }
+  const bool isSet = graph->stream(isVideo).compressor != nullptr;
+  lastError = isSet ? static_cast<int>(output_error::compressorAlreadySet) : ds_error::success;
+  return !isSet;
+}
+
+bool DSOutputAVIFile::setCompressor(bool isVideo, void* compressor) {
+  if (!canSetCompressor(isVideo)) {
+    return false;
+  }
+  if (compressor != nullptr) {
+    lastError = graph->insertCompressor(graph->stream(isVideo), *static_cast<IMoniker*>(compressor),
+                                        isVideo ? L"video compressor" : L"audio compressor");
+  } else if (SUCCEEDED(graph->connectToMux(graph->stream(isVideo)))) {
+    (isVideo ? compressVideo : compressAudio) = false;
+  } else {
+    lastError = ds_error::cannotConnectFilters;
+  }
+  return lastError == ds_error::success;
+}
+
+bool DSOutputAVIFile::isCompressorSet(bool isVideo) {
+  if (!requireOpened()) {
+    return false;
+  }
+  lastError = ds_error::success;
+  return graph->stream(isVideo).compressor != nullptr;
+}
+
+bool DSOutputAVIFile::chooseCompressor(void*, bool isVideo) {
+  if (canSetCompressor(isVideo)) {
+    lastError = ds_error::cannotDisplayDialog;
+  }
+  return false;
+}
+
+void DSOutputAVIFile::configureCompressor(void*, bool) {
+  if (requireOpened()) {
+    lastError = ds_error::cannotDisplayDialog;
+  }
+}
+
+/// Runs an operation on the multiplexer's interleaving settings, and sets the code of its outcome.
+template <class Operation>
+bool DSOutputAVIFile::withInterleaving(Operation operation) {
+  if (!requireOpened()) {
+    return false;
+  }
+  ComPtr<IConfigInterleaving> interleaving;
+  const bool isDone = SUCCEEDED(graph->mux.As(&interleaving)) && SUCCEEDED(operation(*interleaving.Get()));
+  lastError = isDone ? ds_error::success : ds_error::noInterleavingProperties;
+  return isDone;
+}
+
+bool DSOutputAVIFile::isAutomaticallyInterleaved() {
+  InterleavingMode mode = INTERLEAVE_NONE;
+  return withInterleaving([&](IConfigInterleaving& settings) { return settings.get_Mode(&mode); }) &&
+         (mode == INTERLEAVE_CAPTURE || mode == INTERLEAVE_FULL);
+}
+
+long long DSOutputAVIFile::interleavingPeriod() {
+  REFERENCE_TIME period = 0;
+  REFERENCE_TIME preroll = 0;
+  const bool isKnown =
+      withInterleaving([&](IConfigInterleaving& settings) { return settings.get_Interleaving(&period, &preroll); });
+  return isKnown ? period : 0;
+}
+
+bool DSOutputAVIFile::setAutomaticInterleaving(bool on) {
+  return withInterleaving(
+      [on](IConfigInterleaving& settings) { return settings.put_Mode(on ? INTERLEAVE_FULL : INTERLEAVE_NONE); });
+}
+
+bool DSOutputAVIFile::setInterleavingPeriod(long long period) {
+  const bool isSet = withInterleaving([period](IConfigInterleaving& settings) {
+    const REFERENCE_TIME wanted = std::max(period, 1LL);
+    REFERENCE_TIME before = 0;
+    REFERENCE_TIME preroll = 0;
+    const HRESULT result = settings.get_Interleaving(&before, &preroll);
+    return SUCCEEDED(result) ? settings.put_Interleaving(&wanted, &preroll) : result;
+  });
+  return isSet && renegotiateAudioBuffer();
+}
+
+void DSOutputAVIFile::configureAVI(void* parentWindow) {
+  const long long before = interleavingPeriod();
+  if (lastError != ds_error::success) {
+    return;
+  }
+  if (!graph->showMuxPages(static_cast<HWND>(parentWindow))) {
+    lastError = ds_error::cannotDisplayDialog;
+    return;
+  }
+  if (interleavingPeriod() != before) {
+    renegotiateAudioBuffer();
+  }
+}
+
+/// Adapts the audio buffers to the multiplexer's interleaving period, and has the audio source agree on their new size with
+/// what it is connected to.
+bool DSOutputAVIFile::renegotiateAudioBuffer() {
+  if (audio == nullptr || lastError != ds_error::success) {
+    return lastError == ds_error::success;
+  }
+  bufferSamples = graph->audioSamplesPerBuffer(*audio);
+  const HRESULT result = graph->resizeAudioBuffer(static_cast<unsigned long>(bufferSamples));
+  // A source that still waits for its compressor agrees when it is connected.
+  if (FAILED(result) && result != VFW_E_NOT_CONNECTED) {
+    lastError = ds_error::cannotChangeInterleavingPeriod;
+    return false;
+  }
+  return true;
+}

@@ -1,0 +1,90 @@
+// The filter graph of the DirectShow writer: sources, compressors, AVI multiplexer, file writer.
+
+#pragma once
+
+#include <windows.h>
+
+#include <strmif.h>
+#include <wrl/client.h>
+
+#include <quillet/ds_output_avi_file.h>
+
+#include "core/handles.h"
+#include "directshow/graph/graph_control.h"
+#include "directshow/graph/running_object_table.h"
+#include "directshow/graph/wide_name.h"
+#include "directshow/output/msd_filter.h"
+
+/// What a DirectShow writer owns. The steps that build it are called in the order in which they stand; those that can
+/// fail answer a ds_error code. The members are released in the reverse order of theirs.
+struct DSOutputAVIFile::Graph {
+  template <class T>
+  using ComPtr = Microsoft::WRL::ComPtr<T>;
+
+  /// A stream on its way to the multiplexer.
+  struct Stream {
+    ComPtr<quillet::MSDfilter> source;  ///< Null when the file has no such stream.
+    ComPtr<IBaseFilter> compressor;     ///< Null until one is set.
+
+    bool isConnected() const;
+  };
+
+  /// Builds the graph up to the file writer, which opens the file.
+  int build(const char* fileName);
+
+  /// Adds the source of a stream, which stays unconnected.
+  int addSource(Stream& stream, quillet::MSDfilter* source, const wchar_t* name);
+
+  /// Connects a stream's source, or its compressor when it has one, to the multiplexer, with whatever filters the graph
+  /// sees fit to put in between.
+  HRESULT connectToMux(const Stream& stream);
+
+  /// Puts a compressor between a stream's source and the multiplexer. It is the stream's from then on, also when it could
+  /// not be connected.
+  int insertCompressor(Stream& stream, IMoniker& moniker, const wchar_t* name);
+
+  int createEvents();
+
+  /// Samples that a media sample of the multiplexer's interleaving period has; at least 1.
+  long audioSamplesPerBuffer(const WAVEFORMATEX& format) const;
+
+  /// Has the audio source agree on a new buffer size with what it is connected to.
+  HRESULT resizeAudioBuffer(unsigned long samples);
+
+  /// Shows the multiplexer's property pages.
+  /// @return false when it has none, or they cannot be shown.
+  bool showMuxPages(HWND parent) const;
+
+  /// Starts the graph.
+  int run();
+
+  /// Waits until the graph ends, or a stop is requested; then ends the streams, waits until the file is complete, and stops
+  /// the graph.
+  int runToEnd();
+
+  Stream& stream(bool isVideo) { return isVideo ? video : audio; }
+
+  quillet::constOLEstring wideName;
+  ComPtr<IGraphBuilder> graph;
+  ComPtr<IBaseFilter> mux;
+  Stream video;
+  Stream audio;
+  quillet::GraphControl control;
+  quillet::RunningObjectRegistration registration;
+
+  /// @name The worker thread, none until start() and after close(), and the events that it shares with its owner
+  /// @{
+  quillet::KernelHandle thread;
+  quillet::KernelHandle graphStarted;
+  quillet::KernelHandle stopRequested;
+  int result = 0;  ///< The worker's ds_error code; read after `graphStarted` or the thread's end.
+                   /// @}
+
+ private:
+  enum class End { completed, aborted, stopRequested };
+
+  int addFileWriter(ComPtr<IBaseFilter>& writer);
+  int addMux();
+  End waitForEnd(bool untilRequest);
+  bool canComplete() const;
+};

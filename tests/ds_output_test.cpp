@@ -1,0 +1,424 @@
+// Writing AVI files through DirectShow, with the tests' multiplexer and file writer: Wine's own cannot write.
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <evcode.h>
+#include <ocidl.h>
+#include <vfwmsgs.h>
+
+#include "core/handles.h"
+#include "support/avi_mux.h"
+#include "support/dialog_driver.h"
+#include "support/ds_streams.h"
+#include "support/file_writer.h"
+#include "support/graph_override.h"
+#include "support/leak_check.h"
+#include "support/test_codec.h"
+#include "support/wine_gaps.h"
+#include "support/writing.h"
+
+using namespace quillet;
+using namespace quillet::test;
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+class DSOutput : public testing::Test {
+ protected:
+  Writer create(const VIDEOINFOHEADER* videoFormat, const WAVEFORMATEX* audioFormat, bool compress = false) const {
+    return Writer(OutputAVIFile::create(file.name(), videoFormat, compress, audioFormat, compress, true));
+  }
+
+  Writer started(const VIDEOINFOHEADER* videoFormat, const WAVEFORMATEX* audioFormat) const {
+    Writer writer = create(videoFormat, audioFormat);
+    EXPECT_EQ(writer->lastError, 0);
+    EXPECT_TRUE(writer->start());
+    return writer;
+  }
+
+  const TimeLimit limit{60};
+  const std::shared_ptr<MuxScript> muxScript = std::make_shared<MuxScript>();
+  const std::shared_ptr<WriterFaults> faults = std::make_shared<WriterFaults>();
+  const ClassObjectOverride mux{CLSID_AviDest, aviMux(muxScript)};
+  const ClassObjectOverride fileWriter{CLSID_FileWriter, quillet::test::fileWriter(faults)};
+  const VIDEOINFOHEADER video = videoFormat();
+  const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
+  const TempFile file{".avi"};
+};
+
+TEST_F(DSOutput, BothStreamsComeBackThroughEitherBackend) {
+  {
+    const Writer writer = create(&video, &audio);
+    EXPECT_TRUE(writer->canRun());
+    EXPECT_FALSE(writePicture(*writer, 0));
+    EXPECT_EQ(writer->lastError, ds_error::graphNotStarted);
+    EXPECT_FALSE(writer->close());
+    EXPECT_EQ(writer->lastError, ds_error::graphNotStarted);
+    ASSERT_TRUE(writer->start());
+    EXPECT_TRUE(writer->setAutomaticInterleaving(true));
+    EXPECT_EQ(writer->interleavingPeriod(), 10'000'000);
+    writeInTurns(*writer, 50, 16000, 500);
+    EXPECT_TRUE(writer->isAutomaticallyInterleaved()) << "switched off meanwhile";
+    EXPECT_TRUE(writer->start()) << "which does nothing";
+    EXPECT_EQ(writer->nextFrame_number(), 50);
+    EXPECT_EQ(writer->nextSample_number(), 16000);
+    EXPECT_TRUE(writer->close());
+    EXPECT_FALSE(writePicture(*writer, 50));
+    EXPECT_EQ(writer->lastError, ds_error::notOpened);
+  }
+  EXPECT_EQ(std::ranges::count(muxScript->samples, 16000, &MuxSample::size), 2) << "audio goes in whole periods";
+  for (const bool directShow : {false, true}) {
+    expectPictures(file.name(), 50, directShow);
+    expectCounted(file.name(), 16000, directShow);
+  }
+}
+
+/// A video format with what follows the header.
+Bytes formatBlock(WORD bits, DWORD compression, long size, const std::vector<DWORD>& appendix, LONG rows = 4) {
+  VIDEOINFOHEADER format = videoFormat();
+  format.bmiHeader.biHeight = rows;
+  format.bmiHeader.biBitCount = bits;
+  format.bmiHeader.biCompression = compression;
+  format.bmiHeader.biClrUsed = bits == 8 ? static_cast<DWORD>(appendix.size()) : 0;
+  format.bmiHeader.biSize += static_cast<DWORD>(appendix.size() * sizeof(DWORD));
+  format.bmiHeader.biSizeImage = static_cast<DWORD>(size);
+  Bytes block = bytesOf(format);
+  for (const DWORD word : appendix) {
+    const Bytes bytes = bytesOf(word);
+    block.insert(block.end(), bytes.begin(), bytes.end());
+  }
+  return block;
+}
+
+TEST_F(DSOutput, FramesOfEveryFormatComeBackAsTheyAre) {
+  const struct {
+    const char* name;
+    Bytes format;
+    long size;
+  } cases[] = {
+      {"24 bits", formatBlock(24, BI_RGB, 96, {}), 96},
+      {"32 bits", formatBlock(32, BI_RGB, 128, {}), 128},
+      {"8 bits with a palette", formatBlock(8, BI_RGB, 32, {0x010203, 0x040506}), 32},
+      {"5-5-5", formatBlock(16, BI_BITFIELDS, 64, {0x7C00, 0x3E0, 0x1F}), 64},
+      {"5-6-5", formatBlock(16, BI_BITFIELDS, 64, {0xF800, 0x7E0, 0x1F}), 64},
+      {"top-down", formatBlock(24, BI_RGB, 96, {}, -4), 96},
+      {"a codec's", formatBlock(24, TestCodec::fourcc, 97, {}), 97},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto& format = *reinterpret_cast<const VIDEOINFOHEADER*>(c.format.data());
+    const bool hasDeltas = format.bmiHeader.biCompression == TestCodec::fourcc;
+    const Writer writer = started(&format, nullptr);
+    for (long frame = 0; frame < 6; ++frame) {
+      // Without a size it is that of uncompressed frames, whatever the format.
+      EXPECT_TRUE(writer->writeFrame(frame, picture(frame, c.size).data(), 1, hasDeltas ? c.size : -1, frame % 3 == 0));
+    }
+    EXPECT_TRUE(writer->close());
+
+    PAVISTREAM opened = nullptr;
+    ASSERT_EQ(AVIStreamOpenFromFileA(&opened, file.name(), streamtypeVIDEO, 0, OF_READ, nullptr), 0);
+    const AviStreamHandle stream(opened);
+    EXPECT_EQ(AVIStreamLength(opened), 6);
+    const LONG bitmapSize = static_cast<LONG>(format.bmiHeader.biSize);
+    LONG size = bitmapSize;
+    Bytes bitmap(static_cast<std::size_t>(size));
+    EXPECT_EQ(AVIStreamReadFormat(opened, 0, bitmap.data(), &size), 0);
+    EXPECT_EQ(bitmap, Bytes(c.format.end() - bitmapSize, c.format.end()));
+    for (long frame = 0; frame < 6; ++frame) {
+      Bytes data(static_cast<std::size_t>(c.size));
+      EXPECT_EQ(AVIStreamRead(opened, frame, 1, data.data(), c.size, nullptr, nullptr), 0);
+      EXPECT_EQ(data, picture(frame, c.size));
+      EXPECT_EQ(AVIStreamFindSample(opened, frame, FIND_PREV | FIND_KEY) == frame, !hasDeltas || frame % 3 == 0);
+    }
+  }
+  const Bytes otherMasks = formatBlock(16, BI_BITFIELDS, 64, {0xF00, 0xF0, 0xF});
+  const Writer refused = create(reinterpret_cast<const VIDEOINFOHEADER*>(otherMasks.data()), nullptr);
+  EXPECT_EQ(refused->lastError, ds_error::videoStreamCopyImpossible);
+}
+
+TEST_F(DSOutput, CompressedAudioComesBackAsItIs) {
+  struct {
+    WAVEFORMATEX wave;
+    WORD samplesPerBlock;
+  } const format = {{WAVE_FORMAT_IMA_ADPCM, 1, 8000, 4055, 256, 4, 2}, 505};
+  const Writer writer = started(nullptr, &format.wave);
+  const Bytes blocks = noise(3 * 256);
+  EXPECT_TRUE(writer->writeSample(0, const_cast<std::uint8_t*>(blocks.data()), 3, 3 * 256, true));
+  EXPECT_TRUE(writer->close());
+  PAVISTREAM opened = nullptr;
+  ASSERT_EQ(AVIStreamOpenFromFileA(&opened, file.name(), streamtypeAUDIO, 0, OF_READ, nullptr), 0);
+  const AviStreamHandle stream(opened);
+  Bytes data(blocks.size());
+  EXPECT_EQ(AVIStreamRead(opened, 0, 3, data.data(), static_cast<LONG>(data.size()), nullptr, nullptr), 0);
+  EXPECT_EQ(data, blocks);
+}
+
+TEST_F(DSOutput, AWriteThatDoesNotFitLeavesTheNextOneAlone) {
+  const Writer writer = started(&video, &audio);
+  Bytes large(pictureSize + 1);
+  EXPECT_TRUE(writePicture(*writer, 0));
+  EXPECT_FALSE(writer->writeFrame(1, large.data(), 1, pictureSize + 1, true));
+  EXPECT_EQ(writer->lastError, ds_error::writeError);
+  EXPECT_FALSE(writer->writeFrame(1, nullptr, 1, 0, true)) << "which is not the end of the stream";
+  EXPECT_EQ(writer->nextFrame_number(), 1);
+  EXPECT_TRUE(writePicture(*writer, 1));
+  EXPECT_TRUE(writeCounted(*writer, 0, 8000));
+  EXPECT_FALSE(writeCounted(*writer, 8000, 8001)) << "more than a period";
+  EXPECT_TRUE(writer->close());
+  expectPictures(file.name(), 2);
+  expectCounted(file.name(), 8000);
+}
+
+TEST_F(DSOutput, AStreamThatRunsAheadWaitsForTheOther) {
+  const Writer writer = started(&video, &audio);
+  EXPECT_TRUE(writer->setAutomaticInterleaving(true));
+  {
+    const Thread videoThread([&] {
+      for (long frame = 0; frame < 75; ++frame) {
+        EXPECT_TRUE(writePicture(*writer, frame));
+      }
+    });
+    EXPECT_FALSE(videoThread.endsWithin(200)) << "three seconds ahead";
+    for (long first = 0; first < 24000; first += 8000) {
+      EXPECT_TRUE(writeCounted(*writer, first, 8000));
+    }
+  }
+  EXPECT_TRUE(writer->close());
+  REFERENCE_TIME ends[2] = {};
+  for (const MuxSample& sample : muxScript->samples) {
+    EXPECT_LE(*sample.start, ends[1 - sample.stream] + 10'000'000) << "no more than a period ahead";
+    ends[sample.stream] = *sample.stop;
+  }
+  expectPictures(file.name(), 75);
+}
+
+TEST_F(DSOutput, NobodyIsStrandedInAWrite) {
+  const GraphOverride graph;
+  const struct {
+    const char* name;
+    std::function<void(OutputAVIFile&)> happen;
+    int closeCode;
+  } cases[] = {
+      {"stopped", [&](OutputAVIFile&) { graph.stop(); }, ds_error::writeError},
+      {"aborted", [&](OutputAVIFile&) { graph.notify(EC_ERRORABORT); }, ds_error::writeError},
+      {"aborted by the user", [&](OutputAVIFile&) { graph.notify(EC_USERABORT); }, ds_error::writeError},
+      {"complete", [&](OutputAVIFile&) { graph.notify(EC_COMPLETE); }, 0},
+      {"closed", [&](OutputAVIFile& writer) { EXPECT_TRUE(writer.close()); }, ds_error::notOpened},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Writer writer = started(&video, &audio);
+    EXPECT_TRUE(writer->setAutomaticInterleaving(true));
+    {
+      const Thread videoThread([&] {
+        for (long frame = 0; frame < 50 && writePicture(*writer, frame); ++frame) {
+        }
+      });
+      EXPECT_FALSE(videoThread.endsWithin(100)) << "held back";
+      c.happen(*writer);
+    }
+    EXPECT_FALSE(writePicture(*writer, 50)) << "nor does the next write wait";
+    EXPECT_EQ(writer->close(), c.closeCode == 0);
+    EXPECT_EQ(writer->lastError, c.closeCode);
+  }
+}
+
+TEST_F(DSOutput, AFailureOfTheFiltersFailsTheWritesAndTheClosing) {
+  muxScript->failReceiveAfter = 3;
+  const Writer writer = started(&video, nullptr);
+  long frame = 0;
+  while (writePicture(*writer, frame)) {
+    ++frame;
+  }
+  EXPECT_LE(frame, 4) << "one is taken before the failure is known";
+  EXPECT_EQ(writer->lastError, ds_error::writeError);
+  EXPECT_FALSE(writer->close());
+  EXPECT_EQ(writer->lastError, ds_error::writeError);
+}
+
+TEST_F(DSOutput, DestructionCompletesTheFileWhateverIsHeldBack) {
+  Writer writer = started(&video, &audio);
+  EXPECT_TRUE(writer->setAutomaticInterleaving(true));
+  for (long frame = 0; frame <= 26; ++frame) {  // The last one is more than a second ahead of the audio.
+    EXPECT_TRUE(writePicture(*writer, frame));
+  }
+  writer.reset();
+  expectPictures(file.name(), 27);
+}
+
+TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
+  GraphOverride graph;
+  const auto without = [&](const IID& interface_) { return [&] { graph.faults.missing = {interface_}; }; };
+  const struct {
+    int code;
+    std::function<void()> prepare;
+  } cases[] = {
+      {ds_error::noGraphBuilder, [&] { graph.faults.create = E_FAIL; }},
+      {ds_error::noFileWriter, [&] { faults->create = E_FAIL; }},
+      {ds_error::noFileSinkFilter2, [&] { faults->noFileSink2 = true; }},
+      {ds_error::cannotOpenSourceFile, [&] { faults->setFileName = E_ACCESSDENIED; }},
+      {ds_error::noAviMultiplexer, [&] { muxScript->create = E_FAIL; }},
+      {ds_error::noMediaControl, without(IID_IMediaControl)},
+      {ds_error::noMediaEvent, without(IID_IMediaEvent)},
+      {0, [] {}},
+  };
+  const auto tryAll = [&] {
+    for (const auto& [code, prepare] : cases) {
+      prepare();
+      const Writer writer = create(&video, &audio);
+      EXPECT_EQ(writer->lastError, code);
+      if (code != 0) {
+        EXPECT_FALSE(writer->start());
+        EXPECT_EQ(writer->lastError, ds_error::notOpened);
+      } else {
+        EXPECT_TRUE(writer->start() && writePicture(*writer, 0) && writeCounted(*writer, 0, 80));
+      }
+      graph.faults.create = S_OK;
+      graph.faults.missing.clear();
+      *faults = {};
+      *muxScript = {};
+    }
+  };
+  constexpr long graphs = 7;  // All but that which is not made.
+  EXPECT_TRUE(leavesNothingBehind(tryAll, graphs * wine_gap::blocksOfAnIdleGraph, graphs * wine_gap::handlesOfAGraph,
+                                  200 / graphs));
+
+  muxScript->acceptInput = VFW_E_TYPE_NOT_ACCEPTED;
+  EXPECT_EQ(create(&video, nullptr)->lastError, ds_error::videoStreamCopyImpossible);
+  EXPECT_EQ(create(nullptr, &audio)->lastError, ds_error::audioStreamCopyImpossible);
+  *muxScript = {};
+  EXPECT_EQ(create(nullptr, nullptr)->lastError, output_error::noStreamDefined);
+  WAVEFORMATEX withoutRate = audio;
+  withoutRate.nSamplesPerSec = 0;
+  EXPECT_EQ(create(nullptr, &withoutRate)->lastError, ds_error::audioSourceCreationFailed);
+  EXPECT_EQ(Writer(OutputAVIFile::create(nullptr, &video, false, nullptr, false, true))->lastError,
+            ds_error::cannotOpenSourceFile);
+  graph.faults.run = E_FAIL;
+  const Writer writer = create(&video, nullptr);
+  EXPECT_FALSE(writer->start());
+  EXPECT_EQ(writer->lastError, ds_error::cannotRunGraph);
+  EXPECT_FALSE(writePicture(*writer, 0)) << "and does not wait";
+  EXPECT_EQ(writer->lastError, ds_error::graphNotStarted);
+}
+
+/// A compressor that the system lists while this lives; there is none behind it but by class-object override.
+struct RegisteredCompressor {
+  RegisteredCompressor() {
+    CoCreateGuid(&id);
+    CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper));
+    REGFILTER2 details = {};
+    details.dwVersion = 1;
+    EXPECT_EQ(
+        mapper->RegisterFilter(id, L"Test compressor", &moniker, &CLSID_VideoCompressorCategory, nullptr, &details),
+        S_OK);
+  }
+  ~RegisteredCompressor() { mapper->UnregisterFilter(&CLSID_VideoCompressorCategory, nullptr, id); }
+
+  CLSID id = {};
+  ComPtr<IFilterMapper2> mapper;
+  ComPtr<IMoniker> moniker;
+};
+
+TEST_F(DSOutput, TakesCompressorsOrNone) {
+  const Writer writer = create(&video, &audio, true);
+  EXPECT_FALSE(writer->start());
+  EXPECT_EQ(writer->lastError, ds_error::graphNotFullyConfigured);
+  EXPECT_TRUE(writer->canSetCompressor(true));
+
+  const RegisteredCompressor compressor;
+  EXPECT_FALSE(writer->setCompressor(true, compressor.moniker.Get()));
+  EXPECT_EQ(writer->lastError, ds_error::cannotFetchCompressor);
+  EXPECT_FALSE(writer->isCompressorSet(true));
+  // One that has no output.
+  const ClassObjectOverride filter(compressor.id, quillet::test::fileWriter(faults));
+  EXPECT_FALSE(writer->setCompressor(true, compressor.moniker.Get()));
+  EXPECT_EQ(writer->lastError, ds_error::cannotConnectFilters);
+  EXPECT_TRUE(writer->isCompressorSet(true)) << "it stays";
+  EXPECT_FALSE(writer->setCompressor(true, nullptr));
+  EXPECT_EQ(writer->lastError, output_error::compressorAlreadySet);
+
+  EXPECT_TRUE(writer->setCompressor(false, nullptr));
+  EXPECT_FALSE(writer->setCompressor(false, nullptr));
+  EXPECT_EQ(writer->lastError, output_error::directCopyRequired);
+  const Writer audioOnly = create(nullptr, &audio);
+  EXPECT_FALSE(audioOnly->canSetCompressor(true));
+  EXPECT_EQ(audioOnly->lastError, output_error::noVideoStream);
+
+  const Writer direct = create(&video, nullptr, true);
+  EXPECT_TRUE(direct->setCompressor(true, nullptr));
+  EXPECT_TRUE(direct->start() && writePicture(*direct, 0) && direct->close());
+  expectPictures(file.name(), 1);
+}
+
+/// A property page that sets the multiplexer's period to two seconds as soon as it has it.
+class PeriodPage : public quillet::test::ComObject<IPropertyPage> {
+ public:
+  STDMETHODIMP SetObjects(ULONG count, IUnknown** objects) override {
+    ComPtr<IConfigInterleaving> settings;
+    const REFERENCE_TIME times[] = {20'000'000, 0};
+    return count == 0 ? S_OK
+           : FAILED(objects[0]->QueryInterface(IID_PPV_ARGS(&settings)))
+               ? E_NOINTERFACE
+               : settings->put_Interleaving(&times[0], &times[1]);
+  }
+  STDMETHODIMP GetPageInfo(PROPPAGEINFO* info) override {
+    *info = {};
+    info->cb = sizeof *info;
+    info->size = {100, 50};
+    return S_OK;
+  }
+  STDMETHODIMP SetPageSite(IPropertyPageSite*) override { return S_OK; }
+  STDMETHODIMP Activate(HWND, LPCRECT, BOOL) override { return S_OK; }
+  STDMETHODIMP Deactivate() override { return S_OK; }
+  STDMETHODIMP Show(UINT) override { return S_OK; }
+  STDMETHODIMP Move(LPCRECT) override { return S_OK; }
+  STDMETHODIMP IsPageDirty() override { return S_FALSE; }
+  STDMETHODIMP Apply() override { return S_OK; }
+  STDMETHODIMP Help(LPCOLESTR) override { return E_NOTIMPL; }
+  STDMETHODIMP TranslateAccelerator(MSG*) override { return S_FALSE; }
+};
+
+TEST_F(DSOutput, ThePeriodIsTheMultiplexers) {
+  const auto makePage = [](REFIID id, void** object) { return makeCom<PeriodPage>()->QueryInterface(id, object); };
+  const ClassObjectOverride pages[] = {{CLSID_AviMuxProptyPage, makePage}, {CLSID_AviMuxProptyPage1, makePage}};
+  for (const bool compress : {false, true}) {
+    const Writer writer = create(&video, &audio, compress);
+    {
+      const DialogDriver user({{"Properties for AVI mux", [](HWND frame) { PostMessageA(frame, WM_CLOSE, 0, 0); }}});
+      writer->configureAVI(nullptr);
+    }
+    EXPECT_EQ(writer->lastError, 0) << "also for a source that is not connected yet";
+    EXPECT_EQ(writer->interleavingPeriod(), 20'000'000);
+    if (!compress) {
+      EXPECT_TRUE(writer->start());
+      EXPECT_TRUE(writeCounted(*writer, 0, 16000)) << "in one piece";
+      EXPECT_FALSE(writer->setInterleavingPeriod(5'000'000)) << "a running source cannot be connected anew";
+      EXPECT_EQ(writer->lastError, ds_error::cannotChangeInterleavingPeriod);
+    }
+  }
+  const Writer writer = create(&video, &audio);
+  EXPECT_TRUE(writer->setInterleavingPeriod(1));
+  EXPECT_TRUE(writer->start() && writeCounted(*writer, 0, 1)) << "never less than a sample";
+  EXPECT_FALSE(writeCounted(*writer, 1, 2));
+
+  muxScript->noPropertyPages = true;
+  writer->configureAVI(nullptr);
+  EXPECT_EQ(writer->lastError, ds_error::cannotDisplayDialog);
+  muxScript->getInterleaving = E_NOTIMPL;
+  writer->configureAVI(nullptr);
+  EXPECT_EQ(writer->lastError, ds_error::noInterleavingProperties);
+  EXPECT_TRUE(writer->close());
+  const Writer second = create(nullptr, &audio);
+  EXPECT_TRUE(second->start() && writeCounted(*second, 0, 8000)) << "a second, for want of a period";
+  muxScript->refuseInterleavingInterface = true;
+  EXPECT_FALSE(second->setAutomaticInterleaving(true));
+  EXPECT_EQ(second->lastError, ds_error::noInterleavingProperties);
+}
+
+}  // namespace
