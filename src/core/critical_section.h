@@ -1,4 +1,5 @@
-// A lock between threads: the compiler's runtime has no std::mutex with Windows' own threads.
+// A lock between threads, and a way to wait for what it guards: the compiler's runtime has no std::mutex with Windows' own
+// threads.
 
 #pragma once
 
@@ -19,7 +20,30 @@ class CriticalSection {
   void unlock() { LeaveCriticalSection(&section); }
 
  private:
+  friend class ConditionVariable;
   CRITICAL_SECTION section;
+};
+
+/// Where threads wait until what a lock guards has changed. In the uncontended case neither this nor the lock costs a call
+/// of the kernel.
+class ConditionVariable {
+ public:
+  ConditionVariable() = default;
+  ConditionVariable(const ConditionVariable&) = delete;
+  ConditionVariable& operator=(const ConditionVariable&) = delete;
+
+  /// Lets go of the lock, which the thread holds once, until the condition holds.
+  template <class Condition>
+  void wait(CriticalSection& held, Condition condition) {
+    while (!condition()) {
+      SleepConditionVariableCS(&variable, &held.section, INFINITE);
+    }
+  }
+
+  void wakeAll() { WakeAllConditionVariable(&variable); }
+
+ private:
+  CONDITION_VARIABLE variable = CONDITION_VARIABLE_INIT;
 };
 
 }  // namespace quillet

@@ -62,7 +62,8 @@ class CSourceStream : public CBaseOutputPin {
   /// The thread ends.
   virtual void OnThreadDestroy() {}
 
-  /// Signalled while the thread is asked to stop: every wait of FillBuffer() waits for this event as well.
+  /// Signalled while the thread is asked to stop: every wait of FillBuffer() waits for this event as well, unless the
+  /// subclass ends the wait by itself, before Inactive().
   HANDLE stopRequest() const { return worker.commandEvent(); }
 
   /// Moves the stream: stops pushing, flushes the receiver when the filter is active, runs `move` while the thread is

@@ -80,9 +80,6 @@ int DSOutputAVIFile::addAudioSource() {
   if (audio == nullptr) {
     return ds_error::success;
   }
-  if (audio->nSamplesPerSec == 0) {
-    return ds_error::audioSourceCreationFailed;  // No sample would have a time.
-  }
   bufferSamples = graph->audioSamplesPerBuffer(*audio);
   HRESULT result = S_OK;
   const ComPtr<quillet::MSDfilter> source(

@@ -80,8 +80,8 @@ MSDfilterOutputPin::MSDfilterOutputPin(HRESULT* result, CSource& filter, const w
       videoFormat(videoFormat),
       audioFormat(audioFormat),
       samplesPerBuffer(samplesPerBuffer) {
-  if (!rendezvous.isUsable()) {
-    *result = E_FAIL;
+  if (videoFormat != nullptr ? videoFormat->AvgTimePerFrame <= 0 : audioFormat->nSamplesPerSec == 0) {
+    *result = E_INVALIDARG;
   }
 }
 
@@ -157,6 +157,11 @@ HRESULT MSDfilterOutputPin::Active() {
   return result;
 }
 
+HRESULT MSDfilterOutputPin::Inactive() {
+  rendezvous.callAway();  // What FillBuffer() waits for is not an event, so that stopRequest() does not wake it.
+  return CSourceStream::Inactive();
+}
+
 HRESULT MSDfilterOutputPin::OnThreadStartPlay() {
   DeliverNewSegment(0, std::numeric_limits<REFERENCE_TIME>::max(), 1.0);
   return S_OK;
@@ -165,7 +170,7 @@ HRESULT MSDfilterOutputPin::OnThreadStartPlay() {
 HRESULT MSDfilterOutputPin::FillBuffer(IMediaSample* sample) {
   // What does not fit is its giver's failure alone: the sample waits for the next. Ends with data that fits, the end of
   // the stream or a request to stop.
-  while (const HandOff* const handOff = rendezvous.take(stopRequest())) {
+  while (const HandOff* const handOff = rendezvous.take()) {
     const bool isFilled = fill(*sample, *handOff);
     rendezvous.taken(isFilled);
     if (isFilled) {

@@ -19,7 +19,7 @@ namespace quillet {
 /// The pin of a video or an audio stream. Its one buffer makes every write wait for the one before.
 class MSDfilterOutputPin : public CSourceStream {
  public:
-  /// @param result receives E_FAIL when the pin could not be made; left alone otherwise.
+  /// @param result receives a failure when the format gives frames or samples no time; left alone otherwise.
   /// @param videoFormat, audioFormat one of them, the other null; not copied: must outlive the pin.
   /// @param samplesPerBuffer audio samples that one media sample can take.
   MSDfilterOutputPin(HRESULT* result, CSource& filter, const wchar_t* name, const VIDEOINFOHEADER* videoFormat,
@@ -33,7 +33,7 @@ class MSDfilterOutputPin : public CSourceStream {
   void endStream() { rendezvous.end(); }
 
   /// Whether the streaming thread has gone before the end of the stream.
-  bool hasBrokenOff() const { return !hasEnded && !rendezvous.hasTaker(); }
+  bool hasBrokenOff() { return !hasEnded && !rendezvous.hasTaker(); }
 
   /// Takes effect with the next connection.
   void setSamplesPerBuffer(unsigned long samples) { samplesPerBuffer = samples; }
@@ -43,6 +43,7 @@ class MSDfilterOutputPin : public CSourceStream {
   HRESULT GetMediaType(CMediaType* type) override;
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
   HRESULT Active() override;
+  HRESULT Inactive() override;
 
  protected:
   HRESULT FillBuffer(IMediaSample* sample) override;

@@ -92,7 +92,8 @@ long DSOutputAVIFile::Graph::audioSamplesPerBuffer(const WAVEFORMATEX& format) c
   if (FAILED(mux.As(&settings)) || FAILED(settings->get_Interleaving(&period, &preroll)) || period <= 0) {
     period = quillet::unitsPerSecond;
   }
-  return std::max(quillet::samplesInPeriod(period, format.nSamplesPerSec), 1L);
+  // A format without a rate will be refused by its source.
+  return std::max(quillet::samplesInPeriod(period, std::max(format.nSamplesPerSec, 1UL)), 1L);
 }
 
 HRESULT DSOutputAVIFile::Graph::resizeAudioBuffer(unsigned long samples) {

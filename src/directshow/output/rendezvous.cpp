@@ -1,38 +1,63 @@
 #include "directshow/output/rendezvous.h"
 
-#include <iterator>
+#include <mutex>
 
 namespace quillet {
 
-Rendezvous::Rendezvous()
-    : dataReady(CreateEventA(nullptr, FALSE, FALSE, nullptr)),
-      dataTaken(CreateEventA(nullptr, FALSE, FALSE, nullptr)),
-      endRequested(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
-      takerGone(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
-
 bool Rendezvous::give(const HandOff& handOff) {
+  const std::lock_guard guard(lock);
   slot = handOff;
-  SetEvent(dataReady.get());
-  // Taken comes first: a taker that has taken the data and then left has signalled both.
-  const HANDLE outcomes[] = {dataTaken.get(), takerGone.get()};
-  if (WaitForMultipleObjects(static_cast<DWORD>(std::size(outcomes)), outcomes, FALSE, INFINITE) == WAIT_OBJECT_0) {
-    return isUsed;
+  isOffered = true;
+  changed.wakeAll();
+  changed.wait(lock, [this] { return !isOffered || !isTakerExpected; });
+  if (isOffered) {
+    isOffered = false;  // Nobody is to find there what is the giver's again.
+    return false;
   }
-  ResetEvent(dataReady.get());  // Nobody is to find there what is the giver's again.
-  return false;
+  return wasUsable;
 }
 
-const HandOff* Rendezvous::take(HANDLE stop) {
-  // Data comes before the end: what is being given when the end is requested still counts.
-  const HANDLE reasons[] = {stop, dataReady.get(), endRequested.get()};
-  const bool hasData =
-      WaitForMultipleObjects(static_cast<DWORD>(std::size(reasons)), reasons, FALSE, INFINITE) == WAIT_OBJECT_0 + 1;
-  return hasData ? &slot : nullptr;
+const HandOff* Rendezvous::take() {
+  const std::lock_guard guard(lock);
+  changed.wait(lock, [this] { return isOffered || isEnding || isCalledAway; });
+  // Data comes before the end: what is being given when the stream ends still counts.
+  return isOffered && !isCalledAway ? &slot : nullptr;
 }
 
-void Rendezvous::taken(bool used) {
-  isUsed = used;
-  SetEvent(dataTaken.get());
+void Rendezvous::taken(bool isUsable) {
+  wasUsable = isUsable;  // Nobody looks until it is not offered any more.
+  change(isOffered, false);
+}
+
+void Rendezvous::expect() {
+  const std::lock_guard guard(lock);
+  isTakerExpected = true;
+  isCalledAway = false;
+}
+
+void Rendezvous::callAway() {
+  change(isCalledAway, true);
+}
+
+void Rendezvous::leave() {
+  change(isTakerExpected, false);
+}
+
+void Rendezvous::end() {
+  change(isEnding, true);
+}
+
+bool Rendezvous::hasTaker() {
+  const std::lock_guard guard(lock);
+  return isTakerExpected;
+}
+
+void Rendezvous::change(bool& what, bool value) {
+  {
+    const std::lock_guard guard(lock);
+    what = value;
+  }
+  changed.wakeAll();  // Who wakes up finds the lock free.
 }
 
 }  // namespace quillet

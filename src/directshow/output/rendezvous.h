@@ -7,7 +7,7 @@
 
 #include <strmif.h>
 
-#include "core/handles.h"
+#include "core/critical_section.h"
 
 namespace quillet {
 
@@ -20,54 +20,53 @@ struct HandOff {
   bool keyFrame = false;
 };
 
-/// For one giver at a time and one taker at a time.
+/// For one giver at a time and one taker at a time; the rest any thread may call.
 ///
 /// No wait can strand anybody. The giver's ends when the taker has taken the data, or when it has left: leave() is called
-/// however its work ends. The taker's ends with data, the end of the stream, or the signal that it is given to watch.
+/// however its work ends. The taker's ends with data, the end of the stream, or the call that wants it elsewhere.
+///
+/// A lock and a condition variable instead of events: a frame is handed over for every frame written, and events would cost
+/// the taker two calls of the kernel for each.
 class Rendezvous {
  public:
-  Rendezvous();
-
-  /// Whether what it needs could be made.
-  bool isUsable() const { return dataReady && dataTaken && endRequested && takerGone; }
-
-  // The giver's side.
-
   /// Hands data over and waits until it is taken.
-  /// @return whether it was taken, and could be used.
+  /// @return whether it was taken, and could be used; false at once while no taker is expected.
   bool give(const HandOff& handOff);
 
-  /// Tells that no more data will come after what is being given. Any thread may call it; waits for nothing.
-  void end() { SetEvent(endRequested.get()); }
-
-  /// Whether there is somebody to give to. Any thread may ask.
-  bool hasTaker() const { return WaitForSingleObject(takerGone.get(), 0) != WAIT_OBJECT_0; }
-
-  // The taker's side.
-
-  /// The taker is about to come: giving waits for it from now on. Called before it can.
-  void expect() { ResetEvent(takerGone.get()); }
-
   /// Waits for data.
-  /// @param stop an event that means that the taker is wanted elsewhere.
-  /// @return null at the end of the stream, and when `stop` is signalled.
-  const HandOff* take(HANDLE stop);
+  /// @return null at the end of the stream, and when the taker was called away.
+  const HandOff* take();
 
   /// Lets the giver of what take() has returned go on.
-  /// @param isUsed whether the data could be used.
-  void taken(bool isUsed);
+  /// @param isUsable whether the data could be used.
+  void taken(bool isUsable);
+
+  /// The taker is about to come: giving waits for it from now on.
+  void expect();
+
+  /// Calls the taker away, for good.
+  void callAway();
 
   /// The taker takes nothing any more, whatever the reason.
-  void leave() { SetEvent(takerGone.get()); }
+  void leave();
+
+  /// Tells that no more data will come after what is being given.
+  void end();
+
+  /// Whether there is somebody to give to.
+  bool hasTaker();
 
  private:
-  // Written before `dataReady` is signalled and read after it was waited for; likewise `isUsed` and `dataTaken`.
-  HandOff slot;
-  bool isUsed = false;
-  KernelHandle dataReady;  // Each of the first two is reset by the one wait for it.
-  KernelHandle dataTaken;
-  KernelHandle endRequested;
-  KernelHandle takerGone;
+  void change(bool& what, bool value);
+
+  CriticalSection lock;
+  ConditionVariable changed;  // Of anything that follows.
+  HandOff slot;               // The taker reads it without the lock, while it is offered.
+  bool isOffered = false;
+  bool wasUsable = false;
+  bool isTakerExpected = false;
+  bool isCalledAway = false;
+  bool isEnding = false;
 };
 
 }  // namespace quillet
