@@ -6,6 +6,7 @@
 #include <quillet/audio_or_video_stream.h>
 #include <quillet/audio_source_stream.h>
 #include <quillet/automatic_interleave_engine.h>
+#include <quillet/ds_raw_data_source_stream.h>
 #include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
 #include <quillet/media_container.h>
@@ -15,5 +16,6 @@
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/source_stream.h>
 #include <quillet/thread.h>
+#include <quillet/vfw_raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 #include <quillet/video_source_stream.h>

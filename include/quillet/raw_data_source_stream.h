@@ -9,7 +9,6 @@
 class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virtual AudioOrVideoStream {
  public:
   /// Opens the compressed samples of a stream with the backend that the caller names; see SourceStream::open().
-  /// @return NULL while neither backend reads compressed samples.
   static RawDataSourceStream* open(const char* fileName, bool video, bool useDirectShow, int stream,
                                    QuilletNotification* notification);
 
