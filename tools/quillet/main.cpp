@@ -19,7 +19,7 @@
 namespace quillet::cli {
 namespace {
 
-constexpr const Command* commands[] = {&infoCommand, &frameCommand, &samplesCommand, &timeCommand};
+constexpr const Command* commands[] = {&infoCommand, &frameCommand, &rawCommand, &samplesCommand, &timeCommand};
 
 /// The console shows the program's UTF-8 while this lives.
 class Utf8Console {

@@ -213,6 +213,7 @@ int DSRawDataSourceStream::measureVideo(const AM_MEDIA_TYPE& type) {
     quillet::setTimePerFrame(type, frameTime);
   }
   reader->callback->numbering = quillet::SampleNumbering(type);
+  reader->callback->samplePeriod = static_cast<double>(frameTime) / unitsPerSecond;
   return ds_error::success;
 }
 

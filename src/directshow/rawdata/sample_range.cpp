@@ -47,7 +47,9 @@ SampleRange SampleNumbering::rangeOf(double time, IMediaSample* sample) const {
   if (timed == S_OK) {
     range.endTime = range.startTime + (last - first);
   }
-  if (FAILED(sample->GetMediaTime(&range.start, &range.end))) {
+  const bool hasMediaTime = SUCCEEDED(sample->GetMediaTime(&range.start, &range.end));
+  // Some splitters, Wine's for one, give the times again as media times.
+  if (!hasMediaTime || (timed == S_OK && range.end == last)) {
     range.start = numberAt(range.startTime);
     range.end = timed == S_OK ? numberAt(range.endTime) : SampleRange::unknown;
   }
