@@ -30,8 +30,8 @@ namespace {
 
 using Raw = std::unique_ptr<RawDataSourceStream>;
 
-Raw openRaw(const char* name, bool directShow, bool video = true, QuilletNotification* sink = nullptr) {
-  return Raw(RawDataSourceStream::open(name, video, directShow, 0, sink));
+Raw openRaw(const char* name, bool directShow, bool video = true) {
+  return Raw(RawDataSourceStream::open(name, video, directShow, 0, nullptr));
 }
 
 /// While it lives, files are split by Wine's own splitters: the one that comes first hands out decoded samples only.
@@ -40,10 +40,6 @@ class WithoutDecodingSplitter {
   const ClassObjectOverride none{splitter, [](REFIID, void**) { return E_FAIL; }};
 };
 
-DWORD crcOf(const Bytes& data) {
-  return RtlComputeCrc32(0, data.data(), static_cast<INT>(data.size()));
-}
-
 struct Sample {
   long start = -1, samples = 0, bytes = 0;
   bool key = false;
@@ -51,16 +47,21 @@ struct Sample {
   bool operator==(const Sample&) const = default;
 };
 
-void PrintTo(const Sample& sample, std::ostream* out) {
-  *out << sample.start << "+" << sample.samples << ", " << sample.bytes << " bytes, key " << sample.key << ", crc "
-       << sample.crc;
+Sample sampleOf(long start, long samples, bool key, const Bytes& data) {
+  const auto size = static_cast<long>(data.size());
+  return {start, samples, size, key, RtlComputeCrc32(0, data.data(), size)};
 }
 
-Sample read(RawDataSourceStream& stream, long number, bool keyWanted = false) {
-  Sample sample = {number, 0, 0, keyWanted, 0};
-  const BYTE* const data = stream.getData(sample.start, sample.samples, sample.bytes, sample.key);
-  sample.crc = data != nullptr ? crcOf(Bytes(data, data + sample.bytes)) : 0;
-  return data != nullptr ? sample : Sample();
+Sample read(RawDataSourceStream& stream, long number, bool key = false) {
+  long samples = 0;
+  long bytes = 0;
+  const BYTE* const data = stream.getData(number, samples, bytes, key);
+  return data != nullptr ? sampleOf(number, samples, key, Bytes(data, data + bytes)) : Sample();
+}
+
+void expectRead(RawDataSourceStream& stream, long number, bool keyWanted, const Sample& expected, int code = 0) {
+  EXPECT_TRUE(read(stream, number, keyWanted) == expected) << "sample " << number << ", key " << keyWanted;
+  EXPECT_EQ(stream.lastError, code) << "sample " << number << ", key " << keyWanted;
 }
 
 /// Reads all samples in order, then some in random order, and compares them with what another program has found.
@@ -69,34 +70,31 @@ void expectPackets(RawDataSourceStream& stream, const char* listName, double rat
   SCOPED_TRACE(listName);
   std::ifstream list(mediaFile(listName));
   std::map<long, Sample> packets;
-  for (std::string line; std::getline(list, line);) {
-    double time = 0.0;
-    double duration = 0.0;
-    Sample packet;
-    char key = '_';
+  double time = 0.0;
+  double duration = 0.0;
+  char key = '_';
+  Sample packet;
+  for (std::string line; std::getline(list, line); packets[packet.start] = packet) {
     ASSERT_EQ(
         std::sscanf(line.c_str(), "%lf,%lf,%ld,%c%*c,CRC32:%lx", &time, &duration, &packet.bytes, &key, &packet.crc),
         5);
-    packet.start = std::lround(time * rate);
-    packet.samples = std::lround(duration * rate);
-    packet.key = key == 'K';
-    packets[packet.start] = packet;
+    packet = {std::lround(time * rate), std::lround(duration * rate), packet.bytes, key == 'K', packet.crc};
   }
   ASSERT_GE(packets.size(), 40U);
   ASSERT_EQ(stream.lastError, 0);
   ASSERT_EQ(stream.duration(), packets.rbegin()->first + packets.rbegin()->second.samples);
-  for (const auto& [start, packet] : packets) {
-    ASSERT_EQ(read(stream, start), packet) << "code " << stream.lastError;
+  for (const auto& [start, expected] : packets) {
+    expectRead(stream, start, false, expected);
   }
   std::mt19937 random = loggedRandom();
   for (int i = 0; i < 200; ++i) {
-    auto packet = std::prev(packets.upper_bound(between(0, stream.duration() - 1, random)));
-    const long number = packet->first + between(0, packet->second.samples - 1, random);
-    ASSERT_EQ(read(stream, number), packet->second) << number << ", code " << stream.lastError;
-    while (!packet->second.key) {
-      --packet;
+    auto near = std::prev(packets.upper_bound(between(0, stream.duration() - 1, random)));
+    const long number = near->first + between(0, near->second.samples - 1, random);
+    expectRead(stream, number, false, near->second);
+    while (!near->second.key) {
+      --near;
     }
-    ASSERT_EQ(read(stream, number, true), packet->second) << number << ", code " << stream.lastError;
+    expectRead(stream, number, true, near->second);
   }
 }
 
@@ -112,39 +110,32 @@ TEST(RealFiles, HoldWhatAnotherProgramFinds) {
 
 TEST(Backends, ReadAlike) {
   const TimeLimit limit(60);
-  std::vector<AviChunk> pictures;
-  for (std::uint8_t i = 0; i < 50; ++i) {
-    pictures.push_back({Bytes(96, i)});
-  }
+  std::vector<AviChunk> pictures(50);
+  std::generate(pictures.begin(), pictures.end(), [i = 0]() mutable -> AviChunk { return {Bytes(96, ++i)}; });
   Bytes sound(16000);
   std::generate(sound.begin(), sound.end(), [i = 0]() mutable { return static_cast<std::uint8_t>(i++ / 50); });
   const TempFile avi(".avi", aviFile({videoStream(rgb24Format(8, 4), 50, 1, pictures)}).build());
   const TempFile wav(".wav", wavFile(bytesOf(pcmFormat(8000, 1, 16)), sound));
   const WithoutDecodingSplitter compressed;
   for (const bool directShow : {false, true}) {
-    SCOPED_TRACE(directShow);
     const Raw video = openRaw(avi.name(), directShow);
     ASSERT_EQ(video->lastError, 0);
-    EXPECT_EQ(video->usesDirectShow(), directShow);
-    EXPECT_TRUE(video->isRawData());
+    EXPECT_TRUE(video->usesDirectShow() == directShow && video->isRawData());
     EXPECT_EQ(video->duration(), 50);
     EXPECT_EQ(video->msDuration(), 1000.0);
     EXPECT_EQ(video->firstKeySample(), 0);
     const AM_MEDIA_TYPE& type = *video->format();
     EXPECT_TRUE(type.majortype == MEDIATYPE_Video && type.subtype == MEDIASUBTYPE_RGB24);
-    EXPECT_TRUE(type.formattype == FORMAT_VideoInfo && type.pbFormat != nullptr);
     VIDEOINFOHEADER info = {};
     ASSERT_EQ(video->videoInfo(info), &info);
     EXPECT_EQ(info.AvgTimePerFrame, 200'000);
     EXPECT_EQ(info.bmiHeader.biWidth, 8);
     for (const long number : {0L, 1L, 2L, 30L, 49L, 7L}) {
-      for (const bool keyWanted : {false, true}) {
-        EXPECT_EQ(read(*video, number, keyWanted), (Sample{number, 1, 96, true, crcOf(pictures[number].data)}));
-        EXPECT_EQ(video->lastError, 0);
-      }
+      expectRead(*video, number, false, sampleOf(number, 1, true, pictures[number].data));
+      expectRead(*video, number, true, sampleOf(number, 1, true, pictures[number].data));
     }
     for (const long outside : {-1L, 50L}) {
-      EXPECT_EQ(read(*video, outside), Sample());
+      EXPECT_EQ(read(*video, outside).start, -1);
       EXPECT_STREQ(video->ErrorMessage(video->lastError), "Parameter out of range");
     }
     long number = 30;
@@ -153,7 +144,6 @@ TEST(Backends, ReadAlike) {
     EXPECT_EQ(video->StreamTimeToSample(time), 30);
 
     const Raw audio = openRaw(wav.name(), directShow, false);
-    ASSERT_EQ(audio->lastError, 0);
     ASSERT_EQ(audio->duration(), 8000);
     EXPECT_TRUE(audio->format()->subtype == MEDIASUBTYPE_PCM && audio->format()->formattype == FORMAT_WaveFormatEx);
     audio->lastError = 42;
@@ -161,22 +151,20 @@ TEST(Backends, ReadAlike) {
     EXPECT_EQ(audio->lastError, 42);
     for (long next = 0; next < 8000;) {
       const Sample run = read(*audio, next);
-      ASSERT_TRUE(run.start == next && run.samples > 0 && run.bytes == run.samples * 2) << next;
-      ASSERT_EQ(run.crc, crcOf(Bytes(sound.begin() + next * 2, sound.begin() + next * 2 + run.bytes)));
+      ASSERT_GT(run.samples, 0);
+      const auto from = sound.begin() + next * 2;
+      ASSERT_TRUE(run == sampleOf(next, run.samples, true, Bytes(from, from + run.samples * 2))) << next;
       next += run.samples;
     }
 
     const Raw missing = openRaw("C:\\missing.avi", directShow);
     EXPECT_STREQ(missing->ErrorMessage(missing->lastError), "Could not open the source file");
     EXPECT_EQ(missing->format()->pbFormat, nullptr);
-    const bool answers[] = {read(*missing, 0) == Sample(),
-                            missing->lastError == 1,
-                            missing->StreamSampleToTime(number) == -1.0,
-                            missing->StreamTimeToSample(time) == -1,
-                            missing->msDuration() == -1.0,
-                            missing->videoInfo(info) == nullptr,
-                            missing->lastError == 1};
-    EXPECT_EQ(std::find(std::begin(answers), std::end(answers), false), std::end(answers));
+    expectRead(*missing, 0, false, {}, ds_error::notOpened);
+    EXPECT_EQ(missing->StreamSampleToTime(number), -1.0);
+    EXPECT_EQ(missing->StreamTimeToSample(time), -1);
+    EXPECT_EQ(missing->videoInfo(info), nullptr);
+    EXPECT_EQ(missing->lastError, ds_error::notOpened);
   }
 }
 
@@ -192,25 +180,19 @@ TEST(VideoForWindows, FindsWhatThereIs) {
   const Raw stream = openRaw(file.name(), false);
   ASSERT_EQ(stream->lastError, 0);
   EXPECT_EQ(stream->firstKeySample(), 1);
-  EXPECT_EQ(read(*stream, 0), Sample());
-  EXPECT_EQ(stream->lastError, vfw_error::dataNotFound);
+  expectRead(*stream, 0, false, {}, vfw_error::dataNotFound);
   for (const auto& [wanted, keyWanted, start] : {std::tuple(3, false, 2), {1, false, 1}, {4, true, 1}, {6, false, 5}}) {
-    EXPECT_EQ(read(*stream, wanted, keyWanted), (Sample{start, 1, static_cast<long>(played.samples[start].size()),
-                                                        start != 2, crcOf(played.samples[start])}));
-    EXPECT_EQ(stream->lastError, 0);
+    expectRead(*stream, wanted, keyWanted, sampleOf(start, 1, start != 2, played.samples[start]));
   }
   played.unreadable = {4};
-  EXPECT_EQ(read(*stream, 4), Sample());
-  EXPECT_EQ(stream->lastError, vfw_error::errorReadingSamples);
+  expectRead(*stream, 4, false, {}, vfw_error::errorReadingSamples);
 
   played.deltas = {0, 1, 2, 3, 4, 5, 6, 7};
   const Raw keyless = openRaw(file.name(), false);
   EXPECT_EQ(keyless->lastError, vfw_error::noNonEmptyKeySample);
   EXPECT_EQ(keyless->firstKeySample(), -1);
-  EXPECT_EQ(read(*keyless, 2, true), Sample());
-  EXPECT_EQ(keyless->lastError, vfw_error::noPrecedingKeySample);
-  EXPECT_EQ(read(*keyless, 0).start, 1);
-  EXPECT_EQ(keyless->lastError, vfw_error::nextFrameReturned);
+  expectRead(*keyless, 2, true, {}, vfw_error::noPrecedingKeySample);
+  expectRead(*keyless, 0, false, sampleOf(1, 1, false, {1, 1}), vfw_error::nextFrameReturned);
 
   BITMAPINFOHEADER rgb16 = rgb24Format(4, 4);
   rgb16.biBitCount = 16;
@@ -286,16 +268,17 @@ void check(const char* name, ScriptedStream played, const std::vector<Step>& ste
   ASSERT_EQ(script.stream->lastError, openingCode);
   graph.faults.seeks.clear();
   for (const Step& step : steps) {
-    SCOPED_TRACE(testing::Message() << "step " << &step - steps.data() << ", sample " << step.wanted);
+    SCOPED_TRACE(testing::Message() << "step " << &step - steps.data());
     if (step.quickDecode != 0) {
       script.stream->config(step.quickDecode, 0, 0);
     }
     const int before = script.phases.counts[2];
-    const Sample sample = read(*script.stream, step.wanted, step.keyWanted);
-    EXPECT_EQ(script.stream->lastError, step.error);
-    EXPECT_EQ(sample, step.start < 0 ? Sample()
-                                     : (Sample{step.start, step.samples, 24, played.samples[step.payload].sync,
-                                               crcOf(scriptedPayload(step.payload, 24))}));
+    Sample expected;
+    if (step.start >= 0) {
+      const Bytes payload = scriptedPayload(step.payload, 24);
+      expected = sampleOf(step.start, step.samples, played.samples[step.payload].sync, payload);
+    }
+    expectRead(*script.stream, step.wanted, step.keyWanted, expected, step.error);
     std::vector<double> seeks;
     for (const LONGLONG position : std::exchange(graph.faults.seeks, {})) {
       seeks.push_back(static_cast<double>(position) / frameTime);
@@ -319,12 +302,10 @@ TEST(Search, GoesItsWays) {
          {8, true, 5, 1, 5, {8.5}},
          {3, false, 3, 1, 3, {3.5}},
          {8, false, 8, 1, 8, {}, 0, 4},
-         {8, true, 5, 1, 5, {}},
-         {0, false, 0, 1, 0, {0.5}}});
+         {8, true, 5, 1, 5, {}}});
   check("no ends", streamOf(ten, Marks::noEnds, {0, 3}, 10),
         {{2, false, 2, 1, 2, {2.5}},
          {3, false, 3, 1, 3, {}},
-         {3, true, 3, 1, 3, {}},
          {4, false, 4, 1, 4, {}},
          {4, true, 3, 1, 3, {}},
          {9, false, 9, 1, 9, {before9}},
@@ -355,9 +336,8 @@ TEST(Search, GoesItsWays) {
 
 TEST(Opening, FindsLengthsAndTheFirstKeySample) {
   const TimeLimit limit;
-  for (const auto& [marks, first] : {std::pair(Marks::ends, 4), {Marks::mediaTimes, 4}}) {
-    EXPECT_EQ(Played(streamOf(upTo(10), marks, {4, 7}, 10)).stream->firstKeySample(), first);
-  }
+  EXPECT_EQ(Played(streamOf(upTo(10), Marks::ends, {4, 7}, 10)).stream->firstKeySample(), 4);
+  EXPECT_EQ(Played(streamOf(upTo(10), Marks::mediaTimes, {4, 7}, 10)).stream->firstKeySample(), 4);
   const Played keyless(streamOf(upTo(10), Marks::ends, {}, 10));
   EXPECT_EQ(keyless.stream->firstKeySample(), -1);
   EXPECT_EQ(read(*keyless.stream, 5).start, 5) << "the stream is open nevertheless";
@@ -376,8 +356,8 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
       EXPECT_EQ(played.stream->duration(), 10 * perBlock);
       EXPECT_EQ(played.phases.counts[0], tag == WAVE_FORMAT_PCM ? 0 : 10);
       for (const long block : {1, 2, 4, 9, 0}) {
-        const Sample sample = read(*played.stream, block * perBlock + perBlock / 2);
-        EXPECT_EQ(sample, (Sample{block * perBlock, perBlock, 160, true, crcOf(scriptedPayload(block, 160))}));
+        const Sample expected = sampleOf(block * perBlock, perBlock, true, scriptedPayload(block, 160));
+        expectRead(*played.stream, block * perBlock + perBlock / 2, false, expected);
       }
     }
   }
@@ -465,9 +445,7 @@ TEST(Conversions, AreRoughOrFail) {
 
   const std::pair<HRESULT GraphFaults::*, int> faults[] = {{&GraphFaults::create, ds_error::noGraphBuilder},
                                                            {&GraphFaults::setPositions, ds_error::unseekableMedia},
-                                                           {&GraphFaults::run, ds_error::cannotRunGraph},
-                                                           {&GraphFaults::stop, ds_error::cannotStopGraph},
-                                                           {&GraphFaults::getState, ds_error::getStateFailed}};
+                                                           {&GraphFaults::run, ds_error::cannotRunGraph}};
   for (const auto& [fault, code] : faults) {
     GraphOverride graph;
     const Played played(good);
@@ -483,11 +461,10 @@ TEST(Deleting, LeavesNothingBehind) {
   const TimeLimit limit(60);
   const auto script = scriptOf(streamOf(upTo(10), Marks::ends, {0}, 10));
   const ScriptedFile file(script);
-  const TempFile avi(".avi",
-                     aviFile({videoStream(rgb24Format(4, 4), 25, 1, {{Bytes(48, 1)}, {Bytes(48, 2)}})}).build());
+  const std::string avi = mediaFile("cinepak.avi");
   const GraphOverride graph;
   const auto round = [&] {
-    for (const Raw& stream : {openRaw(file.name(), true), openRaw(avi.name(), false), openRaw(file.name(), false)}) {
+    for (const Raw& stream : {openRaw(file.name(), true), openRaw(avi.c_str(), false), openRaw(file.name(), false)}) {
       for (long sample = 1; sample >= 0; --sample) {
         read(*stream, sample, sample == 0);
         double ms = stream->StreamSampleToTime(sample);
@@ -495,22 +472,8 @@ TEST(Deleting, LeavesNothingBehind) {
       }
     }
   };
-  constexpr long graphs = 3 * 200;
-  for (int i = 0; i < 20; ++i) {
-    round();
-  }
-  const Holdings before = currentHoldings();
-  for (int i = 0; i < 200; ++i) {
-    round();
-  }
-  const long allowed = static_cast<long>(before.handles) + graphs * wine_gap::handlesOfAGraph;
-  // The platform's pool keeps its threads until they have been idle for some seconds.
-  for (int i = 0; i < 300 && static_cast<long>(currentHoldings().handles) > allowed; ++i) {
-    Sleep(50);
-  }
-  const Holdings after = currentHoldings();
-  EXPECT_EQ(static_cast<long>(after.handles), allowed);
-  EXPECT_LE(static_cast<long>(after.blocks - before.blocks), graphs * wine_gap::blocksOfAGraph + 40);
+  constexpr long graphs = 3;  // One for the samples, two for the conversions.
+  EXPECT_TRUE(leavesNothingBehind(round, graphs * wine_gap::blocksOfAGraph, graphs * wine_gap::handlesOfAGraph));
   EXPECT_EQ(graph.faults.graphs, 0);
   EXPECT_EQ(script->filters, 0);
   EXPECT_EQ(script->threadsStarted, script->threadsEnded);
