@@ -92,24 +92,17 @@ void expectCodeAndMessage(const char* name, bool video) {
   EXPECT_NE(stream->ErrorMessage(stream->lastError), nullptr);
 }
 
-TEST(BadInput, CutAviFilesFailWithACode) {
-  const Bytes whole = soundFile();
-  const TempFile file(".avi");
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    SCOPED_TRACE(size);
-    file.write(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
-    expectCodeAndMessage(file.name(), true);
-    expectCodeAndMessage(file.name(), false);
-  }
-}
-
-TEST(BadInput, CutWavFilesFailWithACode) {
-  const Bytes whole = wavFile(bytesOf(pcmFormat(8000, 1, 16)), Bytes(100));
-  const TempFile file(".wav");
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    SCOPED_TRACE(size);
-    file.write(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
-    expectCodeAndMessage(file.name(), false);
+TEST(BadInput, CutFilesFailWithACode) {
+  const std::pair<const char*, Bytes> files[] = {{".avi", soundFile()},
+                                                 {".wav", wavFile(bytesOf(pcmFormat(8000, 1, 16)), Bytes(100))}};
+  for (const auto& [extension, whole] : files) {
+    const TempFile file(extension);
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+      SCOPED_TRACE(size);
+      file.write(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+      expectCodeAndMessage(file.name(), true);
+      expectCodeAndMessage(file.name(), false);
+    }
   }
 }
 

@@ -1,5 +1,6 @@
 // The command-line client, run as a user runs it: its exit statuses, its messages and the files that it writes.
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -102,10 +103,10 @@ class Cli : public testing::Test {
 };
 
 TEST_F(Cli, HelpAndVersionAreNoFailures) {
-  for (const wchar_t* command : {L"info", L"frame", L"samples", L"time"}) {
+  for (const wchar_t* command : {L"info", L"frame", L"raw", L"samples", L"time", L"copy", L"convert"}) {
     const Outcome help = run({command, L"--help"});
     EXPECT_EQ(help.status, 0U);
-    EXPECT_PRED_FORMAT2(IsSubstring, "Usage: quillet " + std::filesystem::path(command).string() + " FILE", help.out);
+    EXPECT_PRED_FORMAT2(IsSubstring, "Usage: quillet " + std::filesystem::path(command).string() + " ", help.out);
     EXPECT_EQ(help.err, "");
   }
   EXPECT_PRED_FORMAT2(IsSubstring, "samples", run({L"--help"}).out);
@@ -142,6 +143,15 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
       {{L"frame", video, L"0", L"-o", L"no\\x.png"}, failed, "cannot write 'no\\x.png'"},
       {{L"samples", audio, L"0", L"9999999", L"-o", L"x.wav"}, failed, "Parameter out of range (code 8"},
       {{L"samples", audio, L"0", L"1", L"-o", L"no\\x.wav"}, failed, "cannot write 'no\\x.wav'"},
+      {{L"copy", video}, wrongUsage, "missing OUT"},
+      {{L"copy", video, video}, wrongUsage, "IN and OUT are the same file"},
+      {{L"copy", video, L"no\\x.avi"}, failed, "cannot write 'no\\x.avi'"},
+      {{L"copy", video, L"x.avi", L"--audio", L"--backend", L"vfw"}, failed, "cannot open audio stream 0"},
+      {{L"copy", video, L"x.avi", L"--period", L"5"}, failed, "not actually interleaved (code 31"},
+      {{L"convert", video, L"x.avi", L"--video-codec", L"much too long"}, wrongUsage, "is no FOURCC"},
+      {{L"convert", video, L"x.avi", L"--video-codec", L"none"}, failed, "Cannot set the compessor (code 25"},
+      {{L"convert", audio, L"x.avi", L"--audio-format", L"x"}, wrongUsage, "'x' is no audio format"},
+      {{L"convert", audio, L"x.avi", L"--audio-format", L"77"}, failed, "the system converts no 1 channels"},
   };
   for (const auto& [words, status, message] : cases) {
     const Outcome outcome = run(words);
@@ -149,7 +159,7 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
     EXPECT_PRED_FORMAT2(IsSubstring, message, outcome.err);
     EXPECT_EQ(outcome.out, "");
   }
-  EXPECT_FALSE(std::filesystem::exists(path("x.wav")));
+  EXPECT_FALSE(std::filesystem::exists(path("x.wav")) || std::filesystem::exists(path("x.avi")));
 }
 
 TEST_F(Cli, InfoListsTheStreams) {
@@ -157,6 +167,15 @@ TEST_F(Cli, InfoListsTheStreams) {
   EXPECT_EQ(video.out, "video 0: 64 x 48, 24-bit RGB, 50 frames, 25 frames/s, 2.000 s, Video for Windows\r\n");
   const Outcome audio = run({L"info", media("ima_44100_stereo.wav")});
   EXPECT_PRED_FORMAT2(IsSubstring, "audio 0: 16-bit PCM, 2 channels, ", audio.out);
+}
+
+TEST_F(Cli, RawListsTheSamples) {
+  const Outcome list = run({L"raw", media("cinepak.avi"), L"--csv", L"--backend", L"vfw"});
+  const std::string begin =
+      "sample,count,bytes,key,ms\r\n0,1,2377,1,0.000\r\n1,1,2368,1,40.000\r\n2,1,3934,0,80.000\r\n";
+  EXPECT_EQ(list.out.substr(0, begin.size()), begin) << list.err;
+  EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 51);
+  EXPECT_EQ(run({L"raw", media("cinepak.avi"), L"--audio"}).status, 1U);
 }
 
 TEST_F(Cli, TimesAreConvertedBothWays) {

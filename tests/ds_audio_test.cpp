@@ -3,12 +3,9 @@
 #include <algorithm>
 #include <climits>
 
-#include <gtest/gtest.h>
-
 #include "support/avi_builder.h"
 #include "support/ds_streams.h"
 #include "support/graph_override.h"
-#include "support/random.h"
 
 using namespace quillet::test;
 namespace ds_error = quillet::ds_error;
@@ -18,6 +15,7 @@ namespace {
 // Divides a second into whole units of 100 ns.
 constexpr long rate = 8000;
 constexpr REFERENCE_TIME sampleTime = 1250;
+const WAVEFORMATEX mono = pcmFormat(rate, 1, 16);
 
 struct Block {
   long first;
@@ -54,147 +52,110 @@ Bytes wholeOf(const ScriptedStream& stream, long length, long sampleSize) {
   return whole;
 }
 
-/// A request, and what has to come of it.
+/// A request, and what has to come of it: the samples asked for, without a seek, unless said.
 struct Step {
-  long first;
-  long last;
-  std::vector<long> seeks;  // Where to, in samples.
+  Step(long from, long to) : first(from), last(to) {}
+  Step& fails(int code) { return error = code, *this; }
+  Step& tuned(int quickDecode, int stepBack) { return config = {quickDecode, stepBack}, *this; }
+  /// The run is to begin with the samples from there on, with silence behind them.
+  Step& beginsAfterGap(long end) { return gapEnd = end, *this; }
+  /// Where to, in samples.
+  template <class... Positions>
+  Step& seeks(Positions... positions) {
+    return seeked = {long{positions}...}, *this;
+  }
+
+  long first, last;
   int error = 0;
-  std::vector<int> config = {};
-  long gapEnd = 0;  // When set, the run is to begin with the samples from there on, with silence behind them.
+  long gapEnd = 0;
+  std::vector<int> config;
+  std::vector<long> seeked;
 };
 
-struct Reading {
-  const char* name;
-  std::vector<Block> blocks;
-  long length;
-  ScriptedStream::Seek seek;
-  std::vector<Step> steps;
-};
-
-void check(const Reading& reading) {
-  SCOPED_TRACE(reading.name);
-  const WAVEFORMATEX format = pcmFormat(rate, 1, 16);
+/// Reads from a stream of these blocks, which claims to be `length` samples long.
+void check(const char* name, const std::vector<Block>& blocks, long length, const std::vector<Step>& steps,
+           const ScriptedStream::Seek& seek = landAsAsked) {
+  SCOPED_TRACE(name);
+  const TimeLimit limit;
   GraphOverride graph;
-  ScriptedStream stream = blocksOf(format, reading.blocks, reading.length);
-  stream.seek = reading.seek;
-  const Bytes whole = wholeOf(stream, reading.length, 2);
+  ScriptedStream stream = blocksOf(mono, blocks, length);
+  stream.seek = seek;
+  const Bytes whole = wholeOf(stream, length, 2);
   const ScriptedFile file(scriptOf(stream));
   Phases phases;
   const DSAudio audio = openAudio(file.name(), 0, &phases);
   ASSERT_EQ(audio->lastError, 0);
-  ASSERT_EQ(audio->duration(), reading.length);
-  int steps = 0;
-  for (const Step& step : reading.steps) {
-    SCOPED_TRACE(testing::Message() << "step " << steps++ << ", " << step.first << " to " << step.last);
+  ASSERT_EQ(audio->duration(), length);
+  for (const Step& step : steps) {
+    SCOPED_TRACE(testing::Message() << "step " << &step - steps.data() << ", " << step.first << " to " << step.last);
     if (!step.config.empty()) {
       audio->config(step.config[0], step.config[1]);
     }
     const Bytes run = runOf(*audio, step.first, step.last);
     EXPECT_EQ(audio->lastError, step.error);
-    Bytes expected;
-    if (step.error == 0) {
-      expected.assign(whole.begin() + step.first * 2, whole.begin() + (step.last + 1) * 2);
-    }
+    Bytes expected = step.error == 0 ? partOf(whole, step.first, step.last, 2) : Bytes();
     if (step.gapEnd != 0) {
       std::fill(std::copy(expected.begin() + (step.gapEnd - step.first) * 2, expected.end(), expected.begin()),
                 expected.end(), std::uint8_t{0});
     }
     EXPECT_TRUE(run == expected);
-    std::vector<long> seeks;
+    std::vector<long> seeked;
     for (const LONGLONG position : std::exchange(graph.faults.seeks, {})) {
-      seeks.push_back(static_cast<long>(position / sampleTime));
+      seeked.push_back(static_cast<long>(position / sampleTime));
     }
-    EXPECT_EQ(seeks, step.seeks);
+    EXPECT_EQ(seeked, step.seeked);
   }
 }
 
-TEST(Search, GoesItsWays) {
-  const TimeLimit limit;
+TEST(Search, SeeksOrReadsOn) {
+  check("a full stream", inARow(0, 10), 800,
+        {Step(100, 199).seeks(100), Step(120, 150), Step(100, 199), Step(200, 230), Step(220, 250), Step(330, 340),
+         Step(480, 480), Step(641, 650).seeks(641), Step(10, 20).seeks(10), Step(240, 300).tuned(3, 0),
+         Step(560, 570).tuned(0, 0).seeks(560), Step(0, 799).seeks(0), Step(799, 799)});
+  const auto outside = [](long first, long last) { return Step(first, last).fails(ds_error::parameterOutOfRange); };
+  check("out of range", inARow(0, 2), 160,
+        {outside(-1, 0), outside(0, -1), outside(5, 4), outside(160, 160), outside(0, 160), outside(LONG_MIN, LONG_MAX),
+         Step(159, 159).seeks(159)});
+  check("blocks of many sizes", {{0, 80}, {80, 20}, {100, 1}, {101, 160}, {261, 39}}, 300,
+        {Step(90, 100).seeks(90), Step(101, 260), Step(50, 120).seeks(50), Step(0, 299).seeks(0)});
+  check("blocks that overlap", {{0, 80}, {40, 80}, {120, 80}}, 200, {Step(0, 199).seeks(0), Step(130, 140)});
+}
+
+TEST(Search, FillsWithSilence) {
+  check("early end", inARow(0, 5), 800,
+        {Step(300, 500).seeks(300), Step(600, 620), Step(390, 410).seeks(400), Step(390, 399),
+         Step(100, 120).seeks(100)});
+  check("late start", inARow(240, 7), 800,
+        {Step(100, 300).seeks(100, 0, 240), Step(0, 100), Step(50, 250), Step(330, 340), Step(239, 240).seeks(240)});
+  check("late start, in small steps", inARow(240, 7), 800,
+        {Step(100, 300).tuned(0, 30).seeks(100, 70, 40, 10, 0, 240)});
+  check("late start, nothing of the run", inARow(240, 7), 800, {Step(10, 20).seeks(10, 0), Step(0, 799).seeks(240)});
+  check("no block at all", {}, 800, {Step(400, 450).seeks(400), Step(500, 510)});
+
   std::vector<Block> gap = inARow(0, 2);
   const std::vector<Block> afterGap = inARow(320, 6);
   gap.insert(gap.end(), afterGap.begin(), afterGap.end());
-  const Reading readings[] = {
-      {"a full stream",
-       inARow(0, 10),
-       800,
-       landAsAsked,
-       {{100, 199, {100}},
-        {120, 150, {}},
-        {100, 199, {}},
-        {200, 230, {}},
-        {220, 250, {}},
-        {330, 340, {}},
-        {480, 480, {}},
-        {641, 650, {641}},
-        {10, 20, {10}},
-        {240, 300, {}, 0, {3, 0}},
-        {560, 570, {560}, 0, {0, 0}},
-        {0, 799, {0}},
-        {799, 799, {}}}},
-      {"out of range",
-       inARow(0, 2),
-       160,
-       landAsAsked,
-       {{-1, 0, {}, ds_error::parameterOutOfRange},
-        {0, -1, {}, ds_error::parameterOutOfRange},
-        {5, 4, {}, ds_error::parameterOutOfRange},
-        {160, 160, {}, ds_error::parameterOutOfRange},
-        {0, 160, {}, ds_error::parameterOutOfRange},
-        {LONG_MIN, LONG_MAX, {}, ds_error::parameterOutOfRange},
-        {159, 159, {159}}}},
-      {"early end",
-       inARow(0, 5),
-       800,
-       landAsAsked,
-       {{300, 500, {300}}, {600, 620, {}}, {390, 410, {400}}, {390, 399, {}}, {100, 120, {100}}}},
-      {"late start",
-       inARow(240, 7),
-       800,
-       landAsAsked,
-       {{100, 300, {100, 0, 240}}, {0, 100, {}}, {50, 250, {}}, {330, 340, {}}, {239, 240, {240}}}},
-      {"late start, in small steps",
-       inARow(240, 7),
-       800,
-       landAsAsked,
-       {{100, 300, {100, 70, 40, 10, 0, 240}, 0, {0, 30}}}},
-      {"late start, nothing of the run", inARow(240, 7), 800, landAsAsked, {{10, 20, {10, 0}}, {0, 799, {240}}}},
-      {"a gap", gap, 800, landAsAsked, {{200, 350, {200, 320}, 0, {}, 320}, {500, 510, {500}}}},
-      {"a gap, nothing of the run", gap, 800, landAsAsked, {{200, 210, {200}}, {300, 310, {300}}}},
-      {"a gap inside of the run", gap, 800, landAsAsked, {{100, 350, {100}}, {360, 380, {}}}},
-      {"a gap, read up to and over",
-       gap,
-       800,
-       landAsAsked,
-       {{100, 159, {100}}, {160, 170, {80}}, {100, 350, {80, 320}, 0, {}, 320}, {360, 380, {}}}},
-      {"seeks that land late",
-       inARow(0, 10),
-       800,
-       landLater(1),
-       {{400, 450, {400, 0}}, {700, 720, {700, 620}}, {400, 450, {400, 320}, 0, {0, 100}}}},
-      {"seeks that land late, in steps", inARow(0, 10), 800, landLater(1), {{400, 450, {400, 300}, 0, {0, 100}}}},
-      {"seeks that fail",
-       inARow(0, 10),
-       800,
-       failToSeek(E_FAIL),
-       {{400, 450, {400}, ds_error::unseekableMedia}, {400, 450, {400}, ds_error::unseekableMedia}}},
-      {"no block at all", {}, 800, landAsAsked, {{400, 450, {400}}, {500, 510, {}}}},
-      {"blocks of many sizes",
-       {{0, 80}, {80, 20}, {100, 1}, {101, 160}, {261, 39}},
-       300,
-       landAsAsked,
-       {{90, 100, {90}}, {101, 260, {}}, {50, 120, {50}}, {0, 299, {0}}}},
-      {"blocks that overlap", {{0, 80}, {40, 80}, {120, 80}}, 200, landAsAsked, {{0, 199, {0}}, {130, 140, {}}}},
-  };
-  for (const Reading& reading : readings) {
-    check(reading);
-  }
+  check("a gap", gap, 800, {Step(200, 350).seeks(200, 320).beginsAfterGap(320), Step(500, 510).seeks(500)});
+  check("a gap, nothing of the run", gap, 800, {Step(200, 210).seeks(200), Step(300, 310).seeks(300)});
+  check("a gap inside of the run", gap, 800, {Step(100, 350).seeks(100), Step(360, 380)});
+  check("a gap, read up to and over", gap, 800,
+        {Step(100, 159).seeks(100), Step(160, 170).seeks(80), Step(100, 350).seeks(80, 320).beginsAfterGap(320),
+         Step(360, 380)});
+}
+
+TEST(Search, GoesBackFromSeeksThatMiss) {
+  check("seeks that land late", inARow(0, 10), 800,
+        {Step(400, 450).seeks(400, 0), Step(700, 720).seeks(700, 620), Step(400, 450).tuned(0, 100).seeks(400, 320)},
+        landLater(1));
+  check("seeks that land late, in steps", inARow(0, 10), 800, {Step(400, 450).tuned(0, 100).seeks(400, 300)},
+        landLater(1));
+  const Step failing = Step(400, 450).seeks(400).fails(ds_error::unseekableMedia);
+  check("seeks that fail", inARow(0, 10), 800, {failing, failing}, failToSeek(E_FAIL));
 }
 
 TEST(Search, GivesUpWhenEvenTheStartComesLate) {
   const TimeLimit limit;
-  const WAVEFORMATEX format = pcmFormat(rate, 1, 16);
-  ScriptedStream stream = blocksOf(format, inARow(80, 9), 800);
+  ScriptedStream stream = blocksOf(mono, inARow(80, 9), 800);
   std::size_t lost = 0;  // Blocks that every seek goes too far.
   stream.seek = [&](const ScriptedStream& played, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
     return landLater(lost)(played, wanted, flags, landing);
@@ -203,19 +164,19 @@ TEST(Search, GivesUpWhenEvenTheStartComesLate) {
   const ScriptedFile file(scriptOf(stream));
   Phases phases;
   const DSAudio audio = openAudio(file.name(), 0, &phases);
-  EXPECT_TRUE(runOf(*audio, 70, 90) == Bytes(whole.begin() + 140, whole.begin() + 182));
+  EXPECT_TRUE(runOf(*audio, 70, 90) == partOf(whole, 70, 90, 2));
   EXPECT_EQ(phases.counts[2], 1);
   lost = 6;
   EXPECT_EQ(audio->getSamples(300, 310), nullptr);
   EXPECT_EQ(audio->lastError, ds_error::noFrameFound);
   EXPECT_EQ(phases.counts[2], 1 + 4) << "a block at a time, to the start";
   lost = 0;
-  EXPECT_TRUE(runOf(*audio, 300, 310) == Bytes(whole.begin() + 600, whole.begin() + 622));
+  EXPECT_TRUE(runOf(*audio, 300, 310) == partOf(whole, 300, 310, 2));
 }
 
 TEST(Runs, KeepTheirPlaceInMemory) {
   const TimeLimit limit;
-  const auto script = scriptOf(blocksOf(pcmFormat(rate, 1, 16), inARow(0, 10), 800));
+  const auto script = scriptOf(blocksOf(mono, inARow(0, 10), 800));
   const ScriptedFile file(script);
   const DSAudio audio = openAudio(file.name());
   const unsigned char* const run = audio->getSamples(100, 299);
@@ -241,19 +202,12 @@ TEST(Runs, AreTheSameInAnyOrderAndFormat) {
     const ScriptedFile file(scriptOf(stream));
     const DSAudio audio = openAudio(file.name());
     ASSERT_EQ(audio->duration(), length);
-    const auto expectRun = [&](long first, long last) {
-      ASSERT_TRUE(runOf(*audio, first, last) ==
-                  Bytes(whole.begin() + first * format.nBlockAlign, whole.begin() + (last + 1) * format.nBlockAlign))
-          << first << " to " << last;
-    };
     for (long first = 0; first < length; first += 50) {
-      expectRun(first, std::min(first + 49, length - 1));
+      const long last = std::min(first + 49, length - 1);
+      ASSERT_TRUE(runOf(*audio, first, last) == partOf(whole, first, last, format.nBlockAlign)) << first;
     }
     EXPECT_EQ(graph.faults.seeks.size(), 1U) << "reading in order seeks";
-    for (int i = 0; i < 150; ++i) {
-      const long first = between(0, length - 1, random);
-      expectRun(first, between(first, std::min(first + 400, length - 1), random));
-    }
+    expectRandomRuns(*audio, whole, 150, 400);
   }
 }
 
@@ -262,12 +216,7 @@ TEST(Stream, IsDescribed) {
   const WAVEFORMATEX format = pcmFormat(44100, 2, 16);
   const ScriptedFile file(scriptOf(scriptedAudio(format, 10, 441)));
   const DSAudio audio = openAudio(file.name());
-  ASSERT_EQ(audio->lastError, 0);
-  EXPECT_EQ(audio->duration(), 4410);
-  EXPECT_DOUBLE_EQ(audio->msDuration(), 100.0);
   EXPECT_EQ(bytesOf(*audio->format()), bytesOf(format));
-  EXPECT_TRUE(audio->usesDirectShow());
-  EXPECT_FALSE(audio->isRawData());
   VIDEOINFOHEADER info;
   EXPECT_EQ(audio->videoInfo(info), nullptr);
   for (auto [time, sample] : {std::pair(1000.0, 44100L), {0.0, 0L}, {0.011, 0L}, {0.012, 1L}}) {

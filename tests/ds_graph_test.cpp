@@ -3,14 +3,13 @@
 
 #include <algorithm>
 #include <functional>
-#include <random>
 #include <set>
+#include <variant>
 
 #include <windows.h>
 
-// Need windows.h.
+// Needs windows.h.
 #include <evcode.h>
-#include <tlhelp32.h>
 
 #include "directshow/base/c_base_filter.h"
 #include "directshow/graph/sample_grabber.h"
@@ -18,7 +17,6 @@
 #include "support/ds_streams.h"
 #include "support/graph_override.h"
 #include "support/leak_check.h"
-#include "support/random.h"
 #include "support/wine_gaps.h"
 
 using Microsoft::WRL::ComPtr;
@@ -31,6 +29,7 @@ namespace ds_error = quillet::ds_error;
 namespace {
 
 constexpr REFERENCE_TIME frameTime = 312'500;
+constexpr long blocksOfAnIdleGraph = wine_gap::blocksOfAGraph - 1;  // One that has not run leaves one less.
 const WAVEFORMATEX mono = pcmFormat(8000, 1, 16);
 
 ScriptedStream video(std::size_t frames = 20, long width = 8) {
@@ -40,40 +39,6 @@ ScriptedStream video(std::size_t frames = 20, long width = 8) {
 void expectFrame(DSVideo& stream, const Script& script, long frame) {
   ASSERT_TRUE(frameOf(*stream, frame) == scriptedPayload(frame, script.streams[0].samples[frame].size)) << frame;
   ASSERT_EQ(stream->lastError, 0);
-}
-
-std::size_t threads() {
-  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
-  THREADENTRY32 entry = {};
-  entry.dwSize = sizeof entry;
-  std::size_t count = 0;
-  for (BOOL more = Thread32First(snapshot.get(), &entry); more; more = Thread32Next(snapshot.get(), &entry)) {
-    count += entry.th32OwnerProcessID == GetCurrentProcessId();
-  }
-  return count;
-}
-
-/// Runs `round` several times, each time with so many graphs. Only what these leave behind themselves may be left.
-testing::AssertionResult leavesOnlyGraphs(long rounds, long graphs, const std::function<void()>& round) {
-  const Holdings before = currentHoldings();
-  const std::size_t threadsBefore = threads();
-  for (long i = 0; i < rounds; ++i) {
-    round();
-  }
-  // The platform's pool keeps threads, with their blocks, until they have been idle for some seconds.
-  const ULONGLONG end = GetTickCount64() + 15000;
-  while (threads() > threadsBefore + 1 && GetTickCount64() < end) {
-    Sleep(50);
-  }
-  const Holdings after = currentHoldings();
-  const long handles = static_cast<long>(after.handles - before.handles) - rounds * graphs * wine_gap::handlesOfAGraph;
-  const long blocks = static_cast<long>(after.blocks - before.blocks) - rounds * graphs * wine_gap::blocksOfAGraph;
-  const long threadsLeft = static_cast<long>(threads() - threadsBefore);
-  if (handles != 0 || blocks > 20 + rounds / 10 || threadsLeft > 1) {
-    return testing::AssertionFailure() << rounds << " rounds left " << handles << " handles, " << blocks
-                                       << " heap blocks and " << threadsLeft << " threads";
-  }
-  return testing::AssertionSuccess();
 }
 
 TEST(Streams, AreChosenByNumber) {
@@ -97,9 +62,11 @@ TEST(Streams, AreChosenByNumber) {
     EXPECT_EQ(openVideo(file.name(), number)->lastError, ds_error::cannotConnectFilters);
     EXPECT_EQ(openAudio(file.name(), number)->lastError, ds_error::cannotConnectFilters);
   }
-  const ScriptedFile single(scriptOf(video()));
-  EXPECT_EQ(openVideo(single.name(), 1)->lastError, ds_error::noOutputPin) << "no splitter with further streams";
   EXPECT_EQ(script->filters, 0);
+  // No splitter with further streams.
+  const ScriptedFile single(scriptOf(video()));
+  const auto round = [&] { EXPECT_EQ(openVideo(single.name(), 1)->lastError, ds_error::noOutputPin); };
+  EXPECT_TRUE(leavesNothingBehind(round, blocksOfAnIdleGraph, wine_gap::handlesOfAGraph, 50));
 }
 
 TEST(Streams, OfARealFileAreChosenByNumber) {
@@ -158,6 +125,10 @@ ClassObjectOverride::Create making(Arguments... arguments) {
   };
 }
 
+VIDEOINFOHEADER& formatOf(ScriptedStream& stream) {
+  return *reinterpret_cast<VIDEOINFOHEADER*>(stream.type.pbFormat);
+}
+
 HRESULT refuseToMake(REFIID, void**) {
   return E_FAIL;
 }
@@ -172,70 +143,57 @@ void expectRefused(SourceStream& stream, int code, const char* what) {
 
 TEST(Opening, EachFailureHasItsCodeAndLeavesNothing) {
   const TimeLimit limit(60);
-  struct {
+  struct Replaced {
+    CLSID classId;
+    ClassObjectOverride::Create by;
+  };
+  using Fault = std::function<void(GraphFaults&)>;
+  using Change = std::function<void(ScriptedStream&)>;
+  const struct {
     int code;
     const char* what;
-    std::function<void(GraphFaults&)> fault = {};
-    const CLSID* replaced = nullptr;
-    ClassObjectOverride::Create replacement = {};
-    std::function<void(ScriptedStream&)> change = {};
-  } const cases[] = {
+    std::variant<Fault, Replaced, Change> cause;
+  } cases[] = {
       {ds_error::noGraphBuilder, "no graph", [](GraphFaults& faults) { faults.create = E_FAIL; }},
       {ds_error::noMediaSeeking, "no seeking", [](GraphFaults& faults) { faults.missing = {IID_IMediaSeeking}; }},
       {ds_error::noMediaControl, "no control", [](GraphFaults& faults) { faults.missing = {IID_IMediaControl}; }},
       {ds_error::noMediaEvent, "no events", [](GraphFaults& faults) { faults.missing = {IID_IMediaEvent}; }},
       {ds_error::mediaTimeRejected, "time format", [](GraphFaults& faults) { faults.setTimeFormat = E_FAIL; }},
       {ds_error::undefinedStreamDuration, "duration", [](GraphFaults& faults) { faults.getDuration = E_FAIL; }},
-      {ds_error::noSampleGrabber, "no grabber", {}, &CLSID_SampleGrabber, refuseToMake},
-      {ds_error::noSampleGrabber, "no ISampleGrabber", {}, &CLSID_SampleGrabber, making<BareFilter>(S_OK)},
-      {ds_error::cannotAddFilter, "grabber refused", {}, &CLSID_SampleGrabber, making<BareGrabber>(E_FAIL)},
-      {ds_error::cannotSetMediaType, "media type", {}, &CLSID_SampleGrabber, making<BareGrabber>(S_OK)},
-      {ds_error::noNullRenderer, "no renderer", {}, &CLSID_NullRenderer, refuseToMake},
-      {ds_error::cannotAddFilter, "renderer refused", {}, &CLSID_NullRenderer, making<BareFilter>(E_FAIL)},
-      {ds_error::cannotConnectFilters, "renderer without pins", {}, &CLSID_NullRenderer, making<BareFilter>(S_OK)},
-      {ds_error::improperStreamFormat,
-       "24 bits that are 32",
-       {},
-       nullptr,
-       {},
-       [](ScriptedStream& stream) {
-         reinterpret_cast<VIDEOINFOHEADER*>(stream.type.pbFormat)->bmiHeader.biBitCount = 32;
-       }},
-      {ds_error::improperStreamFormat,
-       "other format block",
-       {},
-       nullptr,
-       {},
+      {ds_error::noSampleGrabber, "no grabber", Replaced{CLSID_SampleGrabber, refuseToMake}},
+      {ds_error::noSampleGrabber, "no ISampleGrabber", Replaced{CLSID_SampleGrabber, making<BareFilter>(S_OK)}},
+      {ds_error::cannotAddFilter, "grabber refused", Replaced{CLSID_SampleGrabber, making<BareGrabber>(E_FAIL)}},
+      {ds_error::cannotSetMediaType, "media type", Replaced{CLSID_SampleGrabber, making<BareGrabber>(S_OK)}},
+      {ds_error::noNullRenderer, "no renderer", Replaced{CLSID_NullRenderer, refuseToMake}},
+      {ds_error::cannotAddFilter, "renderer refused", Replaced{CLSID_NullRenderer, making<BareFilter>(E_FAIL)}},
+      {ds_error::cannotConnectFilters, "renderer without pins", Replaced{CLSID_NullRenderer, making<BareFilter>(S_OK)}},
+      {ds_error::improperStreamFormat, "24 bits that are 32",
+       [](ScriptedStream& stream) { formatOf(stream).bmiHeader.biBitCount = 32; }},
+      {ds_error::improperStreamFormat, "other format block",
        [](ScriptedStream& stream) { stream.type.formattype = FORMAT_MPEGVideo; }},
-      {ds_error::improperStreamFormat,
-       "short format block",
-       {},
-       nullptr,
-       {},
+      {ds_error::improperStreamFormat, "short format block",
        [](ScriptedStream& stream) { stream.type.cbFormat = sizeof(VIDEOINFOHEADER) - 1; }},
   };
   const auto runThrough = [&] {
-    for (const auto& item : cases) {
+    for (const auto& [code, what, cause] : cases) {
       const auto script = scriptOf(video());
-      if (item.change) {
-        item.change(script->streams[0]);
+      GraphOverride graph;
+      std::unique_ptr<ClassObjectOverride> replacing;
+      if (const auto* const replaced = std::get_if<Replaced>(&cause)) {
+        replacing = std::make_unique<ClassObjectOverride>(replaced->classId, replaced->by);
+      } else if (const auto* const fault = std::get_if<Fault>(&cause)) {
+        (*fault)(graph.faults);
+      } else {
+        std::get<Change>(cause)(script->streams[0]);
       }
       const ScriptedFile file(script);
-      GraphOverride graph;
-      if (item.fault) {
-        item.fault(graph.faults);
-      }
-      std::unique_ptr<ClassObjectOverride> replacing;
-      if (item.replaced != nullptr) {
-        replacing = std::make_unique<ClassObjectOverride>(*item.replaced, item.replacement);
-      }
-      expectRefused(*openVideo(file.name()), item.code, item.what);
-      EXPECT_EQ(script->filters, 0) << item.what;
-      EXPECT_EQ(graph.faults.graphs, 0) << item.what;
+      expectRefused(*openVideo(file.name()), code, what);
+      EXPECT_EQ(script->filters, 0) << what;
+      EXPECT_EQ(graph.faults.graphs, 0) << what;
     }
   };
-  runThrough();
-  EXPECT_TRUE(leavesOnlyGraphs(1, std::size(cases) - 1, runThrough));
+  constexpr long graphs = std::size(cases) - 1;  // The first has none.
+  EXPECT_TRUE(leavesNothingBehind(runThrough, graphs * blocksOfAnIdleGraph, graphs * wine_gap::handlesOfAGraph, 5));
 }
 
 TEST(Opening, RefusesFilesThatAreNoStreams) {
@@ -310,10 +268,6 @@ std::shared_ptr<Script> abortedScript(long event, const KernelHandle& never) {
   return script;
 }
 
-KernelHandle manualEvent() {
-  return KernelHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-}
-
 TEST(Aborts, LetTheReaderOut) {
   const TimeLimit limit;
   const KernelHandle never = manualEvent();
@@ -351,11 +305,7 @@ TEST(Aborts, WhileASampleIsHeldLoseNothing) {
   const ScriptedFile scripted(script);
   const std::string real = mediaFile("ds_mjpeg.avi");
   for (const char* const name : {scripted.name(), real.c_str()}) {
-    std::vector<Bytes> frames;
-    const DSVideo linear = openVideo(name);
-    for (long frame = 0; frame < 40; ++frame) {
-      frames.push_back(frameOf(*linear, frame));
-    }
+    const std::vector<Bytes> frames = framesOf(*openVideo(name));
     const GraphOverride graph;
     const DSVideo stream = openVideo(name);
     for (const long event : {EC_ERRORABORT, EC_USERABORT}) {
@@ -382,19 +332,17 @@ TEST(Deleting, EndsInEveryState) {
   const KernelHandle never = manualEvent();
   GraphOverride graph;
   const std::function<void(DSVideoSourceStream&)> states[] = {
-      [](DSVideoSourceStream&) {},                                // Opened only.
-      [](DSVideoSourceStream& stream) { stream.findFrame(3); },   // Holding.
-      [](DSVideoSourceStream& stream) { stream.findFrame(39); },  // Holding the last frame.
-      [](DSVideoSourceStream& stream) { stream.findFrame(50); },  // Ended.
-      [](DSVideoSourceStream& stream) { stream.findFrame(50), stream.findFrame(50), stream.findFrame(51); },
-      [](DSVideoSourceStream& stream) { stream.findFrame(50), stream.findFrame(2); },  // A seek after the end.
-      [](DSVideoSourceStream& stream) { stream.findFrame(3), stream.findFrame(1); },   // A seek while holding.
-      [](DSVideoSourceStream& stream) {
-        stream.config(90, 1, 2), stream.findFrame(9), stream.findFrame(20);
-      },  // Aborted.
-      [&](DSVideoSourceStream& stream) { stream.findFrame(3), graph.notify(EC_USERABORT); },
-      [&](DSVideoSourceStream& stream) { stream.findFrame(3), graph.notify(EC_COMPLETE); },
-      [&](DSVideoSourceStream& stream) { graph.faults.run = E_FAIL, stream.findFrame(3); },
+      [](auto&) {},                                // Opened only.
+      [](auto& stream) { stream.findFrame(3); },   // Holding.
+      [](auto& stream) { stream.findFrame(39); },  // Holding the last frame.
+      [](auto& stream) { stream.findFrame(50); },  // Ended.
+      [](auto& stream) { stream.findFrame(50), stream.findFrame(50), stream.findFrame(51); },
+      [](auto& stream) { stream.findFrame(50), stream.findFrame(2); },  // A seek after the end.
+      [](auto& stream) { stream.findFrame(3), stream.findFrame(1); },   // A seek while holding.
+      [](auto& stream) { stream.config(90, 1, 2), stream.findFrame(9), stream.findFrame(20); },  // Aborted.
+      [&](auto& stream) { stream.findFrame(3), graph.notify(EC_USERABORT); },
+      [&](auto& stream) { stream.findFrame(3), graph.notify(EC_COMPLETE); },
+      [&](auto& stream) { graph.faults.run = E_FAIL, stream.findFrame(3); },
   };
   const auto script = abortedScript(EC_ERRORABORT, never);
   script->streams[0].duration = 60 * frameTime;
@@ -428,8 +376,7 @@ TEST(Deleting, LeavesNothingBehind) {
     ASSERT_EQ(runOf(*samples, 80, 159), scriptedPayload(1, 160));
     ASSERT_EQ(runOf(*samples, 400, 479), scriptedPayload(5, 160));
   };
-  round();
-  EXPECT_TRUE(leavesOnlyGraphs(200, 2, round));
+  EXPECT_TRUE(leavesNothingBehind(round, 2 * wine_gap::blocksOfAGraph, 2 * wine_gap::handlesOfAGraph));
   EXPECT_EQ(graph.faults.graphs, 0);
   for (const auto& script : {pictures, sound}) {
     EXPECT_EQ(script->filters, 0);
@@ -454,74 +401,24 @@ TEST(Ends, DoNotReachIntoTheNextRun) {
   }
 }
 
-/// Counts the frames, read in random order, that differ from those read in order.
-long differingFrames(const std::string& name, int reads) {
-  const DSVideo linear = openVideo(name.c_str());
-  EXPECT_EQ(linear->lastError, 0) << name;
-  std::vector<Bytes> frames;
-  for (long frame = 0; frame < linear->duration(); ++frame) {
-    long found = frame;
-    const unsigned char* const bits = linear->getFrameBits(found);
-    frames.push_back(bits != nullptr ? Bytes(bits, bits + linear->format()->biSizeImage) : Bytes());
-  }
-  EXPECT_GE(std::set<Bytes>(frames.begin(), frames.end()).size(), frames.size() * 9 / 10) << name;
-  const DSVideo seeking = openVideo(name.c_str());
-  std::mt19937 random = loggedRandom();
-  long differing = 0;
-  for (int i = 0; i < reads; ++i) {
-    long frame = between(0, linear->duration() - 1, random);
-    const Bytes& expected = frames[frame];
-    const unsigned char* const bits = seeking->getFrameBits(frame);
-    differing += bits == nullptr || Bytes(bits, bits + seeking->format()->biSizeImage) != expected;
-  }
-  return differing;
+long falseFrames(const char* file) {
+  const std::string name = mediaFile(file);
+  return differingFrames(*openVideo(name.c_str()), framesOf(*openVideo(name.c_str())), 100);
 }
 
 TEST(RealVideo, IsTheSameInAnyOrder) {
   const TimeLimit limit(60);
   for (const char* const name : {"ds_raw.avi", "ds_mjpeg.avi", "cinepak.avi"}) {
-    EXPECT_EQ(differingFrames(mediaFile(name), 100), 0) << name;
+    EXPECT_EQ(falseFrames(name), 0) << name;
   }
 }
 
 TEST(RealVideo, WithFramesOutOfOrderIsFalseAfterSomeSeeks) {
   const TimeLimit limit(60);
-  const long inAvi = differingFrames(mediaFile("ds_mpeg4.avi"), 100);
+  const long inAvi = falseFrames("ds_mpeg4.avi");
   // How many there are depends on the random order: from a sixth to half of them were seen.
   EXPECT_EQ(inAvi > 0, wine_gap::splitterFalsifiesTimes) << inAvi;
-  EXPECT_LT(differingFrames(mediaFile("ds_h264.mp4"), 100), 25) << "more than the gap explains";
-}
-
-/// Reads runs of random places and expects those of `whole`.
-void expectRandomRuns(AudioSourceStream& stream, const Bytes& whole, int runs) {
-  std::mt19937 random = loggedRandom();
-  const long size = stream.format()->nBlockAlign;
-  for (int i = 0; i < runs; ++i) {
-    const long first = between(0, stream.duration() - 1, random);
-    const long last = between(first, std::min(first + 2000, stream.duration() - 1), random);
-    ASSERT_TRUE(runOf(stream, first, last) == Bytes(whole.begin() + first * size, whole.begin() + (last + 1) * size))
-        << first << " to " << last << " at run " << i;
-  }
-}
-
-Bytes noise(std::size_t size) {
-  std::mt19937 random(1);  // NOLINT: the same in every run
-  Bytes bytes(size);
-  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(random()); });
-  return bytes;
-}
-
-TEST(RealAudio, IsTheSameInAnyOrder) {
-  const TimeLimit limit(60);
-  const WAVEFORMATEX format = pcmFormat(22050, 2, 16);
-  const Bytes data = noise(4 * 22050);
-  const TempFile wav(".wav", wavFile(bytesOf(format), data));
-  const DSAudio stream = openAudio(wav.name());
-  ASSERT_EQ(stream->lastError, 0);
-  ASSERT_EQ(stream->duration(), 22050);
-  EXPECT_EQ(stream->format()->nBlockAlign, 4);
-  EXPECT_TRUE(runOf(*stream, 0, 22049) == data);
-  expectRandomRuns(*stream, data, 100);
+  EXPECT_LT(falseFrames("ds_h264.mp4"), 25) << "more than the gap explains";
 }
 
 // Neither decodes to the same bits each time: the lengths and that there is sound must do.
@@ -543,66 +440,58 @@ TEST(RealAudio, IsDecoded) {
 /// What both backends must do alike, with what is not open as well as with what is.
 TEST(Backends, ReadOneFileAlike) {
   const TimeLimit limit(60);
-  const BITMAPINFOHEADER pictureFormat = rgb24Format(64, 48);
-  const Bytes pixels = noise(120 * pictureFormat.biSizeImage);
-  const Bytes sound = noise(9600 * 2);
+  const BITMAPINFOHEADER format = rgb24Format(64, 48);
+  std::vector<Bytes> frames;
   std::vector<AviChunk> pictures;
   std::vector<AviChunk> blocks;
-  for (std::size_t i = 0; i < 120; ++i) {
-    const auto picture = pixels.begin() + i * pictureFormat.biSizeImage;
-    pictures.push_back({Bytes(picture, picture + pictureFormat.biSizeImage)});
-    blocks.push_back({Bytes(sound.begin() + i * 160, sound.begin() + (i + 1) * 160)});
+  Bytes sound;
+  for (unsigned i = 0; i < 120; ++i) {
+    frames.push_back(noise(format.biSizeImage, i));
+    pictures.push_back({frames.back()});
+    blocks.push_back({noise(160, i)});
+    sound.insert(sound.end(), blocks.back().data.begin(), blocks.back().data.end());
   }
-  const TempFile file(
-      ".avi", aviFile({videoStream(pictureFormat, 100, 1, pictures), audioStream(bytesOf(mono), blocks)}).build());
-  const DSVideo video = openVideo(file.name());
-  const DSAudio audio = openAudio(file.name());
-  const std::unique_ptr<VfWVideoSourceStream> vfwVideo(VfWVideoSourceStream::open(file.name(), 0, nullptr));
-  const std::unique_ptr<VfWAudioSourceStream> vfwAudio(VfWAudioSourceStream::open(file.name(), 0, nullptr));
-  VideoSourceStream* const videos[] = {video.get(), vfwVideo.get()};
-  AudioSourceStream* const audios[] = {audio.get(), vfwAudio.get()};
-
-  for (VideoSourceStream* const stream : videos) {
-    ASSERT_EQ(stream->lastError, 0);
-    EXPECT_EQ(stream->duration(), 120);
-    EXPECT_EQ(stream->frameRate(), 100.0);
-    EXPECT_EQ(stream->msDuration(), 1200.0);
-    EXPECT_EQ(stream->format()->biWidth, 64);
-    EXPECT_EQ(stream->format()->biHeight, 48);
-    for (const long frame : {0, 1, 2, 77, 119, 30, 0}) {
-      EXPECT_TRUE(frameOf(*stream, frame) == pictures[frame].data) << frame;
-      EXPECT_EQ(stream->lastError, 0);
-    }
+  const TempFile file(".avi",
+                      aviFile({videoStream(format, 100, 1, pictures), audioStream(bytesOf(mono), blocks)}).build());
+  const auto expectOutOfRange = [](SourceStream& stream) {
+    EXPECT_STREQ(stream.ErrorMessage(stream.lastError), "Parameter out of range");
+    EXPECT_FALSE(stream.lastErrorIsFatal());
+  };
+  for (const bool directShow : {true, false}) {
+    SCOPED_TRACE(directShow);
+    const std::unique_ptr<VideoSourceStream> video(VideoSourceStream::open(file.name(), directShow, 0, nullptr));
+    ASSERT_EQ(video->lastError, 0);
+    EXPECT_EQ(video->duration(), 120);
+    EXPECT_EQ(video->frameRate(), 100.0);
+    EXPECT_EQ(video->msDuration(), 1200.0);
+    EXPECT_EQ(video->format()->biWidth, 64);
+    EXPECT_EQ(video->format()->biHeight, 48);
+    EXPECT_EQ(differingFrames(*video, frames, 30), 0);
     for (const long outside : {-1L, 120L}) {
-      EXPECT_EQ(stream->findFrame(outside), -1);
-      EXPECT_STREQ(stream->ErrorMessage(stream->lastError), "Parameter out of range");
-      EXPECT_FALSE(stream->lastErrorIsFatal());
+      EXPECT_EQ(video->findFrame(outside), -1);
+      expectOutOfRange(*video);
     }
     long frame = 30;
     double time = 304.0;
-    EXPECT_DOUBLE_EQ(stream->StreamSampleToTime(frame), 300.0);
-    EXPECT_EQ(stream->StreamTimeToSample(time), 30);
-  }
-  for (AudioSourceStream* const stream : audios) {
-    ASSERT_EQ(stream->lastError, 0);
-    EXPECT_EQ(stream->duration(), 9600);
-    EXPECT_EQ(stream->msDuration(), 1200.0);
-    EXPECT_EQ(stream->format()->nSamplesPerSec, 8000U);
-    expectRandomRuns(*stream, sound, 60);
+    EXPECT_DOUBLE_EQ(video->StreamSampleToTime(frame), 300.0);
+    EXPECT_EQ(video->StreamTimeToSample(time), 30);
+
+    const std::unique_ptr<AudioSourceStream> audio(AudioSourceStream::open(file.name(), directShow, 0, nullptr));
+    ASSERT_EQ(audio->lastError, 0);
+    EXPECT_EQ(audio->duration(), 9600);
+    EXPECT_EQ(audio->msDuration(), 1200.0);
+    EXPECT_EQ(audio->format()->nSamplesPerSec, 8000U);
+    expectRandomRuns(*audio, sound, 60);
     for (const auto& [first, last] : {std::pair(-1, 5), std::pair(5, 4), std::pair(9000, 9600)}) {
-      EXPECT_EQ(stream->getSamples(first, last), nullptr);
-      EXPECT_STREQ(stream->ErrorMessage(stream->lastError), "Parameter out of range");
-      EXPECT_FALSE(stream->lastErrorIsFatal());
+      EXPECT_EQ(audio->getSamples(first, last), nullptr);
+      expectOutOfRange(*audio);
     }
-  }
-  const DSVideo missing = openVideo("C:\\missing.avi");
-  const std::unique_ptr<VfWVideoSourceStream> vfwMissing(VfWVideoSourceStream::open("C:\\missing.avi", 0, nullptr));
-  for (VideoSourceStream* const stream :
-       {static_cast<VideoSourceStream*>(missing.get()), static_cast<VideoSourceStream*>(vfwMissing.get())}) {
-    EXPECT_STREQ(stream->ErrorMessage(stream->lastError), "Could not open the source file");
-    EXPECT_TRUE(stream->lastErrorIsFatal());
-    EXPECT_EQ(stream->findFrame(0), -1);
-    EXPECT_STREQ(stream->ErrorMessage(stream->lastError), "Stream was not successfully opened");
+
+    const std::unique_ptr<VideoSourceStream> missing(VideoSourceStream::open("missing.avi", directShow, 0, nullptr));
+    EXPECT_STREQ(missing->ErrorMessage(missing->lastError), "Could not open the source file");
+    EXPECT_TRUE(missing->lastErrorIsFatal());
+    EXPECT_EQ(missing->findFrame(0), -1);
+    EXPECT_STREQ(missing->ErrorMessage(missing->lastError), "Stream was not successfully opened");
   }
 }
 

@@ -2,16 +2,14 @@
 
 #include <algorithm>
 #include <climits>
-
-#include <windows.h>
-
-// Needs windows.h.
-#include <evcode.h>
-
-#include <gtest/gtest.h>
+#include <numeric>
+#include <set>
 
 #include "support/ds_streams.h"
 #include "support/graph_override.h"
+
+// Needs windows.h.
+#include <evcode.h>
 
 using namespace quillet::test;
 namespace ds_error = quillet::ds_error;
@@ -35,62 +33,64 @@ ScriptedStream framesAt(const std::vector<double>& times, double length) {
 
 std::vector<double> upTo(int count) {
   std::vector<double> times(count);
-  for (int i = 0; i < count; ++i) {
-    times[i] = i;
-  }
+  std::iota(times.begin(), times.end(), 0.0);
   return times;
 }
 
-/// A request, and what has to come of it.
+/// A request, and what has to come of it: the frame of that number with its own picture, without a seek, unless said.
 struct Step {
-  long frame;
-  long returned;
-  long sample;                // Whose picture is returned.
-  std::vector<double> seeks;  // Where to, in frame periods.
-  int error = 0;
-  std::vector<int> config = {};
-};
-
-struct Search {
-  const char* name;
-  std::vector<double> times;
-  double length;
-  ScriptedStream::Seek seek;
-  std::vector<int> keys;  // None: all.
-  std::vector<Step> steps;
-};
-
-void check(const Search& search) {
-  SCOPED_TRACE(search.name);
-  GraphOverride graph;
-  ScriptedStream stream = framesAt(search.times, search.length);
-  stream.seek = search.seek;
-  for (std::size_t i = 0; i < stream.samples.size() && !search.keys.empty(); ++i) {
-    stream.samples[i].sync = std::find(search.keys.begin(), search.keys.end(), i) != search.keys.end();
+  Step(long number) : asked(number), returned(number), picture(number) {}  // NOLINT: a number alone is the usual step.
+  Step& gives(long number, long sample) { return returned = number, picture = sample, *this; }
+  Step& fails(int code) { return returned = -1, error = code, *this; }
+  Step& warns(int code) { return error = code, *this; }
+  Step& tuned(int quickDecode, int backtrackStep, int growthRatio) {
+    return config = {quickDecode, backtrackStep, growthRatio}, *this;
   }
-  const auto script = scriptOf(stream);
-  const ScriptedFile file(script);
+  /// Where to, in frame periods.
+  template <class... Positions>
+  Step& seeks(Positions... positions) {
+    return seeked = {static_cast<double>(positions)...}, *this;
+  }
+
+  long asked, returned, picture;
+  int error = 0;
+  std::vector<int> config;
+  std::vector<double> seeked;
+};
+
+/// Reads from a stream that has frames at `times`.
+/// @param keys which samples are key frames; none: all.
+void check(const char* name, const std::vector<double>& times, double length, const std::vector<Step>& steps,
+           const ScriptedStream::Seek& seek = landAsAsked, const std::set<std::size_t>& keys = {}) {
+  SCOPED_TRACE(name);
+  const TimeLimit limit;
+  GraphOverride graph;
+  ScriptedStream stream = framesAt(times, length);
+  stream.seek = seek;
+  for (std::size_t i = 0; i < stream.samples.size(); ++i) {
+    stream.samples[i].sync = keys.empty() || keys.contains(i);
+  }
+  const ScriptedFile file(scriptOf(stream));
   Phases phases;
   const DSVideo video = openVideo(file.name(), 0, &phases);
   ASSERT_EQ(video->lastError, 0);
-  ASSERT_EQ(video->duration(), static_cast<long>(search.length));
-  int steps = 0;
-  for (const Step& step : search.steps) {
-    SCOPED_TRACE(testing::Message() << "step " << steps++ << ", frame " << step.frame);
+  ASSERT_EQ(video->duration(), static_cast<long>(length));
+  for (const Step& step : steps) {
+    SCOPED_TRACE(testing::Message() << "step " << &step - steps.data() << ", frame " << step.asked);
     if (!step.config.empty()) {
       video->config(step.config[0], step.config[1], step.config[2]);
     }
     const int before = phases.counts[2];
-    const Bytes bits = frameOf(*video, step.frame, step.returned);
+    const Bytes bits = frameOf(*video, step.asked, step.returned);
     EXPECT_EQ(video->lastError, step.error);
-    EXPECT_TRUE(bits == (step.returned < 0 ? Bytes() : scriptedPayload(step.sample, 24)));
-    std::vector<double> seeks;
+    EXPECT_TRUE(bits == (step.returned < 0 ? Bytes() : scriptedPayload(step.picture, 24)));
+    std::vector<double> seeked;
     for (const LONGLONG position : std::exchange(graph.faults.seeks, {})) {
-      seeks.push_back(static_cast<double>(position) / frameTime);
+      seeked.push_back(static_cast<double>(position) / frameTime);
     }
-    EXPECT_EQ(seeks, step.seeks);
+    EXPECT_EQ(seeked, step.seeked);
     // All but the first seek go back; without a frame at the first position the graph is asked nothing more.
-    EXPECT_EQ(phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeks.size(), 1)) - 1);
+    EXPECT_EQ(phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeked.size(), 1)) - 1);
   }
 }
 
@@ -98,129 +98,55 @@ constexpr double justBefore(int frame) {
   return frame - 1.0 / frameTime;
 }
 
-TEST(Search, GoesItsWays) {
-  const TimeLimit limit;
-  const Search searches[] = {
-      {"a full stream",
-       upTo(10),
-       10,
-       landAsAsked,
-       {},
-       {{5, 5, 5, {5.5}},
-        {5, 5, 5, {}},
-        {6, 6, 6, {}},
-        {7, 7, 7, {}},
-        {9, 9, 9, {justBefore(9)}},
-        {3, 3, 3, {3.5}},
-        {6, 6, 6, {}, 0, {3, 1, 2}},
-        {2, 2, 2, {2.5}},
-        {6, 6, 6, {6.5}},
-        {9, 9, 9, {}},
-        {0, 0, 0, {0.5}},
-        {1, 1, 1, {}},
-        {3, 3, 3, {3.5}, 0, {0, 0, 0}},
-        {9, 9, 9, {justBefore(9)}},
-        {9, 9, 9, {}},
-        {8, 8, 8, {8.5}}}},
-      {"one frame", upTo(1), 1, landAsAsked, {}, {{0, 0, 0, {0.0}}, {0, 0, 0, {}}}},
-      {"out of range",
-       upTo(3),
-       3,
-       landAsAsked,
-       {},
-       {{-1, -1, 0, {}, ds_error::parameterOutOfRange},
-        {3, -1, 0, {}, ds_error::parameterOutOfRange},
-        {LONG_MAX, -1, 0, {}, ds_error::parameterOutOfRange},
-        {LONG_MIN, -1, 0, {}, ds_error::parameterOutOfRange},
-        {1, 1, 1, {1.5}}}},
-      {"missing frames",
-       {0, 1, 4, 5, 6, 9},
-       10,
-       landAsAsked,
-       {},
-       {{1, 1, 1, {1.5}},
-        {2, 1, 1, {}},  // Past the target at once: the frame before stands for it.
-        {3, 1, 1, {}},
-        {1, 1, 1, {}},
-        {4, 4, 2, {}},
-        {5, 5, 3, {}},
-        {4, 4, 2, {4.5}},
-        {3, 1, 1, {3.5}},
-        {2, 1, 1, {}},
-        {4, 4, 2, {}},
-        {6, 6, 4, {6.5}},
-        {8, 6, 4, {}, 0, {2, 1, 2}},
-        {9, 9, 5, {}},
-        {8, 6, 4, {}}}},
-      {"late first frame",
-       {3, 4, 5},
-       6,
-       landAsAsked,
-       {},
-       {{0, 3, 0, {0.5, 0.0}, ds_error::nextFrameReturned},
-        {0, 0, 0, {}},
-        {1, 0, 0, {}},
-        {3, 3, 0, {}},
-        {4, 4, 1, {}},
-        {2, 3, 0, {2.5, 1.5, 0.0}, ds_error::nextFrameReturned},
-        {5, 5, 2, {justBefore(5)}}}},
-      {"early end",
-       upTo(5),
-       10,
-       landAsAsked,
-       {},
-       {{4, 4, 4, {4.5}},
-        {5, 4, 4, {}},
-        {5, 4, 4, {}},
-        {8, 4, 4, {8.5}},
-        {9, 4, 4, {justBefore(9)}},
-        {9, 4, 4, {justBefore(9)}},
-        {3, 3, 3, {3.5}},
-        {4, 4, 4, {}}}},
-      {"no frame at all",
-       {},
-       5,
-       landAsAsked,
-       {},
-       {{2, -1, 0, {2.5, 1.5, 0.0}, ds_error::noFrameFound}, {0, -1, 0, {0.5, 0.0}, ds_error::noFrameFound}}},
-      {"seeks that fail",
-       upTo(5),
-       5,
-       failToSeek(E_FAIL),
-       {},
-       {{2, -1, 0, {2.5}, ds_error::unseekableMedia}, {0, -1, 0, {0.5}, ds_error::unseekableMedia}}},
-      {"seeks that land late",
-       upTo(40),
-       40,
-       landLater(4),
-       {},
-       {{20, 20, 20, {20.5, 19.5, 17.5, 13.5}},
-        {10, 10, 10, {10.5, 7.5, 0.0}, 0, {1, 3, 3}},
-        {20, 20, 20, {20.5, 11.5}, 0, {9, 0, 0}},
-        {38, 38, 38, {38.5, 37.5, 35.5, 31.5}, 0, {0, 0, 0}}}},
-      {"seeks to the key frame before",
-       upTo(20),
-       20,
-       landOnPreviousKey,
-       {0, 5, 15},
-       {{7, 7, 7, {7.5}}, {14, 14, 14, {14.5}}, {15, 15, 15, {}}, {4, 4, 4, {4.5}}}},
-      {"seeks to the key frame after",
-       upTo(20),
-       20,
-       landOnNextKey,
-       {0, 5, 15},
-       {{7, 7, 7, {7.5, 6.5, 4.5}}, {15, 15, 15, {15.5}}, {2, 2, 2, {2.5, 1.5, 0.0}}}},
-      {"two frames at one time",
-       {0, 1, 1, 2},
-       3,
-       landAsAsked,
-       {},
-       {{1, 1, 2, {1.5}}, {0, 0, 0, {0.5}}, {1, 1, 1, {}}, {2, 2, 3, {}}}},
-      {"a frame at the edge after", {0, 1, 2, 3, 5.5, 7}, 8, landAsAsked, {}, {{5, 3, 3, {5.5, 4.5}}, {6, 6, 4, {}}}},
-  };
-  for (const Search& search : searches) {
-    check(search);
-  }
+TEST(Search, SeeksOrReadsOn) {
+  check("a full stream", upTo(10), 10,
+        {Step(5).seeks(5.5), 5, 6, 7, Step(9).seeks(justBefore(9)), Step(3).seeks(3.5), Step(6).tuned(3, 1, 2),
+         Step(2).seeks(2.5), Step(6).seeks(6.5), 9, Step(0).seeks(0.5), 1, Step(3).tuned(0, 0, 0).seeks(3.5),
+         Step(9).seeks(justBefore(9)), 9, Step(8).seeks(8.5)});
+  check("one frame", upTo(1), 1, {Step(0).seeks(0), 0});
+  const auto outside = [](long frame) { return Step(frame).fails(ds_error::parameterOutOfRange); };
+  check("out of range", upTo(3), 3,
+        {outside(-1), outside(3), outside(LONG_MAX), outside(LONG_MIN), Step(1).seeks(1.5)});
+}
+
+TEST(Search, TakesTheFrameBefore) {
+  check("missing frames", {0, 1, 4, 5, 6, 9}, 10,
+        {Step(1).seeks(1.5), Step(2).gives(1, 1),  // Past the target at once: the frame before stands for it.
+         Step(3).gives(1, 1), 1, Step(4).gives(4, 2), Step(5).gives(5, 3), Step(4).gives(4, 2).seeks(4.5),
+         Step(3).gives(1, 1).seeks(3.5), Step(2).gives(1, 1), Step(4).gives(4, 2), Step(6).gives(6, 4).seeks(6.5),
+         Step(8).gives(6, 4).tuned(2, 1, 2), Step(9).gives(9, 5), Step(8).gives(6, 4)});
+  check("early end", upTo(5), 10,
+        {Step(4).seeks(4.5), Step(5).gives(4, 4), Step(5).gives(4, 4), Step(8).gives(4, 4).seeks(8.5),
+         Step(9).gives(4, 4).seeks(justBefore(9)), Step(9).gives(4, 4).seeks(justBefore(9)), Step(3).seeks(3.5), 4});
+  check("two frames at one time", {0, 1, 1, 2}, 3,
+        {Step(1).gives(1, 2).seeks(1.5), Step(0).seeks(0.5), 1, Step(2).gives(2, 3)});
+  check("a frame at the edge after", {0, 1, 2, 3, 5.5, 7}, 8,
+        {Step(5).gives(3, 3).seeks(5.5, 4.5), Step(6).gives(6, 4)});
+}
+
+TEST(Search, TakesTheNextFrameWhenThereIsNoneBefore) {
+  check("late first frame", {3, 4, 5}, 6,
+        {Step(0).gives(3, 0).seeks(0.5, 0).warns(ds_error::nextFrameReturned), 0, Step(1).gives(0, 0),
+         Step(3).gives(3, 0), Step(4).gives(4, 1),
+         Step(2).gives(3, 0).seeks(2.5, 1.5, 0).warns(ds_error::nextFrameReturned),
+         Step(5).gives(5, 2).seeks(justBefore(5))});
+  check(
+      "no frame at all", {}, 5,
+      {Step(2).seeks(2.5, 1.5, 0).fails(ds_error::noFrameFound), Step(0).seeks(0.5, 0).fails(ds_error::noFrameFound)});
+}
+
+TEST(Search, GoesBackFromSeeksThatMiss) {
+  check("seeks that fail", upTo(5), 5,
+        {Step(2).seeks(2.5).fails(ds_error::unseekableMedia), Step(0).seeks(0.5).fails(ds_error::unseekableMedia)},
+        failToSeek(E_FAIL));
+  check("seeks that land late", upTo(40), 40,
+        {Step(20).seeks(20.5, 19.5, 17.5, 13.5), Step(10).tuned(1, 3, 3).seeks(10.5, 7.5, 0),
+         Step(20).tuned(9, 0, 0).seeks(20.5, 11.5), Step(38).tuned(0, 0, 0).seeks(38.5, 37.5, 35.5, 31.5)},
+        landLater(4));
+  check("seeks to the key frame before", upTo(20), 20,
+        {Step(7).seeks(7.5), Step(14).seeks(14.5), 15, Step(4).seeks(4.5)}, landOnPreviousKey, {0, 5, 15});
+  check("seeks to the key frame after", upTo(20), 20,
+        {Step(7).seeks(7.5, 6.5, 4.5), Step(15).seeks(15.5), Step(2).seeks(2.5, 1.5, 0)}, landOnNextKey, {0, 5, 15});
 }
 
 TEST(Search, HoldsAtTheEdgeBefore) {
@@ -252,11 +178,6 @@ TEST(Stream, IsDescribed) {
   const auto script = scriptOf(scriptedVideo(4, 2, 50, 400'000));
   const ScriptedFile file(script);
   const DSVideo video = openVideo(file.name());
-  EXPECT_EQ(video->duration(), 50);
-  EXPECT_EQ(video->frameRate(), 25.0);
-  EXPECT_DOUBLE_EQ(video->msDuration(), 2000.0);
-  EXPECT_TRUE(video->usesDirectShow());
-  EXPECT_FALSE(video->isRawData());
   for (auto [time, frame] :
        {std::pair(1000.0, 25), {1019.9, 25}, {1020.0, 26}, {0.0, 0}, {-1000.0, -25}, {4000.0, 100}}) {
     EXPECT_EQ(video->StreamTimeToSample(time), frame) << time;
@@ -269,9 +190,6 @@ TEST(Stream, IsDescribed) {
   EXPECT_EQ(info.AvgTimePerFrame, 400'000);
   EXPECT_EQ(info.bmiHeader.biWidth, 4);
   EXPECT_EQ(info.bmiHeader.biSizeImage, 24U);
-  Phases phases;
-  EXPECT_EQ(video->notify(&phases), nullptr);
-  EXPECT_EQ(video->notify(), &phases);
   EXPECT_EQ(video->lastError, 0);
 }
 
@@ -293,7 +211,7 @@ TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
     EXPECT_EQ(frameOf(*video, count - 1), scriptedPayload(times.size() - 1, 24));
     EXPECT_EQ(frameOf(*video, 0), scriptedPayload(0, 24));
   }
-  const quillet::KernelHandle never(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+  const quillet::KernelHandle never = manualEvent();
   ScriptedStream aborted = framesAt(upTo(9), 9);
   aborted.samples[5].event = EC_ERRORABORT;
   aborted.samples[6].waitFor = never.get();

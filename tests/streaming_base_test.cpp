@@ -10,25 +10,16 @@
 
 #include <control.h>
 #include <evcode.h>
-#include <qedit.h>
 #include <strmif.h>
 #include <uuids.h>
 #include <vfwmsgs.h>
-#include <wrl/client.h>
-
-#include <gtest/gtest.h>
 
 #include "core/handles.h"
 #include "core/media_type.h"
 #include "directshow/base/c_base_filter.h"
 #include "directshow/base/c_base_pin.h"
-#include "directshow/base/c_source.h"
+#include "support/ds_streams.h"
 #include "support/leak_check.h"
-#include "support/scripted_source.h"
-
-// Defined in the platform's library of GUIDs, declared in no header.
-extern "C" const CLSID CLSID_SampleGrabber;
-extern "C" const CLSID CLSID_NullRenderer;
 
 using Microsoft::WRL::ComPtr;
 using namespace quillet::test;
@@ -37,8 +28,6 @@ using quillet::CBasePin;
 using quillet::CMediaType;
 using quillet::CreateAudioMediaType;
 using quillet::CriticalSection;
-using quillet::CSource;
-using quillet::CSourceStream;
 using quillet::KernelHandle;
 using quillet::WithInterfaces;
 
@@ -47,10 +36,6 @@ namespace {
 // Nothing here takes long: what takes so much longer hangs.
 constexpr DWORD limitMs = 20000;
 constexpr REFERENCE_TIME frameTime = 400'000;
-
-KernelHandle manualEvent() {
-  return KernelHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-}
 
 bool comes(const KernelHandle& event) {
   return WaitForSingleObject(event.get(), limitMs) == WAIT_OBJECT_0;
@@ -65,7 +50,6 @@ struct Received {
 class SinkPin : public WithInterfaces<CBasePin, IMemInputPin> {
  public:
   explicit SinkPin(CBaseFilter& filter) : WithInterfaces(filter, PINDIR_INPUT, L"in") {}
-
   HRESULT CheckMediaType(const CMediaType* type) override { return type->majortype == accepted ? S_OK : S_FALSE; }
 
   STDMETHODIMP GetAllocator(IMemAllocator**) override { return VFW_E_NO_ALLOCATOR; }
@@ -102,6 +86,7 @@ class SinkPin : public WithInterfaces<CBasePin, IMemInputPin> {
   STDMETHODIMP BeginFlush() override {
     const std::lock_guard guard(lock);
     flushing = true;
+    ++flushes;
     received.clear();
     ResetEvent(enough.get());
     return S_OK;
@@ -129,6 +114,7 @@ class SinkPin : public WithInterfaces<CBasePin, IMemInputPin> {
 
   GUID accepted = MEDIATYPE_Video;
   std::size_t samplesToKeep = 0;
+  int flushes = 0;
   KernelHandle ended = manualEvent();
 
  private:
@@ -150,9 +136,7 @@ class SinkFilter : public CBaseFilter {
 };
 
 std::shared_ptr<Script> videoScript(std::size_t frames) {
-  const auto script = std::make_shared<Script>();
-  script->streams.push_back(scriptedVideo(8, 2, frames, frameTime));
-  return script;
+  return scriptOf(scriptedVideo(8, 2, frames, frameTime));
 }
 
 /// A scripted source and a sink; connected unless the test wants to do that.
@@ -180,11 +164,8 @@ TEST(MediaTypes, AreValues) {
   const WAVEFORMATEX format = {WAVE_FORMAT_PCM, 2, 44100, 176400, 4, 16, 0};
   CMediaType type;
   ASSERT_EQ(CreateAudioMediaType(&format, &type, TRUE), S_OK);
-  EXPECT_EQ(type.majortype, MEDIATYPE_Audio);
-  EXPECT_EQ(type.subtype, MEDIASUBTYPE_PCM);
-  EXPECT_EQ(type.lSampleSize, 4U);
-  EXPECT_TRUE(type.bFixedSizeSamples);
-  EXPECT_FALSE(type.bTemporalCompression);
+  EXPECT_TRUE(type.majortype == MEDIATYPE_Audio && type.subtype == MEDIASUBTYPE_PCM);
+  EXPECT_TRUE(type.bFixedSizeSamples && !type.bTemporalCompression && type.lSampleSize == 4);
   ASSERT_EQ(type.cbFormat, sizeof format);
 
   CMediaType copy = type;
@@ -313,16 +294,8 @@ TEST(Sources, LeaveNothingBehindInAnyOrderOfStates) {
     const Pair pair(script);
     ASSERT_EQ(pair.connect(), S_OK);
     for (int i = 0; i < 6; ++i) {
-      switch (random() % 3) {
-        case 0:
-          ASSERT_EQ(pair.source->Stop(), S_OK);
-          break;
-        case 1:
-          ASSERT_EQ(pair.source->Pause(), S_OK);
-          break;
-        default:
-          ASSERT_EQ(pair.source->Run(0), S_OK);
-      }
+      const auto state = random() % 3;
+      ASSERT_EQ(state == 0 ? pair.source->Stop() : state == 1 ? pair.source->Pause() : pair.source->Run(0), S_OK);
     }
   }));
   EXPECT_GT(script->threadsStarted, 200);
@@ -349,49 +322,25 @@ TEST(Sources, StopWhateverTheThreadWaitsFor) {
   }
 }
 
-/// A pin whose thread cannot begin.
-class FailingStream : public CSourceStream {
- public:
-  explicit FailingStream(CSource& source) : CSourceStream(source, L"failing") {}
-  HRESULT GetMediaType(CMediaType* type) override {
-    type->majortype = MEDIATYPE_Video;
-    type->formattype = FORMAT_None;
-    return S_OK;
-  }
-  HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
-    request->cBuffers = 1;
-    request->cbBuffer = 1;
-    ALLOCATOR_PROPERTIES actual;
-    return allocator->SetProperties(request, &actual);
-  }
-  HRESULT FillBuffer(IMediaSample*) override { return S_OK; }
-  HRESULT OnThreadCreate() override { return HRESULT_FROM_WIN32(ERROR_NOT_READY); }
-};
-
-class HalfFailingSource : public ScriptedSource {
- public:
-  using ScriptedSource::ScriptedSource;
-  CSourceStream& failing = addPin(std::make_unique<FailingStream>(*this));
-};
-
 TEST(Sources, StayStoppedWhenAThreadCannotBegin) {
-  Pair pair(videoScript(3));
-  const ComPtr<HalfFailingSource> source(new HalfFailingSource(pair.script));
-  pair.out.Reset();
-  pair.source = source.Get();
-  ASSERT_EQ(source->FindPin(L"stream 0", &pair.out), S_OK);
+  const auto script = videoScript(3);
+  script->streams.push_back(script->streams[0]);
+  script->streams[1].beginning = HRESULT_FROM_WIN32(ERROR_NOT_READY);
+  const Pair pair(script);
   ASSERT_EQ(pair.connect(), S_OK);
+  ComPtr<IPin> failing;
   const ComPtr<SinkFilter> second(new SinkFilter);
-  ASSERT_EQ(source->failing.Connect(&second->pin, nullptr), S_OK);
+  ASSERT_EQ(pair.source->FindPin(L"stream 1", &failing), S_OK);
+  ASSERT_EQ(failing->Connect(&second->pin, nullptr), S_OK);
   for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(source->Pause(), HRESULT_FROM_WIN32(ERROR_NOT_READY));
+    EXPECT_EQ(pair.source->Pause(), script->streams[1].beginning);
     FILTER_STATE state = State_Running;
-    EXPECT_EQ(source->GetState(0, &state), S_OK);
+    EXPECT_EQ(pair.source->GetState(0, &state), S_OK);
     EXPECT_EQ(state, State_Stopped);
-    EXPECT_EQ(pair.script->threadsStarted, i + 1);
-    EXPECT_EQ(pair.script->threadsEnded, i + 1) << "the pin that could begin goes on";
+    EXPECT_EQ(script->threadsStarted, i + 1);
+    EXPECT_EQ(script->threadsEnded, i + 1) << "the pin that could begin goes on";
   }
-  source->failing.Disconnect();
+  failing->Disconnect();
   second->pin.Disconnect();
 }
 
@@ -422,111 +371,40 @@ TEST(Sources, SeekWhileTheyPush) {
   LONGLONG position = 0;
   EXPECT_EQ(seeking->GetCurrentPosition(&position), S_OK);
   EXPECT_EQ(position % frameTime, frameTime / 2);
+  EXPECT_EQ(pair.in->flushes, 200);
   EXPECT_EQ(script->threadsStarted, 1);
 }
 
-/// Hands each sample of a graph's grabber on to a function.
-class Callback : public ComObject<ISampleGrabberCB> {
- public:
-  STDMETHODIMP SampleCB(double, IMediaSample* sample) override {
-    BYTE* data = nullptr;
-    sample->GetPointer(&data);
-    payloads.emplace_back(data, data + sample->GetActualDataLength());
-    return S_OK;
-  }
-  STDMETHODIMP BufferCB(double, BYTE*, long) override { return S_OK; }
-
-  std::vector<Bytes> payloads;
-};
-
-/// Plays a scripted file through a sample grabber into a null renderer, from the key frame before `position`.
-/// @return whether the graph reported `event`.
-bool playUntil(long event, const std::shared_ptr<Script>& script, Callback& callback, LONGLONG position = 0) {
-  const ScriptedFile file(script);
-  ComPtr<IGraphBuilder> graph;
-  ComPtr<IBaseFilter> source;
-  ComPtr<IBaseFilter> grabber;
-  ComPtr<IBaseFilter> renderer;
-  CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph));
-  CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&grabber));
-  CoCreateInstance(CLSID_NullRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&renderer));
-  const std::string name = file.name();
-  EXPECT_EQ(graph->AddSourceFilter(std::wstring(name.begin(), name.end()).c_str(), L"source", &source), S_OK);
-  EXPECT_EQ(script->filters, 1);
-  graph->AddFilter(grabber.Get(), L"grabber");
-  graph->AddFilter(renderer.Get(), L"renderer");
-  ComPtr<ISampleGrabber> samples;
-  grabber->QueryInterface(IID_PPV_ARGS(&samples));
-  samples->SetCallback(&callback, 0);
-
-  ComPtr<IPin> from;
-  ComPtr<IPin> to;
-  source->FindPin(L"stream 0", &from);
-  grabber->FindPin(L"In", &to);
-  EXPECT_EQ(graph->Connect(from.Get(), to.Get()), S_OK);
-  grabber->FindPin(L"Out", from.ReleaseAndGetAddressOf());
-  renderer->FindPin(L"In", to.ReleaseAndGetAddressOf());
-  EXPECT_EQ(graph->Connect(from.Get(), to.Get()), S_OK);
-
-  ComPtr<IMediaControl> control;
-  ComPtr<IMediaEvent> events;
-  graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(control.GetAddressOf()));
-  graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(events.GetAddressOf()));
-  ComPtr<IMediaSeeking> seeking;
-  graph->QueryInterface(IID_PPV_ARGS(&seeking));
-  LONGLONG duration = 0;
-  EXPECT_EQ(seeking->GetDuration(&duration), S_OK);
-  EXPECT_EQ(duration, script->streams[0].duration);
-  EXPECT_EQ(seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning | AM_SEEKING_SeekToKeyFrame, &duration,
-                                  AM_SEEKING_AbsolutePositioning),
-            S_OK);
-  EXPECT_TRUE(SUCCEEDED(control->Run()));
-  OAEVENT handle = 0;
-  events->GetEventHandle(&handle);
-  long code = 0;
-  LONG_PTR first = 0;
-  LONG_PTR second = 0;
-  // GetEvent need not wait by itself: an event once taken may leave the handle signalled for one look more.
-  while (code != event && WaitForSingleObject(reinterpret_cast<HANDLE>(handle), limitMs) == WAIT_OBJECT_0) {
-    if (events->GetEvent(&code, &first, &second, 0) == S_OK) {
-      events->FreeEventParams(code, first, second);
+TEST(Sources, TellTheGraphOfMishaps) {
+  for (const long event : {EC_ERRORABORT, EC_USERABORT}) {
+    const auto script = videoScript(3);
+    ScriptedSample& sample = script->streams[0].samples[1];
+    if (event == EC_ERRORABORT) {
+      sample.failure = E_FAIL;
+    } else {
+      sample.event = event;
     }
-  }
-  control->Stop();
-  return code == event;
-}
+    const Pair pair(script);
+    ASSERT_EQ(pair.connect(), S_OK);
+    ComPtr<IGraphBuilder> graph;
+    CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph));
+    graph->AddFilter(pair.source.Get(), L"source");
+    ComPtr<IMediaEvent> events;
+    graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(events.GetAddressOf()));
+    OAEVENT handle = 0;
+    events->GetEventHandle(&handle);
 
-TEST(Graphs, PlayAScriptedFileToItsEnd) {
-  const auto script = std::make_shared<Script>();
-  script->streams.push_back(scriptedVideo(8, 2, 10, frameTime / 100));  // The renderer keeps the time.
-  for (std::size_t i = 0; i < 10; ++i) {
-    ScriptedSample& sample = script->streams[0].samples[i];
-    sample.sync = i == 0 || i == 4;
-    sample.stop.reset();
+    EXPECT_EQ(pair.in->next(1, [&] { ASSERT_EQ(pair.source->Run(0), S_OK); }).size(), 1U);
+    ASSERT_EQ(WaitForSingleObject(reinterpret_cast<HANDLE>(handle), limitMs), WAIT_OBJECT_0);
+    long code = 0;
+    LONG_PTR first = 0;
+    LONG_PTR second = 0;
+    EXPECT_EQ(events->GetEvent(&code, &first, &second, 0), S_OK);
+    EXPECT_EQ(code, event);
+    EXPECT_TRUE(comes(pair.in->ended)) << "the stream ends all the same";
+    pair.source->Stop();
+    graph->RemoveFilter(pair.source.Get());
   }
-  const auto callback = makeCom<Callback>();
-  EXPECT_TRUE(playUntil(EC_COMPLETE, script, *callback.Get()));
-  ASSERT_EQ(callback->payloads.size(), 10U);
-  for (std::size_t i = 0; i < 10; ++i) {
-    EXPECT_EQ(callback->payloads[i], scriptedPayload(i, script->streams[0].samples[i].size));
-  }
-  callback->payloads.clear();
-  EXPECT_TRUE(playUntil(EC_COMPLETE, script, *callback.Get(), script->streams[0].samples[6].start));
-  ASSERT_EQ(callback->payloads.size(), 6U) << "the key frame is sample 4";
-  EXPECT_EQ(callback->payloads[0], scriptedPayload(4, script->streams[0].samples[4].size));
-  EXPECT_EQ(script->filters, 0);
-  EXPECT_EQ(script->threadsEnded, 2);
-}
-
-TEST(Graphs, HearOfMishaps) {
-  const auto failing = videoScript(3);
-  failing->streams[0].samples[1].failure = E_FAIL;
-  const auto abandoned = videoScript(3);
-  abandoned->streams[0].samples[1].event = EC_USERABORT;
-  const auto callback = makeCom<Callback>();
-  EXPECT_TRUE(playUntil(EC_ERRORABORT, failing, *callback.Get()));
-  EXPECT_EQ(callback->payloads.size(), 1U);
-  EXPECT_TRUE(playUntil(EC_USERABORT, abandoned, *callback.Get()));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The set-up of threads: what QuilletThread and the library do when threads come and go, and the library's own threads.
 
 #include <atomic>
+#include <functional>
 #include <vector>
 
 #include <windows.h>
@@ -29,17 +30,14 @@ namespace {
 // No thread of these tests works for long: one that takes so much longer hangs.
 constexpr DWORD limitMs = 30000;
 
-template <class Function>
 unsigned __stdcall callFunction(void* function) {
-  (*static_cast<Function*>(function))();
+  (*static_cast<const std::function<void()>*>(function))();
   return 0;
 }
 
 /// Runs `function` on a thread that the library has not started, to its very end.
-template <class Function>
-void onThread(Function function) {
-  const KernelHandle thread(
-      reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, callFunction<Function>, &function, 0, nullptr)));
+void onThread(std::function<void()> function) {
+  const KernelHandle thread(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, callFunction, &function, 0, nullptr)));
   ASSERT_EQ(WaitForSingleObject(thread.get(), limitMs), WAIT_OBJECT_0);
 }
 
@@ -87,8 +85,7 @@ class UninitializeSpy : public ComObject<IInitializeSpy> {
 
 /// Runs `function` on a thread, to its very end.
 /// @return how often COM was left on it, its detachment from the library included.
-template <class Function>
-int uninitializationsOf(Function function) {
+int uninitializationsOf(const std::function<void()>& function) {
   const auto spy = makeCom<UninitializeSpy>();
   onThread([&] {
     ULARGE_INTEGER cookie;
@@ -112,7 +109,7 @@ TEST_F(Threads, EndUndoesWhatQuilletThreadDid) {
 }
 
 TEST_F(Threads, TemporaryApartmentThreadingChangesTheApartment) {
-  onThread([] {
+  const auto thereAndBack = [] {
     APTTYPE type;
     QuilletThread();
     TemporaryApartmentThreading(true);
@@ -121,14 +118,8 @@ TEST_F(Threads, TemporaryApartmentThreadingChangesTheApartment) {
     TemporaryApartmentThreading(false);
     EXPECT_EQ(apartment(type), S_OK);
     EXPECT_EQ(type == APTTYPE_MTA, !wine_gap::aviFileExitKeepsApartment);
-  });
-  // One for each change, one for the end.
-  EXPECT_EQ(uninitializationsOf([] {
-              QuilletThread();
-              TemporaryApartmentThreading(true);
-              TemporaryApartmentThreading(false);
-            }),
-            3);
+  };
+  EXPECT_EQ(uninitializationsOf(thereAndBack), 3) << "one for each change, one for the end";
   EXPECT_FALSE(hasMultithreadedApartment());
 }
 
@@ -169,9 +160,7 @@ void work(void* argument) {
   auto& mine = *static_cast<Work*>(argument);
   mine.prepared = QuilletThread();
   mine.apartmentResult = apartment(mine.apartmentType);
-  if (mine.gate != nullptr) {
-    WaitForSingleObject(mine.gate, limitMs);
-  }
+  WaitForSingleObject(mine.gate, limitMs);
   if (mine.leavesFromDepth) {
     leaveFromDepth(50);
   }
@@ -191,50 +180,28 @@ struct LibraryThread {
 };
 
 TEST_F(Threads, FiveHundredComeAndGoBalanced) {
-  constexpr int atOnce = 25;
   const auto batch = [] {
-    Work works[atOnce];
+    const KernelHandle gate(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+    Work works[25];
     std::vector<LibraryThread> threads;
-    for (int i = 0; i < atOnce; ++i) {
-      works[i].leavesFromDepth = i % 2 != 0;
-      threads.emplace_back(works[i]);
+    for (Work& one : works) {
+      one.gate = gate.get();
+      one.leavesFromDepth = (&one - works) % 2 != 0;
+      threads.emplace_back(one);
+      EXPECT_EQ(WaitForSingleObject(threads.back().finished.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
     }
-    for (int i = 0; i < atOnce; ++i) {
+    SetEvent(gate.get());
+    for (std::size_t i = 0; i < threads.size(); ++i) {
       ASSERT_EQ(WaitForSingleObject(threads[i].finished.get(), limitMs), WAIT_OBJECT_0);
       ASSERT_EQ(WaitForSingleObject(threads[i].thread.get(), limitMs), WAIT_OBJECT_0);
+      EXPECT_EQ(WaitForSingleObject(threads[i].finished.get(), 0), WAIT_OBJECT_0) << "the event stays signalled";
       EXPECT_TRUE(works[i].prepared);
       EXPECT_EQ(works[i].apartmentResult, S_OK);
       EXPECT_EQ(works[i].apartmentType, APTTYPE_MTA);
     }
   };
-  batch();
-  const Holdings before = currentHoldings();
-  for (int threads = atOnce; threads < 500; threads += atOnce) {
-    batch();
-  }
-  const Holdings after = currentHoldings();
-  EXPECT_LE(after.handles, before.handles);
-  EXPECT_LE(after.blocks, before.blocks + 20);
+  EXPECT_TRUE(leavesNothingBehind(batch, 0, 0, 20));
   EXPECT_FALSE(hasMultithreadedApartment());
-}
-
-TEST_F(Threads, EventStaysSignalledOnceTheThreadHasEnded) {
-  for (const bool leavesFromDepth : {false, true}) {
-    const KernelHandle gate(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-    Work argument;
-    argument.leavesFromDepth = leavesFromDepth;
-    argument.gate = gate.get();
-    const LibraryThread started(argument);
-    const KernelHandle& finished = started.finished;
-    ASSERT_NE(finished, nullptr);
-    EXPECT_EQ(WaitForSingleObject(finished.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
-    SetEvent(gate.get());
-    EXPECT_EQ(WaitForSingleObject(finished.get(), limitMs), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(finished.get(), 0), WAIT_OBJECT_0);
-    EXPECT_TRUE(argument.prepared);
-    // The next test counts apartments: this thread leaves its own when it is detached.
-    EXPECT_EQ(WaitForSingleObject(started.thread.get(), limitMs), WAIT_OBJECT_0);
-  }
 }
 
 TEST_F(Threads, ExitIsForLibraryThreadsOnly) {

@@ -72,6 +72,6 @@ class QUILLET_API AudioOrVideoStream {
   /// fatal.
   void finishOpening(int code);
 
-  /// True until the backend's `open` or `create` succeeds; never raised again.
+  /// True until the backend's `open` or `create` succeeds, and again after the `close` of a written file.
   bool notOpened = true;
 };

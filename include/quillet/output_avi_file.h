@@ -92,6 +92,11 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// Completes the file. Audio that is still buffered is not written: call flushAudio() before.
   virtual bool close() = 0;
 
+  /// Sets the interleaving period without a dialog; before start().
+  /// @param period in units of 100 ns; shorter ones than the backend can have are lengthened.
+  /// @return whether it was set; false, with #lastError left alone, when the backend has no such setting.
+  virtual bool setInterleavingPeriod(long long period);
+
   /// @return the format given to create(), NULL for no video stream; with code 1 when the object is not open.
   const VIDEOINFOHEADER* videoFormat();
 

@@ -16,6 +16,8 @@
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/source_stream.h>
 #include <quillet/thread.h>
+#include <quillet/vfw_audio_or_video_stream.h>
+#include <quillet/vfw_output_avi_file.h>
 #include <quillet/vfw_raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 #include <quillet/video_source_stream.h>

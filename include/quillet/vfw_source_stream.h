@@ -1,27 +1,15 @@
 #pragma once
 
 /// @file
-/// The Video for Windows backend: its root, and its sources on AVIFile and the Audio Compression Manager.
+/// The sources of the Video for Windows backend, on AVIFile and the Audio Compression Manager.
 
 #include <quillet/audio_source_stream.h>
+#include <quillet/vfw_audio_or_video_stream.h>
 #include <quillet/video_source_stream.h>
 
 namespace quillet {
 class AviSource;
 }
-
-/// Root of every Video for Windows object: where its messages lie and which of its codes (vfw_error) are fatal.
-class QUILLET_API VfWAudioOrVideoStream : public virtual AudioOrVideoStream {
- public:
-  int maxLocalErrorCode() override;
-  int errorMessages_resourceBase() override;
-  bool local_ErrorIsFatal(int code) override;
-  ~VfWAudioOrVideoStream() override;
-  bool usesDirectShow() override;
-
- protected:
-  VfWAudioOrVideoStream() = default;
-};
 
 /// A stream of a file that AVIFile can open. Times are AVIFile's: whole milliseconds.
 ///

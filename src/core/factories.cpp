@@ -7,6 +7,7 @@
 #include <quillet/ds_source_stream.h>
 #include <quillet/output_avi_file.h>
 #include <quillet/raw_data_source_stream.h>
+#include <quillet/vfw_output_avi_file.h>
 #include <quillet/vfw_raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 #include <quillet/video_source_stream.h>
@@ -83,8 +84,12 @@ RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video,
       [&](bool useDirectShow) { return open(fileName, video, useDirectShow, stream, notification); });
 }
 
-OutputAVIFile* OutputAVIFile::create(const char*, const VIDEOINFOHEADER*, bool, const WAVEFORMATEX*, bool, bool) {
-  return nullptr;  // Neither backend writes yet.
+OutputAVIFile* OutputAVIFile::create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,
+                                     const WAVEFORMATEX* audio, bool compressAudio, bool useDirectShow) {
+  if (useDirectShow) {
+    return nullptr;  // DirectShow does not write yet.
+  }
+  return VfWOutputAVIFile::create(file, video, compressVideo, audio, compressAudio);
 }
 
 OutputAVIFile* OutputAVIFile::create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,

@@ -26,8 +26,11 @@ using UniqueHandle = std::unique_ptr<std::remove_pointer_t<Handle>, HandleDelete
 /// A thread, event or other kernel object whose creation answers null on failure.
 using KernelHandle = UniqueHandle<HANDLE, CloseHandle>;
 
+using AviFileHandle = UniqueHandle<PAVIFILE, AVIFileRelease>;
 using AviStreamHandle = UniqueHandle<PAVISTREAM, AVIStreamRelease>;
 using AviGetFrameHandle = UniqueHandle<PGETFRAME, AVIStreamGetFrameClose>;
+
+using CompressorHandle = UniqueHandle<HIC, ICClose>;
 
 inline void closeAcmStream(HACMSTREAM stream) {
   acmStreamClose(stream, 0);
@@ -40,11 +43,7 @@ class AcmHeader {
   AcmHeader() = default;
   AcmHeader(const AcmHeader&) = delete;
   AcmHeader& operator=(const AcmHeader&) = delete;
-  ~AcmHeader() {
-    if (preparedFor != nullptr) {
-      acmStreamUnprepareHeader(preparedFor, &header, 0);
-    }
-  }
+  ~AcmHeader() { unprepare(); }
 
   /// Prepares the header for conversions from `source` to `destination`; the stream must outlive it.
   /// @return whether the ACM accepted it.
@@ -59,7 +58,20 @@ class AcmHeader {
       return false;
     }
     preparedFor = stream;
+    preparedSourceSize = sourceSize;
     return true;
+  }
+
+  bool isPrepared() const { return preparedFor != nullptr; }
+
+  /// Lets the stream and the buffers go. Does nothing when the header is not prepared.
+  void unprepare() {
+    if (preparedFor == nullptr) {
+      return;
+    }
+    header.cbSrcLength = preparedSourceSize;  // The ACM wants back what it was given.
+    acmStreamUnprepareHeader(preparedFor, &header, 0);
+    preparedFor = nullptr;
   }
 
   ACMSTREAMHEADER* get() { return &header; }
@@ -68,6 +80,7 @@ class AcmHeader {
  private:
   ACMSTREAMHEADER header = {};
   HACMSTREAM preparedFor = nullptr;
+  DWORD preparedSourceSize = 0;
 };
 
 }  // namespace quillet

@@ -3,6 +3,7 @@
 #include <quillet/output_avi_file.h>
 
 #include <cstring>
+#include <limits>
 #include <new>
 
 #include <windows.h>
@@ -20,6 +21,10 @@ OutputAVIFile::OutputAVIFile() {
 
 OutputAVIFile::~OutputAVIFile() {
   delete[] buffer;
+}
+
+bool OutputAVIFile::setInterleavingPeriod(long long) {
+  return false;
 }
 
 const VIDEOINFOHEADER* OutputAVIFile::videoFormat() {
@@ -157,6 +162,9 @@ bool OutputAVIFile::requireAudio() {
 bool OutputAVIFile::reserveBuffer(long long capacity) {
   if (buffer != nullptr && bufferCapacity >= capacity) {
     return true;
+  }
+  if (capacity > std::numeric_limits<long>::max()) {
+    return false;
   }
   auto* const larger = new (std::nothrow) unsigned char[static_cast<std::size_t>(capacity)];
   if (larger == nullptr) {

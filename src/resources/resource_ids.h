@@ -9,3 +9,11 @@
 #define IDS_VFW_ERRORS 500
 #define IDS_VFW_OUTPUT_ERRORS 700
 #define IDS_MEDIA_CONTAINER_ERRORS 900
+
+// Dialogs, and what stands in them.
+#define IDD_INTERLEAVING_PERIOD 7
+#define IDC_PERIOD 101
+
+#ifndef IDC_STATIC
+#define IDC_STATIC (-1)
+#endif

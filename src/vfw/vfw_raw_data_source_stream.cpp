@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -13,6 +12,7 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/format_sizes.h"
 #include "core/guarded.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
@@ -69,17 +69,14 @@ const GUID* subtypeOfRgb(WORD bitCount, const std::vector<BYTE>& format) {
 /// @return a vfw_error code.
 int describeVideo(const std::vector<BYTE>& format, const AVISTREAMINFOA& information, CMediaType& type) {
   const auto& header = *reinterpret_cast<const BITMAPINFOHEADER*>(format.data());
-  constexpr std::int64_t rowAlignment = 32;
-  const std::int64_t rowBits =
-      (std::int64_t{header.biBitCount} * header.biWidth + rowAlignment - 1) & ~(rowAlignment - 1);
-  const std::int64_t rows = std::abs(std::int64_t{header.biHeight});
+  const std::int64_t rgbSize = quillet::uncompressedFrameSize(header);
   const bool isRgb = header.biCompression == BI_RGB || header.biCompression == BI_BITFIELDS;
 
   type.majortype = MEDIATYPE_Video;
   type.formattype = FORMAT_VideoInfo;
   type.bFixedSizeSamples = isRgb ? TRUE : FALSE;
   type.bTemporalCompression = isRgb ? FALSE : TRUE;
-  type.lSampleSize = isRgb ? static_cast<ULONG>(rowBits / 8 * rows) : header.biSizeImage;
+  type.lSampleSize = isRgb ? static_cast<ULONG>(rgbSize) : header.biSizeImage;
   if (isRgb) {
     const GUID* const subtype = subtypeOfRgb(header.biBitCount, format);
     if (subtype == nullptr) {
@@ -92,9 +89,9 @@ int describeVideo(const std::vector<BYTE>& format, const AVISTREAMINFOA& informa
   }
 
   VIDEOINFOHEADER info = {};
-  const auto frameBits = static_cast<std::uint64_t>(
-      header.biCompression != BI_RGB ? std::int64_t{header.biSizeImage} * 8 : rowBits * rows);
-  info.dwBitRate = static_cast<DWORD>(frameBits * information.dwRate / information.dwScale);
+  const std::int64_t frameSize = header.biCompression != BI_RGB ? header.biSizeImage : rgbSize;
+  info.dwBitRate =
+      static_cast<DWORD>(static_cast<std::uint64_t>(frameSize) * 8 * information.dwRate / information.dwScale);
   info.AvgTimePerFrame = information.dwScale * quillet::unitsPerSecond / information.dwRate;
   constexpr std::size_t prefix = offsetof(VIDEOINFOHEADER, bmiHeader);
   std::vector<BYTE> block(prefix + format.size());

@@ -31,12 +31,13 @@ DWORD chunkId(const AviStream& stream, std::size_t number) {
   return MAKEAVICKID(stream.header.type == streamtypeAUDIO ? cktypeWAVEbytes : cktypeDIBbits, number);
 }
 
-std::size_t largestChunk(const std::vector<AviChunk>& chunks) {
-  std::size_t largest = 0;
+/// A stream with what its header says of the chunks, but for the length.
+AviStream streamOf(AviStreamHeader header, const Bytes& format, std::vector<AviChunk> chunks) {
   for (const AviChunk& chunk : chunks) {
-    largest = std::max(largest, chunk.data.size());
+    header.suggestedBufferSize = std::max(header.suggestedBufferSize, static_cast<DWORD>(chunk.data.size()));
   }
-  return largest;
+  header.quality = static_cast<DWORD>(-1);
+  return {header, format, std::move(chunks)};
 }
 
 }  // namespace
@@ -82,38 +83,27 @@ Bytes AviFile::build() const {
 }
 
 AviStream videoStream(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<AviChunk> chunks) {
-  AviStream stream;
-  stream.header.type = streamtypeVIDEO;
-  stream.header.handler = format.biCompression;
-  stream.header.scale = scale;
-  stream.header.rate = rate;
-  stream.header.length = static_cast<DWORD>(chunks.size());
-  stream.header.suggestedBufferSize = static_cast<DWORD>(largestChunk(chunks));
-  stream.header.quality = static_cast<DWORD>(-1);
-  stream.header.right = static_cast<SHORT>(format.biWidth);
-  stream.header.bottom = static_cast<SHORT>(format.biHeight);
-  stream.format = bytesOf(format);
-  stream.chunks = std::move(chunks);
-  return stream;
+  AviStreamHeader header = {};
+  header.type = streamtypeVIDEO;
+  header.handler = format.biCompression;
+  header.scale = scale;
+  header.rate = rate;
+  header.length = static_cast<DWORD>(chunks.size());
+  header.right = static_cast<SHORT>(format.biWidth);
+  header.bottom = static_cast<SHORT>(format.biHeight);
+  return streamOf(header, bytesOf(format), std::move(chunks));
 }
 
 AviStream audioStream(const Bytes& format, std::vector<AviChunk> chunks) {
   const auto& wave = *reinterpret_cast<const PCMWAVEFORMAT*>(format.data());
-  std::size_t size = 0;
+  AviStreamHeader header = {};
+  header.type = streamtypeAUDIO;
+  header.scale = header.sampleSize = wave.wf.nBlockAlign;
+  header.rate = wave.wf.nAvgBytesPerSec;
   for (const AviChunk& chunk : chunks) {
-    size += chunk.data.size();
+    header.length += static_cast<DWORD>(chunk.data.size() / wave.wf.nBlockAlign);
   }
-  AviStream stream;
-  stream.header.type = streamtypeAUDIO;
-  stream.header.scale = wave.wf.nBlockAlign;
-  stream.header.rate = wave.wf.nAvgBytesPerSec;
-  stream.header.length = static_cast<DWORD>(size / wave.wf.nBlockAlign);
-  stream.header.suggestedBufferSize = static_cast<DWORD>(largestChunk(chunks));
-  stream.header.quality = static_cast<DWORD>(-1);
-  stream.header.sampleSize = wave.wf.nBlockAlign;
-  stream.format = format;
-  stream.chunks = std::move(chunks);
-  return stream;
+  return streamOf(header, format, std::move(chunks));
 }
 
 AviFile aviFile(std::vector<AviStream> streams) {
@@ -133,26 +123,13 @@ AviFile aviFile(std::vector<AviStream> streams) {
 }
 
 BITMAPINFOHEADER rgb24Format(LONG width, LONG height) {
-  BITMAPINFOHEADER format = {};
-  format.biSize = sizeof format;
-  format.biWidth = width;
-  format.biHeight = height;
-  format.biPlanes = 1;
-  format.biBitCount = 24;
-  format.biCompression = BI_RGB;
-  format.biSizeImage = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);
-  return format;
+  const auto size = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);
+  return {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB, size, 0, 0, 0, 0};
 }
 
 WAVEFORMATEX pcmFormat(DWORD samplesPerSecond, WORD channels, WORD bitsPerSample) {
-  WAVEFORMATEX format = {};
-  format.wFormatTag = WAVE_FORMAT_PCM;
-  format.nChannels = channels;
-  format.nSamplesPerSec = samplesPerSecond;
-  format.nBlockAlign = static_cast<WORD>(channels * bitsPerSample / 8);
-  format.nAvgBytesPerSec = samplesPerSecond * format.nBlockAlign;
-  format.wBitsPerSample = bitsPerSample;
-  return format;
+  const auto blockAlign = static_cast<WORD>(channels * bitsPerSample / 8);
+  return {WAVE_FORMAT_PCM, channels, samplesPerSecond, samplesPerSecond * blockAlign, blockAlign, bitsPerSample, 0};
 }
 
 Bytes wavFile(const Bytes& format, const Bytes& data) {

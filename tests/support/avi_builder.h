@@ -13,19 +13,10 @@ namespace quillet::test {
 
 /// A `strh` chunk.
 struct AviStreamHeader {
-  DWORD type;
-  DWORD handler;
-  DWORD flags;
-  WORD priority;
-  WORD language;
-  DWORD initialFrames;
-  DWORD scale;
-  DWORD rate;
-  DWORD start;
-  DWORD length;
-  DWORD suggestedBufferSize;
-  DWORD quality;
-  DWORD sampleSize;
+  DWORD type, handler, flags;
+  WORD priority, language;
+  DWORD initialFrames, scale, rate, start, length;
+  DWORD suggestedBufferSize, quality, sampleSize;
   SHORT left, top, right, bottom;
 };
 

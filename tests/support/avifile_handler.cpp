@@ -15,7 +15,7 @@ constexpr CLSID aviFileHandlerClass = {0x00020000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0
 
 class StreamObject : public ComObject<IAVIStream> {
  public:
-  StreamObject(std::shared_ptr<AviScript> script, std::size_t number) : script(std::move(script)), number(number) {}
+  StreamObject(std::shared_ptr<AviScript> script, DWORD number) : script(std::move(script)), number(number) {}
 
   STDMETHODIMP Create(LPARAM, LPARAM) override { return AVIERR_UNSUPPORTED; }
 
@@ -28,7 +28,7 @@ class StreamObject : public ComObject<IAVIStream> {
   }
 
   STDMETHODIMP_(LONG) FindSample(LONG position, LONG flags) override {
-    script->calls.push_back({AviScriptCall::findSample, position, 0});
+    script->calls.push_back({AviScriptCall::findSample, position});
     if (!stream().canSeek || position < static_cast<LONG>(stream().info.dwStart)) {
       return -1;
     }
@@ -42,7 +42,7 @@ class StreamObject : public ComObject<IAVIStream> {
   }
 
   STDMETHODIMP ReadFormat(LONG, void* format, LONG* size) override {
-    if (!stream().hasFormat) {
+    if (!stream().hasFormat || stream().format.empty()) {
       return AVIERR_ERROR;
     }
     const auto whole = static_cast<LONG>(stream().format.size());
@@ -81,19 +81,55 @@ class StreamObject : public ComObject<IAVIStream> {
     return done == 0 && start < count() ? AVIERR_BUFFERTOOSMALL : S_OK;
   }
 
-  STDMETHODIMP SetFormat(LONG, void*, LONG) override { return AVIERR_READONLY; }
-  STDMETHODIMP Write(LONG, LONG, void*, LONG, DWORD, LONG*, LONG*) override { return AVIERR_READONLY; }
+  STDMETHODIMP SetFormat(LONG, void* format, LONG size) override {
+    if (script->refusedFormats.contains(stream().info.fccType)) {
+      return AVIERR_BADFORMAT;
+    }
+    const auto* const first = static_cast<const std::uint8_t*>(format);
+    stream().format.assign(first, first + size);
+    if (stream().info.fccType == streamtypeAUDIO) {
+      stream().info.dwSampleSize = reinterpret_cast<const WAVEFORMAT*>(first)->nBlockAlign;
+    }
+    return S_OK;
+  }
+
+  /// Takes what continues the stream: a frame in a piece, or whole blocks of audio.
+  STDMETHODIMP Write(LONG start, LONG samples, void* data, LONG size, DWORD flags, LONG* written,
+                     LONG* writtenBytes) override {
+    const int number = script->count(AviScriptCall::write);
+    script->calls.push_back({AviScriptCall::write, start, samples, this->number, flags});
+    const LONG sampleSize = static_cast<LONG>(stream().info.dwSampleSize);
+    if (number == script->failingWrite || start != count() || (sampleSize > 0 && size != samples * sampleSize) ||
+        (sampleSize == 0 && samples != 1)) {
+      return AVIERR_FILEWRITE;
+    }
+    *written = std::min(samples, script->samplesPerWrite);
+    *writtenBytes = sampleSize > 0 ? *written * sampleSize : size;
+    const auto* bytes = static_cast<const std::uint8_t*>(data);
+    for (LONG i = 0; i < *written; ++i, bytes += sampleSize) {
+      stream().samples.emplace_back(bytes, bytes + (sampleSize > 0 ? sampleSize : size));
+    }
+    if (sampleSize == 0 && !(flags & AVIIF_KEYFRAME)) {
+      stream().deltas.insert(start);
+    }
+    stream().info.dwLength = static_cast<DWORD>(count());
+    return S_OK;
+  }
+
   STDMETHODIMP Delete(LONG, LONG) override { return AVIERR_READONLY; }
   STDMETHODIMP ReadData(DWORD, void*, LONG*) override { return AVIERR_NODATA; }
   STDMETHODIMP WriteData(DWORD, void*, LONG) override { return AVIERR_READONLY; }
-  STDMETHODIMP SetInfo(AVISTREAMINFOW*, LONG) override { return AVIERR_READONLY; }
+  STDMETHODIMP SetInfo(AVISTREAMINFOW* info, LONG) override {
+    stream().info = *info;
+    return S_OK;
+  }
 
  private:
   AviScriptStream& stream() { return script->streams[number]; }
   LONG count() { return static_cast<LONG>(stream().samples.size()); }
 
   std::shared_ptr<AviScript> script;
-  std::size_t number;
+  DWORD number;
 };
 
 class FileObject : public ComObject<IAVIFile, IPersistFile> {
@@ -107,7 +143,7 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
   }
 
   STDMETHODIMP GetStream(PAVISTREAM* stream, DWORD type, LONG index) override {
-    for (std::size_t number = 0; number < script->streams.size(); ++number) {
+    for (DWORD number = 0; number < script->streams.size(); ++number) {
       const bool isOfType = type == 0 || script->streams[number].info.fccType == type;
       if (isOfType && index-- == 0) {
         *stream = makeCom<StreamObject>(script, number).Detach();
@@ -117,7 +153,15 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
     return AVIERR_NODATA;
   }
 
-  STDMETHODIMP CreateStream(PAVISTREAM*, AVISTREAMINFOW*) override { return AVIERR_READONLY; }
+  STDMETHODIMP CreateStream(PAVISTREAM* stream, AVISTREAMINFOW* info) override {
+    if (info->fccType == script->refusedStream) {
+      return AVIERR_UNSUPPORTED;
+    }
+    script->streams.emplace_back().info = *info;
+    script->streams.back().info.dwCaps = AVIFILECAPS_CANREAD | AVIFILECAPS_CANWRITE;
+    return GetStream(stream, 0, static_cast<LONG>(script->streams.size()) - 1);
+  }
+
   STDMETHODIMP WriteData(DWORD, void*, LONG) override { return AVIERR_READONLY; }
   STDMETHODIMP ReadData(DWORD, void*, LONG*) override { return AVIERR_NODATA; }
   STDMETHODIMP EndRecord() override { return AVIERR_READONLY; }

@@ -1,4 +1,5 @@
-// A handler of .avi files that plays a script instead of reading a file, behind the real AVIFile functions.
+// A handler of .avi files that plays a script instead of reading a file, and keeps in it what is written, behind the real
+// AVIFile functions.
 
 #pragma once
 
@@ -38,15 +39,21 @@ AviScriptStream aviScriptAudio(const Bytes& format, DWORD rate, DWORD scale, std
 
 /// A call that reached a stream.
 struct AviScriptCall {
-  enum Kind { findSample, read };
+  enum Kind { findSample, read, write };
   Kind kind;
   long position;
-  long count;  // Samples that a read asks for.
+  long count = 0;  // Samples that a read or write asks for.
+  DWORD stream = 0;
+  DWORD flags = 0;  // Of a write.
 };
 
 struct AviScript {
-  std::vector<AviScriptStream> streams;
-  std::vector<AviScriptCall> calls;
+  std::vector<AviScriptStream> streams;  // Those of a file that is written are added here.
+  std::vector<AviScriptCall> calls = {};
+  long samplesPerWrite = std::numeric_limits<long>::max();  // A write takes no more of them.
+  int failingWrite = -1;                                    // The number of a write that fails.
+  DWORD refusedStream = 0;                                  // The kind of stream that cannot be created.
+  std::set<DWORD> refusedFormats = {};                      // The kinds of streams that take no format.
 
   int count(AviScriptCall::Kind kind) const;
 };

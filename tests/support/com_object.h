@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <utility>
 
@@ -11,53 +10,20 @@
 #include <objbase.h>
 #include <wrl/client.h>
 
+#include "directshow/base/com_object.h"
+
 namespace quillet::test {
 
-/// A reference-counted object that answers to IUnknown and to `Interfaces`, the first of them being the object's
-/// identity. Made by makeCom().
-template <class First, class... Others>
-class ComObject : public First, public Others... {
+/// An object with these interfaces. Made by makeCom().
+template <class... Interfaces>
+class ComObject : public WithInterfaces<quillet::ComObject, Interfaces...> {
  public:
-  ComObject() = default;
-  ComObject(const ComObject&) = delete;
-  ComObject& operator=(const ComObject&) = delete;
-  virtual ~ComObject() = default;
-
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    if (object == nullptr) {
-      return E_POINTER;
-    }
-    *object = nullptr;
-    if (iid == __uuidof(IUnknown) || iid == __uuidof(First)) {
-      *object = static_cast<First*>(this);
-    } else {
-      ((iid == __uuidof(Others) ? void(*object = static_cast<Others*>(this)) : void()), ...);
-    }
-    if (*object == nullptr) {
-      return E_NOINTERFACE;
-    }
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references;
-    if (left == 0) {
-      delete this;
-    }
-    return left;
-  }
-
- private:
-  std::atomic<ULONG> references = 1;
+  ComObject() : WithInterfaces<quillet::ComObject, Interfaces...>(nullptr) {}
 };
 
 template <class Object, class... Arguments>
 Microsoft::WRL::ComPtr<Object> makeCom(Arguments&&... arguments) {
-  Microsoft::WRL::ComPtr<Object> object;
-  // Not Attach: MinGW's adds a reference of its own.
-  *object.GetAddressOf() = new Object(std::forward<Arguments>(arguments)...);
-  return object;
+  return new Object(std::forward<Arguments>(arguments)...);
 }
 
 /// While it lives, CoCreateInstance of a class gives the test's object on every thread of the multithreaded apartment,

@@ -1,4 +1,4 @@
-// What the tests of the DirectShow sources share: reading, and limits of time.
+// What the tests of the DirectShow sources share: opening, and limits of time.
 
 #pragma once
 
@@ -9,10 +9,8 @@
 
 #include <windows.h>
 
-#include <gtest/gtest.h>
-
-#include <quillet/quillet.h>
-
+#include "core/handles.h"
+#include "support/reading.h"
 #include "support/scripted_source.h"
 
 namespace quillet::test {
@@ -54,30 +52,14 @@ class Phases : public QuilletNotification {
   std::vector<int> counts = std::vector<int>(4);
 };
 
+inline KernelHandle manualEvent() {
+  return KernelHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+}
+
 inline std::shared_ptr<Script> scriptOf(ScriptedStream stream) {
   const auto script = std::make_shared<Script>();
   script->streams.push_back(std::move(stream));
   return script;
-}
-
-/// The frame returned for `frame`, whose number must be that or, with a warning or a hollow stream, `returned`.
-inline Bytes frameOf(VideoSourceStream& stream, long frame, long returned) {
-  const DWORD size = stream.format()->biSizeImage;  // Asked first: the code is to be that of the reading.
-  long found = frame;
-  const unsigned char* const bits = stream.getFrameBits(found);
-  EXPECT_EQ(found, returned) << "asked for frame " << frame << ", code " << stream.lastError;
-  return bits != nullptr ? Bytes(bits, bits + size) : Bytes();
-}
-
-inline Bytes frameOf(VideoSourceStream& stream, long frame) {
-  return frameOf(stream, frame, frame);
-}
-
-/// Samples `first` to `last`, nothing when they cannot be had.
-inline Bytes runOf(AudioSourceStream& stream, long first, long last) {
-  const WORD size = stream.format()->nBlockAlign;
-  const unsigned char* const samples = stream.getSamples(first, last);
-  return samples != nullptr ? Bytes(samples, samples + (last - first + 1) * size) : Bytes();
 }
 
 }  // namespace quillet::test

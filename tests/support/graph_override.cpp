@@ -10,39 +10,22 @@ using Microsoft::WRL::ComPtr;
 /// Has a real graph as its part, of which it replaces two interfaces.
 class FaultyGraph : public ComObject<IMediaControl, IMediaSeeking> {
  public:
-  FaultyGraph(GraphFaults& graphFaults, IClassFactory* factory) : faults(graphFaults) {
-    ++faults.graphs;
-    factory->CreateInstance(static_cast<IMediaControl*>(this), IID_PPV_ARGS(&inner));
-    inner->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control));
-    inner->QueryInterface(IID_PPV_ARGS(&seeking));
-    // A part's references count for the whole: those that the whole keeps must not.
-    Release();
-    Release();
+  explicit FaultyGraph(GraphFaults& graphFaults) : faults(graphFaults) { ++faults.graphs; }
+  ~FaultyGraph() override { --faults.graphs; }
+
+  /// Makes the part, of a whole that somebody holds.
+  void takeIn(IClassFactory& factory) {
+    factory.CreateInstance(static_cast<IMediaControl*>(this), IID_PPV_ARGS(&inner));
+    control = static_cast<IMediaControl*>(ofInner(IID_IMediaControl));
+    seeking = static_cast<IMediaSeeking*>(ofInner(IID_IMediaSeeking));
   }
 
-  ~FaultyGraph() override {
-    AddRef();  // While the part goes it may use the whole, which must not be destroyed again.
-    AddRef();
-    --faults.graphs;
-  }
-
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    if (std::find(faults.missing.begin(), faults.missing.end(), iid) != faults.missing.end()) {
-      *object = nullptr;
-      return E_NOINTERFACE;
-    }
-    const HRESULT own = ComObject::QueryInterface(iid, object);
-    return own == E_NOINTERFACE ? inner->QueryInterface(iid, object) : own;
-  }
-
-  // IDispatch
-  STDMETHODIMP GetTypeInfoCount(UINT* a) override { return control->GetTypeInfoCount(a); }
-  STDMETHODIMP GetTypeInfo(UINT a, LCID b, ITypeInfo** c) override { return control->GetTypeInfo(a, b, c); }
-  STDMETHODIMP GetIDsOfNames(REFIID a, LPOLESTR* b, UINT c, LCID d, DISPID* e) override {
-    return control->GetIDsOfNames(a, b, c, d, e);
-  }
-  STDMETHODIMP Invoke(DISPID a, REFIID b, LCID c, WORD d, DISPPARAMS* e, VARIANT* f, EXCEPINFO* g, UINT* h) override {
-    return control->Invoke(a, b, c, d, e, f, g, h);
+  // IDispatch, which nobody calls.
+  STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+  STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
+    return E_NOTIMPL;
   }
 
   // IMediaControl
@@ -89,7 +72,23 @@ class FaultyGraph : public ComObject<IMediaControl, IMediaSeeking> {
   STDMETHODIMP GetRate(double* a) override { return seeking->GetRate(a); }
   STDMETHODIMP GetPreroll(LONGLONG* a) override { return seeking->GetPreroll(a); }
 
+ protected:
+  IUnknown* findInterface(REFIID id) override {
+    if (std::find(faults.missing.begin(), faults.missing.end(), id) != faults.missing.end()) {
+      return nullptr;
+    }
+    IUnknown* const own = ComObject::findInterface(id);
+    return own != nullptr ? own : ofInner(id);
+  }
+
  private:
+  /// An interface of the part, not counted: its references count for the whole, which the part lives as long as.
+  IUnknown* ofInner(REFIID id) {
+    ComPtr<IUnknown> found;
+    inner->QueryInterface(id, reinterpret_cast<void**>(found.GetAddressOf()));
+    return found.Get();
+  }
+
   GraphFaults& faults;
   ComPtr<IUnknown> inner;
   IMediaControl* control = nullptr;
@@ -107,7 +106,8 @@ GraphOverride::GraphOverride() {
     if (FAILED(faults.create)) {
       return faults.create;
     }
-    const auto made = makeCom<FaultyGraph>(faults, factory.Get());
+    const auto made = makeCom<FaultyGraph>(faults);
+    made->takeIn(*factory.Get());
     last = static_cast<IMediaControl*>(made.Get());
     return made->QueryInterface(iid, object);
   });

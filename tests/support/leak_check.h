@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <cstddef>
 #include <functional>
 
 #include <gtest/gtest.h>
@@ -14,16 +13,18 @@ testing::AssertionResult heapsAreValid();
 
 /// What the process holds.
 struct Holdings {
-  std::size_t handles;
-  std::size_t blocks;  // Heap blocks in use.
-  std::size_t bytes;   // Their sizes, summed up.
+  long handles;
+  long blocks;  // Heap blocks in use.
+  long threads;
 };
 Holdings currentHoldings();
 
-/// Runs `round` 20 times, so that what is only made once exists, then 200 times more.
+/// Runs `round` some times, so that what is only made once exists, then `rounds` times more.
 /// @param platformBlocks heap blocks that every round is known to leave behind in the platform (see wine_gaps.h).
-/// @return failure when the process then holds more handles, or heap blocks by one for every ten rounds; also when
-///     the platform does not leave its blocks any more.
-testing::AssertionResult leavesNothingBehind(const std::function<void()>& round, long platformBlocks = 0);
+/// @param platformHandles handles, likewise.
+/// @return failure when the process then holds more than 2 handles, a thread or 20 heap blocks more; also when the platform
+///     does not leave its own any more.
+testing::AssertionResult leavesNothingBehind(const std::function<void()>& round, long platformBlocks = 0,
+                                             long platformHandles = 0, long rounds = 200);
 
 }  // namespace quillet::test

@@ -9,6 +9,7 @@
 #include <vfwmsgs.h>
 
 #include "core/time_units.h"
+#include "support/avi_builder.h"
 
 namespace quillet::test {
 namespace {
@@ -39,48 +40,26 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
   // IMediaSeeking
   STDMETHODIMP GetCapabilities(DWORD* result) override { return give(result, capabilities); }
 
-  STDMETHODIMP CheckCapabilities(DWORD* wanted) override {
-    if (wanted == nullptr) {
-      return E_POINTER;
-    }
-    const DWORD missing = *wanted & ~capabilities;
-    *wanted &= capabilities;
-    return missing == 0 ? S_OK : *wanted != 0 ? S_FALSE : E_FAIL;
+  STDMETHODIMP CheckCapabilities(DWORD* flags) override {
+    const DWORD wanted = std::exchange(*flags, *flags & capabilities);
+    return *flags == wanted ? S_OK : *flags != 0 ? S_FALSE : E_FAIL;
   }
 
   STDMETHODIMP IsFormatSupported(const GUID* format) override {
-    if (format == nullptr) {
-      return E_POINTER;
-    }
-    const auto& formats = stream.timeFormats;
-    return std::find(formats.begin(), formats.end(), *format) != formats.end() ? S_OK : S_FALSE;
+    return *format == TIME_FORMAT_MEDIA_TIME ? S_OK : S_FALSE;
   }
 
-  STDMETHODIMP QueryPreferredFormat(GUID* result) override { return give(result, stream.timeFormats.front()); }
-  STDMETHODIMP GetTimeFormat(GUID* result) override { return give(result, timeFormat); }
-
-  STDMETHODIMP IsUsingTimeFormat(const GUID* format) override {
-    return format == nullptr ? E_POINTER : *format == timeFormat ? S_OK : S_FALSE;
-  }
-
+  STDMETHODIMP QueryPreferredFormat(GUID* result) override { return give(result, TIME_FORMAT_MEDIA_TIME); }
+  STDMETHODIMP GetTimeFormat(GUID* result) override { return give(result, TIME_FORMAT_MEDIA_TIME); }
+  STDMETHODIMP IsUsingTimeFormat(const GUID* format) override { return IsFormatSupported(format); }
   STDMETHODIMP SetTimeFormat(const GUID* format) override {
-    const HRESULT supported = IsFormatSupported(format);
-    if (supported != S_OK) {
-      return FAILED(supported) ? supported : E_INVALIDARG;
-    }
-    timeFormat = *format;
-    return S_OK;
+    return IsFormatSupported(format) == S_OK ? S_OK : E_INVALIDARG;
   }
+  STDMETHODIMP ConvertTimeFormat(LONGLONG*, const GUID*, LONGLONG, const GUID*) override { return E_NOTIMPL; }
 
-  STDMETHODIMP GetDuration(LONGLONG* result) override { return give(result, fromTime(stream.duration, timeFormat)); }
+  STDMETHODIMP GetDuration(LONGLONG* result) override { return give(result, stream.duration); }
   STDMETHODIMP GetStopPosition(LONGLONG* result) override { return GetPositions(nullptr, result); }
   STDMETHODIMP GetCurrentPosition(LONGLONG* result) override { return GetPositions(result, nullptr); }
-
-  STDMETHODIMP ConvertTimeFormat(LONGLONG* target, const GUID* targetFormat, LONGLONG value,
-                                 const GUID* format) override {
-    return give(target, fromTime(toTime(value, format != nullptr ? *format : timeFormat),
-                                 targetFormat != nullptr ? *targetFormat : timeFormat));
-  }
 
   STDMETHODIMP SetPositions(LONGLONG* current, DWORD currentFlags, LONGLONG* stop, DWORD stopFlags) override {
     const std::lock_guard guard(filter().stateLock());
@@ -91,26 +70,23 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
     }
     Landing landing;
     if (moving != AM_SEEKING_NoPositioning) {
-      ++script.seeks;
-      const HRESULT result = stream.seek(stream, toTime(*current, timeFormat), currentFlags, landing);
+      const HRESULT result = stream.seek(stream, *current, currentFlags, landing);
       if (FAILED(result)) {
         return result;
       }
     }
     if ((stopFlags & AM_SEEKING_AbsolutePositioning) != 0) {
       const std::lock_guard positionGuard(positionLock);
-      stopPosition = toTime(*stop, timeFormat);
+      stopPosition = *stop;
     }
-    if (moving != AM_SEEKING_NoPositioning) {
-      const HRESULT result = reposition([&] {
-        const std::lock_guard positionGuard(positionLock);
-        next = landing.sample;
-        position = landing.position;
-        return S_OK;
-      });
-      if (FAILED(result)) {
-        return result;
-      }
+    const auto land = [&] {
+      const std::lock_guard positionGuard(positionLock);
+      next = landing.sample;
+      position = landing.position;
+      return S_OK;
+    };
+    if (const HRESULT result = moving != AM_SEEKING_NoPositioning ? reposition(land) : S_OK; FAILED(result)) {
+      return result;
     }
     return GetPositions((currentFlags & AM_SEEKING_ReturnTime) != 0 ? current : nullptr,
                         (stopFlags & AM_SEEKING_ReturnTime) != 0 ? stop : nullptr);
@@ -120,34 +96,24 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
   STDMETHODIMP GetPositions(LONGLONG* current, LONGLONG* stop) override {
     const std::lock_guard guard(positionLock);
     if (current != nullptr) {
-      *current = fromTime(position, timeFormat);
+      *current = position;
     }
     if (stop != nullptr) {
-      *stop = fromTime(stopPosition, timeFormat);
+      *stop = stopPosition;
     }
     return S_OK;
   }
 
-  STDMETHODIMP GetAvailable(LONGLONG* earliest, LONGLONG* latest) override {
-    if (earliest != nullptr) {
-      *earliest = 0;
-    }
-    return latest == nullptr ? S_OK : GetDuration(latest);
-  }
-
+  STDMETHODIMP GetAvailable(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
   STDMETHODIMP SetRate(double rate) override { return rate == 1.0 ? S_OK : E_INVALIDARG; }
   STDMETHODIMP GetRate(double* result) override { return give(result, 1.0); }
   STDMETHODIMP GetPreroll(LONGLONG* result) override { return give(result, 0LL); }
 
  protected:
-  IUnknown* findInterface(REFIID id) override {
-    return IsEqualIID(id, IID_IMediaSeeking) && !stream.seekable ? nullptr : WithInterfaces::findInterface(id);
-  }
-
   // CSourceStream
   HRESULT OnThreadCreate() override {
-    ++script.threadsStarted;
-    return S_OK;
+    script.threadsStarted += SUCCEEDED(stream.beginning);
+    return stream.beginning;
   }
 
   HRESULT OnThreadStartPlay() override {
@@ -208,30 +174,14 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
     auto [first, last] = item.mediaTime.value_or(std::pair<LONGLONG, LONGLONG>());
     sample->SetMediaTime(item.mediaTime ? &first : nullptr, item.mediaTime ? &last : nullptr);
     sample->SetSyncPoint(item.sync);
-    sample->SetDiscontinuity(item.discontinuity);
+    sample->SetDiscontinuity(FALSE);
     sample->SetPreroll(FALSE);
     ++script.samplesFilled;
     return S_OK;
   }
 
-  REFERENCE_TIME toTime(LONGLONG value, const GUID& format) const {
-    if (format == TIME_FORMAT_MEDIA_TIME) {
-      return value;
-    }
-    const auto index = static_cast<std::size_t>(value);
-    return index < stream.samples.size() ? stream.samples[index].start : stream.duration;
-  }
-
-  LONGLONG fromTime(REFERENCE_TIME time, const GUID& format) const {
-    if (format == TIME_FORMAT_MEDIA_TIME) {
-      return time;
-    }
-    return static_cast<LONGLONG>(time >= stream.duration ? stream.samples.size() : stream.sampleAt(time));
-  }
-
   Script& script;
   const ScriptedStream& stream;
-  GUID timeFormat = TIME_FORMAT_MEDIA_TIME;
   // Changed while the thread is idle, or by it.
   std::size_t next = 0;
   // For those who ask for the position, on whatever thread; it changes while the pin's own thread is idle.
@@ -240,11 +190,6 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
   REFERENCE_TIME stopPosition;
 };
 
-HRESULT landOnKey(const ScriptedStream& stream, std::size_t sample, Landing& landing) {
-  landing = {sample, stream.samples[sample].start};
-  return S_OK;
-}
-
 /// A stream of `samples` samples that follow one another; `time` tells where each begins.
 template <class Time>
 ScriptedStream streamOf(CMediaType type, std::size_t samples, long size, Time time) {
@@ -252,11 +197,7 @@ ScriptedStream streamOf(CMediaType type, std::size_t samples, long size, Time ti
   stream.type = std::move(type);
   stream.seek = landAsAsked;
   for (std::size_t i = 0; i < samples; ++i) {
-    ScriptedSample sample;
-    sample.start = time(i);
-    sample.stop = time(i + 1);
-    sample.size = size;
-    stream.samples.push_back(sample);
+    stream.samples.push_back({.start = time(i), .stop = time(i + 1), .mediaTime = {}, .size = size});
   }
   stream.duration = time(samples);
   return stream;
@@ -264,9 +205,7 @@ ScriptedStream streamOf(CMediaType type, std::size_t samples, long size, Time ti
 
 GUID newGuid() {
   GUID result = {};
-  if (FAILED(CoCreateGuid(&result))) {
-    throw std::runtime_error("no GUID can be made");
-  }
+  CoCreateGuid(&result);
   return result;
 }
 
@@ -274,11 +213,6 @@ std::wstring text(const GUID& id) {
   wchar_t buffer[39];
   StringFromGUID2(id, buffer, static_cast<int>(std::size(buffer)));
   return buffer;
-}
-
-Bytes bytesOf(const GUID& id) {
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&id);
-  return Bytes(bytes, bytes + sizeof id);
 }
 
 std::wstring mediaTypeKey(const GUID& id) {
@@ -314,16 +248,14 @@ HRESULT landOnPreviousKey(const ScriptedStream& stream, REFERENCE_TIME wanted, D
   while (sample > 0 && !stream.samples[sample].sync) {
     --sample;
   }
-  return landOnKey(stream, sample, landing);
+  landing = {sample, stream.samples[sample].start};
+  return S_OK;
 }
 
 HRESULT landOnNextKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
-  for (std::size_t sample = 0; sample < stream.samples.size(); ++sample) {
-    if (stream.samples[sample].sync && stream.samples[sample].start >= wanted) {
-      return landOnKey(stream, sample, landing);
-    }
-  }
-  return landOnPreviousKey(stream, wanted, flags, landing);
+  const auto next = std::find_if(stream.samples.begin(), stream.samples.end(),
+                                 [&](const ScriptedSample& sample) { return sample.sync && sample.start >= wanted; });
+  return landOnPreviousKey(stream, next != stream.samples.end() ? next->start : wanted, flags, landing);
 }
 
 ScriptedStream::Seek landLater(std::size_t samples) {
@@ -348,14 +280,7 @@ Bytes scriptedPayload(std::size_t number, long size) {
 ScriptedStream scriptedVideo(long width, long height, std::size_t frames, REFERENCE_TIME frameTime) {
   VIDEOINFOHEADER format = {};
   format.AvgTimePerFrame = frameTime;
-  format.bmiHeader.biSize = sizeof format.bmiHeader;
-  format.bmiHeader.biWidth = width;
-  format.bmiHeader.biHeight = height;
-  format.bmiHeader.biPlanes = 1;
-  format.bmiHeader.biBitCount = 24;
-  format.bmiHeader.biCompression = BI_RGB;
-  format.bmiHeader.biSizeImage = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);
-
+  format.bmiHeader = rgb24Format(width, height);
   CMediaType type;
   type.majortype = MEDIATYPE_Video;
   type.subtype = MEDIASUBTYPE_RGB24;
@@ -413,8 +338,7 @@ STDMETHODIMP ScriptedSource::GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) {
 
 ScriptedFile::ScriptedFile(std::shared_ptr<Script> script)
     : id(newGuid()), file(".scripted", bytesOf(id)), source(id, [script](REFIID iid, void** object) {
-        const Microsoft::WRL::ComPtr<ScriptedSource> filter(new ScriptedSource(script));
-        return filter->QueryInterface(iid, object);
+        return makeCom<ScriptedSource>(script)->QueryInterface(iid, object);
       }) {
   // A pattern is: offset, length, mask, value.
   std::wstring pattern = L"0,16,,";

@@ -31,7 +31,6 @@ struct ScriptedSample {
   long size = 0;
   bool sync = true;
   bool timed = true;  ///< Otherwise the sample carries no time.
-  bool discontinuity = false;
   /// The source waits for this event before it goes on; not owned.
   HANDLE waitFor = nullptr;
   /// An event that the filter sends to the graph before the sample, 0 for none.
@@ -52,11 +51,10 @@ struct ScriptedStream {
   CMediaType type;
   std::vector<ScriptedSample> samples;
   REFERENCE_TIME duration = 0;
-  /// Whether the pin has IMediaSeeking at all, and in what formats; other than TIME_FORMAT_MEDIA_TIME all count samples.
-  bool seekable = true;
-  std::vector<GUID> timeFormats = {TIME_FORMAT_MEDIA_TIME};
   Seek seek;
   long buffers = 4;
+  /// What the thread of the stream answers when it is to begin.
+  HRESULT beginning = S_OK;
 
   /// The sample that is current at a time: the last that begins at or before it, or the first of all.
   std::size_t sampleAt(REFERENCE_TIME time) const;
@@ -84,7 +82,6 @@ ScriptedStream scriptedAudio(const WAVEFORMATEX& format, std::size_t blocks, lon
 struct Script {
   std::vector<ScriptedStream> streams;
   std::atomic<int> samplesFilled = 0;
-  std::atomic<int> seeks = 0;
   std::atomic<int> threadsStarted = 0;
   std::atomic<int> threadsEnded = 0;
   std::atomic<int> filters = 0;

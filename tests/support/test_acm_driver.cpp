@@ -110,10 +110,14 @@ LRESULT suggest(const FormatSuggest& request) {
   return MMSYSERR_NOERROR;
 }
 
+bool isCompression(const StreamInstance& stream) {
+  return stream.source->wFormatTag == WAVE_FORMAT_PCM && stream.destination->wFormatTag == TestAcmDriver::formatTag;
+}
+
 LRESULT open(const StreamInstance& stream) {
   const bool isDecompression =
       stream.source->wFormatTag == TestAcmDriver::formatTag && stream.destination->wFormatTag == WAVE_FORMAT_PCM;
-  if (!isDecompression) {
+  if (!isDecompression && !isCompression(stream)) {
     return ACMERR_NOTPOSSIBLE;
   }
   ++installed->openStreams;
@@ -124,12 +128,40 @@ LRESULT measure(const StreamInstance& stream, StreamSize& size) {
   if (size.flags != ACM_STREAMSIZEF_SOURCE) {
     return MMSYSERR_NOTSUPPORTED;
   }
+  if (isCompression(stream)) {
+    const DWORD samples = size.sourceBytes / stream.source->nBlockAlign;
+    size.destinationBytes = (samples / TestAcmDriver::compressedSamplesPerBlock + 1) * TestAcmDriver::blockSize;
+    return MMSYSERR_NOERROR;
+  }
   size.destinationBytes = size.sourceBytes / TestAcmDriver::blockSize * TestAcmDriver::mostSamplesPerBlock *
                           stream.destination->nBlockAlign;
   return MMSYSERR_NOERROR;
 }
 
-LRESULT convert(const StreamInstance& stream, StreamHeader& header) {
+/// Makes blocks of whole ones, and of what is left at the end of the stream. Samples with the value of the bad block's
+/// mark cannot be compressed.
+LRESULT compress(const StreamInstance& stream, StreamHeader& header) {
+  installed->starts += header.flags & ACM_STREAMCONVERTF_START ? 1 : 0;
+  const WORD channels = stream.source->nChannels;
+  const auto* const values = reinterpret_cast<const WORD*>(header.source);
+  const DWORD samples = header.sourceBytes / stream.source->nBlockAlign;
+  auto* block = reinterpret_cast<Block*>(header.destination);
+  DWORD next = 0;
+  while (next + TestAcmDriver::compressedSamplesPerBlock <= samples ||
+         (header.flags & ACM_STREAMCONVERTF_END && next < samples)) {
+    const DWORD count = std::min<DWORD>(TestAcmDriver::compressedSamplesPerBlock, samples - next);
+    if (values[next * channels] == badBlockMark) {
+      return ACMERR_NOTPOSSIBLE;
+    }
+    *block++ = {static_cast<WORD>(count), values[next * channels]};
+    next += count;
+  }
+  header.sourceBytesUsed = next * stream.source->nBlockAlign;
+  header.destinationBytesUsed = static_cast<DWORD>(reinterpret_cast<BYTE*>(block) - header.destination);
+  return MMSYSERR_NOERROR;
+}
+
+LRESULT decompress(const StreamInstance& stream, StreamHeader& header) {
   const Block block = *reinterpret_cast<const Block*>(header.source);
   const WORD channels = stream.destination->nChannels;
   if (header.flags & ACM_STREAMCONVERTF_START) {
@@ -172,8 +204,10 @@ LRESULT CALLBACK TestAcmDriver::driver(DWORD_PTR, HDRVR, UINT message, LPARAM fi
       return MMSYSERR_NOERROR;
     case streamSize:
       return measure(*reinterpret_cast<const StreamInstance*>(first), *reinterpret_cast<StreamSize*>(second));
-    case streamConvert:
-      return convert(*reinterpret_cast<const StreamInstance*>(first), *reinterpret_cast<StreamHeader*>(second));
+    case streamConvert: {
+      const auto& stream = *reinterpret_cast<const StreamInstance*>(first);
+      return (isCompression(stream) ? compress : decompress)(stream, *reinterpret_cast<StreamHeader*>(second));
+    }
     // Counted, and then left to the ACM.
     case streamPrepare:
       ++installed->preparedHeaders;

@@ -13,13 +13,14 @@
 
 namespace quillet::test {
 
-/// Decompresses blocks of a format tag of its own to 16-bit PCM. Each block says how many samples it holds and where
+/// Converts between 16-bit PCM and blocks of a format tag of its own. Each block says how many samples it holds and where
 /// they start; they count upwards from there, the same in all channels.
 class TestAcmDriver {
  public:
   static constexpr WORD formatTag = 0x7A51;
   static constexpr WORD blockSize = 4;
   static constexpr WORD mostSamplesPerBlock = 1000;
+  static constexpr WORD compressedSamplesPerBlock = 100;  // In the blocks that it makes, but for the last.
 
   TestAcmDriver();
   TestAcmDriver(const TestAcmDriver&) = delete;

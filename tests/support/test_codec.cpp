@@ -4,8 +4,6 @@
 #include <functional>
 #include <stdexcept>
 
-#include <vfw.h>
-
 namespace quillet::test {
 namespace {
 
@@ -42,7 +40,53 @@ LRESULT decompress(const ICDECOMPRESS& frame) {
   }
 }
 
-LRESULT CALLBACK driver(DWORD_PTR, HDRVR, UINT message, LPARAM first, LPARAM second) {
+LRESULT queryCompression(const BITMAPINFOHEADER* input) {
+  return input->biCompression == BI_RGB && input->biBitCount == 24 ? ICERR_OK : ICERR_BADFORMAT;
+}
+
+LRESULT formatOfFrames(const BITMAPINFOHEADER* input, BITMAPINFOHEADER* output) {
+  if (output == nullptr) {
+    return sizeof *output;
+  }
+  *output = *input;
+  output->biCompression = TestCodec::fourcc;
+  output->biSizeImage = input->biSizeImage + 1;
+  return ICERR_OK;
+}
+
+/// What the caller wants to be a key frame becomes one; without a picture before it there is no other.
+LRESULT compress(const ICCOMPRESS& frame) {
+  const bool isKey = (frame.dwFlags & ICCOMPRESS_KEYFRAME) != 0 || frame.lpPrev == nullptr;
+  const DWORD size = frame.lpbiInput->biSizeImage;
+  const auto* const input = static_cast<const BYTE*>(frame.lpInput);
+  auto* const output = static_cast<BYTE*>(frame.lpOutput);
+  *output = isKey ? TestCodec::key : TestCodec::delta;
+  if (isKey) {
+    std::copy_n(input, size, output + 1);
+  } else {
+    std::transform(input, input + size, static_cast<const BYTE*>(frame.lpPrev), output + 1, std::minus<BYTE>());
+  }
+  *frame.lpdwFlags = isKey ? AVIIF_KEYFRAME : 0;
+  frame.lpbiOutput->biSizeImage = size + 1;
+  return ICERR_OK;
+}
+
+LRESULT describe(ICINFO* info) {
+  *info = {};
+  info->dwSize = sizeof *info;
+  info->fccType = ICTYPE_VIDEO;
+  info->fccHandler = TestCodec::fourcc;
+  info->dwFlags = VIDCF_TEMPORAL;
+  std::copy_n(L"Test codec", 11, info->szDescription);
+  return sizeof *info;
+}
+
+// The one codec that lives.
+TestCodec* installed = nullptr;
+
+}  // namespace
+
+LRESULT CALLBACK TestCodec::driver(DWORD_PTR, HDRVR, UINT message, LPARAM first, LPARAM second) {
   const auto* const input = reinterpret_cast<const BITMAPINFOHEADER*>(first);
   switch (message) {
     case DRV_LOAD:
@@ -60,15 +104,48 @@ LRESULT CALLBACK driver(DWORD_PTR, HDRVR, UINT message, LPARAM first, LPARAM sec
     case ICM_DECOMPRESS:
       return decompress(*reinterpret_cast<const ICDECOMPRESS*>(first));
     case ICM_DECOMPRESS_END:
+    case ICM_COMPRESS_END:
       return ICERR_OK;
+    case ICM_GETINFO:
+      return describe(reinterpret_cast<ICINFO*>(first));
+    case ICM_COMPRESS_QUERY:
+    case ICM_COMPRESS_BEGIN:
+      return queryCompression(input);
+    case ICM_COMPRESS_GET_FORMAT:
+      return formatOfFrames(input, reinterpret_cast<BITMAPINFOHEADER*>(second));
+    case ICM_COMPRESS_GET_SIZE:
+      return static_cast<LRESULT>(input->biSizeImage) + 1;
+    case ICM_COMPRESS:
+      return compress(*reinterpret_cast<const ICCOMPRESS*>(first));
+    case ICM_CONFIGURE:
+      if (!installed->dialog) {
+        return ICERR_UNSUPPORTED;
+      }
+      if (first != ICMF_CONFIGURE_QUERY) {
+        installed->dialog(installed->state);
+      }
+      return ICERR_OK;
+    case ICM_GETSTATE:
+      if (first == 0) {
+        return static_cast<LRESULT>(installed->state.size());
+      }
+      std::copy_n(installed->state.data(), second, reinterpret_cast<std::uint8_t*>(first));
+      return installed->stateResult;
+    case ICM_SETSTATE: {
+      const auto* const state = reinterpret_cast<const std::uint8_t*>(first);
+      const bool isState = second == 0 || second == static_cast<LPARAM>(installed->state.size());
+      if (second != 0 && isState) {
+        installed->state.assign(state, state + second);
+      }
+      return isState ? second : 0;
+    }
     default:
       return ICERR_UNSUPPORTED;
   }
 }
 
-}  // namespace
-
 TestCodec::TestCodec() {
+  installed = this;
   if (!ICInstall(ICTYPE_VIDEO, fourcc, reinterpret_cast<LPARAM>(driver), nullptr, ICINSTALL_FUNCTION)) {
     throw std::runtime_error("the codec cannot be installed");
   }
@@ -76,6 +153,7 @@ TestCodec::TestCodec() {
 
 TestCodec::~TestCodec() {
   ICRemove(ICTYPE_VIDEO, fourcc, 0);
+  installed = nullptr;
 }
 
 Bytes TestCodec::frame(Kind kind, const Bytes& pixels) {

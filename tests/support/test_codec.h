@@ -2,14 +2,18 @@
 
 #pragma once
 
+#include <functional>
+
 #include <windows.h>
+
+#include <vfw.h>
 
 #include "support/temp_file.h"
 
 namespace quillet::test {
 
-/// Decompresses frames of the FOURCC QLTD to 24-bit RGB. A frame is added, byte by byte, to the picture before it, or to
-/// black when it is a key frame.
+/// Compresses 24-bit RGB to frames of the FOURCC QLTD, and decompresses them. A frame is added, byte by byte, to the
+/// picture before it, or to black when it is a key frame.
 class TestCodec {
  public:
   static constexpr DWORD fourcc = 'Q' | 'L' << 8 | 'T' << 16 | 'D' << 24;
@@ -23,6 +27,14 @@ class TestCodec {
 
   /// A frame as the codec wants it; a bad one cannot be decompressed.
   static Bytes frame(Kind kind, const Bytes& pixels);
+
+  /// The compressor's state, and what its dialog does to it; without a dialog the result is ICERR_UNSUPPORTED.
+  Bytes state = {1, 2, 3};
+  std::function<void(Bytes& state)> dialog;
+  LRESULT stateResult = ICERR_OK;  // Of the message that gets the state.
+
+ private:
+  static LRESULT CALLBACK driver(DWORD_PTR id, HDRVR handle, UINT message, LPARAM first, LPARAM second);
 };
 
 }  // namespace quillet::test

@@ -13,8 +13,14 @@ inline constexpr bool aviFileExitKeepsApartment = true;
 /// frame cannot be read.
 inline constexpr bool getFrameIgnoresCodecErrors = true;
 
+/// AVIStreamWrite counts a chunk of audio as one sample, and refuses the next one at the right position.
+inline constexpr bool audioIsWrittenByChunks = true;
+
 /// Heap blocks that acmFormatSuggest never frees, each time that it is called.
 inline constexpr long blocksLeftByFormatSuggest = 2;
+
+/// Heap blocks that a compressed stream leaves: it does not close its compressor.
+inline constexpr long blocksOfACompressedStream = 1;
 
 /// Handles that a filter graph leaves open, and heap blocks that one leaves that has run.
 inline constexpr long handlesOfAGraph = 1;

@@ -36,5 +36,7 @@ extern const Command frameCommand;
 extern const Command rawCommand;
 extern const Command samplesCommand;
 extern const Command timeCommand;
+extern const Command copyCommand;
+extern const Command convertCommand;
 
 }  // namespace quillet::cli

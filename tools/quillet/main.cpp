@@ -19,7 +19,8 @@
 namespace quillet::cli {
 namespace {
 
-constexpr const Command* commands[] = {&infoCommand, &frameCommand, &rawCommand, &samplesCommand, &timeCommand};
+constexpr const Command* commands[] = {&infoCommand, &frameCommand, &rawCommand,    &samplesCommand,
+                                       &timeCommand, &copyCommand,  &convertCommand};
 
 /// The console shows the program's UTF-8 while this lives.
 class Utf8Console {

@@ -14,21 +14,6 @@ namespace {
 // In the order in which the library tries them.
 constexpr Backend allBackends[] = {Backend::videoForWindows, Backend::directShow};
 
-std::span<const Backend> chosenBackends(const CommandLine& line) {
-  const std::span<const Backend> all = allBackends;
-  const std::wstring choice = line.has(backendOption.name) ? line.text(backendOption.name) : L"auto";
-  if (choice == L"auto") {
-    return all;
-  }
-  if (choice == L"vfw") {
-    return all.first(1);
-  }
-  if (choice == L"ds") {
-    return all.last(1);
-  }
-  throw wrongUsage(std::string(backendOption.name) + ": '" + toUtf8(choice) + "' is none of vfw, ds, auto");
-}
-
 int chosenStream(const CommandLine& line) {
   const long number = line.has(streamOption.name) ? line.number(streamOption.name) : 0;
   if (number < 0) {
@@ -53,8 +38,23 @@ bool failedAtStream(AudioOrVideoStream& stream) {
 
 }  // namespace
 
-MediaFile::MediaFile(const CommandLine& line)
-    : filePath(line.text(fileArgument.name)), libraryName(libraryFileName(filePath)), backends(chosenBackends(line)) {}
+std::span<const Backend> chosenBackends(const CommandLine& line) {
+  const std::span<const Backend> all = allBackends;
+  const std::wstring choice = line.has(backendOption.name) ? line.text(backendOption.name) : L"auto";
+  if (choice == L"auto") {
+    return all;
+  }
+  if (choice == L"vfw") {
+    return all.first(1);
+  }
+  if (choice == L"ds") {
+    return all.last(1);
+  }
+  throw wrongUsage(std::string(backendOption.name) + ": '" + toUtf8(choice) + "' is none of vfw, ds, auto");
+}
+
+MediaFile::MediaFile(const CommandLine& line, const Argument& argument)
+    : filePath(line.text(argument.name)), libraryName(libraryFileName(filePath)), backends(chosenBackends(line)) {}
 
 template <class Stream, class OpenWith>
 Opening<Stream> MediaFile::tryBackends(OpenWith openWith) const {
@@ -62,18 +62,19 @@ Opening<Stream> MediaFile::tryBackends(OpenWith openWith) const {
   for (const Backend backend : backends) {
     const bool directShow = backend == Backend::directShow;
     std::unique_ptr<Stream> stream(openWith(directShow));
+    bool& knowsFile = directShow ? directShowKnowsFile : videoForWindowsKnowsFile;
     if (stream != nullptr && !stream->lastErrorIsFatal()) {
+      knowsFile = true;
       return {std::move(stream), true, {}};
     }
     if (!opening.failure.empty()) {
       opening.failure += "; ";
     }
-    if (stream == nullptr) {
-      opening.failure += std::string(backendName(directShow)) + " backend: not available in this build";
-      continue;
+    opening.failure += failureOf(stream.get(), directShow);
+    opening.exists = opening.exists || (stream != nullptr && failedAtStream(*stream));
+    if (knowsFile && !opening.exists) {
+      break;  // A backend that has opened other streams of the file can tell that there is no such one.
     }
-    opening.failure += lastErrorText(*stream);
-    opening.exists = opening.exists || failedAtStream(*stream);
   }
   return opening;
 }
@@ -115,6 +116,11 @@ template std::unique_ptr<AudioSourceStream> MediaFile::open(const CommandLine&) 
 
 const char* backendName(bool directShow) {
   return directShow ? "DirectShow" : "Video for Windows";
+}
+
+std::string failureOf(AudioOrVideoStream* stream, bool directShow) {
+  return stream != nullptr ? lastErrorText(*stream)
+                           : std::string(backendName(directShow)) + " backend: not available in this build";
 }
 
 std::string lastErrorText(AudioOrVideoStream& stream) {

@@ -30,10 +30,13 @@ struct Opening {
   std::string failure;             ///< Each backend's reason.
 };
 
-/// The FILE of a command line, with the user's choice of backend. `Stream` is VideoSourceStream or AudioSourceStream.
+/// The backends that the user wants to be tried, in this order.
+std::span<const Backend> chosenBackends(const CommandLine& line);
+
+/// A media file named on the command line, with the user's choice of backend. `Stream` is VideoSourceStream or AudioSourceStream.
 class MediaFile {
  public:
-  explicit MediaFile(const CommandLine& line);
+  explicit MediaFile(const CommandLine& line, const Argument& argument = fileArgument);
 
   const std::filesystem::path& path() const { return filePath; }
 
@@ -59,10 +62,17 @@ class MediaFile {
   std::filesystem::path filePath;
   std::string libraryName;
   std::span<const Backend> backends;
+  // Whether streams of the file were opened with the backend.
+  mutable bool videoForWindowsKnowsFile = false;
+  mutable bool directShowKnowsFile = false;
 };
 
 /// The user's name of the backend.
 const char* backendName(bool directShow);
+
+/// Why a factory of the library has not given a usable object.
+/// @param stream what it has given, perhaps null.
+std::string failureOf(AudioOrVideoStream* stream, bool directShow);
 
 /// The library's text for the stream's last error, with its code and backend. To be read right after the operation that
 /// failed: the next one sets the error anew.

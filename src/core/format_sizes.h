@@ -1,0 +1,27 @@
+// Sizes that follow from the platform's format records.
+
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+#include <windows.h>
+
+#include <mmreg.h>
+
+namespace quillet {
+
+/// Bytes of the record with what belongs to it. In PCM the field that tells them says nothing.
+inline DWORD formatSize(const WAVEFORMATEX& format) {
+  return sizeof format + (format.wFormatTag == WAVE_FORMAT_PCM ? 0U : format.cbSize);
+}
+
+/// Bytes of an uncompressed frame, whose rows are padded to whole double words.
+inline std::int64_t uncompressedFrameSize(const BITMAPINFOHEADER& format) {
+  constexpr std::int64_t bitsPerDoubleWord = 32;
+  const std::int64_t rowBits = std::int64_t{format.biBitCount} * format.biWidth;
+  const std::int64_t rowDoubleWords = (rowBits + bitsPerDoubleWord - 1) / bitsPerDoubleWord;
+  return rowDoubleWords * sizeof(DWORD) * std::abs(std::int64_t{format.biHeight});
+}
+
+}  // namespace quillet

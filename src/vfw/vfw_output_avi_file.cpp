@@ -1,0 +1,450 @@
+#include <quillet/vfw_output_avi_file.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <string_view>
+
+#include <windows.h>
+
+#include <vfw.h>
+
+#include <quillet/error_codes.h>
+
+#include "core/format_sizes.h"
+#include "core/guarded.h"
+#include "core/handles.h"
+#include "core/time_units.h"
+#include "ui/interleaving_period_dialog.h"
+#include "vfw/audio_compression.h"
+#include "vfw/video_compression.h"
+
+namespace output_error = quillet::output_error;
+namespace vfw_error = quillet::vfw_error;
+
+namespace {
+
+constexpr long long defaultPeriod = 7'500'000;
+
+/// The nearest whole number of frames per second, exact halves down; 0 when there is none.
+DWORD frameRate(const VIDEOINFOHEADER& format) {
+  const REFERENCE_TIME frameTime = format.AvgTimePerFrame;
+  if (frameTime <= 0) {
+    return 0;
+  }
+  const bool roundUp = quillet::unitsPerSecond % frameTime > frameTime / 2;
+  return static_cast<DWORD>(quillet::unitsPerSecond / frameTime + (roundUp ? 1 : 0));
+}
+
+/// @return null on failure.
+PAVISTREAM createStream(PAVIFILE file, AVISTREAMINFOA& info, std::string_view name) {
+  std::ranges::copy(name, info.szName);
+  PAVISTREAM stream = nullptr;
+  return AVIFileCreateStreamA(file, &stream, &info) == 0 ? stream : nullptr;
+}
+
+PAVISTREAM createVideoStream(PAVIFILE file, const VIDEOINFOHEADER& format) {
+  AVISTREAMINFOA info = {};
+  info.fccType = streamtypeVIDEO;
+  info.fccHandler = format.bmiHeader.biCompression;
+  info.dwScale = 1;
+  info.dwRate = frameRate(format);
+  info.rcFrame = format.rcTarget;
+  return info.dwRate > 0 ? createStream(file, info, "video stream") : nullptr;
+}
+
+PAVISTREAM createAudioStream(PAVIFILE file, const WAVEFORMATEX& format) {
+  AVISTREAMINFOA info = {};
+  info.fccType = streamtypeAUDIO;
+  info.dwScale = format.nBlockAlign;
+  info.dwRate = format.nSamplesPerSec * format.nBlockAlign;
+  return info.dwRate > 0 ? createStream(file, info, "audio stream") : nullptr;
+}
+
+}  // namespace
+
+struct VfWOutputAVIFile::State {
+  bool isInterleavedByOptions() { return (audioCompression.options().dwFlags & AVICOMPRESSF_INTERLEAVE) != 0; }
+
+  // Destroyed from the last one upwards: the streams before their file, what they are compressed with at the end.
+  quillet::VideoCompression videoCompression;
+  quillet::AudioCompression audioCompression;
+  quillet::AviFileHandle file;
+  quillet::AviStreamHandle videoStream;
+  quillet::AviStreamHandle audioStream;
+  quillet::AviStreamHandle compressedVideoStream;
+  bool isStarted = false;
+  long long period = defaultPeriod;
+};
+
+VfWOutputAVIFile::VfWOutputAVIFile() = default;
+
+VfWOutputAVIFile::~VfWOutputAVIFile() {
+  delete state;
+}
+
+VfWOutputAVIFile* VfWOutputAVIFile::create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
+                                           const WAVEFORMATEX* audio, bool compressAudio) {
+  auto* const writer = new (std::nothrow) VfWOutputAVIFile;
+  if (writer != nullptr) {
+    writer->createFile(fileName, video, compressVideo, audio, compressAudio);
+  }
+  return writer;
+}
+
+void VfWOutputAVIFile::createFile(const char* fileName, const VIDEOINFOHEADER* videoFormat, bool isVideoCompressed,
+                                  const WAVEFORMATEX* audioFormat, bool isAudioCompressed) {
+  video = videoFormat;
+  compressVideo = isVideoCompressed;
+  audio = audioFormat;
+  compressAudio = isAudioCompressed;
+  finishOpening(quillet::guarded([&] { return createStreams(fileName); }));
+}
+
+int VfWOutputAVIFile::createStreams(const char* fileName) {
+  if (!acceptableFormats()) {
+    return lastError;
+  }
+  state = new State;
+  PAVIFILE file = nullptr;
+  if (fileName == nullptr || AVIFileOpenA(&file, fileName, OF_WRITE | OF_CREATE, nullptr) != 0) {
+    return vfw_error::cannotCreateFile;
+  }
+  state->file.reset(file);
+  if (video != nullptr) {
+    state->videoStream.reset(createVideoStream(file, *video));
+    if (!state->videoStream) {
+      return vfw_error::cannotCreateVideoStream;
+    }
+  }
+  if (audio != nullptr) {
+    state->audioStream.reset(createAudioStream(file, *audio));
+    if (!state->audioStream) {
+      return vfw_error::cannotCreateAudioStream;
+    }
+  }
+  return vfw_error::success;
+}
+
+bool VfWOutputAVIFile::canSetCompressor(bool isVideo) {
+  const bool canSet = requireUnsetCompressor(isVideo);
+  lastError = vfw_error::success;
+  return canSet;
+}
+
+bool VfWOutputAVIFile::setCompressor(bool isVideo, void* compressor) {
+  if (!requireUnsetCompressor(isVideo)) {
+    return false;
+  }
+  const auto* const options = static_cast<const AVICOMPRESSOPTIONS*>(compressor);
+  lastError = vfw_error::success;
+  if (options == nullptr) {
+    (isVideo ? compressVideo : compressAudio) = false;
+  } else if (isVideo) {
+    state->videoCompression.set(*options);
+  } else {
+    lastError = state->audioCompression.set(*options, *audio);
+  }
+  return lastError == vfw_error::success;
+}
+
+bool VfWOutputAVIFile::isCompressorSet(bool isVideo) {
+  if (!requireOpened()) {
+    return false;
+  }
+  lastError = vfw_error::success;
+  return isVideo ? state->videoCompression.isSet() : state->audioCompression.isSet();
+}
+
+bool VfWOutputAVIFile::chooseCompressor(void* parentWindow, bool isVideo) {
+  // Asked before the dialog, not only by setCompressor: the user is not to choose in vain.
+  if (!requireUnsetCompressor(isVideo)) {
+    return false;
+  }
+  auto* const parent = static_cast<HWND>(parentWindow);
+  lastError = quillet::guarded([&] {
+    return isVideo ? state->videoCompression.choose(parent, state->videoStream.get())
+                   : state->audioCompression.choose(parent, *audio);
+  });
+  if (lastError != vfw_error::success) {
+    return false;
+  }
+  return setCompressor(isVideo, isVideo ? &state->videoCompression.options() : &state->audioCompression.options());
+}
+
+void VfWOutputAVIFile::configureCompressor(void* parentWindow, bool isVideo) {
+  lastError = vfw_error::success;
+  if (!isVideo || !requireOpened()) {
+    return;
+  }
+  if (!state->videoCompression.isSet()) {
+    lastError = output_error::noCompressorSelected;
+    return;
+  }
+  lastError = quillet::guarded([&] { return state->videoCompression.configure(static_cast<HWND>(parentWindow)); });
+}
+
+bool VfWOutputAVIFile::canRun() {
+  return !notOpened && canRunStream(true) && canRunStream(false);
+}
+
+bool VfWOutputAVIFile::start() {
+  if (!requireOpened()) {
+    return false;
+  }
+  if (!canRun()) {
+    lastError = vfw_error::notFullyConfigured;
+    return false;
+  }
+  lastError = quillet::guarded([this] {
+    if (const int error = startVideo()) {
+      return error;
+    }
+    return startAudio();
+  });
+  if (lastError != vfw_error::success) {
+    return false;
+  }
+  state->isStarted = true;
+  nextFrame = 0;
+  nextSample = 0;
+  return true;
+}
+
+int VfWOutputAVIFile::startVideo() {
+  if (video == nullptr) {
+    return vfw_error::success;
+  }
+  PAVISTREAM stream = state->videoStream.get();
+  auto* const format = const_cast<BITMAPINFOHEADER*>(&video->bmiHeader);
+  LONG formatSize = static_cast<LONG>(format->biSize);
+  if (compressVideo) {
+    PAVISTREAM compressed = nullptr;
+    if (AVIMakeCompressedStream(&compressed, stream, &state->videoCompression.options(), nullptr) != 0) {
+      state->videoCompression.reset();
+      return vfw_error::cannotSetCompressor;
+    }
+    state->compressedVideoStream.reset(compressed);
+    stream = compressed;
+    formatSize = sizeof(BITMAPINFOHEADER);  // What follows the header means nothing to a compressor, on purpose.
+  }
+  return AVIStreamSetFormat(stream, 0, format, formatSize) == 0 ? vfw_error::success : vfw_error::cannotSetFormat;
+}
+
+int VfWOutputAVIFile::startAudio() {
+  if (audio == nullptr) {
+    return vfw_error::success;
+  }
+  const WAVEFORMATEX& format = compressAudio ? state->audioCompression.format() : *audio;
+  if (AVIStreamSetFormat(state->audioStream.get(), 0, const_cast<WAVEFORMATEX*>(&format),
+                         static_cast<LONG>(quillet::formatSize(format))) != 0) {
+    return vfw_error::cannotSetFormat;
+  }
+  updateBufferSamples();
+  return compressAudio ? state->audioCompression.start(static_cast<long long>(bufferSamples) * audio->nBlockAlign)
+                       : vfw_error::success;
+}
+
+bool VfWOutputAVIFile::close() {
+  if (!requireOpened()) {
+    return false;
+  }
+  if (state->audioCompression.finish()) {
+    writeConverted(false);  // Whether it went well or not, the file is closed.
+  }
+  state->audioCompression.close();
+  state->compressedVideoStream.reset();
+  state->audioStream.reset();
+  state->videoStream.reset();
+  state->file.reset();
+  notOpened = true;
+  lastError = vfw_error::success;
+  return true;
+}
+
+bool VfWOutputAVIFile::isAutomaticallyInterleaved() {
+  return false;
+}
+
+bool VfWOutputAVIFile::setAutomaticInterleaving(bool) {
+  return false;
+}
+
+long long VfWOutputAVIFile::interleavingPeriod() {
+  lastError = vfw_error::success;
+  if (canRun() && video != nullptr && audio != nullptr && compressAudio && state->isInterleavedByOptions() &&
+      state->audioCompression.options().dwInterleaveEvery != 0) {
+    return state->audioCompression.options().dwInterleaveEvery * video->AvgTimePerFrame;
+  }
+  return state != nullptr ? state->period : defaultPeriod;
+}
+
+void VfWOutputAVIFile::configureAVI(void* parentWindow) {
+  if (!requireBothStreams()) {
+    return;
+  }
+  long long period = interleavingPeriod();
+  switch (quillet::showInterleavingPeriodDialog(static_cast<HWND>(parentWindow), period)) {
+    case quillet::PeriodDialogResult::accepted:
+      setInterleavingPeriod(period);
+      break;
+    case quillet::PeriodDialogResult::cancelled:
+      break;
+    case quillet::PeriodDialogResult::notShown:
+      lastError = vfw_error::cannotDisplayDialog;
+      break;
+    default:
+      lastError = vfw_error::cannotAddDialogProperty;
+  }
+}
+
+bool VfWOutputAVIFile::setInterleavingPeriod(long long period) {
+  if (!requireBothStreams()) {
+    return false;
+  }
+  period = std::max(period, video->AvgTimePerFrame);
+  if (canRun() && compressAudio && state->isInterleavedByOptions()) {
+    state->audioCompression.options().dwInterleaveEvery =
+        static_cast<DWORD>(std::min<long long>(period / video->AvgTimePerFrame, std::numeric_limits<DWORD>::max()));
+  } else {
+    state->period = period;
+  }
+  updateBufferSamples();
+  return true;
+}
+
+bool VfWOutputAVIFile::writeFrame(long frame, unsigned char* data, long frames, long bytes, bool keyFrame) {
+  if (!requireStream(true) || !requireStarted()) {
+    return false;
+  }
+  if (bytes < 0) {
+    const BITMAPINFOHEADER& format = video->bmiHeader;
+    bytes = static_cast<long>(frames * (format.biCompression != BI_RGB ? std::int64_t{format.biSizeImage}
+                                                                       : quillet::uncompressedFrameSize(format)));
+  }
+  PAVISTREAM stream = state->compressedVideoStream ? state->compressedVideoStream.get() : state->videoStream.get();
+  return write(stream, frame, data, frames, bytes, keyFrame, nextFrame);
+}
+
+bool VfWOutputAVIFile::writeSample(long sample, unsigned char* data, long samples, long bytes, bool keyFrame) {
+  if (!requireStream(false) || !requireStarted()) {
+    return false;
+  }
+  if (bytes < 0) {
+    bytes = static_cast<long>(audio->nBlockAlign * samples);
+  }
+  if (!compressAudio) {
+    return write(state->audioStream.get(), sample, data, samples, bytes, keyFrame, nextSample);
+  }
+  lastError = state->audioCompression.convert(data, static_cast<DWORD>(bytes));
+  if (lastError != vfw_error::success) {
+    return false;
+  }
+  return state->audioCompression.outputSize() == 0 || writeConverted(keyFrame);
+}
+
+/// Writes the blocks that the compressor made last.
+bool VfWOutputAVIFile::writeConverted(bool keyFrame) {
+  quillet::AudioCompression& compression = state->audioCompression;
+  const auto blocks = static_cast<long>(compression.outputBlocks());
+  const bool isWritten = write(state->audioStream.get(), compression.nextBlock, compression.output(), blocks,
+                               static_cast<long>(compression.outputSize()), keyFrame, nextSample);
+  compression.nextBlock += blocks;
+  return isWritten;
+}
+
+bool VfWOutputAVIFile::write(IAVIStream* stream, long start, unsigned char* data, long samples, long bytes,
+                             bool keyFrame, long& next) {
+  if (!canRun()) {
+    lastError = vfw_error::notFullyConfigured;
+    return false;
+  }
+  const long end = start + samples;
+  // Ends: every piece has at least one of the samples.
+  do {
+    LONG writtenSamples = 0;
+    LONG writtenBytes = 0;
+    const HRESULT result = AVIStreamWrite(stream, start, samples, data, bytes, keyFrame ? AVIIF_KEYFRAME : 0,
+                                          &writtenSamples, &writtenBytes);
+    if (result != 0 || (writtenSamples <= 0 && samples != 0)) {
+      lastError = vfw_error::writeError;
+      return false;
+    }
+    // No stream has written more than it was given, whatever it says.
+    writtenSamples = std::min(writtenSamples, samples);
+    writtenBytes = std::clamp(writtenBytes, 0L, bytes);
+    start += writtenSamples;
+    samples -= writtenSamples;
+    data += writtenBytes;
+    bytes -= writtenBytes;
+    keyFrame = false;
+  } while (start < end);
+  next = start;
+  lastError = vfw_error::success;
+  return true;
+}
+
+/// Sets a code unless the file is open and has the stream.
+bool VfWOutputAVIFile::requireStream(bool isVideo) {
+  if (!requireOpened()) {
+    return false;
+  }
+  if (isVideo ? video == nullptr : audio == nullptr) {
+    lastError = isVideo ? output_error::noVideoStream : output_error::noAudioStream;
+    return false;
+  }
+  return true;
+}
+
+/// Sets a code unless the file is open and has something to interleave.
+bool VfWOutputAVIFile::requireBothStreams() {
+  if (!requireOpened()) {
+    return false;
+  }
+  const bool hasBoth = video != nullptr && audio != nullptr;
+  if (!hasBoth) {
+    lastError = vfw_error::notInterleaved;
+  }
+  return hasBoth;
+}
+
+/// Sets a code unless start() has succeeded.
+bool VfWOutputAVIFile::requireStarted() {
+  if (!state->isStarted) {
+    lastError = vfw_error::notFullyConfigured;
+  }
+  return state->isStarted;
+}
+
+/// Sets a code unless the file is open, and the stream exists, is to be compressed and has no compressor yet.
+bool VfWOutputAVIFile::requireUnsetCompressor(bool isVideo) {
+  if (!requireStream(isVideo)) {
+    return false;
+  }
+  if (!(isVideo ? compressVideo : compressAudio)) {
+    lastError = output_error::directCopyRequired;
+    return false;
+  }
+  if (isVideo ? state->videoCompression.isSet() : state->audioCompression.isSet()) {
+    lastError = output_error::compressorAlreadySet;
+    return false;
+  }
+  return true;
+}
+
+/// Whether the stream, if it exists, needs no compressor or has it.
+bool VfWOutputAVIFile::canRunStream(bool isVideo) {
+  if (isVideo) {
+    return video == nullptr || !compressVideo || state->videoCompression.isSet();
+  }
+  return audio == nullptr || !compressAudio || state->audioCompression.isSet();
+}
+
+/// Makes the audio buffer hold an interleaving period.
+void VfWOutputAVIFile::updateBufferSamples() {
+  constexpr long long mostSamples = std::numeric_limits<long>::max();
+  const long long rate = audio->nSamplesPerSec;
+  // A longer period would not fit the product, let alone a buffer.
+  const long long period = std::min(interleavingPeriod(), mostSamples * quillet::unitsPerSecond / rate);
+  bufferSamples = static_cast<long>(std::min(period * rate / quillet::unitsPerSecond, mostSamples));
+}

@@ -1,0 +1,50 @@
+// A multiplexer of AVI files, which does what Windows documents of its own.
+
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include <windows.h>
+
+#include <strmif.h>
+
+#include "support/com_object.h"
+
+namespace quillet::test {
+
+/// A sample that was written: its stream, counted over the connected pins, and what the source said of it.
+struct MuxSample {
+  std::size_t stream;
+  std::optional<REFERENCE_TIME> start, stop;
+  bool sync;
+  long size;
+};
+
+/// What a multiplexer refuses to do, and what it was given. Shared with the test.
+struct MuxScript {
+  bool refuseInterleavingInterface = false;
+  bool noPropertyPages = false;
+  HRESULT getInterleaving = S_OK;
+  HRESULT acceptInput = S_OK;  ///< A failure refuses every type.
+  HRESULT run = S_OK;
+  std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.
+  std::optional<ALLOCATOR_PROPERTIES> demands;  ///< What the input pins ask of allocators.
+
+  std::vector<MuxSample> samples;  ///< In the order of the file. For the test once the graph has stopped.
+};
+
+/// Makes multiplexers, as CLSID_AviDest does. They tell the writer by a sample's time where in the file it belongs.
+/// Where Windows' documentation is silent, it is assumed that
+/// - the mode is INTERLEAVE_NONE at first, and chunks are neither cut nor joined in any mode;
+/// - INTERLEAVE_CAPTURE and INTERLEAVE_FULL hold a stream back in Receive once it is ahead of another by more than
+///   interleaving and preroll, INTERLEAVE_NONE and INTERLEAVE_NONE_BUFFERED never;
+/// - times of samples count from the beginning of the file, wherever a segment is said to start;
+/// - video without a time per frame is refused, pictures stored top-down are taken as they are;
+/// - the filter does not leave the stopped state when only one of its sides is connected;
+/// - the file is complete when every stream has ended; one that is stopped before cannot be read;
+/// - there is one RIFF, of less than 4 GB, with the old index; no stream is adapted to the master stream.
+ClassObjectOverride::Create aviMux(std::shared_ptr<MuxScript> script);
+
+}  // namespace quillet::test

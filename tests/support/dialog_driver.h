@@ -1,0 +1,43 @@
+// Answers modal dialogs as a user would.
+
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+namespace quillet::test {
+
+/// What the user does at one dialog.
+struct DialogStep {
+  std::string title;  // Which dialog is awaited; the first that shows up when it is empty.
+  std::function<void(HWND dialog)> act;
+};
+
+/// Answers the dialogs that the thread which makes it shows, from another thread, step by step.
+class DialogDriver {
+ public:
+  explicit DialogDriver(std::vector<DialogStep> steps);
+  DialogDriver(const DialogDriver&) = delete;
+  DialogDriver& operator=(const DialogDriver&) = delete;
+
+  /// Fails the test when a step's dialog has not shown up.
+  ~DialogDriver();
+
+ private:
+  static DWORD WINAPI run(void* self);
+  HWND await(const std::string& title) const;
+
+  std::vector<DialogStep> steps;
+  std::size_t done = 0;
+  DWORD owner = GetCurrentThreadId();
+  HANDLE thread;
+};
+
+void press(HWND dialog, int button);
+void enter(HWND dialog, int control, const char* text);
+std::string textOf(HWND dialog, int control);
+
+}  // namespace quillet::test

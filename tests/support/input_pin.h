@@ -1,0 +1,61 @@
+// What the tests' filters with input pins share.
+
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include <windows.h>
+
+#include <strmif.h>
+#include <uuids.h>
+
+#include "directshow/base/c_base_pin.h"
+#include "support/com_object.h"
+
+namespace quillet::test {
+
+/// Makes filters of a class, which share `script` with the test.
+template <class Filter, class Script>
+ClassObjectOverride::Create creating(std::shared_ptr<Script> script) {
+  return [script](REFIID iid, void** object) {
+    return Microsoft::WRL::ComPtr<Filter>(new Filter(script))->QueryInterface(iid, object);
+  };
+}
+
+/// Hands a value out, or takes one.
+template <class Value>
+HRESULT give(Value* result, const Value& value) {
+  return result == nullptr ? E_POINTER : (void(*result = value), S_OK);
+}
+
+/// An input pin that takes any allocator, since it copies what it receives.
+class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
+ public:
+  InputPin(CBaseFilter& filter, const wchar_t* name) : WithInterfaces(filter, PINDIR_INPUT, name) {}
+
+  // IMemInputPin
+  STDMETHODIMP GetAllocator(IMemAllocator** result) override {
+    return CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(result));
+  }
+  STDMETHODIMP NotifyAllocator(IMemAllocator*, BOOL) override { return S_OK; }
+  STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
+  STDMETHODIMP ReceiveMultiple(IMediaSample** samples, long count, long* processed) override {
+    for (*processed = 0; *processed < count; ++*processed) {
+      if (const HRESULT result = Receive(samples[*processed]); result != S_OK) {
+        return result;
+      }
+    }
+    return S_OK;
+  }
+  STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
+
+  // IPin
+  STDMETHODIMP BeginFlush() override { return flushing = true, S_OK; }
+  STDMETHODIMP EndFlush() override { return flushing = false, S_OK; }
+
+ protected:
+  std::atomic<bool> flushing = false;
+};
+
+}  // namespace quillet::test

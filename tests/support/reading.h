@@ -1,0 +1,91 @@
+// What the tests of all sources share: reading frames and runs of samples, and comparing them.
+
+#pragma once
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <quillet/quillet.h>
+
+#include "support/random.h"
+#include "support/temp_file.h"
+
+namespace quillet::test {
+
+/// The frame returned for `frame`, whose number must be that or, with a warning or a hollow stream, `returned`.
+inline Bytes frameOf(VideoSourceStream& stream, long frame, long returned) {
+  const DWORD size = stream.format()->biSizeImage;  // Asked first: the code is to be that of the reading.
+  long found = frame;
+  const unsigned char* const bits = stream.getFrameBits(found);
+  EXPECT_EQ(found, returned) << "asked for frame " << frame << ", code " << stream.lastError;
+  return bits != nullptr ? Bytes(bits, bits + size) : Bytes();
+}
+
+inline Bytes frameOf(VideoSourceStream& stream, long frame) {
+  return frameOf(stream, frame, frame);
+}
+
+/// The pictures of all frames, read in order, most of which must differ.
+inline std::vector<Bytes> framesOf(VideoSourceStream& stream) {
+  std::vector<Bytes> frames;
+  const DWORD size = stream.format()->biSizeImage;
+  for (long frame = 0; frame < stream.duration(); ++frame) {
+    long found = frame;
+    const unsigned char* const bits = stream.getFrameBits(found);
+    frames.push_back(bits != nullptr ? Bytes(bits, bits + size) : Bytes());
+  }
+  EXPECT_GE(std::set<Bytes>(frames.begin(), frames.end()).size(), frames.size() * 9 / 10);
+  return frames;
+}
+
+/// Counts the frames, read in random order, that differ from `frames`.
+inline int differingFrames(VideoSourceStream& stream, const std::vector<Bytes>& frames, int reads) {
+  std::mt19937 random = loggedRandom();
+  int differing = 0;
+  for (int i = 0; i < reads; ++i) {
+    long frame = between(0, static_cast<long>(frames.size()) - 1, random);
+    const Bytes& expected = frames[frame];
+    const unsigned char* const bits = stream.getFrameBits(frame);
+    differing += bits == nullptr || !std::equal(expected.begin(), expected.end(), bits);
+  }
+  return differing;
+}
+
+/// Samples `first` to `last`, nothing when they cannot be had.
+inline Bytes runOf(AudioSourceStream& stream, long first, long last) {
+  const WORD size = stream.format()->nBlockAlign;
+  const unsigned char* const samples = stream.getSamples(first, last);
+  return samples != nullptr ? Bytes(samples, samples + (last - first + 1) * size) : Bytes();
+}
+
+/// Samples `first` to `last` of the whole of a stream.
+inline Bytes partOf(const Bytes& whole, long first, long last, long sampleSize) {
+  return Bytes(whole.begin() + first * sampleSize, whole.begin() + (last + 1) * sampleSize);
+}
+
+/// Reads runs at random places, some of them in a row, and expects those of `whole`.
+inline void expectRandomRuns(AudioSourceStream& stream, const Bytes& whole, int runs, long longest = 3000) {
+  std::mt19937 random = loggedRandom();
+  const long end = stream.duration() - 1;
+  long next = 0;
+  for (int i = 0; i < runs; ++i) {
+    const long first = next <= end && random() % 3 == 0 ? next : between(0, end, random);
+    const long last = between(first, std::min(first + longest, end), random);
+    ASSERT_TRUE(runOf(stream, first, last) == partOf(whole, first, last, stream.format()->nBlockAlign))
+        << first << " to " << last << " at run " << i;
+    ASSERT_EQ(stream.lastError, 0);
+    next = last + 1;
+  }
+}
+
+inline Bytes noise(std::size_t size, unsigned seed = 1) {
+  std::mt19937 random(seed);
+  Bytes bytes(size);
+  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(random()); });
+  return bytes;
+}
+
+}  // namespace quillet::test

@@ -1,0 +1,182 @@
+#include "avi_output.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "progress_line.h"
+#include "text.h"
+#include "worker.h"
+
+namespace quillet::cli {
+namespace {
+
+constexpr long long unitsPerMs = 10'000;
+constexpr long long unitsPerSecond = 10'000'000;
+
+/// Makes the file, so that it has the name by which the library can open it.
+std::string makeFile(const std::filesystem::path& path) {
+  HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    throw writeFailure(path, systemMessage(GetLastError()));
+  }
+  CloseHandle(handle);
+  return libraryFileName(path);
+}
+
+/// Writes the feed to its end, unless the engine is stopped before.
+/// @return whether all of it was written.
+bool writeAll(AutomaticInterleaveEngine& engine, AutomaticInterleaveEngine::ThreadType thread, MediaFeed& feed) {
+  MediaPiece piece;
+  try {
+    while (feed.next(piece)) {
+      if (!engine.Write(thread, piece.first, piece.data, piece.count, piece.bytes, piece.key)) {
+        return false;
+      }
+    }
+  } catch (...) {
+    engine.userStop();  // The other one must not wait for what does not come.
+    throw;
+  }
+  engine.exit(thread);
+  return true;
+}
+
+/// A stream that is being written on a thread of its own.
+class StreamWriter {
+ public:
+  StreamWriter(AutomaticInterleaveEngine& engine, AutomaticInterleaveEngine::ThreadType thread, MediaFeed& feed)
+      : engine(engine),
+        feed(feed),
+        worker([this, thread] { isWritten = writeAll(this->engine, thread, this->feed); }) {}
+
+  /// Ends the writing of both streams when it has not ended.
+  ~StreamWriter() { stop(); }
+
+  bool endsWithin(DWORD ms) const { return worker.endsWithin(ms); }
+  void stop() { engine.userStop(); }
+  long long done() const { return feed.done(); }
+  long long total() const { return feed.total(); }
+
+  /// Throws what went wrong with the feed.
+  /// @return whether all was written.
+  bool result() const {
+    worker.rethrow();
+    return isWritten;
+  }
+
+ private:
+  AutomaticInterleaveEngine& engine;
+  MediaFeed& feed;
+  bool isWritten = false;
+  Worker worker;
+};
+
+/// Shows how far the writing has come until it has ended. It ends: each writer comes to the end of its feed, or fails,
+/// and is not made to wait for one that has.
+void waitFor(const std::vector<std::unique_ptr<StreamWriter>>& writers) {
+  constexpr DWORD intervalMs = 50;
+  ProgressLine progress("Writing");
+  for (const auto& writer : writers) {
+    while (!writer->endsWithin(intervalMs)) {
+      long long done = 0;
+      long long total = 0;
+      for (const auto& each : writers) {
+        done += each->done();
+        total += each->total();
+      }
+      progress.show(done, total);
+    }
+  }
+}
+
+}  // namespace
+
+AviOutput::AviOutput(const std::filesystem::path& path, std::span<const Backend> backends, const AviContent& content)
+    : path(path), content(content), unfinished(path) {
+  const std::string name = makeFile(path);
+  unfinished.begin();
+  create(name, backends);
+  setCompressors();
+}
+
+void AviOutput::create(const std::string& libraryName, std::span<const Backend> backends) {
+  std::string reasons;
+  for (const Backend backend : backends) {
+    const bool directShow = backend == Backend::directShow;
+    file.reset(OutputAVIFile::create(libraryName.c_str(), content.video != nullptr ? &content.video->format() : nullptr,
+                                     content.videoCompression != nullptr,
+                                     content.audio != nullptr ? &content.audio->format() : nullptr,
+                                     content.audioCompression != nullptr, directShow));
+    if (file != nullptr && !file->lastErrorIsFatal()) {
+      return;
+    }
+    reasons += (reasons.empty() ? "" : "; ") + failureOf(file.get(), directShow);
+  }
+  throw writeFailure(path, reasons);
+}
+
+void AviOutput::setCompressors() {
+  for (const bool video : {true, false}) {
+    Compression* const compression = video ? content.videoCompression : content.audioCompression;
+    if (compression == nullptr) {
+      continue;
+    }
+    if (file->usesDirectShow()) {
+      throw Failure("DirectShow has no compressor of the name '" + compression->name() + "'");
+    }
+    if (!file->setCompressor(video, &compression->options())) {
+      throw Failure("compressor '" + compression->name() + "': " + lastErrorText(*file));
+    }
+  }
+}
+
+void AviOutput::setInterleavingPeriod(double ms) {
+  if (!file->setInterleavingPeriod(static_cast<long long>(ms * unitsPerMs))) {
+    throw failure();
+  }
+}
+
+void AviOutput::write() {
+  if (!file->start()) {
+    throw failure();
+  }
+  if (content.audio != nullptr) {
+    // A piece always fits into the file's audio buffer, and beside what a compressor may have left of the one before.
+    const long long rate = content.audio->format().nSamplesPerSec;
+    content.audio->limitPieces(static_cast<long>(file->interleavingPeriod() * rate / unitsPerSecond / 2 + 1));
+  }
+  writeInTurns();
+  if (!file->close()) {
+    throw failure();
+  }
+  unfinished.finish();
+}
+
+void AviOutput::writeInTurns() {
+  using Engine = AutomaticInterleaveEngine;
+  Engine engine;
+  if (!engine.setOutputStream(file.get(), true)) {
+    throw failure();
+  }
+  std::vector<std::unique_ptr<StreamWriter>> writers;
+  if (content.video != nullptr) {
+    writers.push_back(std::make_unique<StreamWriter>(engine, Engine::VideoThread, *content.video));
+  }
+  if (content.audio != nullptr) {
+    writers.push_back(std::make_unique<StreamWriter>(engine, Engine::AudioThread, *content.audio));
+  }
+  waitFor(writers);
+  if (!std::ranges::all_of(writers, [](const auto& writer) { return writer->result(); })) {
+    throw failure();
+  }
+  if (!engine.close() && content.audio != nullptr) {
+    throw failure();
+  }
+}
+
+Failure AviOutput::failure() const {
+  return writeFailure(path, lastErrorText(*file));
+}
+
+}  // namespace quillet::cli

@@ -1,0 +1,41 @@
+#include "worker.h"
+
+#include <utility>
+
+#include <quillet/quillet.h>
+
+#include "failure.h"
+#include "text.h"
+
+namespace quillet::cli {
+
+Worker::Worker(std::function<void()> work)
+    : work(std::move(work)), thread(CreateThread(nullptr, 0, run, this, 0, nullptr)) {
+  if (thread == nullptr) {
+    throw Failure("cannot start a thread: " + systemMessage(GetLastError()));
+  }
+}
+
+Worker::~Worker() {
+  WaitForSingleObject(thread, INFINITE);
+  CloseHandle(thread);
+}
+
+void Worker::rethrow() const {
+  if (exception) {
+    std::rethrow_exception(exception);
+  }
+}
+
+DWORD WINAPI Worker::run(void* self) {
+  auto& worker = *static_cast<Worker*>(self);
+  QuilletThread();
+  try {
+    worker.work();
+  } catch (...) {
+    worker.exception = std::current_exception();
+  }
+  return 0;
+}
+
+}  // namespace quillet::cli

@@ -1,0 +1,36 @@
+// A thread of the program's own.
+
+#pragma once
+
+#include <exception>
+#include <functional>
+
+#include <windows.h>
+
+namespace quillet::cli {
+
+class Worker {
+ public:
+  /// Starts `work` on a thread that may use the library.
+  explicit Worker(std::function<void()> work);
+  Worker(const Worker&) = delete;
+  Worker& operator=(const Worker&) = delete;
+
+  /// Waits for the work's end.
+  ~Worker();
+
+  /// @return whether the work has ended within `ms`.
+  bool endsWithin(DWORD ms) const { return WaitForSingleObject(thread, ms) == WAIT_OBJECT_0; }
+
+  /// Throws what the work has thrown; to be called when it has ended.
+  void rethrow() const;
+
+ private:
+  static DWORD WINAPI run(void* self);
+
+  std::function<void()> work;
+  std::exception_ptr exception;
+  HANDLE thread;
+};
+
+}  // namespace quillet::cli
