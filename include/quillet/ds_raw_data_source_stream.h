@@ -84,7 +84,7 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   int openSource(const char* fileName, bool video, int streamIndex);
   int measureAudio(const AM_MEDIA_TYPE& type);
   int measureVideo(const AM_MEDIA_TYPE& type);
-  void setSearch(int quickDecode, int stepBack, int growth);
+  void setSteps(int stepBack, int growth);
   const quillet::KeptSample* search(long sample, bool keyWanted);
 
   class TimeGraph;

@@ -174,7 +174,7 @@ long VfWRawDataSourceStream::_firstKeySample(bool) {
     return -1;
   }
   lastError = vfw_error::success;
-  const PAVISTREAM stream = source->stream();
+  IAVIStream* const stream = source->stream();
   long sample = AVIStreamFindSample(stream, 0, FIND_PREV | FIND_KEY);
   if (sample != 0) {
     sample = AVIStreamFindSample(stream, 1, FIND_NEXT | FIND_KEY);
@@ -238,7 +238,7 @@ unsigned char* VfWRawDataSourceStream::getData(long& sample, long& samples, long
 /// Reads what AVIFile finds convenient to read at sample `first`.
 /// @return a vfw_error code.
 int VfWRawDataSourceStream::readAt(long first, long& samples, long& bytes) {
-  const PAVISTREAM stream = source->stream();
+  IAVIStream* const stream = source->stream();
   const auto read = [&] {
     return AVIStreamRead(stream, first, AVISTREAMREAD_CONVENIENT, readBuffer, readBufferSize, &bytes, &samples);
   };

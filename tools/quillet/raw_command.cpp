@@ -24,16 +24,25 @@ struct Sample {
 };
 
 /// Reads the sample that covers `number`.
-/// @return false when the stream has none for it and goes on.
+/// @return false when the stream has none for it, but may have later ones.
 bool readSample(RawDataSourceStream& stream, long number, Sample& sample) {
   sample = {.number = number};
   if (stream.getData(sample.number, sample.count, sample.bytes, sample.isKey) != nullptr) {
     return true;
   }
-  if (stream.lastErrorIsFatal()) {
+  const int notFound =
+      stream.usesDirectShow() ? static_cast<int>(ds_error::dataNotFound) : static_cast<int>(vfw_error::dataNotFound);
+  if (stream.lastError != notFound) {
     throw Failure("sample " + std::to_string(number) + ": " + lastErrorText(stream));
   }
   return false;
+}
+
+/// @return where to go on when there is no sample `number`: a backend may know the next one.
+long skip(RawDataSourceStream& stream, long number) {
+  long next = number;
+  stream.StreamSampleToTime(next);
+  return std::max(next, number + 1);
 }
 
 /// The time of a sample in milliseconds; nothing when the backend cannot tell it.
@@ -58,7 +67,11 @@ void run(const CommandLine& line) {
   long firstUnlisted = 0;
   for (long next = 0; next < length;) {
     Sample sample;
-    if (!readSample(*stream, next, sample) || sample.number < firstUnlisted) {
+    if (!readSample(*stream, next, sample)) {
+      next = skip(*stream, next);
+      continue;
+    }
+    if (sample.number < firstUnlisted) {
       ++next;
       continue;
     }

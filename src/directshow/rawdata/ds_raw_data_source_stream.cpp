@@ -163,7 +163,7 @@ int DSRawDataSourceStream::openSource(const char* fileName, bool video, int stre
   if (const int error = graph->createEvents()) {
     return error;
   }
-  setSearch(0, 0, 0);
+  setSteps(0, 0);
   type.copyTo(mediaType);  // Last: the base frees it only when the stream is open.
   return ds_error::success;
 }
@@ -249,12 +249,13 @@ VIDEOINFOHEADER* DSRawDataSourceStream::videoInfo(VIDEOINFOHEADER& info) {
 
 void DSRawDataSourceStream::config(int quickDecode, int stepBack, int growth) {
   if (requireOpened()) {
-    setSearch(quickDecode, stepBack, growth);
+    DSSourceStream::config(quickDecode);
+    setSteps(stepBack, growth);
   }
 }
 
-void DSRawDataSourceStream::setSearch(int quickDecode, int stepBack, int growth) {
-  graph->quickDecodeThreshold = std::max(quickDecode, 1);
+/// Sets how to go back, or the defaults for what is below 1.
+void DSRawDataSourceStream::setSteps(int stepBack, int growth) {
   const int defaultStepBack = reader->isAudio() ? 1024 : graph->quickDecodeThreshold;
   reader->stepBack = stepBack > 0 ? stepBack : defaultStepBack;
   reader->growth = growth > 0 ? growth : 2;

@@ -10,8 +10,8 @@
 
 namespace ds_error = quillet::ds_error;
 
-int DSSourceStream::Graph::build(const char* fileName, const Choice& wanted) {
-  choice = wanted;
+int DSSourceStream::Graph::build(const char* fileName, const Choice& streamChoice) {
+  choice = streamChoice;
   if (const int error = makeGraph()) {
     return error;
   }

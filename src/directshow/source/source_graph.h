@@ -38,7 +38,7 @@ struct DSSourceStream::Graph {
   };
 
   /// Builds the graph up to the null renderer.
-  int build(const char* fileName, const Choice& choice);
+  int build(const char* fileName, const Choice& streamChoice);
 
   /// The same for the stream that another graph plays.
   /// @param other was built; its file name must outlive this graph.
