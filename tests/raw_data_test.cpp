@@ -346,10 +346,11 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
     for (int i = 0; i < 10 && perBlock == 1; ++i) {
       sound.samples[i].mediaTime = {i, i + 1};
     }
+    sound.seek = perBlock == 1 ? ScriptedStream::Seek(landAsAsked) : landLater(2);
     const Played played(sound, false);
     EXPECT_EQ(played.stream->duration(), 10 * perBlock);
     EXPECT_EQ(played.phases.counts[0], tag == WAVE_FORMAT_PCM ? 0 : 10);
-    for (const long block : {1, 2, 4, 9, 0}) {
+    for (const long block : {2, 3, 9, 5}) {
       const Sample expected = sampleOf(block * perBlock, perBlock, true, scriptedPayload(block, 160));
       expectRead(*played.stream, block * perBlock + perBlock / 2, false, expected);
     }

@@ -13,9 +13,10 @@ struct KeptSample;
 /// The samples of a stream as the file's splitter delivers them, not decoded.
 ///
 /// Samples are numbered by their media times where they have them, otherwise by their times: audio in samples of the
-/// format's rate, video in frames. Reading samples in order costs no seeks. The conversions between numbers and times
-/// play the file through graphs of their own, each from where the conversion before has left it, or from the start when
-/// that lies behind.
+/// format's rate, video in frames. A sample may cover several of these numbers, and duration() counts the numbers.
+///
+/// Reading samples in order costs no seeks. The conversions between numbers and times play the file through graphs of
+/// their own, each from where the conversion before has left it, or from the start when that lies behind.
 class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSSourceStream {
  public:
   /// Opens the samples of a stream through a filter graph. Compressed audio, and video whose format tells no frame time,
