@@ -9,6 +9,8 @@
 
 #include <windows.h>
 
+#include <quillet/quillet.h>
+
 namespace quillet::bench {
 
 /// Ends the program when what a measurement stands on has failed.
@@ -66,6 +68,22 @@ bool compare(const char* what, int rounds, double limit, Library library, Bare b
   std::printf("%s: library %.3f ms, bare %.3f ms, ratio %.3f (at most %.2f)%s\n", what, libraryTime * msPerSecond,
               bareTime * msPerSecond, ratio, limit, ratio <= limit ? "" : " EXCEEDED");
   return ratio <= limit;
+}
+
+/// Reads all compressed samples in order, each by its number.
+/// @return a checksum.
+inline unsigned long readAll(RawDataSourceStream& stream) {
+  unsigned long checksum = 0;
+  for (long i = 0, length = stream.duration(); i < length; ++i) {
+    long sample = i;
+    long count = 0;
+    long bytes = 0;
+    bool key = false;
+    const unsigned char* const data = stream.getData(sample, count, bytes, key);
+    require(data != nullptr && sample == i, "getData");
+    checksum += data[0];
+  }
+  return checksum;
 }
 
 }  // namespace quillet::bench

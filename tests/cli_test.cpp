@@ -1,5 +1,6 @@
 // The command-line client, run as a user runs it: its exit statuses, its messages and the files that it writes.
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -102,7 +103,7 @@ class Cli : public testing::Test {
 };
 
 TEST_F(Cli, HelpAndVersionAreNoFailures) {
-  for (const wchar_t* command : {L"info", L"frame", L"samples", L"time", L"copy", L"convert"}) {
+  for (const wchar_t* command : {L"info", L"frame", L"raw", L"samples", L"time", L"copy", L"convert"}) {
     const Outcome help = run({command, L"--help"});
     EXPECT_EQ(help.status, 0U);
     EXPECT_PRED_FORMAT2(IsSubstring, "Usage: quillet " + std::filesystem::path(command).string() + " ", help.out);
@@ -166,6 +167,15 @@ TEST_F(Cli, InfoListsTheStreams) {
   EXPECT_EQ(video.out, "video 0: 64 x 48, 24-bit RGB, 50 frames, 25 frames/s, 2.000 s, Video for Windows\r\n");
   const Outcome audio = run({L"info", media("ima_44100_stereo.wav")});
   EXPECT_PRED_FORMAT2(IsSubstring, "audio 0: 16-bit PCM, 2 channels, ", audio.out);
+}
+
+TEST_F(Cli, RawListsTheSamples) {
+  const Outcome list = run({L"raw", media("cinepak.avi"), L"--csv", L"--backend", L"vfw"});
+  const std::string begin =
+      "sample,count,bytes,key,ms\r\n0,1,2377,1,0.000\r\n1,1,2368,1,40.000\r\n2,1,3934,0,80.000\r\n";
+  EXPECT_EQ(list.out.substr(0, begin.size()), begin) << list.err;
+  EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 51);
+  EXPECT_EQ(run({L"raw", media("cinepak.avi"), L"--audio", L"--backend", L"vfw"}).status, 1U);
 }
 
 TEST_F(Cli, TimesAreConvertedBothWays) {

@@ -308,7 +308,8 @@ TEST(Factories, PreferVideoForWindows) {
       }
     }
   }
-  EXPECT_EQ(RawDataSourceStream::open(name, true, 0, nullptr), nullptr) << "no backend reads compressed samples yet";
+  const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(name, true, 0, nullptr));
+  EXPECT_TRUE(raw->isRawData() && raw->usesDirectShow());
 }
 
 }  // namespace

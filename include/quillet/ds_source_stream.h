@@ -49,6 +49,9 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   /// @return whether the stream was played to its end and rewound.
   bool parseStream(bool flag);
 
+  /// Ends the run and stops the graph.
+  void stopRun();
+
   /// Ends all activity of the graph, for good: the first step of every subclass's destructor.
   void shutDown();
 
@@ -59,7 +62,6 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   static void runGraph(void* stream);
   bool requestRun();
   void takeRunEnd();
-  void stopRun();
   void halt();
 };
 

@@ -8,6 +8,7 @@
 #include <quillet/automatic_interleave_engine.h>
 #include <quillet/ds_audio_or_video_stream.h>
 #include <quillet/ds_output_avi_file.h>
+#include <quillet/ds_raw_data_source_stream.h>
 #include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
 #include <quillet/media_container.h>
@@ -19,5 +20,6 @@
 #include <quillet/thread.h>
 #include <quillet/vfw_audio_or_video_stream.h>
 #include <quillet/vfw_output_avi_file.h>
+#include <quillet/vfw_raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 #include <quillet/video_source_stream.h>

@@ -9,7 +9,6 @@
 class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virtual AudioOrVideoStream {
  public:
   /// Opens the compressed samples of a stream with the backend that the caller names; see SourceStream::open().
-  /// @return NULL while neither backend reads compressed samples.
   static RawDataSourceStream* open(const char* fileName, bool video, bool useDirectShow, int stream,
                                    QuilletNotification* notification);
 
@@ -34,8 +33,8 @@ class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virt
   ///     and the code 1.
   AM_MEDIA_TYPE* format();
 
-  /// @return the number of the first key sample. When the stream is not open the code is 1 and the number stands for
-  ///     nothing.
+  /// @return the number of the first key sample, -1 when none was found as the stream was opened. When the stream is not
+  ///     open the code is 1 and the number stands for nothing.
   long firstKeySample();
 
  protected:

@@ -4,10 +4,12 @@
 
 #include <quillet/audio_source_stream.h>
 #include <quillet/ds_output_avi_file.h>
+#include <quillet/ds_raw_data_source_stream.h>
 #include <quillet/ds_source_stream.h>
 #include <quillet/output_avi_file.h>
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/vfw_output_avi_file.h>
+#include <quillet/vfw_raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 #include <quillet/video_source_stream.h>
 
@@ -69,8 +71,12 @@ AudioSourceStream* AudioSourceStream::open(const char* fileName, int stream, Qui
       [&](bool useDirectShow) { return open(fileName, useDirectShow, stream, notification); });
 }
 
-RawDataSourceStream* RawDataSourceStream::open(const char*, bool, bool, int, QuilletNotification*) {
-  return nullptr;  // Neither backend reads compressed samples yet.
+RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video, bool useDirectShow, int stream,
+                                               QuilletNotification* notification) {
+  if (useDirectShow) {
+    return DSRawDataSourceStream::open(fileName, video, stream, notification);
+  }
+  return VfWRawDataSourceStream::open(fileName, video, stream, notification);
 }
 
 RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video, int stream,

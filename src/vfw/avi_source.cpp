@@ -28,4 +28,13 @@ int AviSource::readFormat(std::vector<BYTE>& format, LONG leastSize, std::size_t
   return vfw_error::success;
 }
 
+int AviSource::findSample(LONG sample, LONG& found) const {
+  found = AVIStreamFindSample(stream(), sample, FIND_PREV | FIND_ANY);
+  if (found != -1) {
+    return vfw_error::success;
+  }
+  found = AVIStreamFindSample(stream(), sample + 1, FIND_NEXT | FIND_ANY);
+  return found != -1 ? vfw_error::nextFrameReturned : vfw_error::noFrameFound;
+}
+
 }  // namespace quillet

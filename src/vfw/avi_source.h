@@ -34,6 +34,11 @@ class AviSource {
   /// Length in AVIFile's samples: frames, or blocks of audio; -1 on failure.
   LONG length() const { return AVIStreamLength(stream()); }
 
+  /// Finds the nearest sample at or before `sample` that is not empty; when there is none, the next one.
+  /// @param found receives its number, -1 when there is none at all.
+  /// @return vfw_error::nextFrameReturned for a later sample, noFrameFound for none.
+  int findSample(LONG sample, LONG& found) const;
+
   /// The time of one of AVIFile's samples in milliseconds, -1 on failure.
   LONG timeOf(LONG sample) const { return hasTimes() ? AVIStreamSampleToTime(stream(), sample) : -1; }
 

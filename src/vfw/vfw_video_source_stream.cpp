@@ -74,14 +74,8 @@ long VfWVideoSourceStream::findFrame(long frame) {
     lastError = vfw_error::parameterOutOfRange;
     return -1;
   }
-  IAVIStream* const aviStream = source->stream();
-  long found = AVIStreamFindSample(aviStream, frame, FIND_PREV | FIND_ANY);
-  if (found != -1) {
-    lastError = vfw_error::success;
-    return found;
-  }
-  found = AVIStreamFindSample(aviStream, frame + 1, FIND_NEXT | FIND_ANY);
-  lastError = found != -1 ? vfw_error::nextFrameReturned : vfw_error::noFrameFound;
+  long found = -1;
+  lastError = source->findSample(frame, found);
   return found;
 }
 

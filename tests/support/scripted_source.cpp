@@ -170,7 +170,7 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
     // All of them: a sample may carry what it was given the last time.
     REFERENCE_TIME start = item.start - position;
     REFERENCE_TIME stop = item.stop.value_or(0) - position;
-    sample->SetTime(&start, item.stop ? &stop : nullptr);
+    sample->SetTime(item.timed ? &start : nullptr, item.timed && item.stop ? &stop : nullptr);
     auto [first, last] = item.mediaTime.value_or(std::pair<LONGLONG, LONGLONG>());
     sample->SetMediaTime(item.mediaTime ? &first : nullptr, item.mediaTime ? &last : nullptr);
     sample->SetSyncPoint(item.sync);

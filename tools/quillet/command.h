@@ -33,6 +33,7 @@ struct Command {
 
 extern const Command infoCommand;
 extern const Command frameCommand;
+extern const Command rawCommand;
 extern const Command samplesCommand;
 extern const Command timeCommand;
 extern const Command copyCommand;

@@ -19,7 +19,7 @@
 namespace quillet::cli {
 namespace {
 
-constexpr const Command* commands[] = {&infoCommand, &frameCommand, &samplesCommand,
+constexpr const Command* commands[] = {&infoCommand, &frameCommand, &rawCommand,    &samplesCommand,
                                        &timeCommand, &copyCommand,  &convertCommand};
 
 /// The console shows the program's UTF-8 while this lives.

@@ -56,12 +56,12 @@ std::span<const Backend> chosenBackends(const CommandLine& line) {
 MediaFile::MediaFile(const CommandLine& line, const Argument& argument)
     : filePath(line.text(argument.name)), libraryName(libraryFileName(filePath)), backends(chosenBackends(line)) {}
 
-template <class Stream>
-Opening<Stream> MediaFile::tryOpen(int number) const {
+template <class Stream, class OpenWith>
+Opening<Stream> MediaFile::tryBackends(OpenWith openWith) const {
   Opening<Stream> opening;
   for (const Backend backend : backends) {
     const bool directShow = backend == Backend::directShow;
-    std::unique_ptr<Stream> stream(Stream::open(libraryName.c_str(), directShow, number, nullptr));
+    std::unique_ptr<Stream> stream(openWith(directShow));
     bool& knowsFile = directShow ? directShowKnowsFile : videoForWindowsKnowsFile;
     if (stream != nullptr && !stream->lastErrorIsFatal()) {
       knowsFile = true;
@@ -80,16 +80,33 @@ Opening<Stream> MediaFile::tryOpen(int number) const {
 }
 
 template <class Stream>
-std::unique_ptr<Stream> MediaFile::open(const CommandLine& line) const {
-  const int number = chosenStream(line);
-  Opening<Stream> opening = tryOpen<Stream>(number);
+Opening<Stream> MediaFile::tryOpen(int number) const {
+  return tryBackends<Stream>(
+      [&](bool directShow) { return Stream::open(libraryName.c_str(), directShow, number, nullptr); });
+}
+
+template <class Stream>
+std::unique_ptr<Stream> MediaFile::take(Opening<Stream> opening, const char* kind, int number) const {
   if (opening.stream == nullptr) {
-    const std::string kind = std::is_same_v<Stream, VideoSourceStream> ? "video" : "audio";
-    throw Failure("cannot open " + kind + " stream " + std::to_string(number) + " of '" + displayName(filePath) +
-                  "': " + opening.failure);
+    throw Failure(std::string("cannot open ") + kind + " stream " + std::to_string(number) + " of '" +
+                  displayName(filePath) + "': " + opening.failure);
   }
   printWarning(*opening.stream);
   return std::move(opening.stream);
+}
+
+template <class Stream>
+std::unique_ptr<Stream> MediaFile::open(const CommandLine& line) const {
+  const int number = chosenStream(line);
+  return take(tryOpen<Stream>(number), std::is_same_v<Stream, VideoSourceStream> ? "video" : "audio", number);
+}
+
+std::unique_ptr<RawDataSourceStream> MediaFile::openRaw(const CommandLine& line, bool video) const {
+  const int number = chosenStream(line);
+  return take(tryBackends<RawDataSourceStream>([&](bool directShow) {
+                return RawDataSourceStream::open(libraryName.c_str(), video, directShow, number, nullptr);
+              }),
+              video ? "video" : "audio", number);
 }
 
 template Opening<VideoSourceStream> MediaFile::tryOpen(int) const;

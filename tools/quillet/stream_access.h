@@ -47,7 +47,18 @@ class MediaFile {
   template <class Stream>
   std::unique_ptr<Stream> open(const CommandLine& line) const;
 
+  /// The same for its compressed samples.
+  std::unique_ptr<RawDataSourceStream> openRaw(const CommandLine& line, bool video) const;
+
  private:
+  /// @param openWith opens the stream; its argument tells whether DirectShow is to do it.
+  template <class Stream, class OpenWith>
+  Opening<Stream> tryBackends(OpenWith openWith) const;
+
+  /// @param kind "video" or "audio".
+  template <class Stream>
+  std::unique_ptr<Stream> take(Opening<Stream> opening, const char* kind, int number) const;
+
   std::filesystem::path filePath;
   std::string libraryName;
   std::span<const Backend> backends;

@@ -53,7 +53,7 @@ DSAudioSourceStream::~DSAudioSourceStream() {
 int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   graph = new Graph;
   search = new Search;
-  if (const int error = graph->build(fileName, MEDIATYPE_Audio, MEDIASUBTYPE_PCM, streamNumber)) {
+  if (const int error = graph->build(fileName, {MEDIATYPE_Audio, MEDIASUBTYPE_PCM, streamNumber})) {
     return error;
   }
   quillet::CMediaType type;

@@ -118,13 +118,12 @@ bool DSSourceStream::seek(long long position, bool toKeyFrame) {
   return lastError == ds_error::success;
 }
 
-/// Ends the run and stops the graph.
 void DSSourceStream::stopRun() {
   if (graph->runActive) {
     // Ends: the worker waits for nothing but the graph's events and this request, and lets the callback go before it stops
     // the graph.
     SignalObjectAndWait(graph->stopRequested.get(), graph->runEnded.get(), INFINITE, FALSE);
-    if (graph->runEnd != Graph::RunEnd::stopped) {
+    if (graph->runEnd != Graph::RunEnd::interrupted) {
       ResetEvent(graph->stopRequested.get());  // The run has ended by itself, and left the request to the next one.
     }
     takeRunEnd();
@@ -148,7 +147,7 @@ bool DSSourceStream::parseStream(bool flag) {
   graph->callback->beginParse(flag, notification);
   const bool ended = graph->playToEnd();
   graph->callback->endParse();
-  const bool rewound = graph->rewind();
+  const bool rewound = graph->rewind() == ds_error::success;
   if (notification != nullptr) {
     notification->progress(1);
   }

@@ -1,8 +1,6 @@
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -17,6 +15,7 @@
 #include "core/time_units.h"
 #include "directshow/base/c_media_type.h"
 #include "directshow/graph/pins.h"
+#include "directshow/graph/video_format.h"
 #include "directshow/source/source_graph.h"
 #include "directshow/source/video_sg_callback.h"
 
@@ -32,17 +31,6 @@ namespace {
 /// The number of no frame: below every frame number, so that the first request seeks.
 constexpr long noFrame = -2147483647;
 
-/// The time per frame, in units of 100 ns, of any of the formats that tell it; 0 for the others. All four begin alike.
-REFERENCE_TIME timePerFrame(const AM_MEDIA_TYPE& type) {
-  const bool tellsIt = type.formattype == FORMAT_VideoInfo || type.formattype == FORMAT_VideoInfo2 ||
-                       type.formattype == FORMAT_MPEGVideo || type.formattype == FORMAT_MPEG2Video;
-  REFERENCE_TIME time = 0;
-  if (tellsIt && type.pbFormat != nullptr && type.cbFormat >= sizeof(VIDEOINFOHEADER)) {
-    std::memcpy(&time, type.pbFormat + offsetof(VIDEOINFOHEADER, AvgTimePerFrame), sizeof time);
-  }
-  return time;
-}
-
 /// Looks for the time per frame in the connections upstream of `input`, filter by filter.
 /// @return units of 100 ns, 0 when none tells.
 REFERENCE_TIME timePerFrameUpstream(ComPtr<IPin> input) {
@@ -53,7 +41,7 @@ REFERENCE_TIME timePerFrameUpstream(ComPtr<IPin> input) {
     if (output == nullptr || FAILED(output->ConnectionMediaType(&type))) {
       return 0;
     }
-    if (const REFERENCE_TIME time = timePerFrame(type); time != 0) {
+    if (const REFERENCE_TIME time = quillet::timePerFrame(type); time != 0) {
       return time;
     }
     const ComPtr<IBaseFilter> filter = quillet::filterOf(output.Get());
@@ -106,7 +94,7 @@ DSVideoSourceStream::~DSVideoSourceStream() {
 int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
   graph = new Graph;
   search = new Search;
-  if (const int error = graph->build(fileName, MEDIATYPE_Video, MEDIASUBTYPE_RGB24, streamNumber)) {
+  if (const int error = graph->build(fileName, {MEDIATYPE_Video, MEDIASUBTYPE_RGB24, streamNumber})) {
     return error;
   }
   quillet::CMediaType type;

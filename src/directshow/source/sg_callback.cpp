@@ -22,6 +22,16 @@ void SGCallback::endParse() {
   parseMode = false;
 }
 
+void SGCallback::countSample(double time) {
+  if (time > lastTime) {
+    ++sampleCount;
+  }
+  lastTime = time;
+  if (notification != nullptr) {
+    notification->progress(0);
+  }
+}
+
 bool SGCallback::letGo() {
   if (!holding.exchange(false)) {
     return false;

@@ -73,6 +73,9 @@ class SGCallback {
   double samplePeriod = 0.0;
 
  protected:
+  /// Counts a sample while parsing.
+  void countSample(double time);
+
   /// Blocks the streaming thread until the reading thread wants the next sample or the graph is to stop.
   void hold();
 

@@ -10,36 +10,48 @@
 
 namespace ds_error = quillet::ds_error;
 
-int DSSourceStream::Graph::build(const char* fileName, const GUID& majorType, const GUID& subtype, int streamNumber) {
+int DSSourceStream::Graph::build(const char* fileName, const Choice& streamChoice) {
+  choice = streamChoice;
+  if (const int error = makeGraph()) {
+    return error;
+  }
+  wideName = quillet::constOLEstring(fileName);
+  if (fileName != nullptr && wideName.get() == nullptr) {
+    return ds_error::notEnoughMemory;
+  }
+  return addFilters(wideName.get());
+}
+
+int DSSourceStream::Graph::buildLike(const Graph& other) {
+  choice = other.choice;
+  const int error = makeGraph();
+  return error != ds_error::success ? error : addFilters(other.wideName.get());
+}
+
+int DSSourceStream::Graph::makeGraph() {
   if (FAILED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph)))) {
     return ds_error::noGraphBuilder;
   }
   registration.add(graph.Get());
+  return ds_error::success;
+}
+
+int DSSourceStream::Graph::addFilters(const OLECHAR* fileName) {
   ComPtr<IBaseFilter> source;
-  if (const int error = addSource(fileName, source)) {
+  if (fileName == nullptr || FAILED(graph->AddSourceFilter(fileName, L"source", &source))) {
+    return ds_error::cannotOpenSourceFile;
+  }
+  if (const int error = addGrabber()) {
     return error;
   }
-  if (const int error = addGrabber(majorType, subtype)) {
-    return error;
-  }
-  if (const int error = quillet::connectSourceToGrabber(graph.Get(), source.Get(), sampleGrabber.Get(), streamNumber)) {
+  if (const int error =
+          quillet::connectSourceToGrabber(graph.Get(), source.Get(), sampleGrabber.Get(), choice.streamNumber)) {
     return error;
   }
   return addRenderer();
 }
 
-int DSSourceStream::Graph::addSource(const char* fileName, ComPtr<IBaseFilter>& source) {
-  wideName = quillet::constOLEstring(fileName);
-  if (fileName != nullptr && wideName.get() == nullptr) {
-    return ds_error::notEnoughMemory;
-  }
-  if (fileName == nullptr || FAILED(graph->AddSourceFilter(wideName.get(), L"source", &source))) {
-    return ds_error::cannotOpenSourceFile;
-  }
-  return ds_error::success;
-}
-
-int DSSourceStream::Graph::addGrabber(const GUID& majorType, const GUID& subtype) {
+int DSSourceStream::Graph::addGrabber() {
   if (FAILED(CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&sampleGrabber))) ||
       FAILED(sampleGrabber.As(&grabberControl))) {
     return ds_error::noSampleGrabber;
@@ -47,9 +59,10 @@ int DSSourceStream::Graph::addGrabber(const GUID& majorType, const GUID& subtype
   if (FAILED(graph->AddFilter(sampleGrabber.Get(), L"sample_grabber"))) {
     return ds_error::cannotAddFilter;
   }
+  grabberInput = quillet::firstPin(sampleGrabber.Get(), PINDIR_INPUT);
   AM_MEDIA_TYPE wanted = {};
-  wanted.majortype = majorType;
-  wanted.subtype = subtype;
+  wanted.majortype = choice.majorType;
+  wanted.subtype = choice.subtype;
   return SUCCEEDED(grabberControl->SetMediaType(&wanted)) ? ds_error::success : ds_error::cannotSetMediaType;
 }
 
@@ -65,7 +78,6 @@ int DSSourceStream::Graph::addRenderer() {
 }
 
 int DSSourceStream::Graph::readConnectionType(quillet::CMediaType& type) {
-  grabberInput = quillet::firstPin(sampleGrabber.Get(), PINDIR_INPUT);
   return grabberInput != nullptr && SUCCEEDED(grabberInput->ConnectionMediaType(&type)) ? ds_error::success
                                                                                         : ds_error::unreadableMediaType;
 }
@@ -108,7 +120,6 @@ int DSSourceStream::Graph::createEvents() {
                                                                                : ds_error::noSynchronizationObject;
 }
 
-/// Starts the graph, also when it still runs from a stream that has ended.
 HRESULT DSSourceStream::Graph::start() {
   // A graph that has played to its end is still running, and a second Run would neither deliver nor complete again.
   if (running) {
@@ -120,31 +131,28 @@ HRESULT DSSourceStream::Graph::start() {
 
 int DSSourceStream::Graph::runUntilEnd() {
   runEnd = RunEnd::aborted;
-  if (FAILED(start()) || !waitForEnd(runEnd)) {
+  if (FAILED(start()) || !waitForEnd(stopRequested.get(), runEnd)) {
     return ds_error::cannotRunGraph;
   }
-  return runEnd == RunEnd::stopped ? stop() : static_cast<int>(ds_error::success);
+  return runEnd == RunEnd::interrupted ? stop() : static_cast<int>(ds_error::success);
 }
 
 bool DSSourceStream::Graph::playToEnd() {
   RunEnd end = RunEnd::aborted;
-  return SUCCEEDED(start()) && waitForEnd(end) && end == RunEnd::completed;
+  return SUCCEEDED(start()) && waitForEnd(nullptr, end) && end == RunEnd::completed;
 }
 
-/// Waits until the running graph ends or, once there is the event for it, a stop is requested.
-///
-/// IMediaEvent::WaitForCompletion does the like, but Wine's does not come back from an abort.
-/// @return false when the graph's events cannot be waited for.
-bool DSSourceStream::Graph::waitForEnd(RunEnd& end) {
+bool DSSourceStream::Graph::waitForEnd(HANDLE interruption, RunEnd& end) {
+  // IMediaEvent::WaitForCompletion does the like, but Wine's does not come back from an abort.
   HANDLE eventWaiting = nullptr;
   if (FAILED(mediaEvent->GetEventHandle(reinterpret_cast<OAEVENT*>(&eventWaiting)))) {
     return false;
   }
-  const HANDLE wakers[] = {eventWaiting, stopRequested.get()};
-  const DWORD wakerCount = stopRequested ? 2 : 1;
+  const HANDLE wakers[] = {eventWaiting, interruption};
+  const DWORD wakerCount = interruption != nullptr ? 2 : 1;
   for (;;) {
     // Ends: every stream ends with one of the events that takeEvents() looks for, and whoever does not want to wait for
-    // that requests a stop.
+    // that gives an event of his own.
     switch (WaitForMultipleObjects(wakerCount, wakers, FALSE, INFINITE)) {
       case WAIT_OBJECT_0:
         if (const long code = takeEvents()) {
@@ -153,7 +161,7 @@ bool DSSourceStream::Graph::waitForEnd(RunEnd& end) {
         }
         break;
       case WAIT_OBJECT_0 + 1:
-        end = RunEnd::stopped;
+        end = RunEnd::interrupted;
         return true;
       default:
         return false;
@@ -161,14 +169,16 @@ bool DSSourceStream::Graph::waitForEnd(RunEnd& end) {
   }
 }
 
-bool DSSourceStream::Graph::rewind() {
+int DSSourceStream::Graph::rewind() {
+  if (const int error = stop()) {
+    return error;
+  }
   LONGLONG first = 0;
-  if (stop() != ds_error::success ||
-      FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning))) {
-    return false;
+  if (FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning))) {
+    return ds_error::unseekableMedia;
   }
   callback->streamTime.seeked(grabberInput.Get(), first);
-  return true;
+  return ds_error::success;
 }
 
 bool DSSourceStream::Graph::seek(long long position, bool toKeyFrame) {

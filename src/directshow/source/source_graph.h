@@ -30,10 +30,19 @@ struct DSSourceStream::Graph {
   template <class T>
   using ComPtr = Microsoft::WRL::ComPtr<T>;
 
+  /// Which of a file's streams the graph plays.
+  struct Choice {
+    GUID majorType = {};   ///< What the grabber lets through.
+    GUID subtype = {};     ///< The same; GUID_NULL for all of the major type.
+    int streamNumber = 0;  ///< 0-based, among those that can reach the grabber.
+  };
+
   /// Builds the graph up to the null renderer.
-  /// @param majorType, subtype what the grabber lets through.
-  /// @param streamNumber 0-based number of the stream among those that can reach the grabber.
-  int build(const char* fileName, const GUID& majorType, const GUID& subtype, int streamNumber);
+  int build(const char* fileName, const Choice& streamChoice);
+
+  /// The same for the stream that another graph plays.
+  /// @param other was built; its file name must outlive this graph.
+  int buildLike(const Graph& other);
 
   /// Reads the format in which samples reach the grabber.
   int readConnectionType(quillet::CMediaType& type);
@@ -57,8 +66,20 @@ struct DSSourceStream::Graph {
   /// @return whether it came to the end.
   bool playToEnd();
 
+  /// Starts the graph, also when it still runs from a stream that has ended.
+  HRESULT start();
+
+  /// Why a graph that was waited for is not left to itself any more: the event came that was to interrupt the wait, or
+  /// the stream has ended.
+  enum class RunEnd { interrupted, completed, aborted };
+
+  /// Waits until the running graph ends.
+  /// @param interruption an event that ends the wait as well; may be null.
+  /// @return false when the graph's events cannot be waited for.
+  bool waitForEnd(HANDLE interruption, RunEnd& end);
+
   /// Stops the graph and positions it at its start.
-  bool rewind();
+  int rewind();
 
   /// Positions the stopped graph; it will run to the end of the stream.
   bool seek(long long position, bool toKeyFrame);
@@ -83,7 +104,7 @@ struct DSSourceStream::Graph {
   bool runActive = false;
 
   /// Why the last run has ended; written by the worker before it signals the end.
-  enum class RunEnd { stopped, completed, aborted } runEnd = RunEnd::stopped;
+  RunEnd runEnd = RunEnd::interrupted;
 
   /// The last run's ds_error code; written like #runEnd.
   int runError = 0;
@@ -100,6 +121,7 @@ struct DSSourceStream::Graph {
   bool running = false;
 
   quillet::constOLEstring wideName;
+  Choice choice;
   ComPtr<IBaseFilter> renderer;
   ComPtr<IBaseFilter> sampleGrabber;
   ComPtr<IPin> grabberInput;
@@ -111,10 +133,9 @@ struct DSSourceStream::Graph {
   quillet::RunningObjectRegistration registration;
 
  private:
-  HRESULT start();
-  bool waitForEnd(RunEnd& end);
   long takeEvents();
-  int addSource(const char* fileName, ComPtr<IBaseFilter>& source);
-  int addGrabber(const GUID& majorType, const GUID& subtype);
+  int makeGraph();
+  int addFilters(const OLECHAR* fileName);
+  int addGrabber();
   int addRenderer();
 };

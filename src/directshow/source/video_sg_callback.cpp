@@ -16,13 +16,7 @@ void VideoSGCallback::copyLaterFrame() {
 
 void VideoSGCallback::receive(double time, IMediaSample* sample) {
   if (parseMode) {
-    if (time > lastTime) {
-      ++sampleCount;
-    }
-    lastTime = time;
-    if (notification != nullptr) {
-      notification->progress(0);
-    }
+    countSample(time);
     return;
   }
   if (stop) {

@@ -1,0 +1,94 @@
+#pragma once
+
+/// @file
+/// Compressed samples by number, through DirectShow.
+
+#include <quillet/ds_source_stream.h>
+#include <quillet/raw_data_source_stream.h>
+
+namespace quillet {
+struct KeptSample;
+}
+
+/// The samples of a stream as the file's splitter delivers them, not decoded.
+///
+/// Samples are numbered by their media times where they have them, otherwise by their times: audio in samples of the
+/// format's rate, video in frames. A sample may cover several of these numbers, and duration() counts the numbers.
+///
+/// Reading samples in order costs no seeks. The conversions between numbers and times play the file through graphs of
+/// their own, each from where the conversion before has left it, or from the start when that lies behind.
+class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSSourceStream {
+ public:
+  /// Opens the samples of a stream through a filter graph. Compressed audio, and video whose format tells no frame time,
+  /// is played through once to be counted.
+  ///
+  /// @param fileName name of the file, in the system's ANSI code page.
+  /// @param video true for a video stream, false for an audio stream.
+  /// @param streamIndex number of the stream among the file's streams of that kind, from 0.
+  /// @param notification progress sink, told of phases 0 and 1 while the stream is played through and of phase 2 in
+  ///     backward searches; may be NULL.
+  /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise says which step
+  ///     failed (ds_error). It is open, too, with the codes of _firstKeySample(). NULL when no object could be made.
+  static DSRawDataSourceStream* open(const char* fileName, bool video, int streamIndex,
+                                     QuilletNotification* notification);
+
+  ~DSRawDataSourceStream() override;
+
+  /// Describes a video stream as its media type does, as far as a VIDEOINFOHEADER can.
+  /// @param info receives the description.
+  /// @return `&info`; NULL with code 1 when the stream is not open, NULL with ds_error::cannotStoreVideoInfo when the
+  ///     format is of another kind, and NULL with #lastError left alone for an audio stream.
+  VIDEOINFOHEADER* videoInfo(VIDEOINFOHEADER& info) override;
+
+  /// Tunes the search for samples.
+  /// @param quickDecode samples that it is quicker to read than to seek over; values below 1 count as 1.
+  /// @param stepBack first step back when a seek lands after the wanted sample, in frames or, while no size of a sample
+  ///     is known, in bytes of audio; values below 1 count as `quickDecode` for video, as 1024 for audio.
+  /// @param growth factor by which the step of a video stream grows; values below 1 count as 2.
+  void config(int quickDecode, int stepBack, int growth);
+
+  /// Reads the sample that covers `sample`. A sample that does not tell its end lasts until the next one begins.
+  ///
+  /// @param sample wanted sample, from 0 to duration() - 1; receives the number at which the sample returned starts.
+  /// @param samples receives the number of stream samples that the data covers.
+  /// @param bytes receives the size of the data.
+  /// @param key true when only a key sample will do: the last one at or before `sample`; receives whether the sample
+  ///     returned is one.
+  /// @return the data, valid until the next call on this stream, also with the warning ds_error::sampleBeyondData: the
+  ///     stream ends before `sample`, and its last sample is returned. NULL with code 1, ds_error::parameterOutOfRange,
+  ///     dataNotFound, noPrecedingKeySample, notEnoughMemory or a code of the graph.
+  unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) override;
+
+  /// Plays a second graph up to `sample`.
+  /// @param sample any number; one that the stream has no sample for is replaced by the next that there is, with the
+  ///     warning ds_error::nextSampleTimeReturned.
+  /// @return its time in milliseconds, the stream's duration when the stream ends before `sample`; with the warning
+  ///     ds_error::roughConversion an estimate by the duration, when the samples have no times. -1.0 with code 1,
+  ///     ds_error::dataNotFound or a code of the graph.
+  double StreamSampleToTime(long& sample) override;
+
+  /// Plays a third graph up to `ms`.
+  /// @param ms milliseconds; a time at which no sample begins is replaced by the next at which one does, with the
+  ///     warning ds_error::laterSampleReturned.
+  /// @return the sample that begins at that time, duration() when the stream ends before; estimated with the warning
+  ///     ds_error::roughConversion, when the samples have no times. -1 with code 1, ds_error::dataNotFound or a code of
+  ///     the graph.
+  long StreamTimeToSample(double& ms) override;
+
+  /// Plays the stream from its start up to the first key sample. open() has done so: firstKeySample() tells the result.
+  /// @param audio not used: the stream knows.
+  /// @return the sample's number; -1 with ds_error::cannotRewind, noKeySampleInStream or a code of the graph.
+  long _firstKeySample(bool audio);
+
+ private:
+  DSRawDataSourceStream() = default;
+  int openSource(const char* fileName, bool video, int streamIndex);
+  int measureAudio(const AM_MEDIA_TYPE& type);
+  int measureVideo(const AM_MEDIA_TYPE& type);
+  void setSteps(int stepBack, int growth);
+  const quillet::KeptSample* search(long sample, bool keyWanted);
+
+  class TimeGraph;
+  struct Reader;
+  Reader* reader = nullptr;
+};

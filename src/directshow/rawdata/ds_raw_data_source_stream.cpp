@@ -1,0 +1,375 @@
+#include <quillet/ds_raw_data_source_stream.h>
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include <dshow.h>
+
+#include <quillet/error_codes.h>
+
+#include "core/guarded.h"
+#include "core/open_new.h"
+#include "core/time_units.h"
+#include "directshow/base/c_media_type.h"
+#include "directshow/graph/video_format.h"
+#include "directshow/rawdata/data_sg_callback.h"
+#include "directshow/rawdata/time_graph.h"
+#include "directshow/source/source_graph.h"
+
+namespace ds_error = quillet::ds_error;
+
+using quillet::CMediaType;
+using quillet::DataSGCallback;
+using quillet::roundedHalfUp;
+using quillet::roundedQuotient;
+using quillet::SampleRange;
+using quillet::unitsPerSecond;
+
+namespace {
+
+constexpr long long unitsPerMs = unitsPerSecond / quillet::msPerSecond;
+
+/// The number as the public interface has it.
+long toLong(long long number) {
+  using Limits = std::numeric_limits<long>;
+  return static_cast<long>(std::clamp<long long>(number, Limits::min(), Limits::max()));
+}
+
+double toMs(long long units) {
+  return static_cast<double>(units) / unitsPerMs;
+}
+
+}  // namespace
+
+/// What the reading of samples and the conversions work with.
+struct DSRawDataSourceStream::Reader {
+  DataSGCallback* callback = nullptr;  // The graph's.
+
+  // Of audio only.
+  long long bytesPerSecond = 0;
+  long blockAlign = 0;
+
+  int stepBack = 1;
+  int growth = 2;
+
+  // Made when the first conversion asks for them: from numbers to times, and back.
+  std::unique_ptr<TimeGraph> bySample;
+  std::unique_ptr<TimeGraph> byTime;
+
+  bool isAudio() const { return callback->numbering.isAudio(); }
+
+  long long position(long sample, long length) const;
+  long long lookAhead(int quickDecode) const;
+  long long step() const;
+  long long nextStep(long long step) const;
+
+  template <class Callback>
+  int countTo(long long target, std::unique_ptr<TimeGraph>& timeGraph, const Graph& dataGraph) const;
+};
+
+/// Where to seek to for a sample, in units of 100 ns: of video, to the middle of the frame, for the seek not to land in the
+/// one before; in the last frame, whose middle may be beyond the stream, to just before its start.
+long long DSRawDataSourceStream::Reader::position(long sample, long length) const {
+  const quillet::SampleNumbering& numbering = callback->numbering;
+  const long long time = numbering.timeOf(sample);
+  if (isAudio()) {
+    return time;
+  }
+  return sample == length - 1 ? std::max(time - 1, 0LL) : time + numbering.frameTime() / 2;
+}
+
+/// The samples that it is quicker to read than to seek over.
+long long DSRawDataSourceStream::Reader::lookAhead(int quickDecode) const {
+  const long long count = quickDecode;
+  return isAudio() ? count * callback->lastSize() / blockAlign : count;
+}
+
+/// The first step back, in units of 100 ns.
+long long DSRawDataSourceStream::Reader::step() const {
+  if (!isAudio()) {
+    return stepBack * callback->numbering.frameTime();
+  }
+  const long size = callback->lastSize();
+  const long long bytes = size > 0 ? size : stepBack;
+  return std::max((bytes * unitsPerSecond + bytesPerSecond / 2) / bytesPerSecond, 1LL);
+}
+
+/// The step that follows `step`: in streams with large gaps, a growing one.
+long long DSRawDataSourceStream::Reader::nextStep(long long step) const {
+  constexpr long long farthest = std::numeric_limits<long long>::max();
+  return isAudio() ? this->step() : step <= farthest / growth ? step * growth : farthest;
+}
+
+/// Has the samples counted up to `target`, by a graph that is made when there is none.
+/// @return a ds_error code.
+template <class Callback>
+int DSRawDataSourceStream::Reader::countTo(long long target, std::unique_ptr<TimeGraph>& timeGraph,
+                                           const Graph& dataGraph) const {
+  if (timeGraph == nullptr) {
+    auto made = std::make_unique<TimeGraph>();
+    if (const int error = made->open(dataGraph, std::make_unique<Callback>(callback->numbering))) {
+      return error;
+    }
+    timeGraph = std::move(made);
+  }
+  if (const int error = timeGraph->advanceTo(target)) {
+    return error;
+  }
+  const quillet::TimeSGCallback& counter = timeGraph->counter();
+  return counter.isRough() || counter.hasCounted() ? ds_error::success : ds_error::dataNotFound;
+}
+
+DSRawDataSourceStream* DSRawDataSourceStream::open(const char* fileName, bool video, int streamIndex,
+                                                   QuilletNotification* notification) {
+  auto* const stream = new (std::nothrow) DSRawDataSourceStream;
+  openNew(stream, notification, [&] { return stream->openSource(fileName, video, streamIndex); });
+  if (stream != nullptr && !stream->notOpened) {
+    stream->keySample = stream->_firstKeySample(!video);  // The stream stays open without one.
+  }
+  return stream;
+}
+
+DSRawDataSourceStream::~DSRawDataSourceStream() {
+  shutDown();
+  delete reader;
+}
+
+int DSRawDataSourceStream::openSource(const char* fileName, bool video, int streamIndex) {
+  graph = new Graph;
+  reader = new Reader;
+  if (const int error = graph->build(fileName, {video ? MEDIATYPE_Video : MEDIATYPE_Audio, GUID_NULL, streamIndex})) {
+    return error;
+  }
+  CMediaType type;
+  if (const int error = graph->readConnectionType(type)) {
+    return error;
+  }
+  if (const int error = graph->querySeeking()) {
+    return error;
+  }
+  if (const int error = graph->queryControl()) {
+    return error;
+  }
+  graph->removeClock();  // With a clock the stream only plays at its own speed; that is no error.
+  auto callback = std::make_unique<DataSGCallback>();
+  reader->callback = callback.get();
+  graph->installCallback(std::move(callback));
+  if (const int error = video ? measureVideo(type) : measureAudio(type)) {
+    return error;
+  }
+  if (const int error = graph->createEvents()) {
+    return error;
+  }
+  setSteps(0, 0);
+  type.copyTo(mediaType);  // Last: the base frees it only when the stream is open.
+  return ds_error::success;
+}
+
+/// Finds the length of an audio stream: of PCM from its duration, otherwise by playing it.
+int DSRawDataSourceStream::measureAudio(const AM_MEDIA_TYPE& type) {
+  if (type.formattype != FORMAT_WaveFormatEx || type.pbFormat == nullptr || type.cbFormat < sizeof(PCMWAVEFORMAT)) {
+    return ds_error::unusableAudioFormat;
+  }
+  const auto& format = *reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
+  if (format.nSamplesPerSec == 0) {
+    return ds_error::unusableAudioFormat;
+  }
+  reader->callback->numbering = quillet::SampleNumbering(type);
+  reader->blockAlign = std::max<long>(format.nBlockAlign, 1);
+  // Formats without a fixed rate of bytes may tell none: then as if a sample were a byte.
+  reader->bytesPerSecond = format.nAvgBytesPerSec != 0 ? format.nAvgBytesPerSec : format.nSamplesPerSec;
+
+  if (format.wFormatTag == WAVE_FORMAT_PCM) {
+    length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * format.nSamplesPerSec);
+    return ds_error::success;
+  }
+  if (!parseStream(true) || reader->callback->parsedEnd() < 1) {
+    return ds_error::undeterminedSamplesNumber;
+  }
+  length = toLong(reader->callback->parsedEnd());
+  return ds_error::success;
+}
+
+/// Finds the length of a video stream: from its duration when the format tells the time per frame, otherwise by playing it,
+/// which gives that time, too.
+int DSRawDataSourceStream::measureVideo(const AM_MEDIA_TYPE& type) {
+  if (!quillet::tellsTimePerFrame(type)) {
+    return ds_error::cannotRetrieveFrameRate;
+  }
+  long long frameTime = quillet::timePerFrame(type);
+  if (frameTime > 0) {
+    length = toLong(roundedQuotient(graph->duration, frameTime));
+  } else {
+    const DataSGCallback& callback = *reader->callback;
+    if (!parseStream(false) || callback.sampleCount < 2 || callback.lastTime <= 0.0) {
+      return ds_error::cannotRetrieveFrameRate;
+    }
+    length = callback.sampleCount;
+    frameTime = std::max(roundedHalfUp<long long>(callback.lastTime * unitsPerSecond) / (length - 1), 1LL);
+    graph->duration = length * frameTime;
+    quillet::setTimePerFrame(type, frameTime);
+  }
+  reader->callback->numbering = quillet::SampleNumbering(type);
+  reader->callback->samplePeriod = static_cast<double>(frameTime) / unitsPerSecond;
+  return ds_error::success;
+}
+
+long DSRawDataSourceStream::_firstKeySample(bool) {
+  if (!requireOpened()) {
+    return -1;
+  }
+  lastError = ds_error::success;
+  if (!seek(0, false)) {
+    lastError = ds_error::cannotRewind;
+    return -1;
+  }
+  // Ends also without a key sample: run() comes back at the end of the stream.
+  DataSGCallback& callback = *reader->callback;
+  callback.searchKey(true);
+  run();
+  stopRun();
+  callback.searchKey(false);
+  if (lastError == ds_error::success && callback.firstKeySample() == -1) {
+    lastError = ds_error::noKeySampleInStream;
+  }
+  return toLong(callback.firstKeySample());
+}
+
+VIDEOINFOHEADER* DSRawDataSourceStream::videoInfo(VIDEOINFOHEADER& info) {
+  if (!requireOpened() || reader->isAudio()) {
+    return nullptr;
+  }
+  const bool isStored = quillet::storeVideoInfo(mediaType, info);
+  lastError = isStored ? ds_error::success : ds_error::cannotStoreVideoInfo;
+  return isStored ? &info : nullptr;
+}
+
+void DSRawDataSourceStream::config(int quickDecode, int stepBack, int growth) {
+  if (requireOpened()) {
+    DSSourceStream::config(quickDecode);
+    setSteps(stepBack, growth);
+  }
+}
+
+/// Sets how to go back, or the defaults for what is below 1.
+void DSRawDataSourceStream::setSteps(int stepBack, int growth) {
+  const int defaultStepBack = reader->isAudio() ? 1024 : graph->quickDecodeThreshold;
+  reader->stepBack = stepBack > 0 ? stepBack : defaultStepBack;
+  reader->growth = growth > 0 ? growth : 2;
+}
+
+unsigned char* DSRawDataSourceStream::getData(long& sample, long& samples, long& bytes, bool& key) {
+  if (!requireOpened()) {
+    return nullptr;
+  }
+  if (sample < 0 || sample >= length) {
+    lastError = ds_error::parameterOutOfRange;
+    return nullptr;
+  }
+  lastError = ds_error::success;
+  const quillet::KeptSample* found = reader->callback->find(sample, key);
+  if (found == nullptr) {
+    found = search(sample, key);
+  }
+  if (found == nullptr) {
+    return nullptr;
+  }
+  sample = toLong(found->start);
+  samples = toLong(found->end - found->start);
+  bytes = static_cast<long>(found->data.size());
+  key = found->key;
+  return const_cast<BYTE*>(found->data.data());
+}
+
+/// Has the graph deliver a sample: from where it holds when that is near, else after a seek, and from further back while the
+/// stream has nothing at that place.
+/// @return null on failure.
+const quillet::KeptSample* DSRawDataSourceStream::search(long sample, bool keyWanted) {
+  DataSGCallback& callback = *reader->callback;
+  const long long lookAhead = reader->lookAhead(graph->quickDecodeThreshold);
+  bool seeking = keyWanted || !callback.isHolding() || callback.isFarFrom(sample, lookAhead);
+  long long position = reader->position(sample, length);
+  long long step = reader->step();
+  callback.want(sample);
+  // Ends: every turn goes back, and none goes on from the start.
+  for (;;) {
+    callback.rotate(seeking);
+    if ((seeking && !seek(position, keyWanted)) || !run()) {
+      return nullptr;
+    }
+    if (callback.outOfMemory()) {
+      lastError = ds_error::notEnoughMemory;
+      return nullptr;
+    }
+    bool isBeyond = false;
+    if (const quillet::KeptSample* const found =
+            callback.isHolding() ? callback.findHeld(keyWanted) : callback.findAtEnd(keyWanted, length, isBeyond)) {
+      lastError = isBeyond ? ds_error::sampleBeyondData : ds_error::success;
+      return found;
+    }
+    if (position == 0) {
+      lastError = keyWanted ? ds_error::noPrecedingKeySample : ds_error::dataNotFound;
+      return nullptr;
+    }
+    position = std::max(position - step, 0LL);
+    step = reader->nextStep(step);
+    seeking = true;
+    if (notification != nullptr) {
+      notification->progress(2);
+    }
+  }
+}
+
+double DSRawDataSourceStream::StreamSampleToTime(long& sample) {
+  if (!requireOpened()) {
+    return -1.0;
+  }
+  lastError =
+      quillet::guarded([&] { return reader->countTo<quillet::TimeSGCallback1>(sample, reader->bySample, *graph); });
+  if (lastError != ds_error::success) {
+    return -1.0;
+  }
+  const quillet::TimeSGCallback& counter = reader->bySample->counter();
+  if (counter.isRough()) {
+    lastError = ds_error::roughConversion;
+    return sample * toMs(graph->duration) / std::max(length, 1L);
+  }
+  if (counter.isAhead(sample)) {
+    return toMs(graph->duration);
+  }
+  const SampleRange& range = counter.lastRange();
+  if (sample < range.start) {
+    lastError = ds_error::nextSampleTimeReturned;
+    sample = toLong(range.start);
+  }
+  return toMs(range.timeOf(sample));
+}
+
+long DSRawDataSourceStream::StreamTimeToSample(double& ms) {
+  if (!requireOpened()) {
+    return -1;
+  }
+  const auto time = roundedHalfUp<long long>(ms * unitsPerMs);
+  lastError = quillet::guarded([&] { return reader->countTo<quillet::TimeSGCallback2>(time, reader->byTime, *graph); });
+  if (lastError != ds_error::success) {
+    return -1;
+  }
+  const quillet::TimeSGCallback& counter = reader->byTime->counter();
+  if (counter.isRough()) {
+    lastError = ds_error::roughConversion;
+    return roundedHalfUp<long>(ms * length / std::max(toMs(graph->duration), 1.0 / unitsPerMs));
+  }
+  if (counter.isAhead(time)) {
+    return length;
+  }
+  const SampleRange& range = counter.lastRange();
+  const long long found = range.sampleAt(time);
+  if (range.timeOf(found) > time) {
+    lastError = ds_error::laterSampleReturned;
+    ms = toMs(range.timeOf(found));
+  }
+  return toLong(found);
+}

@@ -1,0 +1,37 @@
+// The graph that counts samples for one direction of the conversions between sample numbers and times. Whoever converts
+// plays it himself; between conversions it is held where the last one has ended.
+
+#pragma once
+
+#include <memory>
+
+#include <quillet/ds_raw_data_source_stream.h>
+
+#include "directshow/rawdata/time_sg_callback.h"
+#include "directshow/source/source_graph.h"
+
+class DSRawDataSourceStream::TimeGraph {
+ public:
+  TimeGraph() = default;
+  TimeGraph(const TimeGraph&) = delete;
+  TimeGraph& operator=(const TimeGraph&) = delete;
+  ~TimeGraph();
+
+  /// Builds the graph for the stream that `dataGraph` plays; that outlives it.
+  /// @return a ds_error code.
+  int open(const Graph& dataGraph, std::unique_ptr<quillet::TimeSGCallback> counting);
+
+  /// Counts on, or from the start again, until a sample reaches `target`, the stream has ended or it turns out that its
+  /// samples cannot be counted.
+  /// @return a ds_error code.
+  int advanceTo(long long target);
+
+  const quillet::TimeSGCallback& counter() const { return *callback; }
+
+ private:
+  int restart();
+
+  Graph graph;
+  quillet::TimeSGCallback* callback = nullptr;  // The graph's.
+  bool finished = false;                        // The whole stream was counted.
+};

@@ -1,0 +1,255 @@
+#include <quillet/vfw_raw_data_source_stream.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <vector>
+
+#include <uuids.h>
+
+#include <quillet/error_codes.h>
+
+#include "core/format_sizes.h"
+#include "core/guarded.h"
+#include "core/open_new.h"
+#include "core/time_units.h"
+#include "directshow/base/c_media_type.h"
+#include "directshow/graph/video_format.h"
+#include "vfw/avi_source.h"
+
+namespace vfw_error = quillet::vfw_error;
+
+using quillet::CMediaType;
+
+namespace {
+
+/// The subtype of RGB samples of 16 bits, told by the green one of the masks that follow the header.
+/// @param format the header with all that follows.
+/// @return null when there is no such mask.
+const GUID* subtypeOf16Bits(const std::vector<BYTE>& format) {
+  constexpr DWORD green555 = 0x3E0;
+  constexpr DWORD green565 = 0x7E0;
+  constexpr std::size_t end = sizeof(BITMAPINFOHEADER) + 3 * sizeof(DWORD);
+  // Neither value can be a mask of red or blue, whichever comes first.
+  for (std::size_t at = sizeof(BITMAPINFOHEADER); at + sizeof(DWORD) <= std::min(end, format.size());
+       at += sizeof(DWORD)) {
+    DWORD mask = 0;
+    std::memcpy(&mask, format.data() + at, sizeof mask);
+    if (mask == green555 || mask == green565) {
+      return mask == green555 ? &MEDIASUBTYPE_RGB555 : &MEDIASUBTYPE_RGB565;
+    }
+  }
+  return nullptr;
+}
+
+/// @return the subtype of samples that are not compressed; null when DirectShow has none for them.
+const GUID* subtypeOfRgb(WORD bitCount, const std::vector<BYTE>& format) {
+  switch (bitCount) {
+    case 1:
+      return &MEDIASUBTYPE_RGB1;
+    case 4:
+      return &MEDIASUBTYPE_RGB4;
+    case 8:
+      return &MEDIASUBTYPE_RGB8;
+    case 16:
+      return subtypeOf16Bits(format);
+    case 24:
+      return &MEDIASUBTYPE_RGB24;
+    case 32:
+      return &MEDIASUBTYPE_RGB32;
+    default:
+      return nullptr;
+  }
+}
+
+/// Describes video samples of a format as the file holds it.
+/// @return a vfw_error code.
+int describeVideo(const std::vector<BYTE>& format, const AVISTREAMINFOA& information, CMediaType& type) {
+  const auto& header = *reinterpret_cast<const BITMAPINFOHEADER*>(format.data());
+  const std::int64_t rgbSize = quillet::uncompressedFrameSize(header);
+  const bool isRgb = header.biCompression == BI_RGB || header.biCompression == BI_BITFIELDS;
+
+  type.majortype = MEDIATYPE_Video;
+  type.formattype = FORMAT_VideoInfo;
+  type.bFixedSizeSamples = isRgb ? TRUE : FALSE;
+  type.bTemporalCompression = isRgb ? FALSE : TRUE;
+  type.lSampleSize = isRgb ? static_cast<ULONG>(rgbSize) : header.biSizeImage;
+  if (isRgb) {
+    const GUID* const subtype = subtypeOfRgb(header.biBitCount, format);
+    if (subtype == nullptr) {
+      return vfw_error::unusableRawFormat;
+    }
+    type.subtype = *subtype;
+  } else {
+    type.subtype = MEDIASUBTYPE_YUY2;  // The ids of all FOURCCs differ in their first 32 bits only.
+    type.subtype.Data1 = header.biCompression;
+  }
+
+  VIDEOINFOHEADER info = {};
+  const std::int64_t frameSize = header.biCompression != BI_RGB ? header.biSizeImage : rgbSize;
+  info.dwBitRate =
+      static_cast<DWORD>(static_cast<std::uint64_t>(frameSize) * 8 * information.dwRate / information.dwScale);
+  info.AvgTimePerFrame = information.dwScale * quillet::unitsPerSecond / information.dwRate;
+  constexpr std::size_t prefix = offsetof(VIDEOINFOHEADER, bmiHeader);
+  std::vector<BYTE> block(prefix + format.size());
+  std::memcpy(block.data(), &info, prefix);
+  std::copy(format.begin(), format.end(), block.begin() + prefix);
+  type.setFormat(block.data(), static_cast<ULONG>(block.size()));
+  return vfw_error::success;
+}
+
+/// Describes audio samples of a format as the file holds it.
+/// @return a vfw_error code.
+int describeAudio(std::vector<BYTE> format, CMediaType& type) {
+  const auto& wave = *reinterpret_cast<const WAVEFORMATEX*>(format.data());
+  if (wave.wFormatTag != WAVE_FORMAT_PCM) {
+    // Where the file holds less than it says, zeros take its place.
+    format.resize(std::max(format.size(), sizeof wave + wave.cbSize));
+  }
+  const auto* const whole = reinterpret_cast<const WAVEFORMATEX*>(format.data());
+  return SUCCEEDED(quillet::CreateAudioMediaType(whole, &type, TRUE)) ? vfw_error::success : vfw_error::notEnoughMemory;
+}
+
+}  // namespace
+
+VfWRawDataSourceStream* VfWRawDataSourceStream::open(const char* fileName, bool video, int streamIndex,
+                                                     QuilletNotification* notification) {
+  auto* const stream = new (std::nothrow) VfWRawDataSourceStream;
+  openNew(stream, notification, [&] { return stream->openSource(fileName, video, streamIndex); });
+  if (stream != nullptr && !stream->notOpened) {
+    stream->keySample = stream->_firstKeySample(!video);  // The stream stays open without one.
+  }
+  return stream;
+}
+
+VfWRawDataSourceStream::~VfWRawDataSourceStream() {
+  delete[] readBuffer;
+}
+
+int VfWRawDataSourceStream::openSource(const char* fileName, bool video, int streamIndex) {
+  source = new quillet::AviSource;
+  if (const int error = source->open(fileName, video ? streamtypeVIDEO : streamtypeAUDIO, streamIndex)) {
+    return error;
+  }
+  const AVISTREAMINFOA* const information = source->information();
+  if (information == nullptr || (video && (information->dwScale == 0 || information->dwRate == 0))) {
+    return vfw_error::cannotRetrieveStreamInfo;  // Without a frame rate a video stream cannot be described.
+  }
+  std::vector<BYTE> format;
+  const LONG leastSize = video ? sizeof(BITMAPINFOHEADER) : sizeof(PCMWAVEFORMAT);
+  const std::size_t recordSize = video ? sizeof(BITMAPINFOHEADER) : sizeof(WAVEFORMATEX);
+  if (const int error = source->readFormat(format, leastSize, recordSize)) {
+    return error;
+  }
+  length = source->length();
+  if (length == -1) {
+    return vfw_error::undefinedStreamLength;
+  }
+  CMediaType type;
+  if (const int error = video ? describeVideo(format, *information, type) : describeAudio(format, type)) {
+    return error;
+  }
+  makeReadBuffer(information->dwSuggestedBufferSize);
+  type.copyTo(mediaType);  // Last: the base frees it only when the stream is open.
+  return vfw_error::success;
+}
+
+/// Replaces the read buffer.
+void VfWRawDataSourceStream::makeReadBuffer(unsigned long size) {
+  if (size > static_cast<unsigned long>(std::numeric_limits<LONG>::max())) {
+    throw std::bad_alloc();  // More than AVIFile can read at once.
+  }
+  delete[] readBuffer;
+  readBuffer = nullptr;
+  readBufferSize = 0;
+  readBuffer = new unsigned char[size];
+  readBufferSize = static_cast<long>(size);
+}
+
+long VfWRawDataSourceStream::_firstKeySample(bool) {
+  if (!requireOpened()) {
+    return -1;
+  }
+  lastError = vfw_error::success;
+  IAVIStream* const stream = source->stream();
+  long sample = AVIStreamFindSample(stream, 0, FIND_PREV | FIND_KEY);
+  if (sample != 0) {
+    sample = AVIStreamFindSample(stream, 1, FIND_NEXT | FIND_KEY);
+  }
+  // Ends: a search that does not come farther, because it finds nothing (-1) or its handler errs, is the last.
+  for (long reached = -1; sample > reached;) {
+    LONG size = 0;
+    if (AVIStreamRead(stream, sample, 1, nullptr, std::numeric_limits<LONG>::max(), &size, nullptr) != 0) {
+      lastError = vfw_error::errorReadingSamples;
+      return -1;
+    }
+    if (size != 0) {
+      return sample;
+    }
+    reached = sample;
+    sample = AVIStreamFindSample(stream, sample + 1, FIND_NEXT | FIND_KEY);
+  }
+  lastError = vfw_error::noNonEmptyKeySample;
+  return -1;
+}
+
+VIDEOINFOHEADER* VfWRawDataSourceStream::videoInfo(VIDEOINFOHEADER& info) {
+  if (!requireOpened() || !quillet::storeVideoInfo(mediaType, info)) {
+    return nullptr;
+  }
+  lastError = vfw_error::success;
+  return &info;
+}
+
+unsigned char* VfWRawDataSourceStream::getData(long& sample, long& samples, long& bytes, bool& key) {
+  if (!requireOpened()) {
+    return nullptr;
+  }
+  if (sample < 0 || sample >= length) {
+    lastError = vfw_error::parameterOutOfRange;
+    return nullptr;
+  }
+  if (sample < keySample) {
+    lastError = vfw_error::dataNotFound;
+    return nullptr;
+  }
+  long found = -1;
+  if (key) {
+    found = AVIStreamFindSample(source->stream(), sample, FIND_PREV | FIND_KEY);
+    lastError = found == -1 ? static_cast<int>(vfw_error::noPrecedingKeySample) : lastError;
+  } else {
+    lastError = source->findSample(sample, found);
+  }
+  if (found == -1) {
+    return nullptr;
+  }
+  if (const int error = quillet::guarded([&] { return readAt(found, samples, bytes); })) {
+    lastError = error;
+    return nullptr;
+  }
+  sample = found;
+  key = found == AVIStreamFindSample(source->stream(), found, FIND_PREV | FIND_KEY);
+  return readBuffer;
+}
+
+/// Reads what AVIFile finds convenient to read at sample `first`.
+/// @return a vfw_error code.
+int VfWRawDataSourceStream::readAt(long first, long& samples, long& bytes) {
+  IAVIStream* const stream = source->stream();
+  const auto read = [&] {
+    return AVIStreamRead(stream, first, AVISTREAMREAD_CONVENIENT, readBuffer, readBufferSize, &bytes, &samples);
+  };
+  HRESULT result = read();
+  LONG size = 0;
+  // Some files promise too small samples, or tell no size.
+  if (result == AVIERR_BUFFERTOOSMALL &&
+      AVIStreamRead(stream, first, 1, nullptr, std::numeric_limits<LONG>::max(), &size, nullptr) == 0 &&
+      size > readBufferSize) {
+    makeReadBuffer(static_cast<unsigned long>(size));
+    result = read();
+  }
+  return result == 0 ? vfw_error::success : vfw_error::errorReadingSamples;
+}

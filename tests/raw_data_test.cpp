@@ -1,0 +1,471 @@
+// Compressed samples by number, through both backends: the same as another program finds in real files, and every way
+// that reading and converting can go, on scripted streams.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <map>
+
+#include <windows.h>
+
+// Needs windows.h.
+#include <evcode.h>
+
+#include "support/avi_builder.h"
+#include "support/avifile_handler.h"
+#include "support/ds_streams.h"
+#include "support/graph_override.h"
+#include "support/leak_check.h"
+#include "support/random.h"
+#include "support/wine_gaps.h"
+
+extern "C" DWORD NTAPI RtlComputeCrc32(DWORD start, const BYTE* data, INT size);
+
+using namespace quillet::test;
+namespace ds_error = quillet::ds_error;
+namespace vfw_error = quillet::vfw_error;
+
+namespace {
+
+using Raw = std::unique_ptr<RawDataSourceStream>;
+
+Raw openRaw(const char* name, bool directShow, bool video = true) {
+  return Raw(RawDataSourceStream::open(name, video, directShow, 0, nullptr));
+}
+
+/// While it lives, files are split by Wine's own splitters: the one that comes first hands out decoded samples only.
+class WithoutDecodingSplitter {
+  static constexpr CLSID splitter = {0xF9D8D64E, 0xA144, 0x47DC, {0x8E, 0xE0, 0xF5, 0x34, 0x98, 0x37, 0x2C, 0x29}};
+  const ClassObjectOverride none{splitter, [](REFIID, void**) { return E_FAIL; }};
+};
+
+struct Sample {
+  long start = -1, samples = 0, bytes = 0;
+  bool key = false;
+  DWORD crc = 0;
+  bool operator==(const Sample&) const = default;
+};
+
+Sample sampleOf(long start, long samples, bool key, const Bytes& data) {
+  const auto size = static_cast<long>(data.size());
+  return {start, samples, size, key, RtlComputeCrc32(0, data.data(), size)};
+}
+
+Sample read(RawDataSourceStream& stream, long number, bool key = false) {
+  long samples = 0;
+  long bytes = 0;
+  const BYTE* const data = stream.getData(number, samples, bytes, key);
+  return data != nullptr ? sampleOf(number, samples, key, Bytes(data, data + bytes)) : Sample();
+}
+
+void expectRead(RawDataSourceStream& stream, long number, bool keyWanted, const Sample& expected, int code = 0) {
+  EXPECT_TRUE(read(stream, number, keyWanted) == expected) << "sample " << number << ", key " << keyWanted;
+  EXPECT_EQ(stream.lastError, code) << "sample " << number << ", key " << keyWanted;
+}
+
+/// Reads all samples in order, then some in random order, and compares them with what another program has found.
+/// @param rate stream samples in a second.
+void expectPackets(RawDataSourceStream& stream, const char* listName, double rate) {
+  SCOPED_TRACE(listName);
+  std::ifstream list(mediaFile(listName));
+  std::map<long, Sample> packets;
+  double time = 0.0;
+  double duration = 0.0;
+  char key = '_';
+  Sample packet;
+  for (std::string line; std::getline(list, line); packets[packet.start] = packet) {
+    constexpr auto form = "%lf,%lf,%ld,%c%*c,CRC32:%lx";
+    ASSERT_EQ(std::sscanf(line.c_str(), form, &time, &duration, &packet.bytes, &key, &packet.crc), 5) << line;
+    packet = {std::lround(time * rate), std::lround(duration * rate), packet.bytes, key == 'K', packet.crc};
+  }
+  ASSERT_GE(packets.size(), 40U);
+  ASSERT_EQ(stream.lastError, 0);
+  ASSERT_EQ(stream.duration(), packets.rbegin()->first + packets.rbegin()->second.samples);
+  for (const auto& [start, expected] : packets) {
+    expectRead(stream, start, false, expected);
+  }
+  std::mt19937 random = loggedRandom();
+  for (int i = 0; i < 200; ++i) {
+    auto found = std::prev(packets.upper_bound(between(0, stream.duration() - 1, random)));
+    const long number = found->first + between(0, found->second.samples - 1, random);
+    expectRead(stream, number, false, found->second);
+    while (!found->second.key) {
+      --found;
+    }
+    expectRead(stream, number, true, found->second);
+  }
+}
+
+TEST(RealFiles, HoldWhatAnotherProgramFinds) {
+  const TimeLimit limit(60);
+  const std::string both = mediaFile("compressed.avi");
+  expectPackets(*openRaw(mediaFile("cinepak.avi").c_str(), false), "cinepak.txt", 25.0);
+  expectPackets(*openRaw(both.c_str(), false), "compressed_video.txt", 50.0);
+  const WithoutDecodingSplitter compressed;
+  expectPackets(*openRaw(both.c_str(), true), "compressed_video.txt", 50.0);
+  expectPackets(*openRaw(both.c_str(), true, false), "compressed_audio.txt", 44100.0);
+}
+
+TEST(Backends, ReadAlike) {
+  const TimeLimit limit(60);
+  std::vector<AviChunk> pictures(50);
+  std::generate(pictures.begin(), pictures.end(), [i = 0]() mutable -> AviChunk { return {Bytes(96, ++i)}; });
+  Bytes sound(16000);
+  std::generate(sound.begin(), sound.end(), [i = 0]() mutable { return static_cast<std::uint8_t>(i++ / 50); });
+  const TempFile avi(".avi", aviFile({videoStream(rgb24Format(8, 4), 50, 1, pictures)}).build());
+  const TempFile wav(".wav", wavFile(bytesOf(pcmFormat(8000, 1, 16)), sound));
+  const WithoutDecodingSplitter compressed;
+  for (const bool directShow : {false, true}) {
+    const Raw video = openRaw(avi.name(), directShow);
+    ASSERT_EQ(video->lastError, 0);
+    EXPECT_TRUE(video->usesDirectShow() == directShow && video->isRawData());
+    EXPECT_EQ(video->duration(), 50);
+    EXPECT_EQ(video->msDuration(), 1000.0);
+    EXPECT_EQ(video->firstKeySample(), 0);
+    EXPECT_TRUE(video->format()->subtype == MEDIASUBTYPE_RGB24);
+    VIDEOINFOHEADER info = {};
+    ASSERT_EQ(video->videoInfo(info), &info);
+    EXPECT_TRUE(info.AvgTimePerFrame == 200'000 && info.bmiHeader.biWidth == 8);
+    for (const long number : {0L, 1L, 2L, 30L, 49L, 7L}) {
+      expectRead(*video, number, false, sampleOf(number, 1, true, pictures[number].data));
+      expectRead(*video, number, true, sampleOf(number, 1, true, pictures[number].data));
+    }
+    for (const long outside : {-1L, 50L}) {
+      EXPECT_EQ(read(*video, outside).start, -1);
+      EXPECT_STREQ(video->ErrorMessage(video->lastError), "Parameter out of range");
+    }
+    long number = 30;
+    double time = 600.0;
+    EXPECT_EQ(video->StreamSampleToTime(number), time);
+    EXPECT_EQ(video->StreamTimeToSample(time), number);
+
+    const Raw audio = openRaw(wav.name(), directShow, false);
+    ASSERT_EQ(audio->duration(), 8000);
+    EXPECT_TRUE(audio->format()->subtype == MEDIASUBTYPE_PCM && audio->format()->formattype == FORMAT_WaveFormatEx);
+    audio->lastError = 42;
+    EXPECT_EQ(audio->videoInfo(info), nullptr);
+    EXPECT_EQ(audio->lastError, 42);
+    for (long next = 0; next < 8000;) {
+      const Sample run = read(*audio, next);
+      ASSERT_GT(run.samples, 0);
+      const auto from = sound.begin() + next * 2;
+      ASSERT_TRUE(run == sampleOf(next, run.samples, true, Bytes(from, from + run.samples * 2))) << next;
+      next += run.samples;
+    }
+
+    const Raw missing = openRaw("C:\\missing.avi", directShow);
+    EXPECT_STREQ(missing->ErrorMessage(missing->lastError), "Could not open the source file");
+    expectRead(*missing, 0, false, {}, ds_error::notOpened);
+    EXPECT_EQ(missing->StreamSampleToTime(number), -1.0);
+    EXPECT_EQ(missing->StreamTimeToSample(time), -1);
+    EXPECT_EQ(missing->videoInfo(info), nullptr);
+    EXPECT_EQ(missing->lastError, ds_error::notOpened);
+  }
+}
+
+TEST(VideoForWindows, FindsWhatThereIs) {
+  const auto script = std::make_shared<AviScript>();
+  // Frames 0 (a key frame), 3 and 6 are empty; 1 and 5 are key frames.
+  script->streams = {aviScriptVideo(rgb24Format(4, 4), 25, 1, {{}, {1, 1}, {2}, {}, {4}, {5}, {}, {7}})};
+  AviScriptStream& played = script->streams[0];
+  played.deltas = {2, 3, 4, 6, 7};
+  played.info.dwSuggestedBufferSize = 0;
+  const AviFileHandler handler(script);
+  const TempFile file(".avi");
+  const Raw stream = openRaw(file.name(), false);
+  ASSERT_EQ(stream->lastError, 0);
+  EXPECT_EQ(stream->firstKeySample(), 1);
+  expectRead(*stream, 0, false, {}, vfw_error::dataNotFound);
+  for (const auto& [wanted, keyWanted, start] : {std::tuple(3, false, 2), {1, false, 1}, {4, true, 1}, {6, false, 5}}) {
+    expectRead(*stream, wanted, keyWanted, sampleOf(start, 1, start != 2, played.samples[start]));
+  }
+  played.unreadable = {4};
+  expectRead(*stream, 4, false, {}, vfw_error::errorReadingSamples);
+
+  played.deltas = {0, 1, 2, 3, 4, 5, 6, 7};
+  const Raw keyless = openRaw(file.name(), false);
+  EXPECT_EQ(keyless->lastError, vfw_error::noNonEmptyKeySample);
+  EXPECT_EQ(keyless->firstKeySample(), -1);
+  expectRead(*keyless, 2, true, {}, vfw_error::noPrecedingKeySample);
+  expectRead(*keyless, 0, false, sampleOf(1, 1, false, {1, 1}), vfw_error::nextFrameReturned);
+
+  BITMAPINFOHEADER rgb16 = rgb24Format(4, 4);
+  rgb16.biBitCount = 16;
+  const std::pair<DWORD, GUID> kinds[] = {{0x3E0, MEDIASUBTYPE_RGB555}, {0x7E0, MEDIASUBTYPE_RGB565}, {0, GUID_NULL}};
+  for (const auto& [green, subtype] : kinds) {
+    const struct {
+      BITMAPINFOHEADER header;
+      DWORD red, green, blue;
+    } format = {rgb16, 0xF800, green, 0x1F};
+    played.format = green != 0 ? bytesOf(format) : bytesOf(rgb16);
+    EXPECT_TRUE(openRaw(file.name(), false)->format()->subtype == subtype);
+  }
+  EXPECT_EQ(openRaw(file.name(), false)->lastError, vfw_error::unusableRawFormat);
+}
+
+// A power of two of them makes a second, so that all times are exact.
+constexpr REFERENCE_TIME frameTime = 312'500;
+constexpr double msPerFrame = 31.25;
+
+enum class Marks { ends, noEnds, mediaTimes, none };
+
+/// A stream whose samples start at these numbers: with ends, one frame long each; with media times, up to the next one.
+ScriptedStream streamOf(const std::vector<int>& numbers, Marks marks, const std::vector<int>& keys, int length) {
+  ScriptedStream stream = scriptedVideo(4, 2, numbers.size(), frameTime);
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    ScriptedSample& sample = stream.samples[i];
+    sample.start = numbers[i] * frameTime;
+    sample.stop = marks == Marks::ends ? std::optional(sample.start + frameTime) : std::nullopt;
+    if (marks == Marks::mediaTimes) {
+      sample.mediaTime = {numbers[i], i + 1 < numbers.size() ? numbers[i + 1] : length};
+    }
+    sample.timed = marks != Marks::none;
+    sample.sync = std::find(keys.begin(), keys.end(), numbers[i]) != keys.end();
+  }
+  stream.duration = length * frameTime;
+  return stream;
+}
+
+std::vector<int> upTo(int count) {
+  std::vector<int> numbers(count);
+  std::generate(numbers.begin(), numbers.end(), [number = 0]() mutable { return number++; });
+  return numbers;
+}
+
+/// An open stream of a script.
+struct Played {
+  explicit Played(const ScriptedStream& played, bool video = true) : script(scriptOf(played)), video(video) {}
+
+  const std::shared_ptr<Script> script;
+  const bool video;
+  const ScriptedFile file{script};
+  Phases phases;
+  const std::unique_ptr<DSRawDataSourceStream> stream{DSRawDataSourceStream::open(file.name(), video, 0, &phases)};
+};
+
+/// A request, and what has to come of it.
+struct Step {
+  long wanted;
+  bool keyWanted;
+  long start, samples;
+  long payload;               // Number of the script's sample whose data is returned.
+  std::vector<double> seeks;  // Where to, in frame periods.
+  int error = 0;
+  int quickDecode = 0;
+};
+
+void check(const char* name, ScriptedStream played, const std::vector<Step>& steps, int openingCode = 0,
+           const ScriptedStream::Seek& seek = landAsAsked) {
+  SCOPED_TRACE(name);
+  played.seek = seek;
+  GraphOverride graph;
+  const Played script(played);
+  ASSERT_EQ(script.stream->lastError, openingCode);
+  graph.faults.seeks.clear();
+  for (const Step& step : steps) {
+    SCOPED_TRACE(testing::Message() << "step " << &step - steps.data());
+    if (step.quickDecode != 0) {
+      script.stream->config(step.quickDecode, 0, 0);
+    }
+    const int before = script.phases.counts[2];
+    Sample expected;
+    if (step.start >= 0) {
+      const Bytes payload = scriptedPayload(step.payload, 24);
+      expected = sampleOf(step.start, step.samples, played.samples[step.payload].sync, payload);
+    }
+    expectRead(*script.stream, step.wanted, step.keyWanted, expected, step.error);
+    std::vector<double> seeks;
+    for (const LONGLONG position : std::exchange(graph.faults.seeks, {})) {
+      seeks.push_back(static_cast<double>(position) / frameTime);
+    }
+    EXPECT_EQ(seeks, step.seeks);
+    EXPECT_EQ(script.phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeks.size(), 1)) - 1);
+  }
+}
+
+TEST(Search, GoesItsWays) {
+  const TimeLimit limit;
+  constexpr double before9 = 9 - 1.0 / frameTime;
+  const std::vector<Step> failing = {{2, false, -1, 0, 0, {2.5, 1.5, 0.0}, ds_error::dataNotFound},
+                                     {2, true, -1, 0, 0, {2.5, 1.5, 0.0}, ds_error::noPrecedingKeySample}};
+  const std::vector<int> ten = upTo(10);
+  check("ends", streamOf(ten, Marks::ends, {0, 5}, 10),
+        {{5, false, 5, 1, 5, {5.5}},
+         {6, false, 6, 1, 6, {}},
+         {6, true, 5, 1, 5, {}},
+         {9, false, 9, 1, 9, {before9}},
+         {8, true, 5, 1, 5, {8.5}},
+         {3, false, 3, 1, 3, {3.5}},
+         {8, false, 8, 1, 8, {}, 0, 4},
+         {8, true, 5, 1, 5, {}}});
+  check("no ends", streamOf(ten, Marks::noEnds, {0, 3}, 10),
+        {{2, false, 2, 1, 2, {2.5}},
+         {3, false, 3, 1, 3, {}},
+         {4, false, 4, 1, 4, {}},
+         {4, true, 3, 1, 3, {}},
+         {9, false, 9, 1, 9, {before9}},
+         {9, false, 9, 1, 9, {}},
+         {9, true, 3, 1, 3, {before9}}});
+  check("media times", streamOf({0, 2, 3, 6}, Marks::mediaTimes, {0, 3}, 8),
+        {{4, false, 3, 3, 2, {4.5}}, {5, false, 3, 3, 2, {}}, {7, false, 6, 2, 3, {}}, {7, true, 3, 3, 2, {}}});
+  check("no times", streamOf(ten, Marks::none, ten, 10), {{2, false, 2, 8, 9, {2.5}}, {7, false, 2, 8, 9, {}}});
+  check("a gap, no keys", streamOf({0, 1, 2, 6, 7}, Marks::ends, {}, 8),
+        {{4, false, -1, 0, 0, {4.5, 3.5, 1.5, 0.0}, ds_error::dataNotFound},
+         {2, false, 2, 1, 2, {2.5}},
+         {3, false, 2, 4, 2, {}},
+         {5, false, 2, 4, 2, {}},
+         {6, true, -1, 0, 0, {6.5, 5.5, 3.5, 0.0}, ds_error::noPrecedingKeySample}},
+        ds_error::noKeySampleInStream);
+  check("a late start", streamOf({3, 4, 5}, Marks::ends, ten, 6), failing);
+  check(
+      "an early end", streamOf(upTo(5), Marks::ends, {0}, 8),
+      {{6, false, 4, 1, 4, {6.5}, ds_error::sampleBeyondData}, {6, true, 0, 1, 0, {6.5}, ds_error::sampleBeyondData}});
+  check("late seeks", streamOf(upTo(40), Marks::ends, upTo(40), 40), {{20, false, 20, 1, 20, {20.5, 19.5, 17.5, 13.5}}},
+        0, landLater(4));
+  check("seeks beyond the end", streamOf(ten, Marks::ends, ten, 10), failing, ds_error::noKeySampleInStream,
+        landLater(100));
+  check("seeks that fail", streamOf(ten, Marks::ends, ten, 10),
+        {{2, false, -1, 0, 0, {2.5}, ds_error::unseekableMedia}}, ds_error::cannotRewind, failToSeek(E_FAIL));
+  check("no samples", streamOf({}, Marks::ends, {}, 10), {failing[0]}, ds_error::noKeySampleInStream);
+}
+
+TEST(Opening, FindsLengthsAndTheFirstKeySample) {
+  const TimeLimit limit;
+  EXPECT_EQ(Played(streamOf(upTo(10), Marks::ends, {4, 7}, 10)).stream->firstKeySample(), 4);
+  EXPECT_EQ(Played(streamOf(upTo(10), Marks::mediaTimes, {4, 7}, 10)).stream->firstKeySample(), 4);
+  const Played keyless(streamOf(upTo(10), Marks::ends, {}, 10));
+  EXPECT_EQ(keyless.stream->firstKeySample(), -1);
+  EXPECT_EQ(read(*keyless.stream, 5).start, 5) << "the stream is open nevertheless";
+
+  WAVEFORMATEX format = pcmFormat(8000, 1, 16);
+  for (const auto& [tag, perBlock] :
+       {std::pair(WAVE_FORMAT_PCM, 80), {WAVE_FORMAT_MPEGLAYER3, 80}, {WAVE_FORMAT_MPEGLAYER3, 1}}) {
+    format.wFormatTag = static_cast<WORD>(tag);
+    ScriptedStream sound = scriptedAudio(format, 10, 80);
+    for (int i = 0; i < 10 && perBlock == 1; ++i) {
+      sound.samples[i].mediaTime = {i, i + 1};
+    }
+    sound.seek = perBlock == 1 ? ScriptedStream::Seek(landAsAsked) : landLater(2);
+    const Played played(sound, false);
+    EXPECT_EQ(played.stream->duration(), 10 * perBlock);
+    EXPECT_EQ(played.phases.counts[0], tag == WAVE_FORMAT_PCM ? 0 : 10);
+    for (const long block : {2, 3, 9, 5}) {
+      const Sample expected = sampleOf(block * perBlock, perBlock, true, scriptedPayload(block, 160));
+      expectRead(*played.stream, block * perBlock + perBlock / 2, false, expected);
+    }
+  }
+  ScriptedStream pictures = streamOf(upTo(100), Marks::ends, {0}, 77);
+  for (ScriptedSample& sample : pictures.samples) {
+    sample.start = sample.start / frameTime * 400'000;
+  }
+  withoutFrameTime(pictures);
+  const Played played(pictures);
+  VIDEOINFOHEADER info = {};
+  ASSERT_NE(played.stream->videoInfo(info), nullptr);
+  EXPECT_EQ(info.AvgTimePerFrame, 400'000);
+  EXPECT_TRUE(played.stream->duration() == 100 && played.stream->msDuration() == 4000.0);
+
+  pictures.samples.resize(1);
+  EXPECT_EQ(Played(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
+  pictures.type.formattype = GUID_NULL;
+  EXPECT_EQ(Played(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
+  EXPECT_EQ(Played(scriptedAudio(format, 0, 80), false).stream->lastError, ds_error::undeterminedSamplesNumber);
+}
+
+TEST(Conversions, AreTheCountedOnesInAnyOrder) {
+  const TimeLimit limit;
+  std::vector<int> numbers = upTo(36);
+  std::erase_if(numbers, [](int number) { return number % 7 == 3 || number == 0; });
+  std::vector<long> order = {0, 1, 1, 2, 3, 4, 10, 11, 20, 34, 35, 36, 39, 39, 35, 30, 12, 0, -3, 100};
+  std::mt19937 random = loggedRandom();
+  std::generate_n(std::back_inserter(order), 60, [&] { return between(-2, 42, random); });
+  for (const Marks marks : {Marks::ends, Marks::noEnds}) {
+    const Played played(streamOf(numbers, marks, numbers, 40));
+    for (const long number : order) {
+      // What counting by hand gives: the first sample that is not before the wanted one.
+      const auto next = std::find_if(numbers.begin(), numbers.end(), [&](int sample) { return sample >= number; });
+      const bool isBeyond = next == numbers.end();
+      long sample = number;
+      ASSERT_EQ(played.stream->StreamSampleToTime(sample), (isBeyond ? 40 : *next) * msPerFrame) << number;
+      ASSERT_EQ(sample, isBeyond ? number : *next);
+      ASSERT_EQ(played.stream->lastError, sample == number ? ds_error::success : ds_error::nextSampleTimeReturned);
+      for (const double wanted : {number * msPerFrame, (number - 0.3) * msPerFrame}) {
+        double ms = wanted;
+        ASSERT_EQ(played.stream->StreamTimeToSample(ms), isBeyond ? 40 : *next) << wanted;
+        ASSERT_EQ(ms, isBeyond ? wanted : *next * msPerFrame);
+        ASSERT_EQ(played.stream->lastError, ms == wanted ? ds_error::success : ds_error::laterSampleReturned);
+      }
+    }
+    played.script->samplesFilled = 0;
+    for (long number = 0, sample = 0; number < 40; sample = ++number) {
+      played.stream->StreamSampleToTime(sample);
+    }
+    EXPECT_LT(played.script->samplesFilled, 40) << "rising numbers are counted more than once";
+  }
+  const Played audio(scriptedAudio(pcmFormat(8000, 1, 16), 10, 80), false);
+  for (const long number : {0L, 85L, 86L, 799L, 3L, 160L}) {
+    long sample = number;
+    double ms = audio.stream->StreamSampleToTime(sample);
+    EXPECT_EQ(ms, number / 8.0);
+    EXPECT_EQ(audio.stream->StreamTimeToSample(ms), number);
+    EXPECT_EQ(audio.stream->lastError, 0);
+  }
+}
+
+TEST(Conversions, AreRoughOrFail) {
+  const TimeLimit limit;
+  const auto expectBoth = [](DSRawDataSourceStream& stream, double time, long number, int code) {
+    for (int i = 0; i < 2; ++i) {
+      long sample = 4;
+      double ms = 250.0;
+      EXPECT_EQ(stream.StreamSampleToTime(sample), time);
+      EXPECT_EQ(stream.lastError, code);
+      EXPECT_EQ(stream.StreamTimeToSample(ms), number);
+      EXPECT_EQ(stream.lastError, code);
+    }
+  };
+  expectBoth(*Played(streamOf(upTo(10), Marks::none, {0}, 16)).stream, 125.0, 8, ds_error::roughConversion);
+  expectBoth(*Played(streamOf({}, Marks::ends, {}, 16)).stream, -1.0, -1, ds_error::dataNotFound);
+
+  const quillet::KernelHandle never(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+  ScriptedStream good = streamOf(upTo(10), Marks::ends, {0}, 10);
+  ScriptedStream aborting = good;
+  aborting.samples[2].event = EC_ERRORABORT;
+  aborting.samples[3].waitFor = never.get();
+  expectBoth(*Played(aborting).stream, -1.0, -1, ds_error::dataNotFound);
+
+  for (const auto& [fault, code] : {std::pair(&GraphFaults::create, ds_error::noGraphBuilder),
+                                    {&GraphFaults::setPositions, ds_error::unseekableMedia}}) {
+    GraphOverride graph;
+    const Played played(good);
+    graph.faults.*fault = E_FAIL;
+    expectBoth(*played.stream, -1.0, -1, code);
+    graph.faults.*fault = S_OK;
+    expectBoth(*played.stream, 4 * msPerFrame, 8, 0);
+  }
+}
+
+TEST(Deleting, LeavesNothingBehind) {
+  const TimeLimit limit(60);
+  const auto script = scriptOf(streamOf(upTo(10), Marks::ends, {0}, 10));
+  const ScriptedFile file(script);
+  const std::string avi = mediaFile("cinepak.avi");
+  const GraphOverride graph;
+  const auto round = [&] {
+    for (const Raw& stream : {openRaw(file.name(), true), openRaw(avi.c_str(), false), openRaw(file.name(), false)}) {
+      for (long sample = 1; sample >= 0; --sample) {
+        read(*stream, sample, sample == 0);
+        double ms = stream->StreamSampleToTime(sample);
+        stream->StreamTimeToSample(ms);
+      }
+    }
+  };
+  constexpr long graphs = 3;  // One for the samples, two for the conversions.
+  EXPECT_TRUE(leavesNothingBehind(round, graphs * wine_gap::blocksOfAGraph, graphs * wine_gap::handlesOfAGraph));
+  EXPECT_EQ(graph.faults.graphs, 0);
+  EXPECT_EQ(script->filters, 0);
+  EXPECT_EQ(script->threadsStarted, script->threadsEnded);
+}
+
+}  // namespace
