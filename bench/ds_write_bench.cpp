@@ -15,7 +15,7 @@
 
 #include "comparison.h"
 #include "directshow/base/c_source.h"
-#include "directshow/graph/graph_control.h"
+#include "directshow/graph/filter_graph.h"
 #include "directshow/graph/pins.h"
 #include "support/avi_builder.h"
 #include "support/avi_mux.h"
@@ -89,11 +89,11 @@ class BareSource : public quillet::CSource {
 };
 
 void writeBare(const char* fileName, const std::vector<unsigned char>& frame) {
-  ComPtr<IGraphBuilder> graph;
+  quillet::FilterGraph graph;
   ComPtr<IBaseFilter> mux;
   ComPtr<IFileSinkFilter2> sink;
   ComPtr<IBaseFilter> writer;
-  require(SUCCEEDED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph))) &&
+  require(graph.create() == 0 &&
               SUCCEEDED(CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mux))) &&
               SUCCEEDED(CoCreateInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&sink))) &&
               SUCCEEDED(sink.As(&writer)),
@@ -103,18 +103,15 @@ void writeBare(const char* fileName, const std::vector<unsigned char>& frame) {
   require(SUCCEEDED(sink->SetFileName(std::wstring(name.begin(), name.end()).c_str(), nullptr)), "SetFileName");
   const ComPtr<IBaseFilter> source(new BareSource(frame));
   for (IBaseFilter* const filter : {source.Get(), mux.Get(), writer.Get()}) {
-    require(SUCCEEDED(graph->AddFilter(filter, L"")), "AddFilter");
+    require(SUCCEEDED(graph.builder->AddFilter(filter, L"")), "AddFilter");
   }
-  require(quillet::connectPair(graph.Get(), mux.Get(), writer.Get(), 0) &&
-              quillet::connectPair(graph.Get(), source.Get(), mux.Get(), 0),
+  require(quillet::connectPair(graph.builder.Get(), mux.Get(), writer.Get(), 0) &&
+              quillet::connectPair(graph.builder.Get(), source.Get(), mux.Get(), 0),
           "Connect");
-  quillet::GraphControl control;
-  require(control.query(graph.Get()) == 0 && quillet::removeClock(graph.Get()), "QueryInterface");
-  require(SUCCEEDED(control.control->Run()), "Run");
-  while (control.takeEvents() == 0) {
-    WaitForSingleObject(control.eventWaiting(), INFINITE);
-  }
-  require(control.stop() == 0, "Stop");
+  require(graph.queryControl() == 0 && graph.removeClock(), "QueryInterface");
+  require(SUCCEEDED(graph.control->Run()), "Run");
+  require(graph.waitForEnd(nullptr) == quillet::FilterGraph::End::completed, "EC_COMPLETE");
+  require(graph.stop() == 0, "Stop");
 }
 
 void writeWithLibrary(const char* fileName, std::vector<unsigned char>& frame) {

@@ -53,7 +53,7 @@ int DSOutputAVIFile::createGraph(const char* fileName) {
   if (const int error = addAudioSource()) {
     return error;
   }
-  if (const int error = graph->control.query(graph->graph.Get())) {
+  if (const int error = graph->graph.queryControl()) {
     return error;
   }
   return graph->createEvents();
@@ -71,7 +71,7 @@ int DSOutputAVIFile::addVideoSource() {
   if (const int error = graph->addSource(graph->video, source.Get(), L"video source")) {
     return error;
   }
-  return compressVideo || quillet::connectPair(graph->graph.Get(), source.Get(), graph->mux.Get(), 0)
+  return compressVideo || quillet::connectPair(graph->graph.builder.Get(), source.Get(), graph->mux.Get(), 0)
              ? ds_error::success
              : ds_error::videoStreamCopyImpossible;
 }
@@ -112,7 +112,7 @@ bool DSOutputAVIFile::start() {
   }
   nextFrame = 0;
   nextSample = 0;
-  const bool isUnpaced = quillet::removeClock(graph->graph.Get());
+  const bool isUnpaced = graph->graph.removeClock();
   constexpr unsigned stackSize = 32768;
   graph->thread.reset(quillet::startLibraryThread(runGraph, stackSize, this, nullptr, 0, nullptr));
   if (!graph->thread) {

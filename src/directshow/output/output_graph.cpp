@@ -12,6 +12,7 @@
 #include "directshow/graph/pins.h"
 
 namespace ds_error = quillet::ds_error;
+using End = quillet::FilterGraph::End;
 
 bool DSOutputAVIFile::Graph::Stream::isConnected() const {
   return source == nullptr || quillet::firstUnconnectedPin(source.Get(), PINDIR_OUTPUT) == nullptr;
@@ -19,10 +20,9 @@ bool DSOutputAVIFile::Graph::Stream::isConnected() const {
 
 int DSOutputAVIFile::Graph::build(const char* fileName) {
   wideName = quillet::constOLEstring(fileName);
-  if (FAILED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph)))) {
-    return ds_error::noGraphBuilder;
+  if (const int error = graph.create()) {
+    return error;
   }
-  registration.add(graph.Get());
   ComPtr<IBaseFilter> writer;
   if (const int error = addFileWriter(writer)) {
     return error;
@@ -30,8 +30,8 @@ int DSOutputAVIFile::Graph::build(const char* fileName) {
   if (const int error = addMux()) {
     return error;
   }
-  return quillet::connectPair(graph.Get(), mux.Get(), writer.Get(), 0) ? ds_error::success
-                                                                       : ds_error::cannotConnectFilters;
+  return quillet::connectPair(graph.builder.Get(), mux.Get(), writer.Get(), 0) ? ds_error::success
+                                                                               : ds_error::cannotConnectFilters;
 }
 
 int DSOutputAVIFile::Graph::addFileWriter(ComPtr<IBaseFilter>& writer) {
@@ -48,27 +48,27 @@ int DSOutputAVIFile::Graph::addFileWriter(ComPtr<IBaseFilter>& writer) {
   if (wideName.get() == nullptr || FAILED(sink->SetFileName(wideName.get(), &type))) {
     return ds_error::cannotOpenSourceFile;
   }
-  return SUCCEEDED(graph->AddFilter(writer.Get(), L"output file writer")) ? ds_error::success
-                                                                          : ds_error::cannotAddFilter;
+  return SUCCEEDED(graph.builder->AddFilter(writer.Get(), L"output file writer")) ? ds_error::success
+                                                                                  : ds_error::cannotAddFilter;
 }
 
 int DSOutputAVIFile::Graph::addMux() {
   if (FAILED(CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mux)))) {
     return ds_error::noAviMultiplexer;
   }
-  return SUCCEEDED(graph->AddFilter(mux.Get(), L"AVI mux")) ? ds_error::success : ds_error::cannotAddFilter;
+  return SUCCEEDED(graph.builder->AddFilter(mux.Get(), L"AVI mux")) ? ds_error::success : ds_error::cannotAddFilter;
 }
 
 int DSOutputAVIFile::Graph::addSource(Stream& stream, quillet::MSDfilter* source, const wchar_t* name) {
   stream.source = source;
-  return SUCCEEDED(graph->AddFilter(source, name)) ? ds_error::success : ds_error::cannotAddFilter;
+  return SUCCEEDED(graph.builder->AddFilter(source, name)) ? ds_error::success : ds_error::cannotAddFilter;
 }
 
 HRESULT DSOutputAVIFile::Graph::connectToMux(const Stream& stream) {
   IBaseFilter* const upstream = stream.compressor != nullptr ? stream.compressor.Get() : stream.source.Get();
   const ComPtr<IPin> output = quillet::firstPin(upstream, PINDIR_OUTPUT);
   const ComPtr<IPin> input = quillet::firstUnconnectedPin(mux.Get(), PINDIR_INPUT);
-  return output != nullptr && input != nullptr ? graph->Connect(output.Get(), input.Get()) : E_FAIL;
+  return output != nullptr && input != nullptr ? graph.builder->Connect(output.Get(), input.Get()) : E_FAIL;
 }
 
 int DSOutputAVIFile::Graph::insertCompressor(Stream& stream, IMoniker& moniker, const wchar_t* name) {
@@ -76,10 +76,10 @@ int DSOutputAVIFile::Graph::insertCompressor(Stream& stream, IMoniker& moniker, 
     stream.compressor.Reset();
     return ds_error::cannotFetchCompressor;
   }
-  if (FAILED(graph->AddFilter(stream.compressor.Get(), name))) {
+  if (FAILED(graph.builder->AddFilter(stream.compressor.Get(), name))) {
     return ds_error::cannotAddFilter;
   }
-  return quillet::connectPair(graph.Get(), stream.source.Get(), stream.compressor.Get(), 0) &&
+  return quillet::connectPair(graph.builder.Get(), stream.source.Get(), stream.compressor.Get(), 0) &&
                  SUCCEEDED(connectToMux(stream))
              ? ds_error::success
              : ds_error::cannotConnectFilters;
@@ -98,7 +98,7 @@ long DSOutputAVIFile::Graph::audioSamplesPerBuffer(const WAVEFORMATEX& format) c
 
 HRESULT DSOutputAVIFile::Graph::resizeAudioBuffer(unsigned long samples) {
   audio.source->output().setSamplesPerBuffer(samples);
-  return graph->Reconnect(&audio.source->output());
+  return graph.builder->Reconnect(&audio.source->output());
 }
 
 bool DSOutputAVIFile::Graph::showMuxPages(HWND parent) const {
@@ -127,55 +127,37 @@ int DSOutputAVIFile::Graph::createEvents() {
 }
 
 int DSOutputAVIFile::Graph::run() {
-  if (SUCCEEDED(control.control->Run())) {
+  if (SUCCEEDED(graph.control->Run())) {
     return ds_error::success;
   }
-  control.stop();  // Part of the graph may be running.
+  graph.stop();  // Part of the graph may be running.
   return ds_error::cannotRunGraph;
 }
 
 int DSOutputAVIFile::Graph::runToEnd() {
-  End end = waitForEnd(true);
-  if (end == End::stopRequested) {
-    // Both are asked for before either has come: the multiplexer may hold a stream back until it hears of the other.
-    for (const Stream* const stream : {&video, &audio}) {
-      if (stream->source != nullptr) {
-        stream->source->deliver(nullptr, 0, nullptr, nullptr, false);
-      }
-    }
-    end = waitForEnd(false);
-  }
-  const int stopError = control.stop();
-  return stopError == ds_error::success && end == End::aborted ? static_cast<int>(ds_error::writeError) : stopError;
+  const End end = graph.waitForEnd(stopRequested.get());
+  const bool isComplete = end == End::completed || (end == End::interrupted && endStreams());
+  const int stopError = graph.stop();
+  return stopError == ds_error::success && !isComplete ? static_cast<int>(ds_error::writeError) : stopError;
 }
 
-/// Waits until the graph has completed the file or aborted.
-/// @param untilRequest wait for the request to stop as well.
-DSOutputAVIFile::Graph::End DSOutputAVIFile::Graph::waitForEnd(bool untilRequest) {
-  const HANDLE wakers[] = {control.eventWaiting(), stopRequested.get()};
-  if (wakers[0] == nullptr) {
-    return End::aborted;
+/// Ends the streams and waits until the file is complete.
+/// @return whether it is.
+bool DSOutputAVIFile::Graph::endStreams() {
+  // Both are asked for before either has come: the multiplexer may hold a stream back until it hears of the other.
+  for (const Stream* const stream : {&video, &audio}) {
+    if (stream->source != nullptr) {
+      stream->source->deliver(nullptr, 0, nullptr, nullptr, false);
+    }
   }
-  // Ends: with the request, which the owner makes before it goes. After it with the completion or the abort that the
-  // multiplexer and the writer tell, unless it is seen that neither can come any more.
+  // Ends: with the completion or the abort that the multiplexer and the writer tell, or when it is seen that neither can
+  // come any more.
   constexpr DWORD lookAfterMs = 500;
   for (;;) {
-    const DWORD count = untilRequest ? 2 : 1;
-    switch (WaitForMultipleObjects(count, wakers, FALSE, untilRequest ? INFINITE : lookAfterMs)) {
-      case WAIT_OBJECT_0:
-        if (const long code = control.takeEvents()) {
-          return code == EC_COMPLETE ? End::completed : End::aborted;
-        }
-        break;
-      case WAIT_OBJECT_0 + 1:
-        return End::stopRequested;
-      case WAIT_TIMEOUT:
-        if (!canComplete()) {
-          return control.takeEvents() == EC_COMPLETE ? End::completed : End::aborted;
-        }
-        break;
-      default:
-        return End::aborted;
+    const bool mayComplete = canComplete();
+    const End end = graph.waitForEnd(nullptr, mayComplete ? lookAfterMs : 0);
+    if (end != End::timedOut || !mayComplete) {
+      return end == End::completed;
     }
   }
 }
@@ -184,7 +166,7 @@ DSOutputAVIFile::Graph::End DSOutputAVIFile::Graph::waitForEnd(bool untilRequest
 /// take more of a stream.
 bool DSOutputAVIFile::Graph::canComplete() const {
   OAFilterState state = State_Stopped;
-  if (FAILED(control.control->GetState(0, &state)) || state == State_Stopped) {
+  if (FAILED(graph.control->GetState(0, &state)) || state == State_Stopped) {
     return false;
   }
   for (const Stream* const stream : {&video, &audio}) {

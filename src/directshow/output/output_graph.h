@@ -10,8 +10,7 @@
 #include <quillet/ds_output_avi_file.h>
 
 #include "core/handles.h"
-#include "directshow/graph/graph_control.h"
-#include "directshow/graph/running_object_table.h"
+#include "directshow/graph/filter_graph.h"
 #include "directshow/graph/wide_name.h"
 #include "directshow/output/msd_filter.h"
 
@@ -65,12 +64,10 @@ struct DSOutputAVIFile::Graph {
   Stream& stream(bool isVideo) { return isVideo ? video : audio; }
 
   quillet::constOLEstring wideName;
-  ComPtr<IGraphBuilder> graph;
   ComPtr<IBaseFilter> mux;
   Stream video;
   Stream audio;
-  quillet::GraphControl control;
-  quillet::RunningObjectRegistration registration;
+  quillet::FilterGraph graph;
 
   /// @name The worker thread, none until start() and after close(), and the events that it shares with its owner
   /// @{
@@ -81,10 +78,8 @@ struct DSOutputAVIFile::Graph {
                    /// @}
 
  private:
-  enum class End { completed, aborted, stopRequested };
-
   int addFileWriter(ComPtr<IBaseFilter>& writer);
   int addMux();
-  End waitForEnd(bool untilRequest);
+  bool endStreams();
   bool canComplete() const;
 };

@@ -150,10 +150,10 @@ int DSRawDataSourceStream::openSource(const char* fileName, bool video, int stre
   if (const int error = graph->querySeeking()) {
     return error;
   }
-  if (const int error = graph->queryControl()) {
+  if (const int error = graph->graph.queryControl()) {
     return error;
   }
-  graph->removeClock();  // With a clock the stream only plays at its own speed; that is no error.
+  graph->graph.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
   auto callback = std::make_unique<DataSGCallback>();
   reader->callback = callback.get();
   graph->installCallback(std::move(callback));

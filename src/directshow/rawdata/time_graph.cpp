@@ -20,10 +20,10 @@ int DSRawDataSourceStream::TimeGraph::open(const Graph& dataGraph, std::unique_p
   if (const int error = graph.querySeeking()) {
     return error;
   }
-  if (const int error = graph.queryControl()) {
+  if (const int error = graph.graph.queryControl()) {
     return error;
   }
-  graph.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
+  graph.graph.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
   callback = counting.get();
   graph.installCallback(std::move(counting));
   return graph.createEvents();
@@ -42,12 +42,13 @@ int DSRawDataSourceStream::TimeGraph::advanceTo(long long target) {
   }
   // Ends: the callback holds a sample or the stream ends, of which the graph tells by an event; a source that fails must
   // do so, too.
-  Graph::RunEnd end = Graph::RunEnd::aborted;
-  if (!graph.waitForEnd(callback->delivered.get(), end)) {
+  using End = quillet::FilterGraph::End;
+  const End end = graph.graph.waitForEnd(callback->delivered.get());
+  if (end == End::failed) {
     return ds_error::cannotRunGraph;
   }
-  finished = end == Graph::RunEnd::completed;
-  if (end != Graph::RunEnd::aborted) {
+  finished = end == End::completed;
+  if (end != End::aborted) {
     return ds_error::success;
   }
   // An aborted graph may go on delivering, to nobody. What it has not counted is not known.

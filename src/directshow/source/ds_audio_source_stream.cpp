@@ -73,7 +73,7 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
     return error;
   }
   length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * waveFormat.nSamplesPerSec);
-  if (const int error = graph->queryControl()) {
+  if (const int error = graph->graph.queryControl()) {
     return error;
   }
   auto callback =
@@ -83,7 +83,7 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   if (const int error = graph->createEvents()) {
     return error;
   }
-  return graph->removeClock() ? ds_error::success : ds_error::cannotChangeReferenceClock;
+  return graph->graph.removeClock() ? ds_error::success : ds_error::cannotChangeReferenceClock;
 }
 
 unsigned char* DSAudioSourceStream::getSamples(long first, long last) {

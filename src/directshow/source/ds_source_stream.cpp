@@ -87,7 +87,7 @@ void DSSourceStream::takeRunEnd() {
   if (graph->runError != ds_error::success) {
     lastError = graph->runError;
   }
-  if (graph->runEnd == Graph::RunEnd::aborted) {
+  if (graph->runEnd == quillet::FilterGraph::End::aborted) {
     halt();  // An aborted graph may go on delivering, to nobody.
   }
 }
@@ -123,7 +123,7 @@ void DSSourceStream::stopRun() {
     // Ends: the worker waits for nothing but the graph's events and this request, and lets the callback go before it stops
     // the graph.
     SignalObjectAndWait(graph->stopRequested.get(), graph->runEnded.get(), INFINITE, FALSE);
-    if (graph->runEnd != Graph::RunEnd::interrupted) {
+    if (graph->runEnd != quillet::FilterGraph::End::interrupted) {
       ResetEvent(graph->stopRequested.get());  // The run has ended by itself, and left the request to the next one.
     }
     takeRunEnd();

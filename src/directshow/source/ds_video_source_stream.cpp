@@ -127,10 +127,10 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
     rate = static_cast<double>(unitsPerSecond) / static_cast<double>(frameTime);
     length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * rate);
   }
-  if (const int error = graph->queryControl()) {
+  if (const int error = graph->graph.queryControl()) {
     return error;
   }
-  graph->removeClock();  // With a clock the stream only plays at its own speed; that is no error.
+  graph->graph.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
   auto callback = std::make_unique<quillet::VideoSGCallback>(bitmapFormat.biSizeImage);
   search->callback = callback.get();
   graph->installCallback(std::move(callback));

@@ -9,10 +9,11 @@
 #include "directshow/graph/pins.h"
 
 namespace ds_error = quillet::ds_error;
+using End = quillet::FilterGraph::End;
 
 int DSSourceStream::Graph::build(const char* fileName, const Choice& streamChoice) {
   choice = streamChoice;
-  if (const int error = makeGraph()) {
+  if (const int error = graph.create()) {
     return error;
   }
   wideName = quillet::constOLEstring(fileName);
@@ -24,28 +25,20 @@ int DSSourceStream::Graph::build(const char* fileName, const Choice& streamChoic
 
 int DSSourceStream::Graph::buildLike(const Graph& other) {
   choice = other.choice;
-  const int error = makeGraph();
+  const int error = graph.create();
   return error != ds_error::success ? error : addFilters(other.wideName.get());
-}
-
-int DSSourceStream::Graph::makeGraph() {
-  if (FAILED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph)))) {
-    return ds_error::noGraphBuilder;
-  }
-  registration.add(graph.Get());
-  return ds_error::success;
 }
 
 int DSSourceStream::Graph::addFilters(const OLECHAR* fileName) {
   ComPtr<IBaseFilter> source;
-  if (fileName == nullptr || FAILED(graph->AddSourceFilter(fileName, L"source", &source))) {
+  if (fileName == nullptr || FAILED(graph.builder->AddSourceFilter(fileName, L"source", &source))) {
     return ds_error::cannotOpenSourceFile;
   }
   if (const int error = addGrabber()) {
     return error;
   }
-  if (const int error =
-          quillet::connectSourceToGrabber(graph.Get(), source.Get(), sampleGrabber.Get(), choice.streamNumber)) {
+  if (const int error = quillet::connectSourceToGrabber(graph.builder.Get(), source.Get(), sampleGrabber.Get(),
+                                                        choice.streamNumber)) {
     return error;
   }
   return addRenderer();
@@ -56,7 +49,7 @@ int DSSourceStream::Graph::addGrabber() {
       FAILED(sampleGrabber.As(&grabberControl))) {
     return ds_error::noSampleGrabber;
   }
-  if (FAILED(graph->AddFilter(sampleGrabber.Get(), L"sample_grabber"))) {
+  if (FAILED(graph.builder->AddFilter(sampleGrabber.Get(), L"sample_grabber"))) {
     return ds_error::cannotAddFilter;
   }
   grabberInput = quillet::firstPin(sampleGrabber.Get(), PINDIR_INPUT);
@@ -70,11 +63,12 @@ int DSSourceStream::Graph::addRenderer() {
   if (FAILED(CoCreateInstance(CLSID_NullRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&renderer)))) {
     return ds_error::noNullRenderer;
   }
-  if (FAILED(graph->AddFilter(renderer.Get(), L"null_renderer"))) {
+  if (FAILED(graph.builder->AddFilter(renderer.Get(), L"null_renderer"))) {
     return ds_error::cannotAddFilter;
   }
-  return quillet::connectPair(graph.Get(), sampleGrabber.Get(), renderer.Get(), 0) ? ds_error::success
-                                                                                   : ds_error::cannotConnectFilters;
+  return quillet::connectPair(graph.builder.Get(), sampleGrabber.Get(), renderer.Get(), 0)
+             ? ds_error::success
+             : ds_error::cannotConnectFilters;
 }
 
 int DSSourceStream::Graph::readConnectionType(quillet::CMediaType& type) {
@@ -83,25 +77,13 @@ int DSSourceStream::Graph::readConnectionType(quillet::CMediaType& type) {
 }
 
 int DSSourceStream::Graph::querySeeking() {
-  if (FAILED(graph.As(&mediaSeeking))) {
+  if (FAILED(graph.builder.As(&mediaSeeking))) {
     return ds_error::noMediaSeeking;
   }
   if (FAILED(mediaSeeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
     return ds_error::mediaTimeRejected;
   }
   return SUCCEEDED(mediaSeeking->GetDuration(&duration)) ? ds_error::success : ds_error::undefinedStreamDuration;
-}
-
-int DSSourceStream::Graph::queryControl() {
-  if (FAILED(graph->QueryInterface(IID_IMediaControl, &mediaControl))) {
-    return ds_error::noMediaControl;
-  }
-  return SUCCEEDED(graph->QueryInterface(IID_IMediaEvent, &mediaEvent)) ? ds_error::success : ds_error::noMediaEvent;
-}
-
-bool DSSourceStream::Graph::removeClock() {
-  ComPtr<IMediaFilter> filter;
-  return SUCCEEDED(graph.As(&filter)) && SUCCEEDED(filter->SetSyncSource(nullptr));
 }
 
 void DSSourceStream::Graph::installCallback(std::unique_ptr<quillet::SampleGrabberCallback> sampleCallback) {
@@ -123,50 +105,27 @@ int DSSourceStream::Graph::createEvents() {
 HRESULT DSSourceStream::Graph::start() {
   // A graph that has played to its end is still running, and a second Run would neither deliver nor complete again.
   if (running) {
-    mediaControl->Pause();
+    graph.control->Pause();
   }
   running = true;
-  return mediaControl->Run();
+  return graph.control->Run();
 }
 
 int DSSourceStream::Graph::runUntilEnd() {
-  runEnd = RunEnd::aborted;
-  if (FAILED(start()) || !waitForEnd(stopRequested.get(), runEnd)) {
+  runEnd = End::aborted;
+  if (FAILED(start())) {
     return ds_error::cannotRunGraph;
   }
-  return runEnd == RunEnd::interrupted ? stop() : static_cast<int>(ds_error::success);
+  runEnd = graph.waitForEnd(stopRequested.get());
+  if (runEnd == End::failed) {
+    runEnd = End::aborted;
+    return ds_error::cannotRunGraph;
+  }
+  return runEnd == End::interrupted ? stop() : static_cast<int>(ds_error::success);
 }
 
 bool DSSourceStream::Graph::playToEnd() {
-  RunEnd end = RunEnd::aborted;
-  return SUCCEEDED(start()) && waitForEnd(nullptr, end) && end == RunEnd::completed;
-}
-
-bool DSSourceStream::Graph::waitForEnd(HANDLE interruption, RunEnd& end) {
-  // IMediaEvent::WaitForCompletion does the like, but Wine's does not come back from an abort.
-  HANDLE eventWaiting = nullptr;
-  if (FAILED(mediaEvent->GetEventHandle(reinterpret_cast<OAEVENT*>(&eventWaiting)))) {
-    return false;
-  }
-  const HANDLE wakers[] = {eventWaiting, interruption};
-  const DWORD wakerCount = interruption != nullptr ? 2 : 1;
-  for (;;) {
-    // Ends: every stream ends with one of the events that takeEvents() looks for, and whoever does not want to wait for
-    // that gives an event of his own.
-    switch (WaitForMultipleObjects(wakerCount, wakers, FALSE, INFINITE)) {
-      case WAIT_OBJECT_0:
-        if (const long code = takeEvents()) {
-          end = code == EC_COMPLETE ? RunEnd::completed : RunEnd::aborted;
-          return true;
-        }
-        break;
-      case WAIT_OBJECT_0 + 1:
-        end = RunEnd::interrupted;
-        return true;
-      default:
-        return false;
-    }
-  }
+  return SUCCEEDED(start()) && graph.waitForEnd(nullptr) == End::completed;
 }
 
 int DSSourceStream::Graph::rewind() {
@@ -193,31 +152,12 @@ bool DSSourceStream::Graph::seek(long long position, bool toKeyFrame) {
 
 int DSSourceStream::Graph::stop() {
   callback->dismiss(!destroying);
-  if (FAILED(mediaControl->Stop())) {
-    return ds_error::cannotStopGraph;
-  }
-  OAFilterState state = State_Stopped;
-  if (FAILED(mediaControl->GetState(static_cast<LONG>(INFINITE), &state))) {
-    return ds_error::getStateFailed;
+  if (const int error = graph.stop()) {
+    return error;
   }
   running = false;
   // Samples that were let go may have carried the stream to its end: that completion is not the next run's.
-  while (takeEvents() != 0) {
+  while (graph.takeEvents() != 0) {
   }
   return ds_error::success;
-}
-
-/// Takes the events that are waiting, up to one that means that no more samples will come.
-/// @return that event's code; 0 when there was none.
-long DSSourceStream::Graph::takeEvents() {
-  long code = 0;
-  LONG_PTR first = 0;
-  LONG_PTR second = 0;
-  while (SUCCEEDED(mediaEvent->GetEvent(&code, &first, &second, 0))) {
-    mediaEvent->FreeEventParams(code, first, second);
-    if (code == EC_COMPLETE || code == EC_ERRORABORT || code == EC_USERABORT) {
-      return code;
-    }
-  }
-  return 0;
 }

@@ -9,20 +9,16 @@
 #include <strmif.h>
 #include <wrl/client.h>
 
-// Needs strmif.h.
-#include <control.h>
-
 #include <quillet/ds_source_stream.h>
 
 #include "core/handles.h"
 #include "directshow/base/c_media_type.h"
-#include "directshow/graph/running_object_table.h"
+#include "directshow/graph/filter_graph.h"
 #include "directshow/graph/wide_name.h"
 #include "directshow/source/sg_callback.h"
 
-/// What a DirectShow source owns. The steps that build it are called in the order in which they stand, the removal of the
-/// clock at any time after; those that can fail answer a ds_error code. The members are released in the reverse order of
-/// theirs.
+/// What a DirectShow source owns. The steps that build it are called in the order in which they stand; those that can fail
+/// answer a ds_error code. The members are released in the reverse order of theirs.
 ///
 /// What is neither an event nor the callback's belongs to the worker while a run is active, and to the reading thread
 /// otherwise: the events order all accesses.
@@ -48,12 +44,6 @@ struct DSSourceStream::Graph {
   int readConnectionType(quillet::CMediaType& type);
 
   int querySeeking();
-  int queryControl();
-
-  /// Lets the graph run as fast as it can decode.
-  /// @return whether the reference clock could be removed.
-  bool removeClock();
-
   /// Gives every sample to `sampleCallback`.
   void installCallback(std::unique_ptr<quillet::SampleGrabberCallback> sampleCallback);
 
@@ -68,15 +58,6 @@ struct DSSourceStream::Graph {
 
   /// Starts the graph, also when it still runs from a stream that has ended.
   HRESULT start();
-
-  /// Why a graph that was waited for is not left to itself any more: the event came that was to interrupt the wait, or
-  /// the stream has ended.
-  enum class RunEnd { interrupted, completed, aborted };
-
-  /// Waits until the running graph ends.
-  /// @param interruption an event that ends the wait as well; may be null.
-  /// @return false when the graph's events cannot be waited for.
-  bool waitForEnd(HANDLE interruption, RunEnd& end);
 
   /// Stops the graph and positions it at its start.
   int rewind();
@@ -104,7 +85,7 @@ struct DSSourceStream::Graph {
   bool runActive = false;
 
   /// Why the last run has ended; written by the worker before it signals the end.
-  RunEnd runEnd = RunEnd::interrupted;
+  quillet::FilterGraph::End runEnd = quillet::FilterGraph::End::interrupted;
 
   /// The last run's ds_error code; written like #runEnd.
   int runError = 0;
@@ -126,15 +107,10 @@ struct DSSourceStream::Graph {
   ComPtr<IBaseFilter> sampleGrabber;
   ComPtr<IPin> grabberInput;
   ComPtr<ISampleGrabber> grabberControl;
-  ComPtr<IGraphBuilder> graph;
-  ComPtr<IMediaControl> mediaControl;
+  quillet::FilterGraph graph;
   ComPtr<IMediaSeeking> mediaSeeking;
-  ComPtr<IMediaEvent> mediaEvent;
-  quillet::RunningObjectRegistration registration;
 
  private:
-  long takeEvents();
-  int makeGraph();
   int addFilters(const OLECHAR* fileName);
   int addGrabber();
   int addRenderer();
