@@ -146,7 +146,7 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
       {{L"copy", video}, wrongUsage, "missing OUT"},
       {{L"copy", video, video}, wrongUsage, "IN and OUT are the same file"},
       {{L"copy", video, L"no\\x.avi"}, failed, "cannot write 'no\\x.avi'"},
-      {{L"copy", video, L"x.avi", L"--audio", L"--backend", L"vfw"}, failed, "cannot open audio stream 0"},
+      {{L"copy", video, L"x.avi", L"--audio", L"--backend", L"vfw"}, failed, ": audio: Could not open the source file (code 3"},
       {{L"copy", video, L"x.avi", L"--period", L"5"}, failed, "not actually interleaved (code 31"},
       {{L"convert", video, L"x.avi", L"--video-codec", L"much too long"}, wrongUsage, "is no FOURCC"},
       {{L"convert", video, L"x.avi", L"--video-codec", L"none"}, failed, "Cannot set the compessor (code 25"},

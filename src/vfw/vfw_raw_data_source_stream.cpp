@@ -26,70 +26,16 @@ using quillet::CMediaType;
 
 namespace {
 
-/// The subtype of RGB samples of 16 bits, told by the green one of the masks that follow the header.
-/// @param format the header with all that follows.
-/// @return null when there is no such mask.
-const GUID* subtypeOf16Bits(const std::vector<BYTE>& format) {
-  constexpr DWORD green555 = 0x3E0;
-  constexpr DWORD green565 = 0x7E0;
-  constexpr std::size_t end = sizeof(BITMAPINFOHEADER) + 3 * sizeof(DWORD);
-  // Neither value can be a mask of red or blue, whichever comes first.
-  for (std::size_t at = sizeof(BITMAPINFOHEADER); at + sizeof(DWORD) <= std::min(end, format.size());
-       at += sizeof(DWORD)) {
-    DWORD mask = 0;
-    std::memcpy(&mask, format.data() + at, sizeof mask);
-    if (mask == green555 || mask == green565) {
-      return mask == green555 ? &MEDIASUBTYPE_RGB555 : &MEDIASUBTYPE_RGB565;
-    }
-  }
-  return nullptr;
-}
-
-/// @return the subtype of samples that are not compressed; null when DirectShow has none for them.
-const GUID* subtypeOfRgb(WORD bitCount, const std::vector<BYTE>& format) {
-  switch (bitCount) {
-    case 1:
-      return &MEDIASUBTYPE_RGB1;
-    case 4:
-      return &MEDIASUBTYPE_RGB4;
-    case 8:
-      return &MEDIASUBTYPE_RGB8;
-    case 16:
-      return subtypeOf16Bits(format);
-    case 24:
-      return &MEDIASUBTYPE_RGB24;
-    case 32:
-      return &MEDIASUBTYPE_RGB32;
-    default:
-      return nullptr;
-  }
-}
-
 /// Describes video samples of a format as the file holds it.
 /// @return a vfw_error code.
 int describeVideo(const std::vector<BYTE>& format, const AVISTREAMINFOA& information, CMediaType& type) {
   const auto& header = *reinterpret_cast<const BITMAPINFOHEADER*>(format.data());
-  const std::int64_t rgbSize = quillet::uncompressedFrameSize(header);
-  const bool isRgb = header.biCompression == BI_RGB || header.biCompression == BI_BITFIELDS;
-
-  type.majortype = MEDIATYPE_Video;
-  type.formattype = FORMAT_VideoInfo;
-  type.bFixedSizeSamples = isRgb ? TRUE : FALSE;
-  type.bTemporalCompression = isRgb ? FALSE : TRUE;
-  type.lSampleSize = isRgb ? static_cast<ULONG>(rgbSize) : header.biSizeImage;
-  if (isRgb) {
-    const GUID* const subtype = subtypeOfRgb(header.biBitCount, format);
-    if (subtype == nullptr) {
-      return vfw_error::unusableRawFormat;
-    }
-    type.subtype = *subtype;
-  } else {
-    type.subtype = MEDIASUBTYPE_YUY2;  // The ids of all FOURCCs differ in their first 32 bits only.
-    type.subtype.Data1 = header.biCompression;
+  if (!quillet::describeVideo(header, format.size(), type)) {
+    return vfw_error::unusableRawFormat;
   }
-
   VIDEOINFOHEADER info = {};
-  const std::int64_t frameSize = header.biCompression != BI_RGB ? header.biSizeImage : rgbSize;
+  const std::int64_t frameSize =
+      header.biCompression != BI_RGB ? header.biSizeImage : quillet::uncompressedFrameSize(header);
   info.dwBitRate =
       static_cast<DWORD>(static_cast<std::uint64_t>(frameSize) * 8 * information.dwRate / information.dwScale);
   info.AvgTimePerFrame = information.dwScale * quillet::unitsPerSecond / information.dwRate;

@@ -102,10 +102,8 @@ void AviOutput::create(const std::string& libraryName, std::span<const Backend> 
   for (const Backend backend : backends) {
     const bool directShow = backend == Backend::directShow;
     file.reset();  // Lets go of the file, should it have it.
-    file.reset(OutputAVIFile::create(libraryName.c_str(), content.video != nullptr ? &content.video->format() : nullptr,
-                                     content.videoCompression != nullptr,
-                                     content.audio != nullptr ? &content.audio->format() : nullptr,
-                                     content.audioCompression != nullptr, directShow));
+    file.reset(OutputAVIFile::create(libraryName.c_str(), content.video, content.videoCompression != nullptr,
+                                     content.audio, content.audioCompression != nullptr, directShow));
     if (file != nullptr && !file->lastErrorIsFatal()) {
       return;
     }
@@ -135,34 +133,61 @@ void AviOutput::setInterleavingPeriod(double ms) {
   }
 }
 
-void AviOutput::write() {
+void AviOutput::write(MediaFeed* video, MediaFeed* audio) {
+  start(audio);
+  writeInTurns(video, audio);
+  finish();
+}
+
+void AviOutput::copy(RawFeed* video, RawFeed* audio) {
+  start(audio);
+  ProgressLine progress("Copying");
+  const long long total = (video != nullptr ? video->total() : 0LL) + (audio != nullptr ? audio->total() : 0LL);
+  MediaPiece piece;
+  while (video != nullptr || audio != nullptr) {
+    const bool isVideo = audio == nullptr || (video != nullptr && video->nextMs() <= audio->nextMs());
+    RawFeed*& feed = isVideo ? video : audio;
+    const auto writePiece = isVideo ? &OutputAVIFile::writeFrame : &OutputAVIFile::writeSample;
+    if (!feed->next(piece)) {
+      feed = nullptr;
+    } else if (!((*file).*writePiece)(piece.first, piece.data, piece.count, piece.bytes, piece.key)) {
+      throw failure();
+    }
+    progress.show((video != nullptr ? video->done() : 0LL) + (audio != nullptr ? audio->done() : 0LL), total);
+  }
+  finish();
+}
+
+void AviOutput::start(MediaFeed* audio) {
   if (!file->start()) {
     throw failure();
   }
-  if (content.audio != nullptr) {
+  if (audio != nullptr) {
     // A piece always fits into the file's audio buffer, and beside what a compressor may have left of the one before.
-    const long long rate = content.audio->format().nSamplesPerSec;
-    content.audio->limitPieces(static_cast<long>(file->interleavingPeriod() * rate / unitsPerSecond / 2 + 1));
+    const long long rate = content.audio->nSamplesPerSec;
+    audio->limitPieces(static_cast<long>(file->interleavingPeriod() * rate / unitsPerSecond / 2 + 1));
   }
-  writeInTurns();
+}
+
+void AviOutput::finish() {
   if (!file->close()) {
     throw failure();
   }
   unfinished.finish();
 }
 
-void AviOutput::writeInTurns() {
+void AviOutput::writeInTurns(MediaFeed* video, MediaFeed* audio) {
   using Engine = AutomaticInterleaveEngine;
   Engine engine;
   if (!engine.setOutputStream(file.get(), true)) {
     throw writeFailure(path, "its own interleaving cannot be switched off");
   }
   std::vector<std::unique_ptr<StreamWriter>> writers;
-  if (content.video != nullptr) {
-    writers.push_back(std::make_unique<StreamWriter>(engine, Engine::VideoThread, *content.video));
+  if (video != nullptr) {
+    writers.push_back(std::make_unique<StreamWriter>(engine, Engine::VideoThread, *video));
   }
-  if (content.audio != nullptr) {
-    writers.push_back(std::make_unique<StreamWriter>(engine, Engine::AudioThread, *content.audio));
+  if (audio != nullptr) {
+    writers.push_back(std::make_unique<StreamWriter>(engine, Engine::AudioThread, *audio));
   }
   waitFor(writers);
   // First what a feed has thrown: the other stream was only stopped by it.
@@ -172,7 +197,7 @@ void AviOutput::writeInTurns() {
   if (!std::ranges::all_of(writers, [](const auto& writer) { return writer->hasWrittenAll(); })) {
     throw failure();
   }
-  if (!engine.close() && content.audio != nullptr) {
+  if (!engine.close() && audio != nullptr) {
     throw failure();
   }
 }

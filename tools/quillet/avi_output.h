@@ -16,10 +16,10 @@
 
 namespace quillet::cli {
 
-/// What goes into the file: at least one of the feeds, and how each is compressed.
+/// What goes into the file: at least one of the streams, and how each is compressed.
 struct AviContent {
-  FrameFeed* video = nullptr;
-  SampleFeed* audio = nullptr;
+  const VIDEOINFOHEADER* video = nullptr;
+  const WAVEFORMATEX* audio = nullptr;
   Compression* videoCompression = nullptr;
   Compression* audioCompression = nullptr;
 };
@@ -34,13 +34,18 @@ class AviOutput {
   /// @param ms how much of a stream stands together in the file.
   void setInterleavingPeriod(double ms);
 
-  /// Writes both feeds to their ends, in turns, and completes the file.
-  void write();
+  /// Writes the feeds to their ends, each on a thread of its own, in turns, and completes the file. Either may be null.
+  void write(MediaFeed* video, MediaFeed* audio);
+
+  /// The same on the calling thread, always what comes first: for streams whose numbers tell no time.
+  void copy(RawFeed* video, RawFeed* audio);
 
  private:
+  void start(MediaFeed* audio);
+  void finish();
   void create(const std::string& libraryName, std::span<const Backend> backends);
   void setCompressors();
-  void writeInTurns();
+  void writeInTurns(MediaFeed* video, MediaFeed* audio);
   Failure failure() const;
 
   std::filesystem::path path;

@@ -1,111 +1,81 @@
-// quillet copy and quillet convert: the streams of a media file in a new AVI file.
+// quillet copy: the streams of a media file in a new AVI file, as they are.
 
-#include <cstdio>
-#include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "avi_output.h"
-#include "command_line.h"
-#include "compression.h"
 #include "failure.h"
-#include "media_feed.h"
-#include "stream_access.h"
 #include "text.h"
+#include "transfer.h"
 
 namespace quillet::cli {
 namespace {
 
-constexpr Argument inArgument = {"IN", "media file"};
-constexpr Argument outArgument = {"OUT", "AVI file to write"};
-constexpr Argument arguments[] = {inArgument, outArgument};
+constexpr Option options[] = {videoOption, audioOption, periodOption, backendOption};
 
-constexpr Option videoOption = {"--video", nullptr, "the video stream (default: both, as far as the file has them)"};
-constexpr Option audioOption = {"--audio", nullptr, "the audio stream"};
-constexpr Option periodOption = {"--period", "MS", "milliseconds of a stream that stand together in the file"};
-constexpr Option videoCodecOption = {"--video-codec", "FOURCC", "compressor of the frames (default: uncompressed)"};
-constexpr Option audioFormatOption = {"--audio-format", "FORMAT", audioFormatHelp};
-constexpr Option copyOptions[] = {videoOption, audioOption, periodOption, backendOption};
-constexpr Option convertOptions[] = {videoOption,       audioOption,  videoCodecOption,
-                                     audioFormatOption, periodOption, backendOption};
+/// The streams that are copied, from one backend: its numbers are those that its writer wants.
+struct RawStreams {
+  std::unique_ptr<RawFeed> video;
+  std::unique_ptr<RawFeed> audio;
+  std::string failure;  ///< Why a stream that is wanted cannot be copied.
+};
 
-/// Opens the first stream of a kind, and with it `feed`, unless the user wants the other kind alone. A file need not have
-/// what the user did not ask for.
-template <class Feed, class Stream>
-void openWanted(std::optional<Feed>& feed, const MediaFile& file, const CommandLine& line, const Option& wanted,
-                const Option& other) {
-  if (line.has(wanted.name)) {
-    feed.emplace(file.open<Stream>(line));
-    return;
-  }
-  if (line.has(other.name)) {
-    return;
-  }
-  Opening<Stream> opening = file.tryOpen<Stream>(0);
-  if (opening.stream != nullptr) {
-    feed.emplace(std::move(opening.stream));
-  } else if (opening.exists) {
-    std::fprintf(stderr, "quillet: warning: the %s stream is left out: %s\n", wanted.name + 2, opening.failure.c_str());
-  }
-}
-
-/// The value of an option that says how a stream is compressed.
-/// @return null when it is not given.
-const std::wstring* compressionOf(const CommandLine& line, const Option& option, bool isWritten) {
-  if (!line.has(option.name)) {
+/// Opens the stream of a kind, unless it is not wanted or not there.
+std::unique_ptr<RawFeed> openFeed(const MediaFile& file, bool video, Wish wish, std::string& failure) {
+  if (wish == Wish::unwanted) {
     return nullptr;
   }
-  if (!isWritten) {
-    throw wrongUsage(std::string(option.name) + ": no such stream is written");
+  Opening<RawDataSourceStream> opening = file.tryOpenRaw(video, 0);
+  if (opening.stream != nullptr) {
+    return std::make_unique<RawFeed>(std::move(opening.stream));
   }
-  return &line.text(option.name);
+  if (wish == Wish::required || opening.exists) {
+    failure += std::string(video ? " video: " : " audio: ") + opening.failure;
+  }
+  return nullptr;
+}
+
+RawStreams openStreams(const CommandLine& line, std::span<const Backend> backend) {
+  const MediaFile file(line, inArgument, backend);
+  RawStreams streams;
+  streams.video = openFeed(file, true, wishFor(line, true), streams.failure);
+  streams.audio = openFeed(file, false, wishFor(line, false), streams.failure);
+  if (streams.failure.empty() && streams.video == nullptr && streams.audio == nullptr) {
+    streams.failure =
+        std::string(" no stream that ") + backendName(backend.front() == Backend::directShow) + " can open";
+  }
+  return streams;
 }
 
 void run(const CommandLine& line) {
-  const MediaFile file(line, inArgument);
-  const std::filesystem::path outPath = line.text(outArgument.name);
-  std::error_code ignored;
-  if (std::filesystem::equivalent(file.path(), outPath, ignored)) {
-    throw wrongUsage("IN and OUT are the same file");
+  const std::filesystem::path out = outPath(line);
+  const std::optional<double> period = chosenPeriod(line);
+  const std::span<const Backend> backends = chosenBackends(line);
+  std::string failures;
+  for (std::size_t i = 0; i < backends.size(); ++i) {
+    const std::span<const Backend> backend = backends.subspan(i, 1);
+    const RawStreams streams = openStreams(line, backend);
+    if (!streams.failure.empty()) {
+      failures += (failures.empty() ? "" : ";") + streams.failure;
+      continue;
+    }
+    AviContent content;
+    content.video = streams.video != nullptr ? streams.video->videoFormat() : nullptr;
+    content.audio = streams.audio != nullptr ? streams.audio->audioFormat() : nullptr;
+    AviOutput output(out, backend, content);
+    if (period) {
+      output.setInterleavingPeriod(*period);
+    }
+    output.copy(streams.video.get(), streams.audio.get());
+    reportTransfer(out, streams.video.get(), streams.audio.get());
+    return;
   }
-  std::optional<FrameFeed> video;
-  std::optional<SampleFeed> audio;
-  openWanted<FrameFeed, VideoSourceStream>(video, file, line, videoOption, audioOption);
-  openWanted<SampleFeed, AudioSourceStream>(audio, file, line, audioOption, videoOption);
-  if (!video && !audio) {
-    throw Failure("cannot open any stream of '" + displayName(file.path()) + "'");
-  }
-
-  std::optional<Compression> videoCompression;
-  std::optional<Compression> audioCompression;
-  if (const std::wstring* const codec = compressionOf(line, videoCodecOption, video.has_value())) {
-    videoCompression = Compression::ofVideo(toUtf8(*codec));
-  }
-  if (const std::wstring* const format = compressionOf(line, audioFormatOption, audio.has_value())) {
-    audioCompression = Compression::ofAudio(toUtf8(*format), audio->format());
-  }
-  const std::optional<double> period =
-      line.has(periodOption.name) ? std::optional(line.decimal(periodOption.name)) : std::nullopt;
-  AviContent content;
-  content.video = video ? &*video : nullptr;
-  content.audio = audio ? &*audio : nullptr;
-  content.videoCompression = videoCompression ? &*videoCompression : nullptr;
-  content.audioCompression = audioCompression ? &*audioCompression : nullptr;
-  AviOutput output(outPath, chosenBackends(line), content);
-  if (period) {
-    output.setInterleavingPeriod(*period);
-  }
-  output.write();
-  std::printf("%s: %ld frames, %ld samples\n", displayName(outPath).c_str(), video ? video->total() : 0,
-              audio ? audio->total() : 0);
+  throw Failure("cannot copy from '" + displayName(line.text(inArgument.name)) + "':" + failures);
 }
 
 }  // namespace
 
-const Command copyCommand = {"copy", "Copy the streams of a media file into an AVI file", arguments, copyOptions, run};
-
-const Command convertCommand = {"convert", "Compress the streams of a media file into an AVI file", arguments,
-                                convertOptions, run};
+const Command copyCommand = {"copy", "Copy the streams of a media file into an AVI file, as they are",
+                             transferArguments, options, run};
 
 }  // namespace quillet::cli

@@ -1,7 +1,11 @@
 #include "media_feed.h"
 
+#include <cstddef>
+#include <cstring>
 #include <string>
 #include <utility>
+
+#include <uuids.h>
 
 #include "failure.h"
 #include "stream_access.h"
@@ -46,7 +50,7 @@ SampleFeed::SampleFeed(std::unique_ptr<AudioSourceStream> opened)
 
 bool SampleFeed::next(MediaPiece& piece) {
   const long first = position;
-  const long count = std::min(mostSamples, total() - first);
+  const long count = std::min(most, total() - first);
   if (count <= 0) {
     return false;
   }
@@ -57,6 +61,74 @@ bool SampleFeed::next(MediaPiece& piece) {
   piece = {first, samples, count, count * sampleFormat.nBlockAlign, true};
   position += count;
   return true;
+}
+
+namespace {
+
+/// The format block of a stream.
+std::vector<BYTE> formatOf(RawDataSourceStream& stream) {
+  const AM_MEDIA_TYPE& type = *stream.format();
+  if (type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx) {
+    return std::vector<BYTE>(type.pbFormat, type.pbFormat + type.cbFormat);
+  }
+  VIDEOINFOHEADER info = {};
+  if (stream.videoInfo(info) == nullptr) {
+    throw Failure("format of the stream: " + lastErrorText(stream));
+  }
+  std::vector<BYTE> block(sizeof info);
+  std::memcpy(block.data(), &info, sizeof info);
+  if (type.formattype == FORMAT_VideoInfo) {
+    block.assign(type.pbFormat, type.pbFormat + type.cbFormat);
+    // Whoever writes counts what follows the header (a palette, masks, the codec's own) as part of it.
+    auto& header = reinterpret_cast<VIDEOINFOHEADER*>(block.data())->bmiHeader;
+    header.biSize = static_cast<DWORD>(block.size() - offsetof(VIDEOINFOHEADER, bmiHeader));
+  }
+  return block;
+}
+
+}  // namespace
+
+RawFeed::RawFeed(std::unique_ptr<RawDataSourceStream> opened)
+    : MediaFeed(lengthOf(*opened)), source(std::move(opened)), formatBlock(formatOf(*source)), reader(*source) {}
+
+const VIDEOINFOHEADER* RawFeed::videoFormat() const {
+  return audioFormat() == nullptr ? reinterpret_cast<const VIDEOINFOHEADER*>(formatBlock.data()) : nullptr;
+}
+
+const WAVEFORMATEX* RawFeed::audioFormat() const {
+  const bool isAudio = source->format()->majortype == MEDIATYPE_Audio;
+  return isAudio ? reinterpret_cast<const WAVEFORMATEX*>(formatBlock.data()) : nullptr;
+}
+
+bool RawFeed::next(MediaPiece& piece) {
+  if (sample.count <= 0 && !reader.next(sample)) {
+    position = total();
+    return false;
+  }
+  const WAVEFORMATEX* const wave = audioFormat();
+  const bool isDivisible = wave != nullptr && sample.count > most && sample.bytes == sample.count * wave->nBlockAlign;
+  const long count = isDivisible ? most : std::max(sample.count, 1L);
+  const long bytes = isDivisible ? count * wave->nBlockAlign : sample.bytes;
+  piece = {sample.number, sample.data, count, bytes, sample.isKey};
+  sample.number += count;
+  sample.count -= count;
+  sample.data += bytes;
+  sample.bytes -= bytes;
+  position = sample.number;
+  return true;
+}
+
+double RawFeed::nextMs() const {
+  long number = sample.count > 0 ? sample.number : reader.position();
+  if (!source->usesDirectShow()) {
+    return source->StreamSampleToTime(number);
+  }
+  // A conversion by the stream would play the file; its numbers are counts of these.
+  constexpr double msPerUnit = 1e-4;
+  constexpr double msPerSecond = 1000.0;
+  const WAVEFORMATEX* const wave = audioFormat();
+  return wave != nullptr ? number * msPerSecond / wave->nSamplesPerSec
+                         : static_cast<double>(number * videoFormat()->AvgTimePerFrame) * msPerUnit;
 }
 
 }  // namespace quillet::cli

@@ -5,8 +5,11 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <vector>
 
 #include <quillet/quillet.h>
+
+#include "raw_reader.h"
 
 namespace quillet::cli {
 
@@ -31,10 +34,14 @@ class MediaFeed {
   long done() const { return position; }
   long total() const { return length; }
 
+  /// @param count at most so many frames or samples in a piece; at least 1.
+  void limitPieces(long count) { most = std::max(count, 1L); }
+
  protected:
   explicit MediaFeed(long length) : length(length) {}
 
   std::atomic<long> position = 0;
+  long most = 65536;
 
  private:
   const long length;
@@ -59,9 +66,6 @@ class SampleFeed : public MediaFeed {
  public:
   explicit SampleFeed(std::unique_ptr<AudioSourceStream> opened);
 
-  /// @param samples at most so many in a piece; at least 1.
-  void limitPieces(long samples) { mostSamples = std::max(samples, 1L); }
-
   bool next(MediaPiece& piece) override;
 
   const WAVEFORMATEX& format() const { return sampleFormat; }
@@ -69,7 +73,27 @@ class SampleFeed : public MediaFeed {
  private:
   std::unique_ptr<AudioSourceStream> source;
   const WAVEFORMATEX sampleFormat;
-  long mostSamples = 65536;
+};
+
+/// Samples as the file stores them. Uncompressed audio comes in pieces, all else sample by sample.
+class RawFeed : public MediaFeed {
+ public:
+  explicit RawFeed(std::unique_ptr<RawDataSourceStream> opened);
+
+  bool next(MediaPiece& piece) override;
+
+  /// The stream's formats, each null for a stream of the other kind. Valid as long as the feed.
+  const VIDEOINFOHEADER* videoFormat() const;
+  const WAVEFORMATEX* audioFormat() const;
+
+  /// Where the next piece begins, in milliseconds.
+  double nextMs() const;
+
+ private:
+  std::unique_ptr<RawDataSourceStream> source;
+  std::vector<BYTE> formatBlock;
+  RawReader reader;
+  RawSample sample;  // What is left of it.
 };
 
 }  // namespace quillet::cli

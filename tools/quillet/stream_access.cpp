@@ -54,7 +54,10 @@ std::span<const Backend> chosenBackends(const CommandLine& line) {
 }
 
 MediaFile::MediaFile(const CommandLine& line, const Argument& argument)
-    : filePath(line.text(argument.name)), libraryName(libraryFileName(filePath)), backends(chosenBackends(line)) {}
+    : MediaFile(line, argument, chosenBackends(line)) {}
+
+MediaFile::MediaFile(const CommandLine& line, const Argument& argument, std::span<const Backend> backends)
+    : filePath(line.text(argument.name)), libraryName(libraryFileName(filePath)), backends(backends) {}
 
 template <class Stream, class OpenWith>
 Opening<Stream> MediaFile::tryBackends(OpenWith openWith) const {
@@ -85,6 +88,12 @@ Opening<Stream> MediaFile::tryOpen(int number) const {
       [&](bool directShow) { return Stream::open(libraryName.c_str(), directShow, number, nullptr); });
 }
 
+Opening<RawDataSourceStream> MediaFile::tryOpenRaw(bool video, int number) const {
+  return tryBackends<RawDataSourceStream>([&](bool directShow) {
+    return RawDataSourceStream::open(libraryName.c_str(), video, directShow, number, nullptr);
+  });
+}
+
 template <class Stream>
 std::unique_ptr<Stream> MediaFile::take(Opening<Stream> opening, const char* kind, int number) const {
   if (opening.stream == nullptr) {
@@ -103,10 +112,7 @@ std::unique_ptr<Stream> MediaFile::open(const CommandLine& line) const {
 
 std::unique_ptr<RawDataSourceStream> MediaFile::openRaw(const CommandLine& line, bool video) const {
   const int number = chosenStream(line);
-  return take(tryBackends<RawDataSourceStream>([&](bool directShow) {
-                return RawDataSourceStream::open(libraryName.c_str(), video, directShow, number, nullptr);
-              }),
-              video ? "video" : "audio", number);
+  return take(tryOpenRaw(video, number), video ? "video" : "audio", number);
 }
 
 template Opening<VideoSourceStream> MediaFile::tryOpen(int) const;

@@ -38,10 +38,15 @@ class MediaFile {
  public:
   explicit MediaFile(const CommandLine& line, const Argument& argument = fileArgument);
 
+  /// The same, whose streams are opened with these backends.
+  MediaFile(const CommandLine& line, const Argument& argument, std::span<const Backend> backends);
+
   const std::filesystem::path& path() const { return filePath; }
 
   template <class Stream>
   Opening<Stream> tryOpen(int number) const;
+
+  Opening<RawDataSourceStream> tryOpenRaw(bool video, int number) const;
 
   /// Opens the stream that the user chose, with a warning printed when the library has one.
   template <class Stream>

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <cstddef>
+
 #include <windows.h>
 
 #include <strmif.h>
@@ -9,7 +11,18 @@
 // Needs strmif.h.
 #include <amvideo.h>
 
+#include "directshow/base/c_media_type.h"
+
 namespace quillet {
+
+/// Whether frames of the format are pixels as they are.
+bool isUncompressed(const BITMAPINFOHEADER& format);
+
+/// Describes a video stream of a format as a media type of FORMAT_VideoInfo, to which the format block is still to be
+/// added.
+/// @param formatSize bytes of the format, the masks or the palette behind the header included.
+/// @return false, with `type` left alone, when frames of the format are uncompressed and have no subtype.
+bool describeVideo(const BITMAPINFOHEADER& format, std::size_t formatSize, CMediaType& type);
 
 /// Whether the format is of one of the four kinds that tell a time per frame, and as long as it has to be.
 bool tellsTimePerFrame(const AM_MEDIA_TYPE& type);

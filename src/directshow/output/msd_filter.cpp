@@ -1,5 +1,7 @@
 #include "directshow/output/msd_filter.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -9,52 +11,16 @@
 #include <dshow.h>
 
 #include "core/format_sizes.h"
+#include "directshow/graph/video_format.h"
 
 namespace quillet {
 namespace {
 
 constexpr CLSID filterClass = {0x512BF6CA, 0x3535, 0x4FFE, {0xB4, 0xE2, 0x40, 0xFC, 0x98, 0x96, 0x93, 0xBC}};
 
-bool isUncompressed(const BITMAPINFOHEADER& format) {
-  return format.biCompression == BI_RGB || format.biCompression == BI_BITFIELDS;
-}
-
 /// The largest frame.
 ULONG frameSize(const BITMAPINFOHEADER& format) {
   return isUncompressed(format) ? static_cast<ULONG>(uncompressedFrameSize(format)) : format.biSizeImage;
-}
-
-/// The subtype of 16-bit frames, which their mask of green tells: it follows the header, whatever that says.
-/// @return null for another mask.
-const GUID* subtypeOf16Bits(const BITMAPINFOHEADER& format) {
-  constexpr std::uint32_t green5Bits = 0x3E0;
-  constexpr std::uint32_t green6Bits = 0x7E0;
-  std::uint32_t masks[2] = {};
-  std::memcpy(masks, &format + 1, sizeof masks);
-  if (masks[1] == green5Bits) {
-    return &MEDIASUBTYPE_RGB555;
-  }
-  return masks[1] == green6Bits ? &MEDIASUBTYPE_RGB565 : nullptr;
-}
-
-/// @return null for frames of no such type.
-const GUID* subtypeOfUncompressed(const BITMAPINFOHEADER& format) {
-  switch (format.biBitCount) {
-    case 1:
-      return &MEDIASUBTYPE_RGB1;
-    case 4:
-      return &MEDIASUBTYPE_RGB4;
-    case 8:
-      return &MEDIASUBTYPE_RGB8;
-    case 16:
-      return subtypeOf16Bits(format);
-    case 24:
-      return &MEDIASUBTYPE_RGB24;
-    case 32:
-      return &MEDIASUBTYPE_RGB32;
-    default:
-      return nullptr;
-  }
 }
 
 /// Puts what was handed over into the sample.
@@ -99,23 +65,12 @@ HRESULT MSDfilterOutputPin::GetMediaType(CMediaType* type) {
 
 HRESULT MSDfilterOutputPin::getVideoType(CMediaType& type) const {
   const BITMAPINFOHEADER& format = videoFormat->bmiHeader;
-  const bool isRgb = isUncompressed(format);
-  GUID subtype = MEDIATYPE_Video;  // Subtypes of FOURCCs differ from it in the code alone.
-  subtype.Data1 = format.biCompression;
-  if (isRgb) {
-    const GUID* const known = subtypeOfUncompressed(format);
-    if (known == nullptr) {
-      return E_UNEXPECTED;
-    }
-    subtype = *known;
-  }
+  // Who writes frames of 16 bits must have masks behind the header, whether or not its size includes them.
+  constexpr std::size_t withMasks = sizeof format + 2 * sizeof(DWORD);
   type.reset();
-  type.majortype = MEDIATYPE_Video;
-  type.subtype = subtype;
-  type.bFixedSizeSamples = isRgb;
-  type.bTemporalCompression = !isRgb;
-  type.lSampleSize = frameSize(format);
-  type.formattype = FORMAT_VideoInfo;
+  if (!describeVideo(format, std::max<std::size_t>(format.biSize, withMasks), type)) {
+    return E_UNEXPECTED;
+  }
   // A palette or masks behind the header come along.
   type.setFormat(videoFormat, offsetof(VIDEOINFOHEADER, bmiHeader) + format.biSize);
   return S_OK;
