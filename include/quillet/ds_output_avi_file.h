@@ -6,10 +6,6 @@
 #include <quillet/ds_audio_or_video_stream.h>
 #include <quillet/output_avi_file.h>
 
-namespace quillet {
-class MSDfilter;
-}
-
 /// Writes an AVI file through a filter graph: a source for each stream, a compressor where one is set, the system's AVI
 /// multiplexer and file writer.
 ///
@@ -113,9 +109,7 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   int addAudioSource();
   static void runGraph(void* file);
   int endThread();
-  bool requireStream(bool isVideo);
   bool requireRunning(bool isVideo);
-  bool deliver(quillet::MSDfilter& source, unsigned char* data, long bytes, long long start, long long stop, bool key);
   template <class Operation>
   bool withInterleaving(Operation operation);
   bool renegotiateAudioBuffer();

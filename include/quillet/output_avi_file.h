@@ -142,6 +142,22 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
  protected:
   OutputAVIFile();
 
+  /// The first step of an operation on one stream: sets code 1, output_error::noVideoStream or noAudioStream unless the
+  /// object is open and has it.
+  bool requireStream(bool isVideo);
+
+  /// The same for setting a compressor: also output_error::directCopyRequired and compressorAlreadySet.
+  /// @param isVideo the stream.
+  /// @param isSet whether it has its compressor.
+  bool requireUnsetCompressor(bool isVideo, bool isSet);
+
+  /// Settles the size of what is to be written.
+  /// @param count number of frames or samples.
+  /// @param computedSize their size when the caller does not tell it.
+  /// @param bytes the caller's size, negative when it is to be computed; receives the size.
+  /// @return false when there can be no such run.
+  static bool settleSize(long count, long long computedSize, long& bytes);
+
   /// Number of the next frame to write; kept by the backend.
   long nextFrame = 0;
   /// Number of the next sample to write; kept by the backend.
@@ -158,7 +174,6 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   long bufferSamples = 0;
 
  private:
-  bool requireAudio();
   bool reserveBuffer(long long capacity);
   bool continuesBuffer(long sample, long count, long long bytes, bool key, long long capacity) const;
 

@@ -134,9 +134,8 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   int createStreams(const char* fileName);
   bool requireBothStreams();
   bool requireStarted();
-  bool requireSize(long count, long long eachSize, long& bytes);
-  bool requireStream(bool isVideo);
-  bool requireUnsetCompressor(bool isVideo);
+  bool requireUnset(bool isVideo);
+  bool hasCompressor(bool isVideo);
   bool canRunStream(bool isVideo);
   int startVideo();
   int startAudio();

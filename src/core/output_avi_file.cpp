@@ -42,14 +42,14 @@ const WAVEFORMATEX* OutputAVIFile::audioFormat() {
 }
 
 bool OutputAVIFile::compressedVideo() {
-  if (requireOpened()) {
-    lastError = video != nullptr ? static_cast<int>(common_error::success) : output_error::noVideoStream;
+  if (requireStream(true)) {
+    lastError = common_error::success;
   }
   return compressVideo;
 }
 
 bool OutputAVIFile::compressedAudio() {
-  if (requireAudio()) {
+  if (requireStream(false)) {
     lastError = common_error::success;
   }
   return compressAudio;
@@ -57,7 +57,7 @@ bool OutputAVIFile::compressedAudio() {
 
 long OutputAVIFile::nextFrame_number() {
   // The audio stream is what is asked for, on purpose.
-  if (!requireAudio()) {
+  if (!requireStream(false)) {
     return -1;
   }
   lastError = common_error::success;
@@ -65,7 +65,7 @@ long OutputAVIFile::nextFrame_number() {
 }
 
 long OutputAVIFile::nextSample_number() {
-  if (!requireAudio()) {
+  if (!requireStream(false)) {
     return -1;
   }
   lastError = common_error::success;
@@ -73,7 +73,7 @@ long OutputAVIFile::nextSample_number() {
 }
 
 long OutputAVIFile::nextSample_number_inBuffer() {
-  if (!requireAudio()) {
+  if (!requireStream(false)) {
     return -1;
   }
   lastError = common_error::success;
@@ -101,7 +101,7 @@ bool OutputAVIFile::acceptableFormats() {
 }
 
 bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long count, long bytes, bool key) {
-  if (!requireAudio()) {
+  if (!requireStream(false)) {
     return false;
   }
   const long long capacity = static_cast<long long>(bufferSamples) * audio->nBlockAlign;
@@ -135,7 +135,7 @@ bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long c
 }
 
 bool OutputAVIFile::flushAudio() {
-  if (!requireAudio()) {
+  if (!requireStream(false)) {
     return false;
   }
   if (buffer == nullptr || bufferBytes == 0) {
@@ -147,15 +147,33 @@ bool OutputAVIFile::flushAudio() {
   return isWritten;
 }
 
-/// Sets code 1 or output_error::noAudioStream when the object is not open or has no audio stream.
-bool OutputAVIFile::requireAudio() {
+bool OutputAVIFile::requireStream(bool isVideo) {
   if (!requireOpened()) {
     return false;
   }
-  if (audio == nullptr) {
-    lastError = output_error::noAudioStream;
+  if (isVideo ? video == nullptr : audio == nullptr) {
+    lastError = isVideo ? output_error::noVideoStream : output_error::noAudioStream;
+    return false;
   }
-  return audio != nullptr;
+  return true;
+}
+
+bool OutputAVIFile::requireUnsetCompressor(bool isVideo, bool isSet) {
+  if (!requireStream(isVideo)) {
+    return false;
+  }
+  const bool isCompressed = isVideo ? compressVideo : compressAudio;
+  if (!isCompressed || isSet) {
+    lastError = isCompressed ? output_error::compressorAlreadySet : output_error::directCopyRequired;
+    return false;
+  }
+  return true;
+}
+
+bool OutputAVIFile::settleSize(long count, long long computedSize, long& bytes) {
+  const long long size = bytes < 0 ? computedSize : bytes;
+  bytes = static_cast<long>(size);
+  return count >= 0 && size >= 0 && size <= std::numeric_limits<long>::max();
 }
 
 /// Makes the buffer as large as `capacity` bytes; a change of the interleaving may have made it too small.

@@ -128,13 +128,13 @@ int VfWOutputAVIFile::createStreams(const char* fileName) {
 }
 
 bool VfWOutputAVIFile::canSetCompressor(bool isVideo) {
-  const bool canSet = requireUnsetCompressor(isVideo);
+  const bool canSet = requireUnset(isVideo);
   lastError = vfw_error::success;
   return canSet;
 }
 
 bool VfWOutputAVIFile::setCompressor(bool isVideo, void* compressor) {
-  if (!requireUnsetCompressor(isVideo)) {
+  if (!requireUnset(isVideo)) {
     return false;
   }
   const auto* const options = static_cast<const AVICOMPRESSOPTIONS*>(compressor);
@@ -154,12 +154,12 @@ bool VfWOutputAVIFile::isCompressorSet(bool isVideo) {
     return false;
   }
   lastError = vfw_error::success;
-  return isVideo ? state->videoCompression.isSet() : state->audioCompression.isSet();
+  return hasCompressor(isVideo);
 }
 
 bool VfWOutputAVIFile::chooseCompressor(void* parentWindow, bool isVideo) {
   // Asked before the dialog, not only by setCompressor: the user is not to choose in vain.
-  if (!requireUnsetCompressor(isVideo)) {
+  if (!requireUnset(isVideo)) {
     return false;
   }
   auto* const parent = static_cast<HWND>(parentWindow);
@@ -324,7 +324,8 @@ bool VfWOutputAVIFile::writeFrame(long frame, unsigned char* data, long frames, 
   const BITMAPINFOHEADER& format = video->bmiHeader;
   const std::int64_t frameSize =
       format.biCompression != BI_RGB ? std::int64_t{format.biSizeImage} : quillet::uncompressedFrameSize(format);
-  if (!requireSize(frames, frameSize, bytes)) {
+  if (!settleSize(frames, frames * frameSize, bytes)) {
+    lastError = vfw_error::writeError;
     return false;
   }
   PAVISTREAM stream = state->compressedVideoStream ? state->compressedVideoStream.get() : state->videoStream.get();
@@ -335,7 +336,8 @@ bool VfWOutputAVIFile::writeSample(long sample, unsigned char* data, long sample
   if (!requireStream(false) || !requireStarted()) {
     return false;
   }
-  if (!requireSize(samples, audio->nBlockAlign, bytes)) {
+  if (!settleSize(samples, std::int64_t{audio->nBlockAlign} * samples, bytes)) {
+    lastError = vfw_error::writeError;
     return false;
   }
   if (!compressAudio) {
@@ -389,18 +391,6 @@ bool VfWOutputAVIFile::write(IAVIStream* stream, long start, unsigned char* data
   return true;
 }
 
-/// Sets a code unless the file is open and has the stream.
-bool VfWOutputAVIFile::requireStream(bool isVideo) {
-  if (!requireOpened()) {
-    return false;
-  }
-  if (isVideo ? video == nullptr : audio == nullptr) {
-    lastError = isVideo ? output_error::noVideoStream : output_error::noAudioStream;
-    return false;
-  }
-  return true;
-}
-
 /// Sets a code unless the file is open and has something to interleave.
 bool VfWOutputAVIFile::requireBothStreams() {
   if (!requireOpened()) {
@@ -421,40 +411,19 @@ bool VfWOutputAVIFile::requireStarted() {
   return state->isStarted;
 }
 
-/// Computes the size of `count` frames or samples where the caller has not told it. Sets a code unless there can be so many
-/// of them.
-bool VfWOutputAVIFile::requireSize(long count, long long eachSize, long& bytes) {
-  const long long size = bytes < 0 ? count * eachSize : bytes;
-  const bool isPossible = count >= 0 && size <= std::numeric_limits<long>::max();
-  bytes = static_cast<long>(size);
-  if (!isPossible) {
-    lastError = vfw_error::writeError;
-  }
-  return isPossible;
+/// Sets a code unless the stream can have a compressor, and has none yet.
+bool VfWOutputAVIFile::requireUnset(bool isVideo) {
+  return requireUnsetCompressor(isVideo, !notOpened && hasCompressor(isVideo));
 }
 
-/// Sets a code unless the file is open, and the stream exists, is to be compressed and has no compressor yet.
-bool VfWOutputAVIFile::requireUnsetCompressor(bool isVideo) {
-  if (!requireStream(isVideo)) {
-    return false;
-  }
-  if (!(isVideo ? compressVideo : compressAudio)) {
-    lastError = output_error::directCopyRequired;
-    return false;
-  }
-  if (isVideo ? state->videoCompression.isSet() : state->audioCompression.isSet()) {
-    lastError = output_error::compressorAlreadySet;
-    return false;
-  }
-  return true;
+bool VfWOutputAVIFile::hasCompressor(bool isVideo) {
+  return isVideo ? state->videoCompression.isSet() : state->audioCompression.isSet();
 }
 
 /// Whether the stream, if it exists, needs no compressor or has it.
 bool VfWOutputAVIFile::canRunStream(bool isVideo) {
-  if (isVideo) {
-    return video == nullptr || !compressVideo || state->videoCompression.isSet();
-  }
-  return audio == nullptr || !compressAudio || state->audioCompression.isSet();
+  const bool exists = isVideo ? video != nullptr : audio != nullptr;
+  return !exists || !(isVideo ? compressVideo : compressAudio) || hasCompressor(isVideo);
 }
 
 /// Makes the audio buffer hold an interleaving period.

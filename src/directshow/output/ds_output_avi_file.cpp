@@ -19,6 +19,18 @@ namespace ds_error = quillet::ds_error;
 namespace output_error = quillet::output_error;
 using Microsoft::WRL::ComPtr;
 
+namespace {
+
+/// Hands data to a stream's source.
+/// @return whether it was taken.
+bool deliver(quillet::MSDfilter& source, unsigned char* data, long bytes, REFERENCE_TIME start, REFERENCE_TIME stop,
+             bool key) {
+  // Null is how the end of the stream is told, which is not the caller's to tell.
+  return data != nullptr && !source.deliver(data, bytes, &start, &stop, key);
+}
+
+}  // namespace
+
 DSOutputAVIFile::DSOutputAVIFile() = default;
 
 DSOutputAVIFile::~DSOutputAVIFile() {
@@ -171,15 +183,15 @@ bool DSOutputAVIFile::writeFrame(long frame, unsigned char* data, long count, lo
   if (!requireRunning(true)) {
     return false;
   }
-  if (bytes < 0) {
-    bytes = static_cast<long>(quillet::uncompressedFrameSize(video->bmiHeader) * count);
-  }
+  const long long size = quillet::uncompressedFrameSize(video->bmiHeader) * count;
   const REFERENCE_TIME start = frame * video->AvgTimePerFrame;
   const REFERENCE_TIME stop = start + video->AvgTimePerFrame * count;
-  if (!deliver(*graph->video.source.Get(), data, bytes, start, stop, key)) {
+  if (!settleSize(count, size, bytes) || !deliver(*graph->video.source.Get(), data, bytes, start, stop, key)) {
+    lastError = ds_error::writeError;
     return false;
   }
   nextFrame = frame + count;
+  lastError = ds_error::success;
   return true;
 }
 
@@ -187,15 +199,17 @@ bool DSOutputAVIFile::writeSample(long sample, unsigned char* data, long count, 
   if (!requireRunning(false)) {
     return false;
   }
-  if (bytes < 0) {
-    constexpr int bitsPerByte = 8;
-    bytes = static_cast<long>(static_cast<long long>(audio->wBitsPerSample) * audio->nChannels * count / bitsPerByte);
-  }
+  constexpr int bitsPerByte = 8;
+  const long long size = static_cast<long long>(audio->wBitsPerSample) * audio->nChannels * count / bitsPerByte;
   const auto timeOf = [this](long long number) { return number * quillet::unitsPerSecond / audio->nSamplesPerSec; };
-  if (!deliver(*graph->audio.source.Get(), data, bytes, timeOf(sample), timeOf(sample + 1LL * count), key)) {
+  const REFERENCE_TIME start = timeOf(sample);
+  const REFERENCE_TIME stop = timeOf(static_cast<long long>(sample) + count);
+  if (!settleSize(count, size, bytes) || !deliver(*graph->audio.source.Get(), data, bytes, start, stop, key)) {
+    lastError = ds_error::writeError;
     return false;
   }
   nextSample = sample + count;
+  lastError = ds_error::success;
   return true;
 }
 
@@ -210,38 +224,13 @@ bool DSOutputAVIFile::requireRunning(bool isVideo) {
   return graph->thread != nullptr;
 }
 
-/// Hands data to a stream's source, and sets the code of the outcome.
-bool DSOutputAVIFile::deliver(quillet::MSDfilter& source, unsigned char* data, long bytes, long long start,
-                              long long stop, bool key) {
-  // Null is how the end of the stream is told, which is not the caller's to tell.
-  const bool isWritten = data != nullptr && !source.deliver(data, bytes, &start, &stop, key);
-  lastError = isWritten ? ds_error::success : ds_error::writeError;
-  return isWritten;
-}
-
-/// Sets a code unless the file is open and has the stream.
-bool DSOutputAVIFile::requireStream(bool isVideo) {
-  if (!requireOpened()) {
-    return false;
-  }
-  if (isVideo ? video == nullptr : audio == nullptr) {
-    lastError = isVideo ? output_error::noVideoStream : output_error::noAudioStream;
-    return false;
-  }
-  return true;
-}
-
 bool DSOutputAVIFile::canSetCompressor(bool isVideo) {
-  if (!requireStream(isVideo)) {
+  const bool isSet = !notOpened && graph->stream(isVideo).compressor != nullptr;
+  if (!requireUnsetCompressor(isVideo, isSet)) {
     return false;
   }
-  if (!(isVideo ? compressVideo : compressAudio)) {
-    lastError = output_error::directCopyRequired;
-    return false;
-  }
-  const bool isSet = graph->stream(isVideo).compressor != nullptr;
-  lastError = isSet ? static_cast<int>(output_error::compressorAlreadySet) : ds_error::success;
-  return !isSet;
+  lastError = ds_error::success;
+  return true;
 }
 
 bool DSOutputAVIFile::setCompressor(bool isVideo, void* compressor) {
