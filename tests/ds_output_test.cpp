@@ -154,6 +154,10 @@ TEST_F(DSOutput, CompressedAudioComesBackAsItIs) {
   PAVISTREAM opened = nullptr;
   ASSERT_EQ(AVIStreamOpenFromFileA(&opened, file.name(), streamtypeAUDIO, 0, OF_READ, nullptr), 0);
   const AviStreamHandle stream(opened);
+  LONG size = sizeof format;
+  Bytes formatRead(sizeof format);
+  EXPECT_EQ(AVIStreamReadFormat(opened, 0, formatRead.data(), &size), 0);
+  EXPECT_TRUE(formatRead == bytesOf(format));
   Bytes data(blocks.size());
   EXPECT_EQ(AVIStreamRead(opened, 0, 3, data.data(), static_cast<LONG>(data.size()), nullptr, nullptr), 0);
   EXPECT_EQ(data, blocks);
@@ -299,6 +303,28 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
   EXPECT_EQ(create(nullptr, &withoutRate)->lastError, ds_error::audioSourceCreationFailed);
   EXPECT_EQ(Writer(OutputAVIFile::create(nullptr, &video, false, nullptr, false, true))->lastError,
             ds_error::cannotOpenSourceFile);
+  {
+    const Writer blocked = create(&video, &audio);
+    const KernelHandle held(CreateFileA(file.name(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_NE(held.get(), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(blocked->start()) << "the file writer cannot open the file, and the sources run already";
+    EXPECT_EQ(blocked->lastError, ds_error::cannotRunGraph);
+  }
+  for (const auto& [fault, code] :
+       {std::pair(&GraphFaults::stop, ds_error::cannotStopGraph), {&GraphFaults::getState, ds_error::getStateFailed}}) {
+    const Writer unstoppable = started(&video, nullptr);
+    EXPECT_TRUE(writePicture(*unstoppable, 0));
+    graph.faults.*fault = E_FAIL;
+    EXPECT_FALSE(unstoppable->close());
+    EXPECT_EQ(unstoppable->lastError, code);
+    graph.faults.*fault = S_OK;
+  }
+  graph.faults.missing = {IID_IMediaFilter};
+  const Writer paced = create(&video, nullptr);
+  EXPECT_TRUE(paced->start()) << "though at the clock's pace";
+  EXPECT_EQ(paced->lastError, ds_error::cannotChangeReferenceClock);
+  EXPECT_TRUE(paced->close());
+  graph.faults.missing.clear();
   graph.faults.run = E_FAIL;
   const Writer writer = create(&video, nullptr);
   EXPECT_FALSE(writer->start());
@@ -400,6 +426,8 @@ TEST_F(DSOutput, ThePeriodIsTheMultiplexers) {
       EXPECT_TRUE(writeCounted(*writer, 0, 16000)) << "in one piece";
       EXPECT_FALSE(writer->setInterleavingPeriod(5'000'000)) << "a running source cannot be connected anew";
       EXPECT_EQ(writer->lastError, ds_error::cannotChangeInterleavingPeriod);
+      EXPECT_EQ(writer->interleavingPeriod(), 20'000'000) << "as before";
+      EXPECT_TRUE(writeCounted(*writer, 16000, 16000));
     }
   }
   const Writer writer = create(&video, &audio);

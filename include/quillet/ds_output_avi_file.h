@@ -11,15 +11,16 @@
 ///
 /// Each write waits until its data is in a media sample. The multiplexer may make a stream wait that is far ahead of the
 /// other one: one thread for each stream, or an AutomaticInterleaveEngine, keeps that from lasting. Video and audio may be
-/// written by two threads at once; all else is for one thread at a time. Every operation fails with code 1 while the file is
-/// not open, and again after close(). The threads that call must have called QuilletThread().
+/// written by two threads at once (then only the writes' results count: #lastError is of either); all else is for one thread
+/// at a time. Every operation that sets a code fails with code 1 while the file is not open, and again after close(). The
+/// threads that call must have called QuilletThread().
 class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAVIFile {
  public:
   /// Creates a file; the arguments are those of OutputAVIFile::create().
   ///
   /// @param fileName name of the file, in the system's ANSI code page; an existing file is overwritten.
   /// @param video format of the frames, NULL for no video stream; not copied. Uncompressed frames of 16 bits need their
-  ///     masks behind the header, those of 8 bits their palette.
+  ///     masks behind the header, those of 8 bits their palette, and `biSize` has to count them.
   /// @param compressVideo whether the video stream is to be compressed.
   /// @param audio format of the samples, NULL for no audio stream; not copied.
   /// @param compressAudio whether the audio stream is to be compressed.
@@ -71,7 +72,7 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   /// @param video the video stream (true) or the audio stream (false).
   /// @param compressor an IMoniker of a compressor filter; NULL makes a direct copy of the stream.
   /// @return false with the codes of canSetCompressor(), ds_error::cannotFetchCompressor, cannotAddFilter or
-  ///     cannotConnectFilters. The last two leave the compressor set: the file cannot be written.
+  ///     cannotConnectFilters. The last two leave the compressor set: the file can only be deleted.
   bool setCompressor(bool video, void* compressor) override;
 
   /// @return whether a compressor is set; #lastError is 0.

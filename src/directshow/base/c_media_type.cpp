@@ -87,8 +87,12 @@ HRESULT CreateAudioMediaType(const WAVEFORMATEX* format, AM_MEDIA_TYPE* mediaTyp
   return guardedMethod([&] {
     CMediaType type;
     type.majortype = MEDIATYPE_Audio;
-    type.subtype = MEDIASUBTYPE_PCM;
+    type.subtype = MEDIASUBTYPE_PCM;  // The ids of all tags differ in their first 32 bits only.
     type.subtype.Data1 = format->wFormatTag;
+    constexpr WORD extension = sizeof(WAVEFORMATEXTENSIBLE) - sizeof(WAVEFORMATEX);
+    if (format->wFormatTag == WAVE_FORMAT_EXTENSIBLE && format->cbSize >= extension) {
+      type.subtype = reinterpret_cast<const WAVEFORMATEXTENSIBLE*>(format)->SubFormat;
+    }
     type.bFixedSizeSamples = TRUE;
     type.lSampleSize = format->nBlockAlign;
     type.formattype = FORMAT_WaveFormatEx;

@@ -156,7 +156,10 @@ void CSourceStream::push() {
   if (worker.hasCommand()) {
     return;
   }
-  DeliverEndOfStream();
+  const HRESULT ended = DeliverEndOfStream();
+  if (FAILED(ended) && SUCCEEDED(result) && !worker.hasCommand()) {
+    result = ended;
+  }
   if (FAILED(result)) {
     filter().NotifyEvent(EC_ERRORABORT, result, 0);
   }

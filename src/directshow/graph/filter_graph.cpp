@@ -37,6 +37,18 @@ int FilterGraph::stop() {
                                                                            : ds_error::getStateFailed;
 }
 
+void FilterGraph::stopFilters() {
+  control->Stop();
+  ComPtr<IEnumFilters> filters;
+  if (FAILED(builder->EnumFilters(&filters))) {
+    return;
+  }
+  ComPtr<IBaseFilter> filter;
+  while (filters->Next(1, filter.ReleaseAndGetAddressOf(), nullptr) == S_OK) {
+    filter->Stop();
+  }
+}
+
 FilterGraph::End FilterGraph::waitForEnd(HANDLE interruption, DWORD timeoutMs) {
   // IMediaEvent::WaitForCompletion does the like, but Wine's does not come back from an abort.
   HANDLE eventWaiting = nullptr;

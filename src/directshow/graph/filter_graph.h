@@ -32,6 +32,9 @@ struct FilterGraph {
   /// @return a ds_error code.
   int stop();
 
+  /// Stops every filter by itself: after a failed start, when the graph may count as stopped while some of them do not.
+  void stopFilters();
+
   /// Why a graph is not waited for any more.
   enum class End {
     completed,

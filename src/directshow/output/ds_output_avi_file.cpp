@@ -107,7 +107,8 @@ int DSOutputAVIFile::addAudioSource() {
 }
 
 bool DSOutputAVIFile::canRun() {
-  return !notOpened && graph->video.isConnected() && graph->audio.isConnected();
+  return !notOpened &&
+         quillet::guardedBy(false, [this] { return graph->video.isConnected() && graph->audio.isConnected(); });
 }
 
 bool DSOutputAVIFile::start() {
@@ -134,8 +135,9 @@ bool DSOutputAVIFile::start() {
   // Ends: the thread signals the one when it has tried to run the graph, or the other should it end before.
   const HANDLE outcomes[] = {graph->graphStarted.get(), graph->thread.get()};
   WaitForMultipleObjects(2, outcomes, FALSE, INFINITE);
-  if (graph->result != ds_error::success) {
-    lastError = endThread();
+  if (graph->startResult != ds_error::success) {
+    endThread();
+    lastError = graph->startResult;
     return false;
   }
   if (!isUnpaced) {
@@ -148,9 +150,9 @@ bool DSOutputAVIFile::start() {
 void DSOutputAVIFile::runGraph(void* file) {
   Graph& graph = *static_cast<DSOutputAVIFile*>(file)->graph;
   QuilletThread();
-  graph.result = graph.run();
+  graph.startResult = graph.run();
   SetEvent(graph.graphStarted.get());
-  if (graph.result == ds_error::success) {
+  if (graph.startResult == ds_error::success) {
     graph.result = graph.runToEnd();
   }
 }
@@ -237,13 +239,17 @@ bool DSOutputAVIFile::setCompressor(bool isVideo, void* compressor) {
   if (!canSetCompressor(isVideo)) {
     return false;
   }
-  if (compressor != nullptr) {
-    lastError = graph->insertCompressor(graph->stream(isVideo), *static_cast<IMoniker*>(compressor),
-                                        isVideo ? L"video compressor" : L"audio compressor");
-  } else if (SUCCEEDED(graph->connectToMux(graph->stream(isVideo)))) {
+  lastError = quillet::guarded([&] {
+    Graph::Stream& stream = graph->stream(isVideo);
+    if (compressor != nullptr) {
+      return graph->insertCompressor(stream, *static_cast<IMoniker*>(compressor),
+                                     isVideo ? L"video compressor" : L"audio compressor");
+    }
+    return SUCCEEDED(graph->connectToMux(stream)) ? static_cast<int>(ds_error::success)
+                                                  : ds_error::cannotConnectFilters;
+  });
+  if (lastError == ds_error::success && compressor == nullptr) {
     (isVideo ? compressVideo : compressAudio) = false;
-  } else {
-    lastError = ds_error::cannotConnectFilters;
   }
   return lastError == ds_error::success;
 }
@@ -301,14 +307,18 @@ bool DSOutputAVIFile::setAutomaticInterleaving(bool on) {
 }
 
 bool DSOutputAVIFile::setInterleavingPeriod(long long period) {
-  const bool isSet = withInterleaving([period](IConfigInterleaving& settings) {
-    const REFERENCE_TIME wanted = std::max(period, 1LL);
-    REFERENCE_TIME before = 0;
-    REFERENCE_TIME preroll = 0;
+  const REFERENCE_TIME wanted = std::max(period, 1LL);
+  REFERENCE_TIME before = 0;
+  REFERENCE_TIME preroll = 0;
+  const bool isSet = withInterleaving([&](IConfigInterleaving& settings) {
     const HRESULT result = settings.get_Interleaving(&before, &preroll);
     return SUCCEEDED(result) ? settings.put_Interleaving(&wanted, &preroll) : result;
   });
-  return isSet && renegotiateAudioBuffer();
+  if (isSet && !renegotiateAudioBuffer()) {
+    withInterleaving([&](IConfigInterleaving& settings) { return settings.put_Interleaving(&before, &preroll); });
+    lastError = ds_error::cannotChangeInterleavingPeriod;
+  }
+  return lastError == ds_error::success;
 }
 
 void DSOutputAVIFile::configureAVI(void* parentWindow) {
@@ -331,12 +341,13 @@ bool DSOutputAVIFile::renegotiateAudioBuffer() {
   if (audio == nullptr || lastError != ds_error::success) {
     return lastError == ds_error::success;
   }
-  bufferSamples = graph->audioSamplesPerBuffer(*audio);
-  const HRESULT result = graph->resizeAudioBuffer(static_cast<unsigned long>(bufferSamples));
+  const long samples = graph->audioSamplesPerBuffer(*audio);
+  const HRESULT result = graph->resizeAudioBuffer(static_cast<unsigned long>(samples));
   // A source that still waits for its compressor agrees when it is connected.
-  if (FAILED(result) && result != VFW_E_NOT_CONNECTED) {
+  if (result != S_OK && result != VFW_E_NOT_CONNECTED) {
     lastError = ds_error::cannotChangeInterleavingPeriod;
     return false;
   }
+  bufferSamples = samples;
   return true;
 }

@@ -19,8 +19,8 @@ namespace {
 constexpr CLSID filterClass = {0x512BF6CA, 0x3535, 0x4FFE, {0xB4, 0xE2, 0x40, 0xFC, 0x98, 0x96, 0x93, 0xBC}};
 
 /// The largest frame.
-ULONG frameSize(const BITMAPINFOHEADER& format) {
-  return isUncompressed(format) ? static_cast<ULONG>(uncompressedFrameSize(format)) : format.biSizeImage;
+std::int64_t frameSize(const BITMAPINFOHEADER& format) {
+  return isUncompressed(format) ? uncompressedFrameSize(format) : std::int64_t{format.biSizeImage};
 }
 
 /// Puts what was handed over into the sample.
@@ -87,9 +87,9 @@ HRESULT MSDfilterOutputPin::getAudioType(CMediaType& type) const {
 
 HRESULT MSDfilterOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) {
   const std::lock_guard guard(filter().stateLock());
-  const std::uint64_t size = videoFormat != nullptr ? frameSize(videoFormat->bmiHeader)
-                                                    : std::uint64_t{audioFormat->nBlockAlign} * samplesPerBuffer;
-  if (size > static_cast<std::uint64_t>(std::numeric_limits<long>::max())) {
+  const std::int64_t size = videoFormat != nullptr ? frameSize(videoFormat->bmiHeader)
+                                                   : std::int64_t{audioFormat->nBlockAlign} * samplesPerBuffer;
+  if (size > std::numeric_limits<long>::max()) {
     return E_OUTOFMEMORY;
   }
   request->cBuffers = 1;
@@ -104,6 +104,7 @@ HRESULT MSDfilterOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR
 }
 
 HRESULT MSDfilterOutputPin::Active() {
+  hasEnded = false;
   rendezvous.expect();
   const HRESULT result = CSourceStream::Active();
   if (FAILED(result)) {
@@ -132,7 +133,13 @@ HRESULT MSDfilterOutputPin::FillBuffer(IMediaSample* sample) {
       return S_OK;
     }
   }
-  hasEnded = true;  // Or is being stopped.
+  if (rendezvous.isCalledAway()) {
+    // Ends: who calls away goes on to request the stop. Not before that, for the end of the filling not to be taken for
+    // the end of the stream.
+    WaitForSingleObject(stopRequest(), INFINITE);
+  } else {
+    hasEnded = true;
+  }
   return S_FALSE;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <utility>
 
 #include <windows.h>
 
@@ -33,10 +34,14 @@ class MSDfilterOutputPin : public CSourceStream {
   void endStream() { rendezvous.end(); }
 
   /// Whether the streaming thread has gone before the end of the stream.
-  bool hasBrokenOff() { return !hasEnded && !rendezvous.hasTaker(); }
+  bool hasBrokenOff() {
+    // In this order: the thread first tells that the stream has ended, then leaves.
+    return !rendezvous.hasTaker() && !hasEnded;
+  }
 
   /// Takes effect with the next connection.
-  void setSamplesPerBuffer(unsigned long samples) { samplesPerBuffer = samples; }
+  /// @return the number before.
+  unsigned long setSamplesPerBuffer(unsigned long samples) { return std::exchange(samplesPerBuffer, samples); }
 
   // CSourceStream
   using CSourceStream::GetMediaType;

@@ -97,8 +97,13 @@ long DSOutputAVIFile::Graph::audioSamplesPerBuffer(const WAVEFORMATEX& format) c
 }
 
 HRESULT DSOutputAVIFile::Graph::resizeAudioBuffer(unsigned long samples) {
-  audio.source->output().setSamplesPerBuffer(samples);
-  return graph.builder->Reconnect(&audio.source->output());
+  quillet::MSDfilterOutputPin& pin = audio.source->output();
+  const unsigned long before = pin.setSamplesPerBuffer(samples);
+  const HRESULT result = graph.builder->Reconnect(&pin);
+  if (FAILED(result) && result != VFW_E_NOT_CONNECTED) {
+    pin.setSamplesPerBuffer(before);
+  }
+  return result;
 }
 
 bool DSOutputAVIFile::Graph::showMuxPages(HWND parent) const {
@@ -130,7 +135,7 @@ int DSOutputAVIFile::Graph::run() {
   if (SUCCEEDED(graph.control->Run())) {
     return ds_error::success;
   }
-  graph.stop();  // Part of the graph may be running.
+  graph.stopFilters();  // Not waited for: nothing was written yet that could be on its way.
   return ds_error::cannotRunGraph;
 }
 

@@ -47,7 +47,8 @@ struct DSOutputAVIFile::Graph {
   /// Samples that a media sample of the multiplexer's interleaving period has; at least 1.
   long audioSamplesPerBuffer(const WAVEFORMATEX& format) const;
 
-  /// Has the audio source agree on a new buffer size with what it is connected to.
+  /// Has the audio source agree on a new buffer size with what it is connected to. A failure leaves the size as it was,
+  /// except VFW_E_NOT_CONNECTED.
   HRESULT resizeAudioBuffer(unsigned long samples);
 
   /// Shows the multiplexer's property pages.
@@ -74,8 +75,9 @@ struct DSOutputAVIFile::Graph {
   quillet::KernelHandle thread;
   quillet::KernelHandle graphStarted;
   quillet::KernelHandle stopRequested;
-  int result = 0;  ///< The worker's ds_error code; read after `graphStarted` or the thread's end.
-                   /// @}
+  int startResult = 0;  ///< The worker's ds_error code of starting; read after `graphStarted`.
+  int result = 0;       ///< The worker's ds_error code of all that followed; read after the thread's end.
+                        /// @}
 
  private:
   int addFileWriter(ComPtr<IBaseFilter>& writer);

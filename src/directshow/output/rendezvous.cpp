@@ -19,9 +19,9 @@ bool Rendezvous::give(const HandOff& handOff) {
 
 const HandOff* Rendezvous::take() {
   const std::lock_guard guard(lock);
-  changed.wait(lock, [this] { return isOffered || isEnding || isCalledAway; });
+  changed.wait(lock, [this] { return isOffered || isEnding || wasCalledAway; });
   // Data comes before the end: what is being given when the stream ends still counts.
-  return isOffered && !isCalledAway ? &slot : nullptr;
+  return isOffered && !wasCalledAway ? &slot : nullptr;
 }
 
 void Rendezvous::taken(bool isUsable) {
@@ -32,11 +32,16 @@ void Rendezvous::taken(bool isUsable) {
 void Rendezvous::expect() {
   const std::lock_guard guard(lock);
   isTakerExpected = true;
-  isCalledAway = false;
+  wasCalledAway = false;
 }
 
 void Rendezvous::callAway() {
-  change(isCalledAway, true);
+  change(wasCalledAway, true);
+}
+
+bool Rendezvous::isCalledAway() {
+  const std::lock_guard guard(lock);
+  return wasCalledAway;
 }
 
 void Rendezvous::leave() {

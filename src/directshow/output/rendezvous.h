@@ -44,8 +44,9 @@ class Rendezvous {
   /// The taker is about to come: giving waits for it from now on.
   void expect();
 
-  /// Calls the taker away, for good.
+  /// Calls the taker away, until it is expected again.
   void callAway();
+  bool isCalledAway();
 
   /// The taker takes nothing any more, whatever the reason.
   void leave();
@@ -65,7 +66,7 @@ class Rendezvous {
   bool isOffered = false;
   bool wasUsable = false;
   bool isTakerExpected = false;
-  bool isCalledAway = false;
+  bool wasCalledAway = false;
   bool isEnding = false;
 };
 
