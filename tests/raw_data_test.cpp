@@ -113,8 +113,14 @@ TEST(Backends, ReadAlike) {
   std::generate(pictures.begin(), pictures.end(), [i = 0]() mutable -> AviChunk { return {Bytes(96, ++i)}; });
   Bytes sound(16000);
   std::generate(sound.begin(), sound.end(), [i = 0]() mutable { return static_cast<std::uint8_t>(i++ / 50); });
+  const Bytes soundFormat = bytesOf(pcmFormat(8000, 1, 16));
+  std::vector<AviChunk> runs;
+  for (auto run = sound.begin(); run != sound.end(); run += 2000) {
+    runs.push_back({Bytes(run, run + 2000)});
+  }
   const TempFile avi(".avi", aviFile({videoStream(rgb24Format(8, 4), 50, 1, pictures)}).build());
-  const TempFile wav(".wav", wavFile(bytesOf(pcmFormat(8000, 1, 16)), sound));
+  const TempFile soundAvi(".avi", aviFile({audioStream(soundFormat, runs)}).build());
+  const TempFile wav(".wav", wavFile(soundFormat, sound));
   const WithoutDecodingSplitter compressed;
   for (const bool directShow : {false, true}) {
     const Raw video = openRaw(avi.name(), directShow);
@@ -146,12 +152,18 @@ TEST(Backends, ReadAlike) {
     audio->lastError = 42;
     EXPECT_EQ(audio->videoInfo(info), nullptr);
     EXPECT_EQ(audio->lastError, 42);
-    for (long next = 0; next < 8000;) {
-      const Sample run = read(*audio, next);
-      ASSERT_GT(run.samples, 0);
-      const auto from = sound.begin() + next * 2;
-      ASSERT_TRUE(run == sampleOf(next, run.samples, true, Bytes(from, from + run.samples * 2))) << next;
-      next += run.samples;
+    for (const char* name : {wav.name(), soundAvi.name()}) {
+      const Raw whole = openRaw(name, directShow, false);
+      ASSERT_EQ(whole->duration(), 8000);
+      for (long next = 0; next < 8000;) {
+        const Sample run = read(*whole, next, next % 2 != 0);
+        ASSERT_GT(run.samples, 0);
+        const auto from = sound.begin() + run.start * 2;
+        ASSERT_TRUE(run == sampleOf(run.start, run.samples, true, Bytes(from, from + run.samples * 2))) << next;
+        ASSERT_LE(run.start, next);
+        ASSERT_GT(run.start + run.samples, next);
+        next = run.start + run.samples;
+      }
     }
 
     const Raw missing = openRaw("C:\\missing.avi", directShow);
@@ -192,13 +204,16 @@ TEST(VideoForWindows, FindsWhatThereIs) {
 
   BITMAPINFOHEADER rgb16 = rgb24Format(4, 4);
   rgb16.biBitCount = 16;
-  const std::pair<DWORD, GUID> kinds[] = {{0x3E0, MEDIASUBTYPE_RGB555}, {0x7E0, MEDIASUBTYPE_RGB565}, {0, GUID_NULL}};
-  for (const auto& [green, subtype] : kinds) {
+  const std::tuple<DWORD, DWORD, GUID> kinds[] = {{0x7C00, 0x3E0, MEDIASUBTYPE_RGB555},
+                                                  {0xF800, 0x7E0, MEDIASUBTYPE_RGB565},
+                                                  {0x7E0, 0xF800, MEDIASUBTYPE_RGB565},  // Green comes first.
+                                                  {0, 0, GUID_NULL}};
+  for (const auto& [first, second, subtype] : kinds) {
     const struct {
       BITMAPINFOHEADER header;
-      DWORD red, green, blue;
-    } format = {rgb16, 0xF800, green, 0x1F};
-    played.format = green != 0 ? bytesOf(format) : bytesOf(rgb16);
+      DWORD first, second, third;
+    } format = {rgb16, first, second, 0x1F};
+    played.format = first != 0 ? bytesOf(format) : bytesOf(rgb16);
     EXPECT_TRUE(openRaw(file.name(), false)->format()->subtype == subtype);
   }
   EXPECT_EQ(openRaw(file.name(), false)->lastError, vfw_error::unusableRawFormat);
@@ -311,7 +326,7 @@ TEST(Search, GoesItsWays) {
         {{4, false, 3, 3, 2, {4.5}}, {5, false, 3, 3, 2, {}}, {7, false, 6, 2, 3, {}}, {7, true, 3, 3, 2, {}}});
   check("no times", streamOf(ten, Marks::none, ten, 10), {{2, false, 2, 8, 9, {2.5}}, {7, false, 2, 8, 9, {}}});
   check("a gap, no keys", streamOf({0, 1, 2, 6, 7}, Marks::ends, {}, 8),
-        {{4, false, -1, 0, 0, {4.5, 3.5, 1.5, 0.0}, ds_error::dataNotFound},
+        {{4, false, -1, 0, 0, {4.5}, ds_error::dataNotFound},
          {2, false, 2, 1, 2, {2.5}},
          {3, false, 2, 4, 2, {}},
          {5, false, 2, 4, 2, {}},
@@ -328,6 +343,27 @@ TEST(Search, GoesItsWays) {
   check("seeks that fail", streamOf(ten, Marks::ends, ten, 10),
         {{2, false, -1, 0, 0, {2.5}, ds_error::unseekableMedia}}, ds_error::cannotRewind, failToSeek(E_FAIL));
   check("no samples", streamOf({}, Marks::ends, {}, 10), {failing[0]}, ds_error::noKeySampleInStream);
+  ScriptedStream aborting = streamOf(ten, Marks::noEnds, {0}, 10);
+  aborting.samples[5].event = EC_ERRORABORT;
+  aborting.samples.resize(6);
+  check("an abort", aborting, {{7, false, -1, 0, 0, {7.5}, ds_error::dataNotFound}, {3, false, 3, 1, 3, {3.5}}});
+  ScriptedStream odd = streamOf(ten, Marks::ends, ten, 10);
+  odd.samples[4].stop = odd.samples[4].start - frameTime;
+  check("an end before the start", odd, {{3, false, 3, 1, 3, {3.5}}, {4, false, 4, 1, 4, {}}});
+}
+
+TEST(Search, EndsSoonWhateverTheSteps) {
+  const TimeLimit limit;
+  // Blocks of 10 ms, of which one is missing.
+  ScriptedStream sound = scriptedAudio(pcmFormat(8000, 1, 16), 500, 80);
+  sound.samples.erase(sound.samples.begin() + 400);
+  const Played gap(sound, false);
+  expectRead(*gap.stream, 400 * 80 + 1, false, {}, ds_error::dataNotFound);
+  EXPECT_LT(gap.script->samplesFilled, 2000);
+
+  const Played late(streamOf({3, 4, 5}, Marks::ends, {3}, 6));
+  late.stream->config(1, std::numeric_limits<int>::max(), std::numeric_limits<int>::max());
+  expectRead(*late.stream, 1, false, {}, ds_error::dataNotFound);
 }
 
 TEST(Opening, FindsLengthsAndTheFirstKeySample) {

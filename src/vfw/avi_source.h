@@ -31,6 +31,12 @@ class AviSource {
   /// @return null when it tells nothing.
   const AVISTREAMINFOA* information() const { return hasInformation ? &info : nullptr; }
 
+  /// Whether it is audio whose samples all have one size, as they usually do: then none is empty, and each is a key sample.
+  /// AVIFile need not be asked, and Wine's would answer with the number of a chunk.
+  bool hasFixedSampleSize() const {
+    return hasInformation && info.fccType == streamtypeAUDIO && info.dwSampleSize != 0;
+  }
+
   /// Length in AVIFile's samples: frames, or blocks of audio; -1 on failure.
   LONG length() const { return AVIStreamLength(stream()); }
 

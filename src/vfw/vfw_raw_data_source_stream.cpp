@@ -163,7 +163,10 @@ unsigned char* VfWRawDataSourceStream::getData(long& sample, long& samples, long
     return nullptr;
   }
   long found = -1;
-  if (key) {
+  if (source->hasFixedSampleSize()) {
+    found = sample;
+    lastError = key ? lastError : static_cast<int>(vfw_error::success);
+  } else if (key) {
     found = AVIStreamFindSample(source->stream(), sample, FIND_PREV | FIND_KEY);
     lastError = found == -1 ? static_cast<int>(vfw_error::noPrecedingKeySample) : lastError;
   } else {
@@ -177,7 +180,7 @@ unsigned char* VfWRawDataSourceStream::getData(long& sample, long& samples, long
     return nullptr;
   }
   sample = found;
-  key = found == AVIStreamFindSample(source->stream(), found, FIND_PREV | FIND_KEY);
+  key = source->hasFixedSampleSize() || found == AVIStreamFindSample(source->stream(), found, FIND_PREV | FIND_KEY);
   return readBuffer;
 }
 
@@ -197,5 +200,6 @@ int VfWRawDataSourceStream::readAt(long first, long& samples, long& bytes) {
     makeReadBuffer(static_cast<unsigned long>(size));
     result = read();
   }
-  return result == 0 ? vfw_error::success : vfw_error::errorReadingSamples;
+  // A handler that reads nothing within the stream would keep its reader from coming on.
+  return result == 0 && samples > 0 ? vfw_error::success : vfw_error::errorReadingSamples;
 }

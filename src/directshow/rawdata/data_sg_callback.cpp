@@ -10,20 +10,20 @@
 namespace quillet {
 
 void DataSGCallback::receive(double time, IMediaSample* sample) {
-  if (stop && !parseMode) {
-    return;
-  }
-  if (parseMode) {
+  if (parseMode) {  // Asked first: when the parsing ends, the stop is set before this is cleared.
     countSample(time);
     if (parseFlag) {
       farthestEnd = std::max(farthestEnd, numbering.rangeOf(time, sample).last() + 1);
     }
     return;
   }
+  if (stop) {
+    return;
+  }
   const SampleRange range = numbering.rangeOf(time, sample);
   if (searchesKey) {
     if (sample->IsSyncPoint() == S_OK) {
-      firstKey = range.start;
+      firstKey = std::max(range.start, 0LL);  // What comes before the start belongs to it.
       hold();
     }
     return;
@@ -44,7 +44,7 @@ bool DataSGCallback::take(const SampleRange& range, IMediaSample* sample) {
   sampleArrived = true;
   keep(range, sample);
   if (wantedSample < range.start) {
-    previousSample.end = range.start;
+    previousSample.endAt(range.start);
     needEarlier = !previousSample.isPresent;
     return true;
   }
@@ -55,6 +55,7 @@ bool DataSGCallback::take(const SampleRange& range, IMediaSample* sample) {
     currentSample.isPresent = false;
   }
   needEarlier = false;
+  passedOver = passedOver || (!isEndUnknown && range.end <= wantedSample);
   return !isEndUnknown && wantedSample < range.end;
 }
 
@@ -67,6 +68,7 @@ void DataSGCallback::keep(const SampleRange& range, IMediaSample* sample) {
   BYTE* bytes = nullptr;
   const bool hasData = SUCCEEDED(sample->GetPointer(&bytes));
   const long size = hasData ? std::max(sample->GetActualDataLength(), 0L) : 0;
+  currentSample.data.clear();  // Nothing to keep, should the room have to grow.
   currentSample.data.reserve(static_cast<std::size_t>(std::max(size, 1L)));  // An empty sample has an address, too.
   currentSample.data.assign(bytes, bytes + size);
   currentSample.start = range.start;
@@ -79,7 +81,7 @@ void DataSGCallback::keep(const SampleRange& range, IMediaSample* sample) {
 /// @param end where it ends, unless it has told that itself.
 void DataSGCallback::retirePrevious(long long end) {
   if (previousSample.end == SampleRange::unknown) {
-    previousSample.end = end;
+    previousSample.endAt(end);
   }
   if (previousSample.isFit(true)) {
     std::swap(lastKeySample, previousSample);
@@ -110,6 +112,8 @@ void DataSGCallback::rotate(bool seeking) {
     std::swap(previousSample, currentSample);
   }
   sampleArrived = false;
+  passedOver = false;
+  isOutOfMemory = false;
 }
 
 const KeptSample* DataSGCallback::findHeld(bool keyWanted) const {
@@ -126,7 +130,7 @@ const KeptSample* DataSGCallback::findAtEnd(bool keyWanted, long length, bool& i
   }
   KeptSample& candidate = previousSample.isPresent ? previousSample : currentSample;
   if (candidate.end == SampleRange::unknown) {
-    candidate.end = length;
+    candidate.endAt(length);
   }
   const KeptSample* const found = candidate.isFit(keyWanted) ? &candidate : lastKey();
   isBeyond = found != nullptr && &candidate == &currentSample;

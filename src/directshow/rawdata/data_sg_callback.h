@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <vector>
 
 #include "directshow/rawdata/sample_range.h"
@@ -19,6 +20,9 @@ struct KeptSample {
 
   bool covers(long sample) const { return isPresent && start <= sample && sample < end; }
   bool isFit(bool keyWanted) const { return isPresent && (key || !keyWanted); }
+
+  /// Sets the end; times that go backwards leave the sample one number.
+  void endAt(long long number) { end = std::max(number, start + 1); }
 };
 
 class DataSGCallback : public SampleGrabberCallback {
@@ -42,6 +46,9 @@ class DataSGCallback : public SampleGrabberCallback {
   /// @param isBeyond receives whether the sample found lies before the wanted one.
   /// @return what the end has decided; null when the search has to go back.
   const KeptSample* findAtEnd(bool keyWanted, long length, bool& isBeyond);
+
+  /// Whether a sample was passed over, in this turn, that ends before the wanted one: none further back covers it.
+  bool hasPassedOver() const { return passedOver; }
 
   /// Whether `sample` lies before what is kept, or more than `lookAhead` samples behind it.
   bool isFarFrom(long sample, long long lookAhead) const;
@@ -79,6 +86,7 @@ class DataSGCallback : public SampleGrabberCallback {
   KeptSample lastKeySample;   // The last key sample before these.
   long wantedSample = 0;
   bool sampleArrived = false;  // Since the last request.
+  bool passedOver = false;     // Likewise, and a sample was one that had its end before the wanted one.
   bool needEarlier = false;    // The graph has passed the wanted sample, and nothing before it was delivered.
   bool isOutOfMemory = false;
   bool searchesKey = false;

@@ -42,6 +42,12 @@ double toMs(long long units) {
   return static_cast<double>(units) / unitsPerMs;
 }
 
+/// The product of two numbers above 0, or the largest number when that is less.
+long long saturatedProduct(long long a, long long b) {
+  constexpr long long most = std::numeric_limits<long long>::max();
+  return a <= most / b ? a * b : most;
+}
+
 }  // namespace
 
 /// What the reading of samples and the conversions work with.
@@ -90,17 +96,17 @@ long long DSRawDataSourceStream::Reader::lookAhead(int quickDecode) const {
 /// The first step back, in units of 100 ns.
 long long DSRawDataSourceStream::Reader::step() const {
   if (!isAudio()) {
-    return stepBack * callback->numbering.frameTime();
+    return saturatedProduct(stepBack, callback->numbering.frameTime());
   }
   const long size = callback->lastSize();
   const long long bytes = size > 0 ? size : stepBack;
   return std::max((bytes * unitsPerSecond + bytesPerSecond / 2) / bytesPerSecond, 1LL);
 }
 
-/// The step that follows `step`: in streams with large gaps, a growing one.
+/// The step that follows `step`: a growing one, for streams with large gaps not to be searched block by block.
 long long DSRawDataSourceStream::Reader::nextStep(long long step) const {
-  constexpr long long farthest = std::numeric_limits<long long>::max();
-  return isAudio() ? this->step() : step <= farthest / growth ? step * growth : farthest;
+  const long long grown = saturatedProduct(step, growth);
+  return isAudio() ? std::max(this->step(), grown) : grown;
 }
 
 /// Has the samples counted up to `target`, by a graph that is made when there is none.
@@ -304,13 +310,18 @@ const quillet::KeptSample* DSRawDataSourceStream::search(long sample, bool keyWa
       lastError = ds_error::notEnoughMemory;
       return nullptr;
     }
+    if (!callback.isHolding() && graph->runEnd == quillet::FilterGraph::End::aborted) {
+      callback.rotate(true);  // What was kept does not end where the stream broke off.
+      lastError = ds_error::dataNotFound;
+      return nullptr;
+    }
     bool isBeyond = false;
     if (const quillet::KeptSample* const found =
             callback.isHolding() ? callback.findHeld(keyWanted) : callback.findAtEnd(keyWanted, length, isBeyond)) {
       lastError = isBeyond ? ds_error::sampleBeyondData : ds_error::success;
       return found;
     }
-    if (position == 0) {
+    if (position == 0 || (!keyWanted && callback.hasPassedOver())) {
       lastError = keyWanted ? ds_error::noPrecedingKeySample : ds_error::dataNotFound;
       return nullptr;
     }

@@ -14,7 +14,8 @@ long long roundedQuotient(long long value, long long unit) {
 
 long long SampleRange::timeOf(long long number) const {
   const long long count = last() - start + 1;
-  if (count == 1 || endTime <= startTime) {
+  constexpr long long most = std::numeric_limits<long>::max();  // No splitter means more.
+  if (count <= 1 || count > most || endTime <= startTime) {
     return startTime;
   }
   return startTime + (2 * (number - start) * (endTime - startTime) + count) / (2 * count);
@@ -49,12 +50,13 @@ SampleRange SampleNumbering::rangeOf(double time, IMediaSample* sample) const {
   }
   const bool hasMediaTime = SUCCEEDED(sample->GetMediaTime(&range.start, &range.end));
   // Some splitters, Wine's for one, give the times again as media times.
-  if (!hasMediaTime || (timed == S_OK && range.end == last)) {
+  const bool repeatsTimes = timed == S_OK ? range.end == last : range.hasTime && first != 0 && range.start == first;
+  if (!hasMediaTime || repeatsTimes) {
     range.start = numberAt(range.startTime);
     range.end = timed == S_OK ? numberAt(range.endTime) : SampleRange::unknown;
   }
-  if (range.end == range.start) {
-    ++range.end;
+  if (range.end != SampleRange::unknown && range.end <= range.start) {
+    range.end = range.start + 1;
   }
   return range;
 }

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <limits>
+
 #include <windows.h>
 
 #include <strmif.h>
@@ -10,7 +12,7 @@ namespace quillet {
 
 /// The samples of the stream that one sample of the graph covers, and when. Times are stream times in units of 100 ns.
 struct SampleRange {
-  static constexpr long long unknown = -1;
+  static constexpr long long unknown = std::numeric_limits<long long>::min();
 
   long long start = unknown;
   long long end = unknown;  ///< Exclusive.
