@@ -8,8 +8,8 @@
 #include <windows.h>
 
 #include <mmreg.h>
-#include <objbase.h>
 #include <msacm.h>
+#include <objbase.h>
 #include <vfw.h>
 
 namespace quillet {

@@ -69,7 +69,7 @@ namespace {
 std::vector<BYTE> formatOf(RawDataSourceStream& stream) {
   const AM_MEDIA_TYPE& type = *stream.format();
   if (type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx) {
-    return std::vector<BYTE>(type.pbFormat, type.pbFormat + type.cbFormat);
+    return {type.pbFormat, type.pbFormat + type.cbFormat};
   }
   VIDEOINFOHEADER info = {};
   if (stream.videoInfo(info) == nullptr) {

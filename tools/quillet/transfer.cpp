@@ -17,7 +17,7 @@ Wish wishFor(const CommandLine& line, bool video) {
 
 std::filesystem::path outPath(const CommandLine& line) {
   const std::filesystem::path in = line.text(inArgument.name);
-  const std::filesystem::path out = line.text(outArgument.name);
+  std::filesystem::path out = line.text(outArgument.name);
   std::error_code ignored;
   if (std::filesystem::equivalent(in, out, ignored)) {
     throw wrongUsage("IN and OUT are the same file");

@@ -16,7 +16,6 @@
 #include "directshow/output/output_graph.h"
 
 namespace ds_error = quillet::ds_error;
-namespace output_error = quillet::output_error;
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -76,14 +75,15 @@ int DSOutputAVIFile::addVideoSource() {
     return ds_error::success;
   }
   HRESULT result = S_OK;
-  const ComPtr<quillet::MSDfilter> source(new quillet::MSDfilter(&result, nullptr, video));
+  graph->video.source = new quillet::MSDfilter(&result, nullptr, video);
   if (FAILED(result)) {
     return ds_error::videoSourceCreationFailed;
   }
-  if (const int error = graph->addSource(graph->video, source.Get(), L"video source")) {
+  if (const int error = graph->addSource(graph->video, L"video source")) {
     return error;
   }
-  return compressVideo || quillet::connectPair(graph->graph.builder.Get(), source.Get(), graph->mux.Get(), 0)
+  return compressVideo ||
+                 quillet::connectPair(graph->graph.builder.Get(), graph->video.source.Get(), graph->mux.Get(), 0)
              ? ds_error::success
              : ds_error::videoStreamCopyImpossible;
 }
@@ -94,12 +94,11 @@ int DSOutputAVIFile::addAudioSource() {
   }
   bufferSamples = graph->audioSamplesPerBuffer(*audio);
   HRESULT result = S_OK;
-  const ComPtr<quillet::MSDfilter> source(
-      new quillet::MSDfilter(&result, nullptr, audio, static_cast<unsigned long>(bufferSamples)));
+  graph->audio.source = new quillet::MSDfilter(&result, nullptr, audio, static_cast<unsigned long>(bufferSamples));
   if (FAILED(result)) {
     return ds_error::audioSourceCreationFailed;
   }
-  if (const int error = graph->addSource(graph->audio, source.Get(), L"audio source")) {
+  if (const int error = graph->addSource(graph->audio, L"audio source")) {
     return error;
   }
   return compressAudio || SUCCEEDED(graph->connectToMux(graph->audio)) ? ds_error::success

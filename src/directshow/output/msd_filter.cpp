@@ -51,7 +51,7 @@ MSDfilterOutputPin::MSDfilterOutputPin(HRESULT* result, CSource& filter, const w
   }
 }
 
-bool MSDfilterOutputPin::deliver(unsigned char* data, long size, const REFERENCE_TIME* start,
+bool MSDfilterOutputPin::deliver(const unsigned char* data, long size, const REFERENCE_TIME* start,
                                  const REFERENCE_TIME* stop, bool keyFrame) {
   return !rendezvous.give({data, size, *start, *stop, keyFrame});
 }

@@ -28,7 +28,8 @@ class MSDfilterOutputPin : public CSourceStream {
 
   /// Hands data to the streaming thread and waits until it is in a media sample.
   /// @return whether that failed: the sample is too small for it, or the stream does not run any more.
-  bool deliver(unsigned char* data, long size, const REFERENCE_TIME* start, const REFERENCE_TIME* stop, bool keyFrame);
+  bool deliver(const unsigned char* data, long size, const REFERENCE_TIME* start, const REFERENCE_TIME* stop,
+               bool keyFrame);
 
   /// Has the streaming thread end the stream after what is being delivered. Waits for nothing.
   void endStream() { rendezvous.end(); }

@@ -59,9 +59,8 @@ int DSOutputAVIFile::Graph::addMux() {
   return SUCCEEDED(graph.builder->AddFilter(mux.Get(), L"AVI mux")) ? ds_error::success : ds_error::cannotAddFilter;
 }
 
-int DSOutputAVIFile::Graph::addSource(Stream& stream, quillet::MSDfilter* source, const wchar_t* name) {
-  stream.source = source;
-  return SUCCEEDED(graph.builder->AddFilter(source, name)) ? ds_error::success : ds_error::cannotAddFilter;
+int DSOutputAVIFile::Graph::addSource(const Stream& stream, const wchar_t* name) {
+  return SUCCEEDED(graph.builder->AddFilter(stream.source.Get(), name)) ? ds_error::success : ds_error::cannotAddFilter;
 }
 
 HRESULT DSOutputAVIFile::Graph::connectToMux(const Stream& stream) {
@@ -174,10 +173,8 @@ bool DSOutputAVIFile::Graph::canComplete() const {
   if (FAILED(graph.control->GetState(0, &state)) || state == State_Stopped) {
     return false;
   }
-  for (const Stream* const stream : {&video, &audio}) {
-    if (stream->source != nullptr && stream->source->output().hasBrokenOff()) {
-      return false;
-    }
-  }
-  return true;
+  const Stream* const streams[] = {&video, &audio};
+  return std::ranges::none_of(streams, [](const Stream* stream) {
+    return stream->source != nullptr && stream->source->output().hasBrokenOff();
+  });
 }

@@ -32,7 +32,7 @@ struct DSOutputAVIFile::Graph {
   int build(const char* fileName);
 
   /// Adds the source of a stream, which stays unconnected.
-  int addSource(Stream& stream, quillet::MSDfilter* source, const wchar_t* name);
+  int addSource(const Stream& stream, const wchar_t* name);
 
   /// Connects a stream's source, or its compressor when it has one, to the multiplexer, with whatever filters the graph
   /// sees fit to put in between.
