@@ -22,7 +22,7 @@ struct VideoCompressorParameters {
 /// Shows the dialog and waits for its end. What the user enters is set when the dialog is accepted; the bit rate is only
 /// stored in `parameters`.
 /// @return IDOK, IDCANCEL, ds_error::configurationPartlyFailed when some of it was refused, another ds_error code, or -1
-///     when the dialog cannot be shown.
+///     or 0 when the dialog cannot be shown.
 INT_PTR showVideoCompressorDialog(HWND parent, VideoCompressorParameters& parameters);
 
 /// Shows the codec's own dialog or, when it has none, the compressor's property pages.

@@ -24,6 +24,7 @@ namespace {
 int codeOf(INT_PTR result) {
   switch (result) {
     case -1:
+    case 0:  // The parent is no window, or the dialog has gone with it.
       return ds_error::cannotDisplayDialog;
     case IDOK:
       return ds_error::success;
