@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <uuids.h>
@@ -134,22 +135,23 @@ int show(HWND dialog, IAMStreamConfig& config) {
       !SetPropA(dialog, presentFormatProperty, present.get())) {
     return ds_error::cannotAddDialogProperty;
   }
-  present.release();  // The dialog's from now on.
+  static_cast<void>(present.release());  // The dialog's from now on.
   return ds_error::success;
 }
 
 /// Reads the capability whose index the selected line begins with.
 bool readSelected(HWND dialog, WPARAM selected, Capability& capability) {
-  const HWND list = GetDlgItem(dialog, IDC_AUDIO_FORMATS);
+  auto* const list = GetDlgItem(dialog, IDC_AUDIO_FORMATS);
   const LRESULT length = SendMessageA(list, LB_GETTEXTLEN, selected, 0);
   char text[lineSize] = {};
   if (length < 0 || length >= lineSize ||
       SendMessageA(list, LB_GETTEXT, selected, reinterpret_cast<LPARAM>(text)) == LB_ERR) {
     return false;
   }
-  int index = 0;
+  char* rest = nullptr;
+  const int index = std::strtol(text, &rest, 10);
   IAMStreamConfig* const config = configOf(dialog);
-  return std::sscanf(text, "%d", &index) == 1 && config != nullptr && readCapability(*config, index, capability);
+  return rest != text && config != nullptr && readCapability(*config, index, capability);
 }
 
 void say(HWND dialog, const char* text, UINT icon) {
