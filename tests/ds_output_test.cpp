@@ -16,6 +16,7 @@
 #include "support/avi_mux.h"
 #include "support/dialog_driver.h"
 #include "support/ds_streams.h"
+#include "support/empty_page.h"
 #include "support/file_writer.h"
 #include "support/graph_override.h"
 #include "support/leak_check.h"
@@ -383,7 +384,7 @@ TEST_F(DSOutput, TakesCompressorsOrNone) {
 }
 
 /// A property page that sets the multiplexer's period to two seconds as soon as it has it.
-class PeriodPage : public quillet::test::ComObject<IPropertyPage> {
+class PeriodPage : public EmptyPage {
  public:
   STDMETHODIMP SetObjects(ULONG count, IUnknown** objects) override {
     ComPtr<IConfigInterleaving> settings;
@@ -393,21 +394,6 @@ class PeriodPage : public quillet::test::ComObject<IPropertyPage> {
                ? E_NOINTERFACE
                : settings->put_Interleaving(&times[0], &times[1]);
   }
-  STDMETHODIMP GetPageInfo(PROPPAGEINFO* info) override {
-    *info = {};
-    info->cb = sizeof *info;
-    info->size = {100, 50};
-    return S_OK;
-  }
-  STDMETHODIMP SetPageSite(IPropertyPageSite*) override { return S_OK; }
-  STDMETHODIMP Activate(HWND, LPCRECT, BOOL) override { return S_OK; }
-  STDMETHODIMP Deactivate() override { return S_OK; }
-  STDMETHODIMP Show(UINT) override { return S_OK; }
-  STDMETHODIMP Move(LPCRECT) override { return S_OK; }
-  STDMETHODIMP IsPageDirty() override { return S_FALSE; }
-  STDMETHODIMP Apply() override { return S_OK; }
-  STDMETHODIMP Help(LPCOLESTR) override { return E_NOTIMPL; }
-  STDMETHODIMP TranslateAccelerator(MSG*) override { return S_FALSE; }
 };
 
 TEST_F(DSOutput, ThePeriodIsTheMultiplexers) {

@@ -82,7 +82,17 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   /// @return false.
   bool chooseCompressor(void* parentWindow, bool video) override;
 
-  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
+  /// Lets the user configure the stream's compressor: of an audio compressor the format of its output; of a video
+  /// compressor its key frames, quality, window and bit rate or, when it has no IAMVideoCompression, what the codec's own
+  /// dialog or the compressor's property pages offer. For use before start().
+  ///
+  /// @param parentWindow the parent's HWND; may be NULL.
+  /// @param video the video stream (true) or the audio stream (false).
+  ///
+  /// #lastError is 0, or output_error::noCompressorSelected, dialogCancelled, ds_error::noOutputPin, notConfigurableFilter,
+  /// cannotDisplayDialog, cannotAddDialogProperty or unexpectedError; for audio also cannotGetPresentFormat,
+  /// cannotGetExposedFormats or cannotRestoreFormat; for video also cannotRetrieveCompressionInfo, cannotChangeDataRate or
+  /// configurationPartlyFailed (what was not refused is set).
   void configureCompressor(void* parentWindow, bool video) override;
 
   /// Shows the multiplexer's own property pages.

@@ -16,4 +16,9 @@ void FreeMediaType(AM_MEDIA_TYPE& mediaType) {
   }
 }
 
+void deleteMediaType(AM_MEDIA_TYPE* mediaType) {
+  FreeMediaType(*mediaType);
+  CoTaskMemFree(mediaType);
+}
+
 }  // namespace quillet

@@ -17,13 +17,6 @@ using Microsoft::WRL::ComPtr;
 namespace quillet {
 namespace {
 
-void deleteMediaType(AM_MEDIA_TYPE* type) {
-  FreeMediaType(*type);
-  CoTaskMemFree(type);
-}
-
-using MediaTypeHandle = UniqueHandle<AM_MEDIA_TYPE*, deleteMediaType>;
-
 /// Whether a pin has failed to connect because it did not like the type, so that another may do.
 bool isRefusal(HRESULT result) {
   return result == VFW_E_TYPE_NOT_ACCEPTED || result == VFW_E_NO_ACCEPTABLE_TYPES || result == E_FAIL ||

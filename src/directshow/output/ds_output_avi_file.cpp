@@ -13,6 +13,7 @@
 #include "core/library_thread.h"
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
+#include "directshow/output/compressor_configuration.h"
 #include "directshow/output/output_graph.h"
 
 namespace ds_error = quillet::ds_error;
@@ -268,10 +269,13 @@ bool DSOutputAVIFile::chooseCompressor(void*, bool isVideo) {
   return false;
 }
 
-void DSOutputAVIFile::configureCompressor(void*, bool) {
-  if (requireOpened()) {
-    lastError = ds_error::cannotDisplayDialog;
+void DSOutputAVIFile::configureCompressor(void* parentWindow, bool isVideo) {
+  if (!requireOpened()) {
+    return;
   }
+  const auto configure = isVideo ? quillet::configureVideoCompressor : quillet::configureAudioCompressor;
+  lastError = quillet::guarded(
+      [&] { return configure(static_cast<HWND>(parentWindow), graph->stream(isVideo).compressor.Get()); });
 }
 
 /// Runs an operation on the multiplexer's interleaving settings, and sets the code of its outcome.

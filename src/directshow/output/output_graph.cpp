@@ -4,12 +4,11 @@
 
 #include <dshow.h>
 
-#include <olectl.h>
-
 #include <quillet/error_codes.h>
 
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
+#include "ui/property_pages.h"
 
 namespace ds_error = quillet::ds_error;
 using End = quillet::FilterGraph::End;
@@ -106,22 +105,7 @@ HRESULT DSOutputAVIFile::Graph::resizeAudioBuffer(unsigned long samples) {
 }
 
 bool DSOutputAVIFile::Graph::showMuxPages(HWND parent) const {
-  ComPtr<ISpecifyPropertyPages> pages;
-  CAUUID ids = {};
-  if (FAILED(mux.As(&pages)) || FAILED(pages->GetPages(&ids))) {
-    return false;
-  }
-  const quillet::CoTaskMemory<GUID> ownedIds(ids.pElems);
-  FILTER_INFO info = {};
-  if (FAILED(mux->QueryFilterInfo(&info))) {
-    return false;
-  }
-  if (info.pGraph != nullptr) {
-    info.pGraph->Release();
-  }
-  IUnknown* object = mux.Get();
-  return SUCCEEDED(
-      OleCreatePropertyFrame(parent, 0, 0, info.achName, 1, &object, ids.cElems, ids.pElems, 0, 0, nullptr));
+  return quillet::PropertyPages(*mux.Get()).show(parent);
 }
 
 int DSOutputAVIFile::Graph::createEvents() {

@@ -1,0 +1,103 @@
+#include "ui/audio_format_dialog.h"
+
+#include <cstdio>
+
+#include <quillet/error_codes.h>
+
+#include "core/module.h"
+#include "resources/resource_ids.h"
+
+namespace quillet {
+namespace {
+
+using Capabilities = AUDIO_STREAM_CONFIG_CAPS;
+
+constexpr char capabilitiesProperty[] = "AUDIO_STREAM_CONFIG_CAPS";
+
+/// A combo box, and the range that it offers.
+struct Choice {
+  int control;
+  ULONG Capabilities::*minimum;
+  ULONG Capabilities::*maximum;
+  ULONG Capabilities::*granularity;
+};
+
+constexpr Choice choices[] = {
+    {IDC_CHANNELS, &Capabilities::MinimumChannels, &Capabilities::MaximumChannels, &Capabilities::ChannelsGranularity},
+    {IDC_BITS_PER_SAMPLE, &Capabilities::MinimumBitsPerSample, &Capabilities::MaximumBitsPerSample,
+     &Capabilities::BitsPerSampleGranularity},
+    {IDC_FREQUENCY, &Capabilities::MinimumSampleFrequency, &Capabilities::MaximumSampleFrequency,
+     &Capabilities::SampleFrequencyGranularity},
+};
+
+void fill(HWND combo, ULONG minimum, ULONG maximum, ULONG granularity) {
+  // No frequency in use is left out, and a range of nonsense does not keep the user waiting. Steps of 0 lead nowhere.
+  constexpr int mostValues = 200'000;
+  const int limit = granularity > 0 ? mostValues : 1;
+  SendMessageA(combo, WM_SETREDRAW, FALSE, 0);
+  // Wider than the values, so that the last step does not begin again from 0.
+  unsigned long long value = minimum;
+  for (int i = 0; i < limit && value <= maximum; ++i) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(value));
+    SendMessageA(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
+    value += granularity;
+  }
+  SendMessageA(combo, WM_SETREDRAW, TRUE, 0);
+  SendMessageA(combo, CB_SETCURSEL, 0, 0);
+}
+
+void show(HWND dialog, Capabilities* capabilities) {
+  for (const Choice& choice : choices) {
+    fill(GetDlgItem(dialog, choice.control), capabilities->*choice.minimum, capabilities->*choice.maximum,
+         capabilities->*choice.granularity);
+  }
+  if (!SetPropA(dialog, capabilitiesProperty, capabilities)) {
+    EndDialog(dialog, ds_error::cannotAddDialogProperty);
+  }
+}
+
+void accept(HWND dialog) {
+  auto* const capabilities = static_cast<Capabilities*>(RemovePropA(dialog, capabilitiesProperty));
+  if (capabilities == nullptr) {
+    EndDialog(dialog, ds_error::unexpectedError);
+    return;
+  }
+  for (const Choice& choice : choices) {
+    // An empty box had nothing to offer: its minimum stands.
+    BOOL isNumber = FALSE;
+    const UINT value = GetDlgItemInt(dialog, choice.control, &isNumber, FALSE);
+    capabilities->*choice.minimum = isNumber ? value : capabilities->*choice.minimum;
+  }
+  EndDialog(dialog, IDOK);
+}
+
+INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_INITDIALOG) {
+    show(dialog, reinterpret_cast<Capabilities*>(lParam));
+    return TRUE;
+  }
+  if (message != WM_COMMAND) {
+    return FALSE;
+  }
+  switch (LOWORD(wParam)) {
+    case IDOK:
+      accept(dialog);
+      return TRUE;
+    case IDCANCEL:
+      RemovePropA(dialog, capabilitiesProperty);
+      EndDialog(dialog, IDCANCEL);
+      return TRUE;
+    default:
+      return FALSE;
+  }
+}
+
+}  // namespace
+
+INT_PTR showAudioFormatDialog(HWND parent, AUDIO_STREAM_CONFIG_CAPS& capabilities) {
+  return DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_AUDIO_FORMAT), parent, procedure,
+                         reinterpret_cast<LPARAM>(&capabilities));
+}
+
+}  // namespace quillet
