@@ -1,5 +1,6 @@
 // The dialogs of the DirectShow backend: the tuning of its sources and the choice of a compressor.
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -24,10 +25,8 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-constexpr char videoTitle[] = "Quillet DirectShow video source configuration";
-constexpr char audioTitle[] = "Quillet DirectShow audio source configuration";
-constexpr char property[] = "DSSCONFIG";
 enum Control { quickDecode = 101, growthRatio = 102, stepBack = 103, compressors = 101 };
+const HWND noWindow = reinterpret_cast<HWND>(4);
 
 WNDPROC dialogProcedure = nullptr;
 std::atomic<int> propertiesLeft = 0;
@@ -36,92 +35,36 @@ std::atomic<int> propertiesLeft = 0;
 LRESULT CALLBACK watch(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
   const LRESULT result = CallWindowProcA(dialogProcedure, dialog, message, wParam, lParam);
   const bool isOver = message == WM_DESTROY || (message == WM_COMMAND && LOWORD(wParam) <= IDCANCEL);
-  propertiesLeft += isOver && GetPropA(dialog, property) != nullptr;
+  propertiesLeft += isOver && GetPropA(dialog, "DSSCONFIG") != nullptr;
   return result;
 }
 
 void watchProperty(HWND dialog) {
-  EXPECT_NE(GetPropA(dialog, property), nullptr);
-  dialogProcedure =
-      reinterpret_cast<WNDPROC>(SetWindowLongPtrA(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(watch)));
-}
-
-LRESULT select(HWND dialog, int control, UINT message, int index) {
-  return SendDlgItemMessageA(dialog, control, message, index, 0);
+  EXPECT_NE(GetPropA(dialog, "DSSCONFIG"), nullptr);
+  dialogProcedure = reinterpret_cast<WNDPROC>(GetWindowLongPtrA(dialog, GWLP_WNDPROC));
+  SetWindowLongPtrA(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(watch));
 }
 
 /// Keeps the windows of its thread from being made.
-class NoWindows {
- public:
-  NoWindows() = default;
-  NoWindows(const NoWindows&) = delete;
-  NoWindows& operator=(const NoWindows&) = delete;
-  ~NoWindows() { UnhookWindowsHookEx(hook); }
-
- private:
-  static LRESULT CALLBACK refuse(int code, WPARAM, LPARAM) { return code == HCBT_CREATEWND; }
-  HHOOK hook = SetWindowsHookExA(WH_CBT, refuse, nullptr, GetCurrentThreadId());
+LRESULT CALLBACK refuse(int code, WPARAM, LPARAM) {
+  return code == HCBT_CREATEWND;
+}
+struct NoWindows {
+  UniqueHandle<HHOOK, UnhookWindowsHookEx> hook{SetWindowsHookExA(WH_CBT, refuse, nullptr, GetCurrentThreadId())};
 };
 
-/// The dialog's controls in their order: id, place and size in dialog units, and text.
-std::string layoutOf(HWND dialog) {
-  RECT base = {0, 0, 4, 8};
-  MapDialogRect(dialog, &base);
-  const auto units = [&](HWND window, const RECT& rect) {
-    return std::to_string(GetDlgCtrlID(window)) + ' ' + std::to_string(MulDiv(rect.left, 4, base.right)) + ',' +
-           std::to_string(MulDiv(rect.top, 8, base.bottom)) + ' ' +
-           std::to_string(MulDiv(rect.right - rect.left, 4, base.right)) + 'x' +
-           std::to_string(MulDiv(rect.bottom - rect.top, 8, base.bottom)) + ' ';
-  };
-  RECT rect = {};
-  GetClientRect(dialog, &rect);
-  LOGFONTA font = {};
-  GetObjectA(reinterpret_cast<HFONT>(SendMessageA(dialog, WM_GETFONT, 0, 0)), sizeof font, &font);
-  std::string layout = units(dialog, rect) + font.lfFaceName + '\n';
-  for (HWND child = GetWindow(dialog, GW_CHILD); child != nullptr; child = GetWindow(child, GW_HWNDNEXT)) {
-    char text[256] = {};
-    GetWindowTextA(child, text, sizeof text);
-    GetWindowRect(child, &rect);
-    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&rect), 2);
-    layout += units(child, rect) + text + '\n';
-  }
-  return layout;
-}
-
-constexpr char videoLayout[] = R"(0 0,0 249x93 MS Sans Serif
-101 136,6 52x13 1
-103 136,32 52x13 1
-102 136,58 52x13 2
-1 193,58 50x14 OK
-2 193,74 50x14 Cancel
--1 4,4 128x20 number of frames which it is quicker to decode than perform a seek operation
--1 192,8 56x12 0 = default value
--1 4,25 128x30 number of frames to step back in "hollow" streams when a given frame could not be found
--1 192,34 56x12 0 = default value
--1 4,56 132x34 geometrical growth ratio of the backtrack step when successive backward searches are )"
-                               "required in a \"hollow\" stream to find a given frame\n";
-constexpr char audioLayout[] = R"(0 0,0 249x80 MS Sans Serif
-101 136,6 52x13 1
-103 136,35 52x13 1024
-1 71,62 50x14 OK
-2 127,62 50x14 Cancel
--1 4,4 128x20 number of samples which it is quicker to decode than perform a seek operation
--1 192,8 56x12 0 = default value
--1 4,25 128x35 number of samples to step back when seeking for a given sample delivers a later one and )"
-                               "samples blocks size is still unknown\n-1 192,37 56x12 0 = default value\n";
-constexpr char compressorLayout[] = R"(0 0,0 186x130 MS Sans Serif
--1 7,7 172x8 Select one in the list below:
-101 7,18 172x86 
-1 39,110 50x14 OK
-2 97,110 50x14 Cancel
-)";
-
-/// A source of one kind on a scripted file.
-struct Tuned {
-  const char* title;
+/// A source of one kind, and its dialog.
+struct Source {
   bool isAudio;
-  std::size_t textLength;
   std::unique_ptr<SourceStream> stream;
+  std::string title = std::string("Quillet DirectShow ") + (isAudio ? "audio" : "video") + " source configuration";
+
+  void configure(const std::function<void(HWND)>& answer, int code = 0, HWND parent = nullptr) const {
+    stream->lastError = ds_error::noFrameFound;
+    const DialogDriver user({{title, answer}});
+    stream->configure(parent);
+    EXPECT_EQ(stream->lastError, code);
+  }
 };
 
 class Tuning : public testing::Test {
@@ -131,15 +74,6 @@ class Tuning : public testing::Test {
     stream.seek = landLater(8);
     return stream;
   }
-
-  std::vector<Tuned> open() const {
-    std::vector<Tuned> sources;
-    sources.push_back({videoTitle, false, 34, openVideo(video.name())});
-    sources.push_back({audioTitle, true, 18, openAudio(audio.name())});
-    sources.push_back({videoTitle, false, 34, raw(video, true)});
-    sources.push_back({audioTitle, true, 18, raw(audio, false)});
-    return sources;
-  }
   static std::unique_ptr<SourceStream> raw(const ScriptedFile& file, bool isVideo) {
     return std::unique_ptr<SourceStream>(DSRawDataSourceStream::open(file.name(), isVideo, 0, nullptr));
   }
@@ -147,6 +81,10 @@ class Tuning : public testing::Test {
   const TimeLimit limit{60};
   const ScriptedFile video{scriptOf(hollowVideo())};
   const ScriptedFile audio{scriptOf(scriptedAudio(pcmFormat(8000, 1, 16), 10, 800))};
+  const Source sources[4] = {{false, openVideo(video.name())},
+                             {true, openAudio(audio.name())},
+                             {false, raw(video, true)},
+                             {true, raw(audio, false)}};
 };
 
 TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
@@ -162,32 +100,25 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
       {"none", "", 4, IDOK, "1", "-", "4"},   {" 12 frames", "99999999999", 5, IDOK, "12", "2147483647", "5"},
       {"%12", "%12", 6, IDOK, "1", "1", "6"},  // Its last digit is beyond what is read.
   };
-  for (const Tuned& source : open()) {
+  for (const Source& source : sources) {
     SCOPED_TRACE(source.title);
-    ASSERT_EQ(source.stream->lastError, 0);
     std::string quick = "1", step = source.isAudio ? "1024" : "1", ratio = "2";
     for (const auto& c : cases) {
-      const auto entered = [&](const std::string& text) {
-        return text[0] == '%' ? std::string(source.textLength - 1, '0') + text.substr(1) : text;
+      const auto type = [&](HWND dialog, int control, const std::string& text) {
+        const std::string zeros(source.isAudio ? 17 : 33, '0');
+        enter(dialog, control, (text[0] == '%' ? zeros + text.substr(1) : text).c_str());
       };
-      source.stream->lastError = ds_error::noFrameFound;
-      {
-        const DialogDriver user({{source.title, [&](HWND dialog) {
-                                    watchProperty(dialog);
-                                    if (&c == cases) {
-                                      EXPECT_EQ(layoutOf(dialog), source.isAudio ? audioLayout : videoLayout);
-                                    }
-                                    EXPECT_EQ(textOf(dialog, quickDecode), quick);
-                                    EXPECT_EQ(textOf(dialog, stepBack), step);
-                                    EXPECT_EQ(textOf(dialog, growthRatio), source.isAudio ? "" : ratio);
-                                    enter(dialog, quickDecode, entered(c.quick).c_str());
-                                    enter(dialog, stepBack, entered(c.step).c_str());
-                                    select(dialog, growthRatio, CB_SETCURSEL, c.ratio);
-                                    press(dialog, c.button);
-                                  }}});
-        source.stream->configure(nullptr);
-      }
-      EXPECT_EQ(source.stream->lastError, 0);
+      source.configure([&](HWND dialog) {
+        watchProperty(dialog);
+        EXPECT_EQ(textOf(dialog, quickDecode), quick);
+        EXPECT_EQ(textOf(dialog, stepBack), step);
+        EXPECT_EQ(textOf(dialog, growthRatio), source.isAudio ? "" : ratio);
+        type(dialog, quickDecode, c.quick);
+        type(dialog, stepBack, c.step);
+        SendDlgItemMessageA(dialog, growthRatio, CB_SETCURSEL, c.ratio, 0);
+        EXPECT_EQ(textOf(dialog, growthRatio) == "default", c.ratio == 0 && !source.isAudio);
+        press(dialog, c.button);
+      });
       quick = c.nextQuick;
       step = c.nextStep != "-" ? c.nextStep : source.isAudio ? "1024" : quick;
       ratio = c.nextRatio;
@@ -198,106 +129,78 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
 
 TEST_F(Tuning, AGrowthBeyondTheListBecomesItsLastWhenAccepted) {
   GraphOverride graph;
-  const DSVideo stream = openVideo(video.name());
-  stream->config(1, 1, 12);
+  const Source source = {false, openVideo(video.name())};
+  auto& stream = dynamic_cast<DSVideoSourceStream&>(*source.stream);
+  stream.config(1, 1, 12);
   for (const auto& [button, growth] : {std::pair(IDCANCEL, 12), std::pair(IDOK, 7)}) {
-    {
-      const DialogDriver user({{videoTitle, [&](HWND dialog) {
-                                  EXPECT_EQ(textOf(dialog, growthRatio), "7");
-                                  press(dialog, button);
-                                }}});
-      stream->configure(nullptr);
-    }
+    source.configure([&](HWND dialog) {
+      EXPECT_EQ(textOf(dialog, growthRatio), "7");
+      press(dialog, button);
+    });
     graph.faults.seeks.clear();
-    stream->findFrame(100);
-    stream->findFrame(0);  // For the next to seek.
-    const LONGLONG half = 200'000;
-    ASSERT_GE(graph.faults.seeks.size(), 3U);
-    EXPECT_NEAR(graph.faults.seeks[1], 199 * half, 2);
-    EXPECT_NEAR(graph.faults.seeks[2], (199 - 2 * growth) * half, 2);
+    stream.findFrame(100);
+    ASSERT_EQ(graph.faults.seeks.size(), 3U);
+    EXPECT_NEAR(graph.faults.seeks[1] - graph.faults.seeks[2], growth * 400'000, 2);
+    stream.findFrame(0);  // For the next search to seek.
   }
 }
 
 TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
-  for (const Tuned& source : open()) {
+  for (const Source& source : sources) {
     SCOPED_TRACE(source.title);
-    source.stream->configure(reinterpret_cast<HWND>(4));
-    EXPECT_EQ(source.stream->lastError, ds_error::cannotDisplayDialog) << "the parent is no window";
-    {
-      const NoWindows none;
-      source.stream->configure(nullptr);
-      EXPECT_EQ(source.stream->lastError, ds_error::cannotDisplayDialog);
-    }
-    {
-      // The parent goes, and the dialog with it.
-      const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
-      const DialogDriver user({{source.title, [=](HWND dialog) {
-                                  watchProperty(dialog);
-                                  enter(dialog, quickDecode, "9");
-                                  PostMessageA(parent, WM_CLOSE, 0, 0);
-                                }}});
-      source.stream->configure(parent);
-      EXPECT_EQ(source.stream->lastError, ds_error::cannotDisplayDialog);
-      EXPECT_FALSE(IsWindow(parent));
-    }
-    const DialogDriver user({{source.title, [](HWND dialog) {
-                                EXPECT_EQ(textOf(dialog, quickDecode), "1");
-                                press(dialog, IDCANCEL);
-                              }}});
-    source.stream->configure(nullptr);
+    source.stream->configure(noWindow);
+    EXPECT_EQ(source.stream->lastError, ds_error::cannotDisplayDialog);
+    EXPECT_EQ((NoWindows(), source.stream->configure(nullptr), source.stream->lastError),
+              ds_error::cannotDisplayDialog);
+    const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    const auto closeParent = [=](HWND dialog) {
+      watchProperty(dialog);
+      enter(dialog, quickDecode, "9");
+      PostMessageA(parent, WM_CLOSE, 0, 0);  // Which takes the dialog with it.
+    };
+    source.configure(closeParent, ds_error::cannotDisplayDialog, parent);
+    source.configure([](HWND dialog) {
+      EXPECT_EQ(textOf(dialog, quickDecode), "1");
+      press(dialog, IDCANCEL);
+    });
   }
   EXPECT_EQ(propertiesLeft, 0);
 
   // The names of properties are atoms, of which there are so many and no more.
   std::vector<ATOM> atoms;
-  const Tuned source = std::move(open()[0]);
-  for (int i = 0; const ATOM atom = GlobalAddAtomA(("quillet " + std::to_string(i)).c_str()); ++i) {
+  while (const ATOM atom = GlobalAddAtomA(("test " + std::to_string(atoms.size())).c_str())) {
     atoms.push_back(atom);
   }
-  source.stream->configure(nullptr);
-  for (const ATOM atom : atoms) {
-    GlobalDeleteAtom(atom);
-  }
-  EXPECT_EQ(source.stream->lastError, ds_error::cannotAddDialogProperty);
-  EXPECT_FALSE(source.stream->lastErrorIsFatal());
-
+  sources[0].stream->configure(nullptr);
+  std::ranges::for_each(atoms, GlobalDeleteAtom);
+  EXPECT_EQ(sources[0].stream->lastError, ds_error::cannotAddDialogProperty);
   const DSVideo none = openVideo("no such file");
   none->configure(nullptr);
   EXPECT_EQ(none->lastError, ds_error::notOpened);
 }
 
-/// The system's device enumerator, and the list that it gives, from what the test wants listed.
-struct Listed {
-  std::vector<ComPtr<IMoniker>> monikers;
-  HRESULT create = S_OK, list = S_OK;
-};
-
-class Devices : public quillet::test::ComObject<ICreateDevEnum, IEnumMoniker> {
- public:
-  explicit Devices(const Listed& listed) : listed(listed) {}
+/// In place of the system's device enumerator: gives itself as the list.
+struct Devices : quillet::test::ComObject<ICreateDevEnum, IEnumMoniker> {
   STDMETHODIMP CreateClassEnumerator(REFCLSID category, IEnumMoniker** list, DWORD) override {
-    if (category != CLSID_VideoCompressorCategory || FAILED(listed.list)) {
-      return E_FAIL;  // Graphs ask, too, for filters of other categories.
-    }
-    return QueryInterface(IID_IEnumMoniker, reinterpret_cast<void**>(list));
+    next = 0;
+    // Graphs ask, too, for filters of other categories.
+    return category == CLSID_VideoCompressorCategory ? QueryInterface(listId, reinterpret_cast<void**>(list)) : E_FAIL;
   }
   STDMETHODIMP Next(ULONG, IMoniker** moniker, ULONG*) override {
-    return next < listed.monikers.size() ? listed.monikers[next++].CopyTo(moniker) : S_FALSE;
+    return next < monikers.size() ? monikers[next++].CopyTo(moniker) : S_FALSE;
   }
   STDMETHODIMP Reset() override { return next = 0, S_OK; }
   STDMETHODIMP Skip(ULONG) override { return E_NOTIMPL; }
   STDMETHODIMP Clone(IEnumMoniker**) override { return E_NOTIMPL; }
 
- private:
-  const Listed& listed;
+  std::vector<ComPtr<IMoniker>> monikers;
   std::size_t next = 0;
+  IID listId = IID_IEnumMoniker;  // One that there is not makes the listing fail.
 };
 
 class Choosing : public testing::Test {
  protected:
-  Writer create(bool compress = true) const {
-    return Writer(OutputAVIFile::create(file.name(), &video, compress, &audio, compress, true));
-  }
+  Writer create() const { return Writer(OutputAVIFile::create(file.name(), &video, true, &audio, true, true)); }
   /// Chooses a video compressor, and expects this code.
   static void choose(OutputAVIFile& writer, int code, std::vector<DialogStep> steps = {}, HWND parent = nullptr) {
     const DialogDriver user(std::move(steps));
@@ -318,7 +221,6 @@ TEST_F(Choosing, TakesOneOfTheSystemsCompressors) {
   const ClassObjectOverride filter(compressor.id, [](REFIID id, void** object) {
     return CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, id, object);
   });
-  choose(*create(false), output_error::directCopyRequired);
   const Writer writer = create();
   choose(*writer, 0, {{"Compressor", [](HWND dialog) {
                          SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1, LPARAM("Test compressor"));
@@ -329,64 +231,58 @@ TEST_F(Choosing, TakesOneOfTheSystemsCompressors) {
   EXPECT_FALSE(writer->chooseCompressor(nullptr, false)) << "no audio compressors, and no dialog";
   EXPECT_EQ(writer->lastError, ds_error::cannotListCompressors);
   EXPECT_TRUE(writer->setCompressor(false, nullptr) && writer->start() && writePicture(*writer, 0));
+  EXPECT_FALSE(writer->chooseCompressor(nullptr, false));
+  EXPECT_EQ(writer->lastError, output_error::directCopyRequired);
 }
 
 TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
-  const RegisteredCompressor all[] = {RegisteredCompressor(L"Twin"), RegisteredCompressor(L"gone"),
-                                      RegisteredCompressor(L"twin"), RegisteredCompressor(L"twin"),
-                                      RegisteredCompressor(L"Ape")};
-  all[1].remove();
-  const ClassObjectOverride filter(all[2].id, test::fileWriter(std::make_shared<WriterFaults>()));  // Has no output.
-  Listed listed;
-  for (const RegisteredCompressor& one : all) {
-    listed.monikers.push_back(one.moniker);
-  }
-  const ClassObjectOverride devices(CLSID_SystemDeviceEnum, [&](REFIID id, void** object) {
-    return FAILED(listed.create) ? listed.create : makeCom<Devices>(listed)->QueryInterface(id, object);
+  const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"), ape(L"Ape");
+  gone.remove();
+  const ClassObjectOverride filter(first.id, test::fileWriter(std::make_shared<WriterFaults>()));  // Has no output.
+  const auto devices = makeCom<Devices>();
+  devices->monikers = {twin.moniker, gone.moniker, first.moniker, second.moniker, ape.moniker};
+  HRESULT failure = S_OK;
+  const ClassObjectOverride enumerator(CLSID_SystemDeviceEnum, [&](REFIID id, void** object) {
+    return FAILED(failure) ? failure : devices->QueryInterface(id, object);
   });
   const auto pick = [](
-                        int index, int button, const std::function<void()>& before = [] {}) {
+                        int index, int button, const std::function<void()>& meanwhile = [] {}) {
     return std::vector<DialogStep>{{"Compressor", [=](HWND dialog) {
-                                      before();
-                                      select(dialog, compressors, LB_SETCURSEL, index);
+                                      meanwhile();
+                                      SendDlgItemMessageA(dialog, compressors, LB_SETCURSEL, index, 0);
                                       press(dialog, button);
                                     }}};
   };
   const Writer writer = create();
-  choose(*writer, output_error::dialogCancelled,
-         {{"Compressor", [](HWND dialog) {
-             for (int i = 0; const char* const name : {"Twin", "twin", "twin", "Ape"}) {
-               char text[32] = {};
-               SendDlgItemMessageA(dialog, compressors, LB_GETTEXT, i++, reinterpret_cast<LPARAM>(text));
-               EXPECT_STREQ(text, name);
-             }
-             EXPECT_EQ(select(dialog, compressors, LB_GETCOUNT, 0), 4);
-             EXPECT_EQ(layoutOf(dialog), compressorLayout);
-             press(dialog, IDOK);
-           }}});
+  const auto look = [](HWND dialog) {
+    std::string names;
+    char text[32] = {};
+    for (int i = 0; SendDlgItemMessageA(dialog, compressors, LB_GETTEXT, i, LPARAM(text)) != LB_ERR; ++i) {
+      names += text + std::string(" ");
+    }
+    EXPECT_EQ(names, "Twin twin twin Ape ");
+    press(dialog, IDOK);
+  };
+  choose(*writer, output_error::dialogCancelled, {{"Compressor", look}});
   choose(*writer, output_error::dialogCancelled, pick(1, IDCANCEL));
   choose(*writer, ds_error::cannotFetchCompressor, pick(0, IDOK));
   choose(*writer, ds_error::cannotFetchCompressor, pick(3, IDOK));
-  choose(*writer, ds_error::cannotRetrieveFilter, pick(3, IDOK, [&] { all[4].remove(); }));
-  choose(*writer, ds_error::cannotDisplayDialog, {}, reinterpret_cast<HWND>(4));
-  {
-    const NoWindows none;
-    choose(*writer, ds_error::cannotDisplayDialog);
-  }
-  choose(*writer, ds_error::cannotConnectFilters, pick(2, IDOK));  // The first twin, which was the one before.
-  EXPECT_TRUE(writer->isCompressorSet(true));
+  choose(*writer, ds_error::cannotRetrieveFilter, pick(3, IDOK, [&] { ape.remove(); }));
+  choose(*writer, ds_error::cannotDisplayDialog, {}, noWindow);
+  NoWindows(), choose(*writer, ds_error::cannotDisplayDialog);
+  choose(*writer, ds_error::cannotConnectFilters, pick(2, IDOK));  // The second twin, for which the first is taken.
 
   const Writer other = create();
   ComPtr<IMoniker> withoutStorage;
   CreateAntiMoniker(&withoutStorage);
-  choose(*other, ds_error::unreachableCompressorDescription,
-         pick(1, IDOK, [&] { listed.monikers.front() = withoutStorage; }));
+  const auto breakList = [&] { devices->monikers.front() = withoutStorage; };
+  choose(*other, ds_error::unreachableCompressorDescription, pick(1, IDOK, breakList));
   choose(*other, ds_error::unreachableCompressorDescription);
-  listed.monikers.clear();
+  devices->monikers.clear();
   choose(*other, ds_error::cannotListCompressors);
-  listed.list = E_FAIL;
+  devices->listId = IID_IBaseFilter;
   choose(*other, ds_error::cannotListCompressors);
-  listed.create = E_FAIL;
+  failure = E_FAIL;
   choose(*other, ds_error::noDeviceEnumerator);
 }
 
