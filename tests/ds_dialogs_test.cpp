@@ -218,13 +218,15 @@ class Choosing : public testing::Test {
 };
 
 TEST_F(Choosing, TakesOneOfTheSystemsCompressors) {
-  const RegisteredCompressor compressor;
+  // A name of its own: a test that was killed leaves its compressor in the list.
+  const std::string name = "Test compressor " + std::to_string(GetTickCount64());
+  const RegisteredCompressor compressor(std::wstring(name.begin(), name.end()).c_str());
   const ClassObjectOverride filter(compressor.id, [](REFIID id, void** object) {
     return CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, id, object);
   });
   const Writer writer = create();
-  choose(*writer, 0, {{"Compressor", [](HWND dialog) {
-                         SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1, LPARAM("Test compressor"));
+  choose(*writer, 0, {{"Compressor", [&](HWND dialog) {
+                         SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1, LPARAM(name.c_str()));
                          press(dialog, IDOK);
                        }}});
   EXPECT_TRUE(writer->isCompressorSet(true));
