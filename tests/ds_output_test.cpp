@@ -20,6 +20,7 @@
 #include "support/file_writer.h"
 #include "support/graph_override.h"
 #include "support/leak_check.h"
+#include "support/registered_compressor.h"
 #include "support/test_codec.h"
 #include "support/wine_gaps.h"
 #include "support/writing.h"
@@ -333,24 +334,6 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
   EXPECT_FALSE(writePicture(*writer, 0)) << "and does not wait";
   EXPECT_EQ(writer->lastError, ds_error::graphNotStarted);
 }
-
-/// A compressor that the system lists while this lives; there is none behind it but by class-object override.
-struct RegisteredCompressor {
-  RegisteredCompressor() {
-    CoCreateGuid(&id);
-    CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper));
-    REGFILTER2 details = {};
-    details.dwVersion = 1;
-    EXPECT_EQ(
-        mapper->RegisterFilter(id, L"Test compressor", &moniker, &CLSID_VideoCompressorCategory, nullptr, &details),
-        S_OK);
-  }
-  ~RegisteredCompressor() { mapper->UnregisterFilter(&CLSID_VideoCompressorCategory, nullptr, id); }
-
-  CLSID id = {};
-  ComPtr<IFilterMapper2> mapper;
-  ComPtr<IMoniker> moniker;
-};
 
 TEST_F(DSOutput, TakesCompressorsOrNone) {
   const Writer writer = create(&video, &audio, true);

@@ -78,8 +78,14 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   /// @return whether a compressor is set; #lastError is 0.
   bool isCompressorSet(bool video) override;
 
-  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
-  /// @return false.
+  /// Lets the user choose one of the compressors that the system lists, and sets it. Those whose names cannot be read are
+  /// left out; of several with one name the first is set, whichever was chosen.
+  /// @param parentWindow the parent's HWND; may be NULL.
+  /// @param video the video stream (true) or the audio stream (false).
+  /// @return false with the codes of canSetCompressor(), ds_error::notEnoughMemory, noDeviceEnumerator,
+  ///     cannotListCompressors (also when there is none), unreachableCompressorDescription, cannotDisplayDialog,
+  ///     output_error::dialogCancelled (also for OK without a selection), ds_error::cannotRetrieveFilter (it was removed
+  ///     meanwhile) or the codes of setCompressor().
   bool chooseCompressor(void* parentWindow, bool video) override;
 
   /// Lets the user configure the stream's compressor: of an audio compressor the format of its output; of a video

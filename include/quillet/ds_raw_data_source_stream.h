@@ -47,6 +47,12 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   /// @param growth factor by which the step of a video stream grows; values below 1 count as 2.
   void config(int quickDecode, int stepBack, int growth);
 
+  /// Shows the values of config(), in its units, in the dialog of DSVideoSourceStream or DSAudioSourceStream, by the kind
+  /// of stream, and sets what the user makes of them; 0 is the default. An audio stream's growth stays as it is.
+  /// @param parentWindow the parent's HWND; may be NULL. #lastError is 0 after OK and Cancel, otherwise code 1,
+  ///     ds_error::cannotDisplayDialog or cannotAddDialogProperty; but for OK nothing is changed.
+  void configure(void* parentWindow) override;
+
   /// Reads the sample that covers `sample`. A sample that does not tell its end lasts until the next one begins.
   ///
   /// @param sample wanted sample, from 0 to duration() - 1; receives the number at which the sample returned starts.

@@ -20,9 +20,6 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   /// @return the stream's duration in milliseconds, -1.0 when it is not open.
   double msDuration() override;
 
-  /// Has no dialog yet: sets ds_error::cannotDisplayDialog.
-  void configure(void* parentWindow) override;
-
   /// Tunes the choice between decoding on and seeking; the subclasses' own forms tune more. Leaves #lastError alone.
   /// @param quickDecodeThreshold number of samples (video: frames, audio: blocks) that it is quicker to decode than to
   ///     seek over; values below 1 count as 1.
@@ -102,6 +99,12 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   /// @param growthRatio factor by which the step grows; values below 1 count as 2.
   void config(int quickDecode, int backtrackStep, int growthRatio);
 
+  /// Shows the values of config(), in its units, in a dialog and sets what the user makes of them; 0 is the default. The
+  /// dialog's largest growth ratio is 7: OK turns a larger one into that.
+  /// @param parentWindow the parent's HWND; may be NULL. #lastError is 0 after OK and Cancel, otherwise code 1,
+  ///     ds_error::cannotDisplayDialog or cannotAddDialogProperty; but for OK nothing is changed.
+  void configure(void* parentWindow) override;
+
   /// @return the time of frame `frame` at the stream's frame rate, in milliseconds, unchecked; -1.0 with code 1.
   double StreamSampleToTime(long& frame) override;
 
@@ -142,6 +145,11 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   /// @param stepBack samples to step back when a seek lands too late and no block was seen yet; values below 1 count as
   ///     1024.
   void config(int quickDecode, int stepBack);
+
+  /// Shows the values of config(), in its units, in a dialog and sets what the user makes of them; 0 is the default.
+  /// @param parentWindow the parent's HWND; may be NULL. #lastError is 0 after OK and Cancel, otherwise code 1,
+  ///     ds_error::cannotDisplayDialog or cannotAddDialogProperty; but for OK nothing is changed.
+  void configure(void* parentWindow) override;
 
   /// @return the time of a sample in milliseconds, unchecked; -1.0 with code 1.
   double StreamSampleToTime(long& sample) override;

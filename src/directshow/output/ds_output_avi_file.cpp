@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <new>
+#include <string>
+#include <vector>
 
 #include <dshow.h>
 
@@ -14,9 +16,12 @@
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
 #include "directshow/output/compressor_configuration.h"
+#include "directshow/output/compressor_list.h"
 #include "directshow/output/output_graph.h"
+#include "ui/compressor_dialog.h"
 
 namespace ds_error = quillet::ds_error;
+namespace output_error = quillet::output_error;
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -27,6 +32,28 @@ bool deliver(quillet::MSDfilter& source, unsigned char* data, long bytes, REFERE
              bool key) {
   // Null is how the end of the stream is told, which is not the caller's to tell.
   return data != nullptr && !source.deliver(data, bytes, &start, &stop, key);
+}
+
+/// Lets the user choose one of the system's compressors.
+/// @return the code of the outcome.
+int askForCompressor(HWND parent, bool isVideo, ComPtr<IMoniker>& chosen) {
+  quillet::CompressorList compressors;
+  if (const int error = compressors.open(isVideo)) {
+    return error;
+  }
+  std::vector<std::string> names;
+  if (const int error = compressors.readNames(names)) {
+    return error;
+  }
+  std::size_t choice = 0;
+  switch (quillet::showCompressorDialog(parent, names, choice)) {
+    case quillet::CompressorDialogResult::notShown:
+      return ds_error::cannotDisplayDialog;
+    case quillet::CompressorDialogResult::cancelled:
+      return output_error::dialogCancelled;
+    default:
+      return compressors.find(names[choice], chosen);
+  }
 }
 
 }  // namespace
@@ -262,11 +289,13 @@ bool DSOutputAVIFile::isCompressorSet(bool isVideo) {
   return graph->stream(isVideo).compressor != nullptr;
 }
 
-bool DSOutputAVIFile::chooseCompressor(void*, bool isVideo) {
-  if (canSetCompressor(isVideo)) {
-    lastError = ds_error::cannotDisplayDialog;
+bool DSOutputAVIFile::chooseCompressor(void* parentWindow, bool isVideo) {
+  if (!canSetCompressor(isVideo)) {
+    return false;
   }
-  return false;
+  ComPtr<IMoniker> chosen;
+  lastError = quillet::guarded([&] { return askForCompressor(static_cast<HWND>(parentWindow), isVideo, chosen); });
+  return lastError == ds_error::success && setCompressor(isVideo, chosen.Get());
 }
 
 void DSOutputAVIFile::configureCompressor(void* parentWindow, bool isVideo) {

@@ -18,6 +18,7 @@
 #include "directshow/rawdata/data_sg_callback.h"
 #include "directshow/rawdata/time_graph.h"
 #include "directshow/source/source_graph.h"
+#include "directshow/source/tuning.h"
 
 namespace ds_error = quillet::ds_error;
 
@@ -265,6 +266,22 @@ void DSRawDataSourceStream::setSteps(int stepBack, int growth) {
   const int defaultStepBack = reader->isAudio() ? 1024 : graph->quickDecodeThreshold;
   reader->stepBack = stepBack > 0 ? stepBack : defaultStepBack;
   reader->growth = growth > 0 ? growth : 2;
+}
+
+void DSRawDataSourceStream::configure(void* parentWindow) {
+  if (!requireOpened()) {
+    return;
+  }
+  const auto parent = static_cast<HWND>(parentWindow);
+  quillet::FrameSearchTuning tuning = {{graph->quickDecodeThreshold, reader->stepBack}, reader->growth};
+  // The dialog of audio streams knows no growth.
+  const auto result = reader->isAudio()
+                          ? quillet::showSourceTuningDialog(parent, static_cast<quillet::SearchTuning&>(tuning))
+                          : quillet::showSourceTuningDialog(parent, tuning);
+  if (result == quillet::TuningDialogResult::accepted) {
+    config(tuning.quickDecode, tuning.stepBack, tuning.growthRatio);
+  }
+  lastError = quillet::errorOf(result);
 }
 
 unsigned char* DSRawDataSourceStream::getData(long& sample, long& samples, long& bytes, bool& key) {

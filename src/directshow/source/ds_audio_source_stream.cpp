@@ -17,6 +17,7 @@
 #include "directshow/base/c_media_type.h"
 #include "directshow/source/audio_sg_callback.h"
 #include "directshow/source/source_graph.h"
+#include "directshow/source/tuning.h"
 
 namespace ds_error = quillet::ds_error;
 
@@ -259,6 +260,18 @@ void DSAudioSourceStream::config(int quickDecode, int stepBack) {
   }
   DSSourceStream::config(quickDecode);
   search->stepBack = stepBack > 0 ? stepBack : 1024;
+}
+
+void DSAudioSourceStream::configure(void* parentWindow) {
+  if (!requireOpened()) {
+    return;
+  }
+  quillet::SearchTuning tuning = {graph->quickDecodeThreshold, search->stepBack};
+  const auto result = quillet::showSourceTuningDialog(static_cast<HWND>(parentWindow), tuning);
+  if (result == quillet::TuningDialogResult::accepted) {
+    config(tuning.quickDecode, tuning.stepBack);
+  }
+  lastError = quillet::errorOf(result);
 }
 
 double DSAudioSourceStream::StreamSampleToTime(long& sample) {

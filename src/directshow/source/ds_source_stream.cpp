@@ -45,12 +45,6 @@ void DSSourceStream::config(int quickDecodeThreshold) {
   }
 }
 
-void DSSourceStream::configure(void*) {
-  if (requireOpened()) {
-    lastError = ds_error::cannotDisplayDialog;
-  }
-}
-
 /// The worker thread: runs the graph whenever it is asked to. It is kept from one run to the next, since to start it costs
 /// as much as all the rest of a seek.
 void DSSourceStream::runGraph(void* stream) {

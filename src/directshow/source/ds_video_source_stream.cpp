@@ -17,6 +17,7 @@
 #include "directshow/graph/pins.h"
 #include "directshow/graph/video_format.h"
 #include "directshow/source/source_graph.h"
+#include "directshow/source/tuning.h"
 #include "directshow/source/video_sg_callback.h"
 
 namespace ds_error = quillet::ds_error;
@@ -276,6 +277,18 @@ void DSVideoSourceStream::config(int quickDecode, int backtrackStep, int growthR
   DSSourceStream::config(quickDecode);
   search->backtrackStep = backtrackStep > 0 ? backtrackStep : graph->quickDecodeThreshold;
   search->growthRatio = growthRatio > 0 ? growthRatio : 2;
+}
+
+void DSVideoSourceStream::configure(void* parentWindow) {
+  if (!requireOpened()) {
+    return;
+  }
+  quillet::FrameSearchTuning tuning = {{graph->quickDecodeThreshold, search->backtrackStep}, search->growthRatio};
+  const auto result = quillet::showSourceTuningDialog(static_cast<HWND>(parentWindow), tuning);
+  if (result == quillet::TuningDialogResult::accepted) {
+    config(tuning.quickDecode, tuning.stepBack, tuning.growthRatio);
+  }
+  lastError = quillet::errorOf(result);
 }
 
 double DSVideoSourceStream::StreamSampleToTime(long& frame) {

@@ -1,0 +1,122 @@
+#include "ui/source_tuning_dialog.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+
+#include "core/module.h"
+#include "resources/resource_ids.h"
+
+namespace quillet {
+namespace {
+
+constexpr char tuningProperty[] = "DSSCONFIG";
+
+/// What stands in a control as a number; 0 when it is none. A number too large for an int is as large as can be.
+/// @tparam length characters of the text that count.
+template <int length>
+int numberIn(HWND dialog, int control) {
+  char text[length + 1] = {};
+  GetDlgItemTextA(dialog, control, text, sizeof text);
+  return std::strtol(text, nullptr, 10);
+}
+
+/// The parts in which the two dialogs differ. The ratio's first choice, "default", reads as 0 because it is no number.
+struct AudioDialog {
+  using Tuning = SearchTuning;
+  static constexpr int textLength = 18;
+
+  static void showRatio(HWND, const Tuning&) {}
+  static void readRatio(HWND, Tuning&) {}
+};
+
+struct VideoDialog {
+  using Tuning = FrameSearchTuning;
+  static constexpr int textLength = 34;
+
+  static void showRatio(HWND dialog, const Tuning& tuning) {
+    constexpr const char* choices[] = {"default", "1", "2", "3", "4", "5", "6", "7"};
+    constexpr int last = std::size(choices) - 1;
+    for (const char* const choice : choices) {
+      SendDlgItemMessageA(dialog, IDC_GROWTH_RATIO, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(choice));
+    }
+    SendDlgItemMessageA(dialog, IDC_GROWTH_RATIO, CB_SETCURSEL, std::min(tuning.growthRatio, last), 0);
+  }
+  static void readRatio(HWND dialog, Tuning& tuning) {
+    tuning.growthRatio = numberIn<textLength>(dialog, IDC_GROWTH_RATIO);
+  }
+};
+
+template <class Dialog>
+void show(HWND dialog, const typename Dialog::Tuning& tuning) {
+  if (!SetPropA(dialog, tuningProperty, const_cast<typename Dialog::Tuning*>(&tuning))) {
+    EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::noProperty));
+    return;
+  }
+  SetDlgItemInt(dialog, IDC_QUICK_DECODE, tuning.quickDecode, TRUE);
+  SetDlgItemInt(dialog, IDC_STEP_BACK, tuning.stepBack, TRUE);
+  Dialog::showRatio(dialog, tuning);
+}
+
+template <class Dialog>
+void accept(HWND dialog) {
+  auto* const tuning = static_cast<typename Dialog::Tuning*>(RemovePropA(dialog, tuningProperty));
+  if (tuning == nullptr) {
+    return;  // The dialog has ended already.
+  }
+  tuning->quickDecode = numberIn<Dialog::textLength>(dialog, IDC_QUICK_DECODE);
+  tuning->stepBack = numberIn<Dialog::textLength>(dialog, IDC_STEP_BACK);
+  Dialog::readRatio(dialog, *tuning);
+  EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::accepted));
+}
+
+template <class Dialog>
+INT_PTR answerCommand(HWND dialog, int command) {
+  switch (command) {
+    case IDOK:
+      accept<Dialog>(dialog);
+      return TRUE;
+    case IDCANCEL:
+      RemovePropA(dialog, tuningProperty);
+      EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::cancelled));
+      return TRUE;
+    default:
+      return FALSE;
+  }
+}
+
+template <class Dialog>
+INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  switch (message) {
+    case WM_INITDIALOG:
+      show<Dialog>(dialog, *reinterpret_cast<const typename Dialog::Tuning*>(lParam));
+      return TRUE;
+    case WM_COMMAND:
+      return answerCommand<Dialog>(dialog, LOWORD(wParam));
+    case WM_DESTROY:
+      RemovePropA(dialog, tuningProperty);  // Is there still when the parent takes the dialog with it.
+      return FALSE;
+    default:
+      return FALSE;
+  }
+}
+
+template <class Dialog>
+TuningDialogResult run(HWND parent, int resource, typename Dialog::Tuning& tuning) {
+  const INT_PTR result = DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(resource), parent, procedure<Dialog>,
+                                         reinterpret_cast<LPARAM>(&tuning));
+  // The system answers 0, which none of the dialogs does, for a parent that is no window.
+  return result == 0 ? TuningDialogResult::notShown : static_cast<TuningDialogResult>(result);
+}
+
+}  // namespace
+
+TuningDialogResult showSourceTuningDialog(HWND parent, SearchTuning& tuning) {
+  return run<AudioDialog>(parent, IDD_AUDIO_SOURCE_TUNING, tuning);
+}
+
+TuningDialogResult showSourceTuningDialog(HWND parent, FrameSearchTuning& tuning) {
+  return run<VideoDialog>(parent, IDD_VIDEO_SOURCE_TUNING, tuning);
+}
+
+}  // namespace quillet

@@ -1,0 +1,35 @@
+// The dialogs in which a user tunes how a DirectShow source chooses between decoding on and seeking.
+
+#pragma once
+
+#include <windows.h>
+
+namespace quillet {
+
+/// What the dialog of audio streams shows and changes. 0 asks for the default.
+struct SearchTuning {
+  int quickDecode = 0;  ///< Frames or samples that it is quicker to decode than to seek over.
+  int stepBack = 0;     ///< Frames or samples to go back when a seek lands too late.
+};
+
+/// The same of the dialog of video streams.
+struct FrameSearchTuning : SearchTuning {
+  int growthRatio = 0;  ///< By which the step back grows; the dialog offers up to 7, and shows more as that.
+};
+
+/// How a dialog ended.
+enum class TuningDialogResult : INT_PTR {
+  notShown = -1,
+  accepted = 1,
+  cancelled = 2,
+  noProperty = 52,  ///< The dialog could not be given the values.
+};
+
+/// Shows the dialog and waits for its end.
+/// @param parent may be null.
+/// @param tuning changed only when the result is `accepted`; the values are as the user has entered them, 0 where that was
+///     no number.
+TuningDialogResult showSourceTuningDialog(HWND parent, SearchTuning& tuning);
+TuningDialogResult showSourceTuningDialog(HWND parent, FrameSearchTuning& tuning);
+
+}  // namespace quillet

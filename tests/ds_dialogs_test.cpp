@@ -1,0 +1,292 @@
+// The dialogs of the DirectShow backend: the tuning of its sources and the choice of a compressor.
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "directshow/graph/sample_grabber.h"
+#include "support/avi_mux.h"
+#include "support/dialog_driver.h"
+#include "support/ds_streams.h"
+#include "support/file_writer.h"
+#include "support/graph_override.h"
+#include "support/registered_compressor.h"
+#include "support/writing.h"
+
+using namespace quillet;
+using namespace quillet::test;
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+enum Control { quickDecode = 101, growthRatio = 102, stepBack = 103, compressors = 101 };
+const HWND noWindow = reinterpret_cast<HWND>(4);
+
+WNDPROC dialogProcedure = nullptr;
+std::atomic<int> propertiesLeft = 0;
+
+/// Sees to it that a dialog's property is gone once the dialog has been answered or destroyed.
+LRESULT CALLBACK watch(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  const LRESULT result = CallWindowProcA(dialogProcedure, dialog, message, wParam, lParam);
+  const bool isOver = message == WM_DESTROY || (message == WM_COMMAND && LOWORD(wParam) <= IDCANCEL);
+  propertiesLeft += isOver && GetPropA(dialog, "DSSCONFIG") != nullptr;
+  return result;
+}
+
+void watchProperty(HWND dialog) {
+  EXPECT_NE(GetPropA(dialog, "DSSCONFIG"), nullptr);
+  dialogProcedure = reinterpret_cast<WNDPROC>(GetWindowLongPtrA(dialog, GWLP_WNDPROC));
+  SetWindowLongPtrA(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(watch));
+}
+
+/// Keeps the windows of its thread from being made.
+LRESULT CALLBACK refuse(int code, WPARAM, LPARAM) {
+  return code == HCBT_CREATEWND;
+}
+struct NoWindows {
+  UniqueHandle<HHOOK, UnhookWindowsHookEx> hook{SetWindowsHookExA(WH_CBT, refuse, nullptr, GetCurrentThreadId())};
+};
+
+/// A source of one kind, and its dialog.
+struct Source {
+  bool isAudio;
+  std::unique_ptr<SourceStream> stream;
+  std::string title = std::string("Quillet DirectShow ") + (isAudio ? "audio" : "video") + " source configuration";
+
+  void configure(const std::function<void(HWND)>& answer, int code = 0, HWND parent = nullptr) const {
+    stream->lastError = ds_error::noFrameFound;
+    const DialogDriver user({{title, answer}});
+    stream->configure(parent);
+    EXPECT_EQ(stream->lastError, code);
+  }
+};
+
+class Tuning : public testing::Test {
+ protected:
+  static ScriptedStream hollowVideo() {
+    ScriptedStream stream = scriptedVideo(4, 2, 200, 400'000);
+    stream.seek = landLater(8);
+    return stream;
+  }
+  static std::unique_ptr<SourceStream> raw(const ScriptedFile& file, bool isVideo) {
+    return std::unique_ptr<SourceStream>(DSRawDataSourceStream::open(file.name(), isVideo, 0, nullptr));
+  }
+
+  const TimeLimit limit{60};
+  const ScriptedFile video{scriptOf(hollowVideo())};
+  const ScriptedFile audio{scriptOf(scriptedAudio(pcmFormat(8000, 1, 16), 10, 800))};
+  const Source sources[4] = {{false, openVideo(video.name())},
+                             {true, openAudio(audio.name())},
+                             {false, raw(video, true)},
+                             {true, raw(audio, false)}};
+};
+
+TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
+  // What is entered in one dialog is shown by the next; "-" stands for the kind's default.
+  const struct {
+    std::string quick, step;
+    int ratio, button;
+    std::string nextQuick, nextStep, nextRatio;
+  } cases[] = {
+      {"5", "9", 3, IDCANCEL, "1", "-", "2"}, {"5", "9", 3, IDOK, "5", "9", "3"},
+      {"8", "8", 8, IDCANCEL, "5", "9", "3"}, {"0", "0", 0, IDOK, "1", "-", "2"},
+      {"6", "0", 1, IDOK, "6", "-", "1"},     {"-4", "-7", 7, IDOK, "1", "-", "7"},
+      {"none", "", 4, IDOK, "1", "-", "4"},   {" 12 frames", "99999999999", 5, IDOK, "12", "2147483647", "5"},
+      {"%12", "%12", 6, IDOK, "1", "1", "6"},  // Its last digit is beyond what is read.
+      {"", "", 0, IDCANCEL, "", "", ""},
+  };
+  for (const Source& source : sources) {
+    SCOPED_TRACE(source.title);
+    std::string quick = "1", step = source.isAudio ? "1024" : "1", ratio = "2";
+    for (const auto& c : cases) {
+      const auto type = [&](HWND dialog, int control, const std::string& text) {
+        const std::string zeros(source.isAudio ? 17 : 33, '0');
+        enter(dialog, control, (text[0] == '%' ? zeros + text.substr(1) : text).c_str());
+      };
+      source.configure([&](HWND dialog) {
+        watchProperty(dialog);
+        EXPECT_EQ(textOf(dialog, quickDecode), quick);
+        EXPECT_EQ(textOf(dialog, stepBack), step);
+        EXPECT_EQ(textOf(dialog, growthRatio), source.isAudio ? "" : ratio);
+        type(dialog, quickDecode, c.quick);
+        type(dialog, stepBack, c.step);
+        SendDlgItemMessageA(dialog, growthRatio, CB_SETCURSEL, c.ratio, 0);
+        EXPECT_EQ(textOf(dialog, growthRatio) == "default", c.ratio == 0 && !source.isAudio);
+        press(dialog, c.button);
+      });
+      quick = c.nextQuick;
+      step = c.nextStep != "-" ? c.nextStep : source.isAudio ? "1024" : quick;
+      ratio = c.nextRatio;
+    }
+  }
+  EXPECT_EQ(propertiesLeft, 0);
+}
+
+TEST_F(Tuning, AGrowthBeyondTheListBecomesItsLastWhenAccepted) {
+  GraphOverride graph;
+  const Source source = {false, openVideo(video.name())};
+  auto& stream = dynamic_cast<DSVideoSourceStream&>(*source.stream);
+  stream.config(1, 1, 12);
+  for (const auto& [button, growth] : {std::pair(IDCANCEL, 12), std::pair(IDOK, 7)}) {
+    source.configure([&](HWND dialog) {
+      EXPECT_EQ(textOf(dialog, growthRatio), "7");
+      press(dialog, button);
+    });
+    graph.faults.seeks.clear();
+    stream.findFrame(100);
+    ASSERT_EQ(graph.faults.seeks.size(), 3U);
+    EXPECT_NEAR(graph.faults.seeks[1] - graph.faults.seeks[2], growth * 400'000, 2);
+    stream.findFrame(0);  // For the next search to seek.
+  }
+}
+
+TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
+  for (const Source& source : sources) {
+    SCOPED_TRACE(source.title);
+    source.stream->configure(noWindow);
+    EXPECT_EQ(source.stream->lastError, ds_error::cannotDisplayDialog);
+    EXPECT_EQ((NoWindows(), source.stream->configure(nullptr), source.stream->lastError),
+              ds_error::cannotDisplayDialog);
+    const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    const auto closeParent = [=](HWND dialog) {
+      watchProperty(dialog);
+      enter(dialog, quickDecode, "9");
+      PostMessageA(parent, WM_CLOSE, 0, 0);  // Which takes the dialog with it.
+    };
+    source.configure(closeParent, ds_error::cannotDisplayDialog, parent);
+    source.configure([](HWND dialog) {
+      EXPECT_EQ(textOf(dialog, quickDecode), "1");
+      press(dialog, IDCANCEL);
+    });
+  }
+  EXPECT_EQ(propertiesLeft, 0);
+
+  // The names of properties are atoms, of which there are so many and no more.
+  std::vector<ATOM> atoms;
+  while (const ATOM atom = GlobalAddAtomA(("test " + std::to_string(atoms.size())).c_str())) {
+    atoms.push_back(atom);
+  }
+  sources[0].stream->configure(nullptr);
+  std::ranges::for_each(atoms, GlobalDeleteAtom);
+  EXPECT_EQ(sources[0].stream->lastError, ds_error::cannotAddDialogProperty);
+  const DSVideo none = openVideo("no such file");
+  none->configure(nullptr);
+  EXPECT_EQ(none->lastError, ds_error::notOpened);
+}
+
+/// In place of the system's device enumerator: gives itself as the list.
+struct Devices : quillet::test::ComObject<ICreateDevEnum, IEnumMoniker> {
+  STDMETHODIMP CreateClassEnumerator(REFCLSID category, IEnumMoniker** list, DWORD) override {
+    next = 0;
+    // Graphs ask, too, for filters of other categories.
+    return category == CLSID_VideoCompressorCategory ? QueryInterface(listId, reinterpret_cast<void**>(list)) : E_FAIL;
+  }
+  STDMETHODIMP Next(ULONG, IMoniker** moniker, ULONG*) override {
+    return next < monikers.size() ? monikers[next++].CopyTo(moniker) : S_FALSE;
+  }
+  STDMETHODIMP Reset() override { return next = 0, S_OK; }
+  STDMETHODIMP Skip(ULONG) override { return E_NOTIMPL; }
+  STDMETHODIMP Clone(IEnumMoniker**) override { return E_NOTIMPL; }
+
+  std::vector<ComPtr<IMoniker>> monikers;
+  std::size_t next = 0;
+  IID listId = IID_IEnumMoniker;  // One that there is not makes the listing fail.
+};
+
+class Choosing : public testing::Test {
+ protected:
+  Writer create() const { return Writer(OutputAVIFile::create(file.name(), &video, true, &audio, true, true)); }
+  /// Chooses a video compressor, and expects this code.
+  static void choose(OutputAVIFile& writer, int code, std::vector<DialogStep> steps = {}, HWND parent = nullptr) {
+    const DialogDriver user(std::move(steps));
+    EXPECT_EQ(writer.chooseCompressor(parent, true), code == 0);
+    EXPECT_EQ(writer.lastError, code);
+  }
+
+  const TimeLimit limit{60};
+  const ClassObjectOverride mux{CLSID_AviDest, aviMux(std::make_shared<MuxScript>())};
+  const ClassObjectOverride fileWriter{CLSID_FileWriter, test::fileWriter(std::make_shared<WriterFaults>())};
+  const VIDEOINFOHEADER video = videoFormat();
+  const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
+  const TempFile file{".avi"};
+};
+
+TEST_F(Choosing, TakesOneOfTheSystemsCompressors) {
+  // A name of its own: a test that was killed leaves its compressor in the list.
+  const std::string name = "Test compressor " + std::to_string(GetTickCount64());
+  const RegisteredCompressor compressor(std::wstring(name.begin(), name.end()).c_str());
+  const ClassObjectOverride filter(compressor.id, [](REFIID id, void** object) {
+    return CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, id, object);
+  });
+  const Writer writer = create();
+  choose(*writer, 0, {{"Compressor", [&](HWND dialog) {
+                         SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1, LPARAM(name.c_str()));
+                         press(dialog, IDOK);
+                       }}});
+  EXPECT_TRUE(writer->isCompressorSet(true));
+  choose(*writer, output_error::compressorAlreadySet);
+  EXPECT_FALSE(writer->chooseCompressor(nullptr, false)) << "no audio compressors, and no dialog";
+  EXPECT_EQ(writer->lastError, ds_error::cannotListCompressors);
+  EXPECT_TRUE(writer->setCompressor(false, nullptr) && writer->start() && writePicture(*writer, 0));
+  EXPECT_FALSE(writer->chooseCompressor(nullptr, false));
+  EXPECT_EQ(writer->lastError, output_error::directCopyRequired);
+}
+
+TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
+  const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"), ape(L"Ape");
+  gone.remove();
+  const ClassObjectOverride filter(first.id, test::fileWriter(std::make_shared<WriterFaults>()));  // Has no output.
+  const auto devices = makeCom<Devices>();
+  devices->monikers = {twin.moniker, gone.moniker, first.moniker, second.moniker, ape.moniker};
+  HRESULT failure = S_OK;
+  const ClassObjectOverride enumerator(CLSID_SystemDeviceEnum, [&](REFIID id, void** object) {
+    return FAILED(failure) ? failure : devices->QueryInterface(id, object);
+  });
+  const auto pick = [](
+                        int index, int button, const std::function<void()>& meanwhile = [] {}) {
+    return std::vector<DialogStep>{{"Compressor", [=](HWND dialog) {
+                                      meanwhile();
+                                      SendDlgItemMessageA(dialog, compressors, LB_SETCURSEL, index, 0);
+                                      press(dialog, button);
+                                    }}};
+  };
+  const Writer writer = create();
+  const auto look = [](HWND dialog) {
+    std::string names;
+    char text[32] = {};
+    for (int i = 0; SendDlgItemMessageA(dialog, compressors, LB_GETTEXT, i, LPARAM(text)) != LB_ERR; ++i) {
+      names += text + std::string(" ");
+    }
+    EXPECT_EQ(names, "Twin twin twin Ape ");
+    press(dialog, IDOK);
+  };
+  choose(*writer, output_error::dialogCancelled, {{"Compressor", look}});
+  choose(*writer, output_error::dialogCancelled, pick(1, IDCANCEL));
+  choose(*writer, ds_error::cannotFetchCompressor, pick(0, IDOK));
+  choose(*writer, ds_error::cannotFetchCompressor, pick(3, IDOK));
+  choose(*writer, ds_error::cannotRetrieveFilter, pick(3, IDOK, [&] { ape.remove(); }));
+  choose(*writer, ds_error::cannotDisplayDialog, {}, noWindow);
+  NoWindows(), choose(*writer, ds_error::cannotDisplayDialog);
+  choose(*writer, ds_error::cannotConnectFilters, pick(2, IDOK));  // The second twin, for which the first is taken.
+
+  const Writer other = create();
+  ComPtr<IMoniker> withoutStorage;
+  CreateAntiMoniker(&withoutStorage);
+  const auto breakList = [&] { devices->monikers.front() = withoutStorage; };
+  choose(*other, ds_error::unreachableCompressorDescription, pick(1, IDOK, breakList));
+  choose(*other, ds_error::unreachableCompressorDescription);
+  devices->monikers.clear();
+  choose(*other, ds_error::cannotListCompressors);
+  devices->listId = IID_IBaseFilter;
+  choose(*other, ds_error::cannotListCompressors);
+  failure = E_FAIL;
+  choose(*other, ds_error::noDeviceEnumerator);
+}
+
+}  // namespace
