@@ -98,7 +98,7 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
       {"8", "8", 8, IDCANCEL, "5", "9", "3"}, {"0", "0", 0, IDOK, "1", "-", "2"},
       {"6", "0", 1, IDOK, "6", "-", "1"},     {"-4", "-7", 7, IDOK, "1", "-", "7"},
       {"none", "", 4, IDOK, "1", "-", "4"},   {" 12 frames", "99999999999", 5, IDOK, "12", "2147483647", "5"},
-      {"%12", "%12", 6, IDOK, "1", "1", "6"},  // Its last digit is beyond what is read.
+      {"%23", "%23", 6, IDOK, "2", "2", "6"},  // Its last digit is beyond what is read.
       {"", "", 0, IDCANCEL, "", "", ""},
   };
   for (const Source& source : sources) {
