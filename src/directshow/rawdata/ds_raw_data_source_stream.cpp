@@ -272,7 +272,7 @@ void DSRawDataSourceStream::configure(void* parentWindow) {
   if (!requireOpened()) {
     return;
   }
-  const auto parent = static_cast<HWND>(parentWindow);
+  auto* const parent = static_cast<HWND>(parentWindow);
   quillet::FrameSearchTuning tuning = {{graph->quickDecodeThreshold, reader->stepBack}, reader->growth};
   // The dialog of audio streams knows no growth.
   const auto result = reader->isAudio()
