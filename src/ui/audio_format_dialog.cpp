@@ -6,6 +6,7 @@
 
 #include "core/module.h"
 #include "resources/resource_ids.h"
+#include "ui/ok_cancel_dialog.h"
 
 namespace quillet {
 namespace {
@@ -47,57 +48,44 @@ void fill(HWND combo, ULONG minimum, ULONG maximum, ULONG granularity) {
   SendMessageA(combo, CB_SETCURSEL, 0, 0);
 }
 
-void show(HWND dialog, Capabilities* capabilities) {
-  for (const Choice& choice : choices) {
-    fill(GetDlgItem(dialog, choice.control), capabilities->*choice.minimum, capabilities->*choice.maximum,
-         capabilities->*choice.granularity);
+struct AudioFormatDialog {
+  static void show(HWND dialog, LPARAM parameter) {
+    auto* const capabilities = reinterpret_cast<Capabilities*>(parameter);
+    for (const Choice& choice : choices) {
+      fill(GetDlgItem(dialog, choice.control), capabilities->*choice.minimum, capabilities->*choice.maximum,
+           capabilities->*choice.granularity);
+    }
+    if (!SetPropA(dialog, capabilitiesProperty, capabilities)) {
+      EndDialog(dialog, ds_error::cannotAddDialogProperty);
+    }
   }
-  if (!SetPropA(dialog, capabilitiesProperty, capabilities)) {
-    EndDialog(dialog, ds_error::cannotAddDialogProperty);
-  }
-}
 
-void accept(HWND dialog) {
-  auto* const capabilities = static_cast<Capabilities*>(RemovePropA(dialog, capabilitiesProperty));
-  if (capabilities == nullptr) {
-    EndDialog(dialog, ds_error::unexpectedError);
-    return;
+  static void accept(HWND dialog) {
+    auto* const capabilities = static_cast<Capabilities*>(RemovePropA(dialog, capabilitiesProperty));
+    if (capabilities == nullptr) {
+      EndDialog(dialog, ds_error::unexpectedError);
+      return;
+    }
+    for (const Choice& choice : choices) {
+      // An empty box had nothing to offer: its minimum stands.
+      BOOL isNumber = FALSE;
+      const UINT value = GetDlgItemInt(dialog, choice.control, &isNumber, FALSE);
+      capabilities->*choice.minimum = isNumber ? value : capabilities->*choice.minimum;
+    }
+    EndDialog(dialog, IDOK);
   }
-  for (const Choice& choice : choices) {
-    // An empty box had nothing to offer: its minimum stands.
-    BOOL isNumber = FALSE;
-    const UINT value = GetDlgItemInt(dialog, choice.control, &isNumber, FALSE);
-    capabilities->*choice.minimum = isNumber ? value : capabilities->*choice.minimum;
-  }
-  EndDialog(dialog, IDOK);
-}
 
-INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_INITDIALOG) {
-    show(dialog, reinterpret_cast<Capabilities*>(lParam));
-    return TRUE;
+  static void cancel(HWND dialog) {
+    RemovePropA(dialog, capabilitiesProperty);
+    EndDialog(dialog, IDCANCEL);
   }
-  if (message != WM_COMMAND) {
-    return FALSE;
-  }
-  switch (LOWORD(wParam)) {
-    case IDOK:
-      accept(dialog);
-      return TRUE;
-    case IDCANCEL:
-      RemovePropA(dialog, capabilitiesProperty);
-      EndDialog(dialog, IDCANCEL);
-      return TRUE;
-    default:
-      return FALSE;
-  }
-}
+};
 
 }  // namespace
 
 INT_PTR showAudioFormatDialog(HWND parent, AUDIO_STREAM_CONFIG_CAPS& capabilities) {
-  return DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_AUDIO_FORMAT), parent, procedure,
-                         reinterpret_cast<LPARAM>(&capabilities));
+  return DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_AUDIO_FORMAT), parent,
+                         okCancelProcedure<AudioFormatDialog>, reinterpret_cast<LPARAM>(&capabilities));
 }
 
 }  // namespace quillet

@@ -2,6 +2,7 @@
 
 #include "core/module.h"
 #include "resources/resource_ids.h"
+#include "ui/ok_cancel_dialog.h"
 
 namespace quillet {
 namespace {
@@ -11,42 +12,26 @@ namespace {
 constexpr INT_PTR cancelled = 2;
 constexpr int choiceShift = 2;
 
-void show(HWND dialog, const std::vector<std::string>& names) {
-  for (const std::string& name : names) {
-    SendDlgItemMessageA(dialog, IDC_COMPRESSORS, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(name.c_str()));
+struct CompressorDialog {
+  static void show(HWND dialog, LPARAM names) {
+    for (const std::string& name : *reinterpret_cast<const std::vector<std::string>*>(names)) {
+      SendDlgItemMessageA(dialog, IDC_COMPRESSORS, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(name.c_str()));
+    }
   }
-}
 
-void accept(HWND dialog) {
-  const LRESULT selection = SendDlgItemMessageA(dialog, IDC_COMPRESSORS, LB_GETCURSEL, 0, 0);
-  EndDialog(dialog, selection == LB_ERR ? cancelled : (static_cast<INT_PTR>(selection) << choiceShift) | 1);
-}
+  static void accept(HWND dialog) {
+    const LRESULT selection = SendDlgItemMessageA(dialog, IDC_COMPRESSORS, LB_GETCURSEL, 0, 0);
+    EndDialog(dialog, selection == LB_ERR ? cancelled : (static_cast<INT_PTR>(selection) << choiceShift) | 1);
+  }
 
-INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_INITDIALOG) {
-    show(dialog, *reinterpret_cast<const std::vector<std::string>*>(lParam));
-    return TRUE;
-  }
-  if (message != WM_COMMAND) {
-    return FALSE;
-  }
-  switch (LOWORD(wParam)) {
-    case IDOK:
-      accept(dialog);
-      return TRUE;
-    case IDCANCEL:
-      EndDialog(dialog, cancelled);
-      return TRUE;
-    default:
-      return FALSE;
-  }
-}
+  static void cancel(HWND dialog) { EndDialog(dialog, cancelled); }
+};
 
 }  // namespace
 
 CompressorDialogResult showCompressorDialog(HWND parent, const std::vector<std::string>& names, std::size_t& choice) {
-  const INT_PTR result = DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_COMPRESSOR), parent, procedure,
-                                         reinterpret_cast<LPARAM>(&names));
+  const INT_PTR result = DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_COMPRESSOR), parent,
+                                         okCancelProcedure<CompressorDialog>, reinterpret_cast<LPARAM>(&names));
   if (result == cancelled) {
     return CompressorDialogResult::cancelled;
   }

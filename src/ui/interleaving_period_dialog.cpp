@@ -8,6 +8,7 @@
 #include "core/module.h"
 #include "core/time_units.h"
 #include "resources/resource_ids.h"
+#include "ui/ok_cancel_dialog.h"
 
 namespace quillet {
 namespace {
@@ -22,16 +23,6 @@ long long* periodOf(HWND dialog) {
 void end(HWND dialog, PeriodDialogResult result) {
   RemovePropA(dialog, periodProperty);
   EndDialog(dialog, static_cast<INT_PTR>(result));
-}
-
-void show(HWND dialog, const long long* period) {
-  if (!SetPropA(dialog, periodProperty, const_cast<long long*>(period))) {
-    end(dialog, PeriodDialogResult::noProperty);
-    return;
-  }
-  char text[textSize];
-  std::snprintf(text, sizeof text, "%lf", static_cast<double>(*period) / unitsPerSecond);
-  SetDlgItemTextA(dialog, IDC_PERIOD, text);
 }
 
 /// Reads a number of seconds, behind which only blanks may stand.
@@ -51,48 +42,44 @@ bool parseSeconds(const char* text, long long& period) {
   return true;
 }
 
-void accept(HWND dialog) {
-  char text[textSize + 1] = {};
-  GetDlgItemTextA(dialog, IDC_PERIOD, text, sizeof text);
-  // The period stays with the dialog when the text is rejected, so that the user can mend it and try again. It is gone
-  // when the dialog has ended already.
-  long long* const period = periodOf(dialog);
-  if (period == nullptr) {
-    return;
+struct PeriodDialog {
+  static void show(HWND dialog, LPARAM parameter) {
+    auto* const period = reinterpret_cast<long long*>(parameter);
+    if (!SetPropA(dialog, periodProperty, period)) {
+      end(dialog, PeriodDialogResult::noProperty);
+      return;
+    }
+    char text[textSize];
+    std::snprintf(text, sizeof text, "%lf", static_cast<double>(*period) / unitsPerSecond);
+    SetDlgItemTextA(dialog, IDC_PERIOD, text);
   }
-  if (parseSeconds(text, *period)) {
-    end(dialog, PeriodDialogResult::accepted);
-    return;
-  }
-  MessageBoxA(dialog, "Positive floating point value expected for the interleaving period.", "Quillet library",
-              MB_ICONEXCLAMATION);
-}
 
-INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_INITDIALOG) {
-    show(dialog, reinterpret_cast<const long long*>(lParam));
-    return TRUE;
+  static void accept(HWND dialog) {
+    char text[textSize + 1] = {};
+    GetDlgItemTextA(dialog, IDC_PERIOD, text, sizeof text);
+    // The period stays with the dialog when the text is rejected, so that the user can mend it and try again. It is gone
+    // when the dialog has ended already.
+    long long* const period = periodOf(dialog);
+    if (period == nullptr) {
+      return;
+    }
+    if (parseSeconds(text, *period)) {
+      end(dialog, PeriodDialogResult::accepted);
+      return;
+    }
+    MessageBoxA(dialog, "Positive floating point value expected for the interleaving period.", "Quillet library",
+                MB_ICONEXCLAMATION);
   }
-  if (message != WM_COMMAND) {
-    return FALSE;
-  }
-  switch (LOWORD(wParam)) {
-    case IDOK:
-      accept(dialog);
-      return TRUE;
-    case IDCANCEL:
-      end(dialog, PeriodDialogResult::cancelled);
-      return TRUE;
-    default:
-      return FALSE;
-  }
-}
+
+  static void cancel(HWND dialog) { end(dialog, PeriodDialogResult::cancelled); }
+};
 
 }  // namespace
 
 PeriodDialogResult showInterleavingPeriodDialog(HWND parent, long long& period) {
   return static_cast<PeriodDialogResult>(DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_INTERLEAVING_PERIOD),
-                                                         parent, procedure, reinterpret_cast<LPARAM>(&period)));
+                                                         parent, okCancelProcedure<PeriodDialog>,
+                                                         reinterpret_cast<LPARAM>(&period)));
 }
 
 }  // namespace quillet

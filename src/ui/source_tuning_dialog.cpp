@@ -6,6 +6,7 @@
 
 #include "core/module.h"
 #include "resources/resource_ids.h"
+#include "ui/ok_cancel_dialog.h"
 
 namespace quillet {
 namespace {
@@ -22,7 +23,7 @@ int numberIn(HWND dialog, int control) {
 }
 
 /// The parts in which the two dialogs differ. The ratio's first choice, "default", reads as 0 because it is no number.
-struct AudioDialog {
+struct AudioKind {
   using Tuning = SearchTuning;
   static constexpr int textLength = 18;
 
@@ -30,7 +31,7 @@ struct AudioDialog {
   static void readRatio(HWND, Tuning&) {}
 };
 
-struct VideoDialog {
+struct VideoKind {
   using Tuning = FrameSearchTuning;
   static constexpr int textLength = 34;
 
@@ -47,64 +48,49 @@ struct VideoDialog {
   }
 };
 
-template <class Dialog>
-void show(HWND dialog, const typename Dialog::Tuning& tuning) {
-  if (!SetPropA(dialog, tuningProperty, const_cast<typename Dialog::Tuning*>(&tuning))) {
-    EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::noProperty));
-    return;
-  }
-  SetDlgItemInt(dialog, IDC_QUICK_DECODE, tuning.quickDecode, TRUE);
-  SetDlgItemInt(dialog, IDC_STEP_BACK, tuning.stepBack, TRUE);
-  Dialog::showRatio(dialog, tuning);
-}
+template <class Kind>
+struct TuningDialog {
+  using Tuning = typename Kind::Tuning;
 
-template <class Dialog>
-void accept(HWND dialog) {
-  auto* const tuning = static_cast<typename Dialog::Tuning*>(RemovePropA(dialog, tuningProperty));
-  if (tuning == nullptr) {
-    return;  // The dialog has ended already.
+  static void show(HWND dialog, LPARAM parameter) {
+    auto* const tuning = reinterpret_cast<Tuning*>(parameter);
+    if (!SetPropA(dialog, tuningProperty, tuning)) {
+      EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::noProperty));
+      return;
+    }
+    SetDlgItemInt(dialog, IDC_QUICK_DECODE, tuning->quickDecode, TRUE);
+    SetDlgItemInt(dialog, IDC_STEP_BACK, tuning->stepBack, TRUE);
+    Kind::showRatio(dialog, *tuning);
   }
-  tuning->quickDecode = numberIn<Dialog::textLength>(dialog, IDC_QUICK_DECODE);
-  tuning->stepBack = numberIn<Dialog::textLength>(dialog, IDC_STEP_BACK);
-  Dialog::readRatio(dialog, *tuning);
-  EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::accepted));
-}
 
-template <class Dialog>
-INT_PTR answerCommand(HWND dialog, int command) {
-  switch (command) {
-    case IDOK:
-      accept<Dialog>(dialog);
-      return TRUE;
-    case IDCANCEL:
-      RemovePropA(dialog, tuningProperty);
-      EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::cancelled));
-      return TRUE;
-    default:
-      return FALSE;
+  static void accept(HWND dialog) {
+    auto* const tuning = static_cast<Tuning*>(RemovePropA(dialog, tuningProperty));
+    if (tuning == nullptr) {
+      return;  // The dialog has ended already.
+    }
+    tuning->quickDecode = numberIn<Kind::textLength>(dialog, IDC_QUICK_DECODE);
+    tuning->stepBack = numberIn<Kind::textLength>(dialog, IDC_STEP_BACK);
+    Kind::readRatio(dialog, *tuning);
+    EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::accepted));
   }
-}
 
-template <class Dialog>
-INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  switch (message) {
-    case WM_INITDIALOG:
-      show<Dialog>(dialog, *reinterpret_cast<const typename Dialog::Tuning*>(lParam));
-      return TRUE;
-    case WM_COMMAND:
-      return answerCommand<Dialog>(dialog, LOWORD(wParam));
-    case WM_DESTROY:
+  static void cancel(HWND dialog) {
+    RemovePropA(dialog, tuningProperty);
+    EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::cancelled));
+  }
+
+  static INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_DESTROY) {
       RemovePropA(dialog, tuningProperty);  // Is there still when the parent takes the dialog with it.
-      return FALSE;
-    default:
-      return FALSE;
+    }
+    return okCancelProcedure<TuningDialog>(dialog, message, wParam, lParam);
   }
-}
+};
 
-template <class Dialog>
-TuningDialogResult run(HWND parent, int resource, typename Dialog::Tuning& tuning) {
-  const INT_PTR result = DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(resource), parent, procedure<Dialog>,
-                                         reinterpret_cast<LPARAM>(&tuning));
+template <class Kind>
+TuningDialogResult run(HWND parent, int resource, typename Kind::Tuning& tuning) {
+  const INT_PTR result = DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(resource), parent,
+                                         TuningDialog<Kind>::procedure, reinterpret_cast<LPARAM>(&tuning));
   // The system answers 0, which none of the dialogs does, for a parent that is no window.
   return result == 0 ? TuningDialogResult::notShown : static_cast<TuningDialogResult>(result);
 }
@@ -112,11 +98,11 @@ TuningDialogResult run(HWND parent, int resource, typename Dialog::Tuning& tunin
 }  // namespace
 
 TuningDialogResult showSourceTuningDialog(HWND parent, SearchTuning& tuning) {
-  return run<AudioDialog>(parent, IDD_AUDIO_SOURCE_TUNING, tuning);
+  return run<AudioKind>(parent, IDD_AUDIO_SOURCE_TUNING, tuning);
 }
 
 TuningDialogResult showSourceTuningDialog(HWND parent, FrameSearchTuning& tuning) {
-  return run<VideoDialog>(parent, IDD_VIDEO_SOURCE_TUNING, tuning);
+  return run<VideoKind>(parent, IDD_VIDEO_SOURCE_TUNING, tuning);
 }
 
 }  // namespace quillet
