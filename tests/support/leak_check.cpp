@@ -102,8 +102,11 @@ testing::AssertionResult leavesNothingBehind(const std::function<void()>& round,
   // The platform's own caches may change a little; a leak grows with every round.
   constexpr long tolerance = 20;
   constexpr long handleTolerance = 2;  // A thread of the pool has its own.
-  if (handles > handleTolerance || (platformHandles > 0 && handles < -tolerance) || threads > 1 || blocks > tolerance ||
-      (platformBlocks > 0 && blocks < -tolerance)) {
+  // What the platform leaves behind and no longer does is missing once a round; a thread of the pool that ends meanwhile
+  // takes a dozen blocks along.
+  const long closedGap = -std::max(tolerance, rounds / 2);
+  if (handles > handleTolerance || (platformHandles > 0 && handles < closedGap) || threads > 1 || blocks > tolerance ||
+      (platformBlocks > 0 && blocks < closedGap)) {
     return testing::AssertionFailure() << rounds << " rounds left " << handles << " handles, " << blocks
                                        << " heap blocks and " << threads << " threads";
   }
