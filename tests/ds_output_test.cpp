@@ -235,6 +235,15 @@ TEST_F(DSOutput, NobodyIsStrandedInAWrite) {
   }
 }
 
+TEST_F(DSOutput, APausedGraphGoesOnToItsEnd) {
+  const GraphOverride graph;
+  const Writer writer = started(&video, nullptr);
+  EXPECT_TRUE(writePicture(*writer, 0));
+  graph.pause();
+  EXPECT_TRUE(writer->close());
+  expectPictures(file.name(), 1);
+}
+
 TEST_F(DSOutput, AFailureOfTheFiltersFailsTheWritesAndTheClosing) {
   muxScript->failReceiveAfter = 3;
   const Writer writer = started(&video, nullptr);

@@ -119,10 +119,10 @@ void GraphOverride::notify(long event) const {
   sink->Notify(event, 0, 0);
 }
 
-void GraphOverride::stop() const {
+ComPtr<IMediaControl> GraphOverride::lastControl() const {
   ComPtr<IMediaControl> control;
   last->QueryInterface(IID_IMediaControl, &control);
-  control->Stop();
+  return control;
 }
 
 }  // namespace quillet::test

@@ -40,12 +40,15 @@ class GraphOverride {
   /// Sends an event to the graph made last, as its filters do.
   void notify(long event) const;
 
-  /// Stops the graph made last, as a graph viewer can.
-  void stop() const;
+  /// Stops or pauses the graph made last, as a graph viewer can.
+  void stop() const { lastControl()->Stop(); }
+  void pause() const { lastControl()->Pause(); }
 
   GraphFaults faults;
 
  private:
+  Microsoft::WRL::ComPtr<IMediaControl> lastControl() const;
+
   IUnknown* last = nullptr;
   HMODULE quartz = LoadLibraryA("quartz.dll");
   std::unique_ptr<ClassObjectOverride> graph;
