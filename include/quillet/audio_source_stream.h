@@ -33,6 +33,9 @@ class QUILLET_API AudioSourceStream : public virtual SourceStream, public virtua
   ///     stream).
   virtual unsigned char* getSamples(long first, long last) = 0;
 
+  /// getSamples(long, long) with the progress dialog of SourceStream::StreamSampleToTime(int, void*, long&, const char*).
+  unsigned char* getSamples(int options, void* parentWindow, long first, long last, const char* title);
+
   /// @return the format of the decoded samples, valid as long as the stream. When the stream is not open the format is
   ///     empty and the code 1.
   WAVEFORMATEX* format();

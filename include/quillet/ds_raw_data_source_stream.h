@@ -19,6 +19,10 @@ struct KeptSample;
 /// their own, each from where the conversion before has left it, or from the start when that lies behind.
 class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSSourceStream {
  public:
+  using RawDataSourceStream::getData;
+  using SourceStream::StreamSampleToTime;
+  using SourceStream::StreamTimeToSample;
+
   /// Opens the samples of a stream through a filter graph. Compressed audio, and video whose format tells no frame time,
   /// is played through once to be counted.
   ///

@@ -68,6 +68,11 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
 /// one decoded frame a call.
 class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourceStream {
  public:
+  using SourceStream::StreamSampleToTime;
+  using SourceStream::StreamTimeToSample;
+  using VideoSourceStream::findFrame;
+  using VideoSourceStream::getFrameBits;
+
   /// Opens a video stream through a filter graph. A file whose streams tell no frame rate is played through once.
   ///
   /// @param fileName name of the file, in the system's ANSI code page.
@@ -125,6 +130,10 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
 /// Audio samples decoded by DirectShow to PCM. What the stream lacks (gaps, a late start, an early end) reads as silence.
 class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourceStream {
  public:
+  using AudioSourceStream::getSamples;
+  using SourceStream::StreamSampleToTime;
+  using SourceStream::StreamTimeToSample;
+
   /// Opens an audio stream through a filter graph.
   ///
   /// @param fileName name of the file, in the system's ANSI code page.

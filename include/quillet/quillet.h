@@ -6,6 +6,7 @@
 #include <quillet/audio_or_video_stream.h>
 #include <quillet/audio_source_stream.h>
 #include <quillet/automatic_interleave_engine.h>
+#include <quillet/dialog_options.h>
 #include <quillet/ds_audio_or_video_stream.h>
 #include <quillet/ds_output_avi_file.h>
 #include <quillet/ds_raw_data_source_stream.h>

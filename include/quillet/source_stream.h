@@ -4,6 +4,7 @@
 /// What every readable stream of a media file has.
 
 #include <quillet/audio_or_video_stream.h>
+#include <quillet/dialog_options.h>
 #include <quillet/notification.h>
 #include <quillet/platform_formats.h>
 
@@ -29,6 +30,22 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   /// Opens a decoded stream with Video for Windows or, when that fails, with DirectShow; otherwise as the form above.
   static SourceStream* open(const char* fileName, bool video, int stream, QuilletNotification* notification);
 
+  /// Opens a stream on a thread of its own, behind a modal dialog that shows how that goes on: for long files, or files
+  /// of which it is not known.
+  ///
+  /// The calling thread must have called QuilletThread(). It runs the dialog, which ends with the operation only.
+  ///
+  /// @param options a combination of quillet::dialog_option values; without any the video stream is opened, decoded, with
+  ///     Video for Windows, behind a dialog without a caption.
+  /// @param parentWindow the parent's HWND; may be NULL.
+  /// @param fileName see the forms above.
+  /// @param stream see the forms above.
+  /// @param title the dialog's caption with dialog_option::captioned, at most 256 characters; NULL for the text of the
+  ///     top-most ancestor of `parentWindow`.
+  /// @return what the form above returns that the options choose, or that of RawDataSourceStream. NULL also when the
+  ///     dialog could not be shown.
+  static SourceStream* open(int options, void* parentWindow, const char* fileName, int stream, const char* title);
+
   ~SourceStream() override;
 
   /// @return whether the stream delivers compressed samples (RawDataSourceStream) rather than decoded ones.
@@ -50,6 +67,23 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
 
   /// @return the stream's duration in milliseconds, -1.0 on failure.
   virtual double msDuration() = 0;
+
+  /// The same as StreamSampleToTime(long&) with the progress dialog of open(int, void*, const char*, int, const char*).
+  ///
+  /// So are all operations that take these arguments: on a DirectShow stream they run on a thread of their own behind the
+  /// dialog, and nothing else may use the stream meanwhile; the stream keeps its progress sink, which is told nothing
+  /// meanwhile. On a Video for Windows stream they run at once, without a dialog.
+  ///
+  /// @param options a combination of dialog_option::startHidden and captioned; the others tell nothing of an open stream.
+  /// @param parentWindow the parent's HWND; may be NULL.
+  /// @param sample see StreamSampleToTime(long&).
+  /// @param title the dialog's caption.
+  /// @return see StreamSampleToTime(long&); the failure value, with ds_error::cannotDisplayDialog, also when the dialog
+  ///     could not be shown.
+  double StreamSampleToTime(int options, void* parentWindow, long& sample, const char* title);
+
+  /// StreamTimeToSample(double&) with the progress dialog of StreamSampleToTime(int, void*, long&, const char*).
+  long StreamTimeToSample(int options, void* parentWindow, double& time, const char* title);
 
   /// Describes the stream as a DirectShow video format.
   /// @param info receives the description.
@@ -77,6 +111,14 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   /// @return `stream`, with the code in its #lastError.
   template <class Stream, class OpenSource>
   static Stream* openNew(Stream* stream, QuilletNotification* sink, OpenSource openSource);
+
+  /// What every operation with a progress dialog does; for the library alone.
+  /// @param kind an OperationKind.
+  /// @param failure the result when the stream is not open or the dialog is not shown.
+  /// @param operation the same operation without a dialog.
+  template <class Kind, class Result, class Operation>
+  Result behindDialog(Kind kind, int options, void* parentWindow, const char* title, Result failure,
+                      Operation operation);
 
   /// Length in samples (frames, for video); filled by the backend's `open`.
   long length = 0;

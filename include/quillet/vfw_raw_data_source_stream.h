@@ -9,6 +9,8 @@
 /// The samples of an AVIFile stream as the file stores them, one AVIFile read each.
 class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public VfWSourceStream {
  public:
+  using RawDataSourceStream::getData;
+
   /// Opens the samples of a stream through AVIFile.
   ///
   /// @param fileName name of the file, in the system's ANSI code page.

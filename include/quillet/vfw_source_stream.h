@@ -17,6 +17,9 @@ class AviSource;
 /// open.
 class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual SourceStream {
  public:
+  using SourceStream::StreamSampleToTime;
+  using SourceStream::StreamTimeToSample;
+
   ~VfWSourceStream() override;
 
   /// There is nothing to tune: sets the warning vfw_error::noConfigurationDialog.
@@ -43,6 +46,9 @@ class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual
 /// Video frames decoded by AVIFile's frame decompressor to 24-bit RGB.
 class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSourceStream {
  public:
+  using VideoSourceStream::findFrame;
+  using VideoSourceStream::getFrameBits;
+
   /// Opens a video stream through AVIFile.
   ///
   /// @param fileName name of the file, in the system's ANSI code page.
@@ -81,6 +87,10 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
 /// nor right after it seeks to its own.
 class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSourceStream {
  public:
+  using AudioSourceStream::getSamples;
+  using SourceStream::StreamSampleToTime;
+  using SourceStream::StreamTimeToSample;
+
   /// Opens an audio stream through AVIFile.
   ///
   /// @param fileName name of the file, in the system's ANSI code page.

@@ -41,6 +41,12 @@ class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtua
   /// @return the pixels in the layout of format(), valid until the next call on this stream; NULL on failure.
   virtual unsigned char* getFrameBits(long& frame) = 0;
 
+  /// findFrame(long) with the progress dialog of SourceStream::StreamSampleToTime(int, void*, long&, const char*).
+  long findFrame(int options, void* parentWindow, long frame, const char* title);
+
+  /// getFrameBits(long&) with the progress dialog of SourceStream::StreamSampleToTime(int, void*, long&, const char*).
+  unsigned char* getFrameBits(int options, void* parentWindow, long& frame, const char* title);
+
   /// @return frames per second; -1.0 with code 1 when the stream is not open.
   double frameRate();
 

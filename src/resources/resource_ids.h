@@ -46,6 +46,18 @@
 #define IDC_GROWTH_RATIO 102
 #define IDC_STEP_BACK 103
 
+#define IDD_PROGRESS 8
+#define IDD_CAPTIONED_PROGRESS 9
+#define IDC_OPERATION 101
+#define IDC_PROGRESS 102
+#define IDC_STREAM_ICON 103
+#define IDC_ANIMATION 104
+
+// Pictures.
+#define IDR_PROGRESS_ANIMATION 1
+#define IDI_AUDIO 2
+#define IDI_RAW_DATA 3
+
 #ifndef IDC_STATIC
 #define IDC_STATIC (-1)
 #endif

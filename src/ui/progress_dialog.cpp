@@ -1,0 +1,208 @@
+#include "ui/progress_dialog.h"
+
+#include <optional>
+
+#include <commctrl.h>
+
+#include <quillet/dialog_options.h>
+#include <quillet/thread.h>
+
+#include "core/handles.h"
+#include "core/library_thread.h"
+#include "core/module.h"
+#include "resources/resource_ids.h"
+#include "ui/wait_dlg_notification.h"
+
+namespace quillet {
+namespace {
+
+constexpr unsigned workerStackSize = 128 * 1024;
+constexpr INT_PTR notStarted = -1;
+
+/// The bar only tells that something goes on: it starts anew at each power of two.
+constexpr int longCycle = 128;
+constexpr int shortCycle = 8;
+
+/// One showing of the dialog.
+struct Showing {
+  const ProgressDialogParameters& parameters;
+  const std::function<void(QuilletNotification&)>& operation;
+  HWND dialog = nullptr;
+  std::optional<WaitDlgNotification> notification = std::nullopt;
+  KernelHandle workerEnded = nullptr;  // Null while there is no worker.
+  bool hasHiddenParent = false;
+};
+
+Showing* showingOf(HWND dialog) {
+  return reinterpret_cast<Showing*>(GetWindowLongPtrA(dialog, DWLP_USER));
+}
+
+void work(void* parameter) {
+  Showing& showing = *static_cast<Showing*>(parameter);
+  QuilletThread();
+  showing.operation(*showing.notification);
+  // There may be no room for the message behind all the reports. Ends: the dialog's thread takes them one by one, and a
+  // dialog that was destroyed with its parent needs no message.
+  while (!PostMessageA(showing.dialog, doneMessage, 0, 0) && IsWindow(showing.dialog)) {
+    Sleep(1);
+  }
+}
+
+void showIcon(HWND dialog, const ProgressDialogParameters& parameters) {
+  if (!parameters.raw && !parameters.audio) {
+    return;
+  }
+  const HANDLE icon = LoadImageA(moduleInstance(), MAKEINTRESOURCEA(parameters.raw ? IDI_RAW_DATA : IDI_AUDIO),
+                                 IMAGE_ICON, 0, 0, LR_SHARED | LR_DEFAULTSIZE);
+  SendDlgItemMessageA(dialog, IDC_STREAM_ICON, STM_SETIMAGE, IMAGE_ICON, reinterpret_cast<LPARAM>(icon));
+}
+
+/// @return null for what the template says.
+const char* labelOf(OperationKind kind) {
+  switch (kind) {
+    case OperationKind::open:
+      return "Opening the stream";
+    case OperationKind::getSamples:
+      return "Fetching audio samples";
+    case OperationKind::getData:
+      return "Fetching samples";
+    case OperationKind::streamSampleToTime:
+    case OperationKind::streamTimeToSample:
+      return "Searching the stream";
+    default:
+      return nullptr;
+  }
+}
+
+void setLabel(HWND dialog, const char* text) {
+  SetDlgItemTextA(dialog, IDC_OPERATION, text);
+}
+
+void start(HWND dialog, Showing& showing) {
+  const ProgressDialogParameters& parameters = showing.parameters;
+  SetWindowLongPtrA(dialog, DWLP_USER, reinterpret_cast<LONG_PTR>(&showing));
+  showing.dialog = dialog;
+  showing.notification.emplace(dialog, parameters.startHidden);
+  showIcon(dialog, parameters);
+  if (const char* const label = labelOf(parameters.kind)) {
+    setLabel(dialog, label);
+  }
+  Animate_Open(GetDlgItem(dialog, IDC_ANIMATION), MAKEINTRESOURCEA(IDR_PROGRESS_ANIMATION));
+  const int cycle = parameters.kind == OperationKind::open ? longCycle : shortCycle;
+  SendDlgItemMessageA(dialog, IDC_PROGRESS, PBM_SETRANGE, 0, MAKELPARAM(0, cycle));
+  if (parameters.startHidden) {
+    // Here and not on the worker, which may come too late: the dialog shows up as soon as its thread is idle.
+    SetWindowPos(dialog, nullptr, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOZORDER);
+  }
+  showing.workerEnded.reset(startLibraryThread(work, workerStackSize, &showing, nullptr, 0, nullptr));
+  if (!showing.workerEnded) {
+    showing.notification.reset();
+    EndDialog(dialog, notStarted);
+  }
+}
+
+void moveBar(HWND dialog, int cycle, LPARAM counter) {
+  const HWND bar = GetDlgItem(dialog, IDC_PROGRESS);
+  ShowWindow(bar, SW_SHOWNA);
+  SendMessageA(bar, PBM_SETPOS, static_cast<WPARAM>(counter & (cycle - 1)), 0);
+}
+
+void showProgress(HWND dialog, WPARAM phase, LPARAM counter) {
+  switch (phase) {
+    case 0:
+      setLabel(dialog, "Opening: parsing the stream");
+      moveBar(dialog, longCycle, counter);
+      break;
+    case 1:
+      setLabel(dialog, "Opening the stream");
+      ShowWindow(GetDlgItem(dialog, IDC_PROGRESS), SW_HIDE);
+      break;
+    case 2:
+      setLabel(dialog, "Fetching samples: backtracking");
+      moveBar(dialog, shortCycle, counter);
+      break;
+    case 3:
+      moveBar(dialog, longCycle, counter);
+      break;
+    default:
+      break;
+  }
+}
+
+INT_PTR CALLBACK plainProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  switch (message) {
+    case WM_INITDIALOG:
+      start(dialog, *reinterpret_cast<Showing*>(lParam));
+      return TRUE;
+    case progressMessage:
+      showProgress(dialog, wParam, lParam);
+      return TRUE;
+    case doneMessage:
+      EndDialog(dialog, 0);
+      return TRUE;
+    default:
+      return FALSE;
+  }
+}
+
+/// Hides the parent along with the minimised dialog, and shows it again.
+void accompany(HWND dialog, Showing& showing, bool minimised) {
+  const HWND parent = GetWindow(dialog, GW_OWNER);
+  if (minimised && IsWindowVisible(parent)) {
+    ShowWindow(parent, SW_HIDE);
+    showing.hasHiddenParent = true;
+  } else if (!minimised && showing.hasHiddenParent) {
+    ShowWindow(parent, SW_SHOW);
+    showing.hasHiddenParent = false;
+  }
+}
+
+INT_PTR CALLBACK captionedProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_INITDIALOG) {
+    SetWindowTextA(dialog, reinterpret_cast<Showing*>(lParam)->parameters.title);
+  } else if (Showing* const showing = showingOf(dialog)) {
+    if (message == WM_SIZE && (wParam == SIZE_MINIMIZED || wParam == SIZE_RESTORED)) {
+      accompany(dialog, *showing, wParam == SIZE_MINIMIZED);
+    } else if (message == doneMessage) {
+      accompany(dialog, *showing, false);
+    }
+  }
+  return plainProcedure(dialog, message, wParam, lParam);
+}
+
+}  // namespace
+
+ProgressDialogParameters::ProgressDialogParameters(OperationKind kind, int options, HWND parent, const char* givenTitle)
+    : kind(kind),
+      parent(parent),
+      audio((options & dialog_option::audio) != 0),
+      raw((options & dialog_option::raw) != 0),
+      useDirectShow((options & dialog_option::useDirectShow) != 0),
+      automatic((options & dialog_option::automatic) != 0),
+      startHidden((options & dialog_option::startHidden) != 0),
+      captioned((options & dialog_option::captioned) != 0) {
+  if (captioned && givenTitle != nullptr) {
+    lstrcpynA(title, givenTitle, titleSize);
+  } else if (captioned) {
+    GetWindowTextA(GetAncestor(parent, GA_ROOTOWNER), title, titleSize);
+  }
+}
+
+bool runBehindProgressDialog(const ProgressDialogParameters& parameters,
+                             const std::function<void(QuilletNotification&)>& operation) {
+  INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_PROGRESS_CLASS | ICC_ANIMATE_CLASS};
+  InitCommonControlsEx(&controls);
+  Showing showing = {parameters, operation};
+  DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(parameters.captioned ? IDD_CAPTIONED_PROGRESS : IDD_PROGRESS),
+                  parameters.parent, parameters.captioned ? captionedProcedure : plainProcedure,
+                  reinterpret_cast<LPARAM>(&showing));
+  if (!showing.workerEnded) {
+    return false;
+  }
+  // The dialog has ended before the worker when its parent was destroyed, and by a hair at any time. Ends: the operation
+  // does, and the worker waits for nothing of this thread.
+  WaitForSingleObject(showing.workerEnded.get(), INFINITE);
+  return true;
+}
+
+}  // namespace quillet
