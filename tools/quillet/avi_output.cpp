@@ -4,11 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "library_stream.h"
 #include "progress_line.h"
 #include "text.h"
 #include "worker.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr long long unitsPerMs = 10'000;
@@ -206,4 +207,4 @@ Failure AviOutput::failure() const {
   return writeFailure(path, lastErrorText(*file));
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -14,7 +14,7 @@
 #include "output_file.h"
 #include "stream_access.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 /// What goes into the file: at least one of the streams, and how each is compressed.
 struct AviContent {
@@ -54,4 +54,4 @@ class AviOutput {
   std::unique_ptr<OutputAVIFile> file;
 };
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

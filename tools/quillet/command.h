@@ -4,7 +4,7 @@
 
 #include <span>
 
-namespace quillet::cli {
+namespace quillet::client {
 
 class CommandLine;
 
@@ -39,4 +39,4 @@ extern const Command timeCommand;
 extern const Command copyCommand;
 extern const Command convertCommand;
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

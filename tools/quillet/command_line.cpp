@@ -11,7 +11,7 @@
 #include "failure.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 const Option helpOption = {"--help", nullptr, "show this help", "-h"};
 
@@ -169,4 +169,4 @@ std::string helpText(const Command& command) {
          inColumns("Options", options);
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

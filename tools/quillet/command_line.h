@@ -8,7 +8,7 @@
 
 #include "command.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 extern const Option helpOption;
 
@@ -40,4 +40,4 @@ class CommandLine {
 /// The text of `quillet COMMAND --help`.
 std::string helpText(const Command& command);
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

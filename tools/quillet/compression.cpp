@@ -9,7 +9,7 @@
 #include "failure.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 struct NamedTag {
@@ -79,4 +79,4 @@ AVICOMPRESSOPTIONS& Compression::options() {
   return chosenOptions;
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -11,7 +11,7 @@
 #include <mmreg.h>
 #include <vfw.h>
 
-namespace quillet::cli {
+namespace quillet::client {
 
 inline constexpr char audioFormatHelp[] =
     "compressed format of the samples: ima-adpcm, ms-adpcm, alaw, ulaw, gsm, mp3 or a format tag (default: PCM)";
@@ -38,4 +38,4 @@ class Compression {
   AVICOMPRESSOPTIONS chosenOptions = {};
 };
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

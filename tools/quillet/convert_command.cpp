@@ -10,7 +10,7 @@
 #include "text.h"
 #include "transfer.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr Option videoCodecOption = {"--video-codec", "FOURCC", "compressor of the frames (default: uncompressed)"};
@@ -89,4 +89,4 @@ void run(const CommandLine& line) {
 const Command convertCommand = {"convert", "Compress the streams of a media file into an AVI file", transferArguments,
                                 options, run};
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -5,10 +5,11 @@
 
 #include "avi_output.h"
 #include "failure.h"
+#include "library_stream.h"
 #include "text.h"
 #include "transfer.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr Option options[] = {videoOption, audioOption, periodOption, backendOption};
@@ -78,4 +79,4 @@ void run(const CommandLine& line) {
 const Command copyCommand = {"copy", "Copy the streams of a media file into an AVI file, as they are",
                              transferArguments, options, run};
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -4,12 +4,12 @@
 #include <string>
 
 #include "command_line.h"
-#include "failure.h"
 #include "image_file.h"
+#include "library_stream.h"
 #include "stream_access.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr Argument arguments[] = {fileArgument, {"N", "frame number, from 0"}};
@@ -34,11 +34,7 @@ void run(const CommandLine& line) {
   // Copied first: the pixels are valid until the next call only.
   const BITMAPINFOHEADER format = *stream->format();
   long frame = wanted;
-  const unsigned char* const bits = stream->getFrameBits(frame);
-  if (bits == nullptr) {
-    throw Failure("frame " + std::to_string(wanted) + " of '" + displayName(file.path()) +
-                  "': " + lastErrorText(*stream));
-  }
+  const unsigned char* const bits = decodedFrame(*stream, frame);
   printWarning(*stream);
   writeImage(output, format, bits);
   std::printf("%s: frame %ld\n", displayName(output).c_str(), frame);
@@ -48,4 +44,4 @@ void run(const CommandLine& line) {
 
 const Command frameCommand = {"frame", "Write a frame as a PNG or BMP image", arguments, options, run};
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

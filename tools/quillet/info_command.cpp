@@ -5,10 +5,11 @@
 
 #include "command_line.h"
 #include "failure.h"
+#include "library_stream.h"
 #include "stream_access.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr Argument arguments[] = {fileArgument};
@@ -97,4 +98,4 @@ void run(const CommandLine& line) {
 
 const Command infoCommand = {"info", "List the video and audio streams of a media file", arguments, options, run};
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -16,7 +16,7 @@
 #include "failure.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr const Command* commands[] = {&infoCommand, &frameCommand, &rawCommand,    &samplesCommand,
@@ -107,11 +107,11 @@ ExitStatus runProgram(std::span<wchar_t* const> words) {
 }
 
 }  // namespace
-}  // namespace quillet::cli
+}  // namespace quillet::client
 
 int wmain(int argc, wchar_t* argv[]) {
   QuilletThread();
-  const quillet::cli::Utf8Console console;
+  const quillet::client::Utf8Console console;
   const std::span<wchar_t* const> words(argv, argc);
-  return static_cast<int>(quillet::cli::runProgram(words.subspan(std::min<std::size_t>(1, words.size()))));
+  return static_cast<int>(quillet::client::runProgram(words.subspan(std::min<std::size_t>(1, words.size()))));
 }

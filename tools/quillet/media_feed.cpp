@@ -8,9 +8,9 @@
 #include <uuids.h>
 
 #include "failure.h"
-#include "stream_access.h"
+#include "library_stream.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 long lengthOf(SourceStream& stream) {
@@ -36,10 +36,7 @@ bool FrameFeed::next(MediaPiece& piece) {
   }
   // Where the stream has dropped a frame, the one that is shown in its place.
   long frame = position;
-  unsigned char* const bits = source->getFrameBits(frame);
-  if (bits == nullptr) {
-    throw Failure("frame " + std::to_string(position) + ": " + lastErrorText(*source));
-  }
+  unsigned char* const bits = decodedFrame(*source, frame);
   piece = {position, bits, 1, static_cast<long>(source->format()->biSizeImage), true};
   ++position;
   return true;
@@ -54,10 +51,7 @@ bool SampleFeed::next(MediaPiece& piece) {
   if (count <= 0) {
     return false;
   }
-  unsigned char* const samples = source->getSamples(first, first + count - 1);
-  if (samples == nullptr) {
-    throw Failure("samples from " + std::to_string(first) + ": " + lastErrorText(*source));
-  }
+  unsigned char* const samples = decodedSamples(*source, first, first + count - 1);
   piece = {first, samples, count, count * sampleFormat.nBlockAlign, true};
   position += count;
   return true;
@@ -131,4 +125,4 @@ double RawFeed::nextMs() const {
                          : static_cast<double>(number * videoFormat()->AvgTimePerFrame) * msPerUnit;
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

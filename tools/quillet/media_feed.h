@@ -11,7 +11,7 @@
 
 #include "raw_reader.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 /// A run of frames or samples.
 struct MediaPiece {
@@ -96,4 +96,4 @@ class RawFeed : public MediaFeed {
   RawSample sample;  // What is left of it.
 };
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

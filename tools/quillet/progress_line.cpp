@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr ULONGLONG patienceMs = 500;
@@ -37,4 +37,4 @@ void ProgressLine::show(long long done, long long total) {
   std::fflush(stderr);
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

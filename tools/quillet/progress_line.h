@@ -6,7 +6,7 @@
 
 #include <windows.h>
 
-namespace quillet::cli {
+namespace quillet::client {
 
 /// Shown on stderr when that is a terminal and the work is not done at once; gone when the work is done.
 class ProgressLine {
@@ -26,4 +26,4 @@ class ProgressLine {
   std::size_t shownLength = 0;
 };
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -7,7 +7,7 @@
 #include "raw_reader.h"
 #include "stream_access.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr Argument arguments[] = {fileArgument};
@@ -44,4 +44,4 @@ void run(const CommandLine& line) {
 
 const Command rawCommand = {"raw", "List the compressed samples of a stream", arguments, options, run};
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -4,9 +4,9 @@
 #include <string>
 
 #include "failure.h"
-#include "stream_access.h"
+#include "library_stream.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 bool RawReader::next(RawSample& sample) {
   // Ends: every turn comes farther.
@@ -45,4 +45,4 @@ void RawReader::passOver() {
   searched = std::max(next, searched + 1);
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -4,7 +4,7 @@
 
 #include <quillet/quillet.h>
 
-namespace quillet::cli {
+namespace quillet::client {
 
 struct RawSample {
   unsigned char* data = nullptr;  ///< Valid until the next sample is read.
@@ -34,4 +34,4 @@ class RawReader {
   long firstUnread = 0;  // A sample that is empty or missing is served by an earlier one, which was read.
 };
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -6,12 +6,13 @@
 
 #include "command_line.h"
 #include "failure.h"
+#include "library_stream.h"
 #include "progress_line.h"
 #include "stream_access.h"
 #include "text.h"
 #include "wave_file.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr Argument arguments[] = {
@@ -21,20 +22,12 @@ constexpr Option options[] = {outputOption, streamOption, backendOption};
 
 constexpr long samplesPerChunk = 65536;
 
-const unsigned char* samplesOf(AudioSourceStream& stream, long first, long last) {
-  const unsigned char* const samples = stream.getSamples(first, last);
-  if (samples == nullptr) {
-    throw Failure("samples " + std::to_string(first) + " to " + std::to_string(last) + ": " + lastErrorText(stream));
-  }
-  return samples;
-}
-
 void copySamples(AudioSourceStream& stream, long first, long last, long sampleSize, WaveFile& output) {
   ProgressLine progress("Writing samples");
   bool hasWarned = false;
   for (long next = first; next <= last;) {
     const long count = std::min(samplesPerChunk, last - next + 1);
-    const unsigned char* const samples = samplesOf(stream, next, next + count - 1);
+    const unsigned char* const samples = decodedSamples(stream, next, next + count - 1);
     if (!hasWarned && stream.lastError != common_error::success) {
       printWarning(stream);
       hasWarned = true;
@@ -57,7 +50,7 @@ void run(const CommandLine& line) {
   const auto stream = file.open<AudioSourceStream>(line);
   const WAVEFORMATEX format = *stream->format();
   if (first < 0 || last >= stream->duration()) {
-    samplesOf(*stream, first, last);  // The library's own refusal, before a file is touched.
+    decodedSamples(*stream, first, last);  // The library's own refusal, before a file is touched.
   }
   const long long size = (last - first + 1LL) * format.nBlockAlign;
   WaveFile wave(output, format, size);
@@ -70,4 +63,4 @@ void run(const CommandLine& line) {
 
 const Command samplesCommand = {"samples", "Write a run of audio samples as a WAV file", arguments, options, run};
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -6,9 +6,10 @@
 
 #include "command_line.h"
 #include "failure.h"
+#include "library_stream.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 // In the order in which the library tries them.
@@ -120,19 +121,9 @@ template Opening<AudioSourceStream> MediaFile::tryOpen(int) const;
 template std::unique_ptr<VideoSourceStream> MediaFile::open(const CommandLine&) const;
 template std::unique_ptr<AudioSourceStream> MediaFile::open(const CommandLine&) const;
 
-const char* backendName(bool directShow) {
-  return directShow ? "DirectShow" : "Video for Windows";
-}
-
 std::string failureOf(AudioOrVideoStream* stream, bool directShow) {
   return stream != nullptr ? lastErrorText(*stream)
                            : std::string(backendName(directShow)) + " backend: not available in this build";
-}
-
-std::string lastErrorText(AudioOrVideoStream& stream) {
-  const char* const message = stream.ErrorMessage(stream.lastError);
-  return (message != nullptr ? fromAnsi(message) : "Unknown error") + " (code " + std::to_string(stream.lastError) +
-         ", " + backendName(stream.usesDirectShow()) + ")";
 }
 
 void printWarning(AudioOrVideoStream& stream) {
@@ -141,4 +132,4 @@ void printWarning(AudioOrVideoStream& stream) {
   }
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -11,7 +11,7 @@
 
 #include "command.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 class CommandLine;
 
@@ -72,18 +72,11 @@ class MediaFile {
   mutable bool directShowKnowsFile = false;
 };
 
-/// The user's name of the backend.
-const char* backendName(bool directShow);
-
 /// Why a factory of the library has not given a usable object.
 /// @param stream what it has given, perhaps null.
 std::string failureOf(AudioOrVideoStream* stream, bool directShow);
 
-/// The library's text for the stream's last error, with its code and backend. To be read right after the operation that
-/// failed: the next one sets the error anew.
-std::string lastErrorText(AudioOrVideoStream& stream);
-
 /// Prints the stream's last error when it is a warning that came with a result. To be called right after the operation.
 void printWarning(AudioOrVideoStream& stream);
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

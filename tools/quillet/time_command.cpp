@@ -6,9 +6,10 @@
 
 #include "command_line.h"
 #include "failure.h"
+#include "library_stream.h"
 #include "stream_access.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 constexpr Argument arguments[] = {fileArgument};
@@ -60,4 +61,4 @@ void run(const CommandLine& line) {
 const Command timeCommand = {"time", "Convert between frame or sample numbers and times (give --sample or --ms)",
                              arguments, options, run};
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

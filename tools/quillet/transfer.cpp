@@ -6,7 +6,7 @@
 #include "failure.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 Wish wishFor(const CommandLine& line, bool video) {
   if (line.has((video ? videoOption : audioOption).name)) {
@@ -34,4 +34,4 @@ void reportTransfer(const std::filesystem::path& out, const MediaFeed* video, co
               audio != nullptr ? audio->total() : 0);
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -10,7 +10,7 @@
 #include "media_feed.h"
 #include "stream_access.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 inline constexpr Argument inArgument = {"IN", "media file"};
 inline constexpr Argument outArgument = {"OUT", "AVI file to write"};
@@ -33,4 +33,4 @@ std::optional<double> chosenPeriod(const CommandLine& line);
 /// @param video, audio what was written; either may be null.
 void reportTransfer(const std::filesystem::path& out, const MediaFeed* video, const MediaFeed* audio);
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -7,7 +7,7 @@
 #include "failure.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 /// Opens through a file handle: mmioOpen itself gives a '+' in the name a meaning of its own and limits its length.
@@ -68,4 +68,4 @@ void WaveFile::require(MMRESULT result) const {
   }
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -11,7 +11,7 @@
 
 #include "output_file.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 struct MmioDeleter {
   using pointer = HMMIO;
@@ -39,4 +39,4 @@ class WaveFile {
   MMCKINFO data = {};
 };
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

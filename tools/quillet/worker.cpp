@@ -7,7 +7,7 @@
 #include "failure.h"
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 Worker::Worker(std::function<void()> work)
     : work(std::move(work)), thread(CreateThread(nullptr, 0, run, this, 0, nullptr)) {
@@ -38,4 +38,4 @@ DWORD WINAPI Worker::run(void* self) {
   return 0;
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

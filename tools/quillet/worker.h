@@ -7,7 +7,7 @@
 
 #include <windows.h>
 
-namespace quillet::cli {
+namespace quillet::client {
 
 class Worker {
  public:
@@ -33,4 +33,4 @@ class Worker {
   HANDLE thread;
 };
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

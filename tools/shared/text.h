@@ -9,7 +9,7 @@
 
 #include <windows.h>
 
-namespace quillet::cli {
+namespace quillet::client {
 
 std::string toUtf8(std::wstring_view text);
 
@@ -23,7 +23,10 @@ std::string fromAnsi(const char* text);
 /// the file's short name.
 std::string libraryFileName(const std::filesystem::path& path);
 
+/// A time of a stream as people write it: 1:02:03.450, without hours that are not there. Rounded to a millisecond.
+std::string timeText(double ms);
+
 /// Windows' text for an error code or an HRESULT, with the number.
 std::string systemMessage(DWORD code);
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -6,7 +6,7 @@
 
 #include <windows.h>
 
-namespace quillet::cli {
+namespace quillet::client {
 
 /// Refuses, as wrong usage, a name that ends neither in .png nor in .bmp.
 void requireImageName(const std::filesystem::path& path);
@@ -15,4 +15,4 @@ void requireImageName(const std::filesystem::path& path);
 /// @param format of the pixels; bottom-up unless biHeight is negative.
 void writeImage(const std::filesystem::path& path, const BITMAPINFOHEADER& format, const unsigned char* bits);
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

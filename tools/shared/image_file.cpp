@@ -11,7 +11,7 @@
 
 using Microsoft::WRL::ComPtr;
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 const GUID* containerOf(const std::filesystem::path& path) {
@@ -99,4 +99,4 @@ void writeImage(const std::filesystem::path& path, const BITMAPINFOHEADER& forma
   unfinished.finish();
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -8,7 +8,7 @@
 
 #include "failure.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 /// Removes a file that was begun and not finished. Declare it before what holds the file open: that closes first.
 class UnfinishedFile {
@@ -30,4 +30,4 @@ class UnfinishedFile {
 /// @param reason why `path` cannot be written.
 Failure writeFailure(const std::filesystem::path& path, const std::string& reason);
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -1,11 +1,11 @@
-// How a command ends when it cannot do its work.
+// How a program ends, or a command of it, when it cannot do its work.
 
 #pragma once
 
 #include <stdexcept>
 #include <string>
 
-namespace quillet::cli {
+namespace quillet::client {
 
 /// The program's exit status, on which scripts rely.
 enum class ExitStatus : int {
@@ -14,7 +14,7 @@ enum class ExitStatus : int {
   wrongUsage = 2,
 };
 
-/// The one exception of the program: carries what main prints, in UTF-8, and the exit status.
+/// The one exception of the client programs: carries what the user is told, in UTF-8, and the exit status.
 class Failure : public std::runtime_error {
  public:
   explicit Failure(const std::string& message, ExitStatus status = ExitStatus::failed)
@@ -30,4 +30,4 @@ inline Failure wrongUsage(const std::string& message) {
   return Failure(message, ExitStatus::wrongUsage);
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

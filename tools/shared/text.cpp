@@ -1,5 +1,6 @@
 #include "text.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cwctype>
 #include <memory>
@@ -7,7 +8,7 @@
 
 #include "failure.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 namespace {
 
 std::string toMultiByte(UINT codePage, DWORD flags, std::wstring_view text, BOOL* usedDefault) {
@@ -70,6 +71,18 @@ std::string libraryFileName(const std::filesystem::path& path) {
   return *ansiName;
 }
 
+std::string timeText(double ms) {
+  constexpr long long msPerSecond = 1000;
+  constexpr long long msPerMinute = 60 * msPerSecond;
+  constexpr long long msPerHour = 60 * msPerMinute;
+  const long long size = std::llround(std::abs(ms));
+  const std::string hours = size >= msPerHour ? std::to_string(size / msPerHour) + ":" : "";
+  char rest[32];
+  std::snprintf(rest, sizeof rest, hours.empty() ? "%lld:%02lld.%03lld" : "%02lld:%02lld.%03lld",
+                size % msPerHour / msPerMinute, size % msPerMinute / msPerSecond, size % msPerSecond);
+  return (ms < 0.0 && size > 0 ? "-" : "") + hours + rest;
+}
+
 std::string systemMessage(DWORD code) {
   wchar_t buffer[512];
   DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, buffer,
@@ -86,4 +99,4 @@ std::string systemMessage(DWORD code) {
   return toUtf8(std::wstring_view(buffer, length)) + " (" + number + ")";
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -4,7 +4,7 @@
 
 #include "text.h"
 
-namespace quillet::cli {
+namespace quillet::client {
 
 UnfinishedFile::~UnfinishedFile() {
   if (isBegun) {
@@ -16,4 +16,4 @@ Failure writeFailure(const std::filesystem::path& path, const std::string& reaso
   return Failure("cannot write '" + displayName(path) + "': " + reason);
 }
 
-}  // namespace quillet::cli
+}  // namespace quillet::client

@@ -1,0 +1,25 @@
+// What the library's streams give, or in words why they do not.
+
+#pragma once
+
+#include <string>
+
+#include <quillet/quillet.h>
+
+namespace quillet::client {
+
+/// The user's name of the backend.
+const char* backendName(bool directShow);
+
+/// The library's text for the stream's last error, with its code and backend. To be read right after the operation that
+/// failed: the next one sets the error anew.
+std::string lastErrorText(AudioOrVideoStream& stream);
+
+/// The pixels of a frame, as the stream's format() says. Valid until the stream's next call. A Failure when there are none.
+/// @param frame receives the number of the frame that the stream has in its place.
+unsigned char* decodedFrame(VideoSourceStream& stream, long& frame);
+
+/// A run of samples, both ends included. Valid until the stream's next call. A Failure when it cannot be had.
+unsigned char* decodedSamples(AudioSourceStream& stream, long first, long last);
+
+}  // namespace quillet::client
