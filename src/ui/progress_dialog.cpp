@@ -181,10 +181,13 @@ ProgressDialogParameters::ProgressDialogParameters(OperationKind kind, int optio
       automatic((options & dialog_option::automatic) != 0),
       startHidden((options & dialog_option::startHidden) != 0),
       captioned((options & dialog_option::captioned) != 0) {
-  if (captioned && givenTitle != nullptr) {
+  if (!captioned) {
+    return;
+  }
+  if (givenTitle != nullptr) {
     lstrcpynA(title, givenTitle, titleSize);
-  } else if (captioned) {
-    GetWindowTextA(GetAncestor(parent, GA_ROOTOWNER), title, titleSize);
+  } else if (const HWND ancestor = GetAncestor(parent, GA_ROOTOWNER)) {
+    GetWindowTextA(ancestor, title, titleSize);
   }
 }
 

@@ -8,6 +8,8 @@
 
 #include <windows.h>
 
+#include "core/handles.h"
+
 namespace quillet::test {
 
 /// What the user does at one dialog.
@@ -34,6 +36,16 @@ class DialogDriver {
   std::size_t done = 0;
   DWORD owner = GetCurrentThreadId();
   HANDLE thread;
+};
+
+/// While it lives, the thread that made it cannot make windows.
+class NoWindows {
+ public:
+  NoWindows() : hook(SetWindowsHookExA(WH_CBT, refuse, nullptr, GetCurrentThreadId())) {}
+
+ private:
+  static LRESULT CALLBACK refuse(int code, WPARAM, LPARAM) { return code == HCBT_CREATEWND; }
+  UniqueHandle<HHOOK, UnhookWindowsHookEx> hook;
 };
 
 void press(HWND dialog, int button);

@@ -1,0 +1,463 @@
+// The progress dialog, and the operations that run behind it.
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <gtest/gtest.h>
+
+#include "core/module.h"
+#include "support/dialog_driver.h"
+#include "support/ds_streams.h"
+#include "support/leak_check.h"
+#include "support/wine_gaps.h"
+#include "ui/progress_dialog.h"
+
+using namespace quillet;
+using namespace quillet::test;
+
+namespace {
+
+enum Control { label = 101, bar = 102, icon = 103, animation = 104 };
+constexpr UINT reported = 37089;
+constexpr UINT done = 37090;
+using Kind = OperationKind;
+
+/// Waits for what other threads do, of which nothing tells.
+template <class Condition>
+bool comes(Condition condition) {
+  for (const ULONGLONG end = GetTickCount64() + 10000; !condition() && GetTickCount64() < end;) {
+    Sleep(1);
+  }
+  return condition();
+}
+
+/// Keeps an eye on the dialogs of the thread that makes it.
+class DialogWatch {
+ public:
+  DialogWatch() {
+    reports.clear();
+    dialog = nullptr;
+    ends = 0;
+  }
+  static inline std::vector<std::pair<WPARAM, LPARAM>> reports;
+  static inline std::atomic<HWND> dialog = nullptr;
+  static inline int ends = 0;
+  /// Called as the dialog is about to be initialised.
+  static inline std::function<void()> beforeStart;
+
+ private:
+  static LRESULT CALLBACK seePosted(int code, WPARAM removed, LPARAM parameter) {
+    const MSG& message = *reinterpret_cast<MSG*>(parameter);
+    if (code == HC_ACTION && removed == PM_REMOVE && message.message == reported) {
+      reports.emplace_back(message.wParam, message.lParam);
+    }
+    ends += code == HC_ACTION && removed == PM_REMOVE && message.message == done;
+    return CallNextHookEx(nullptr, code, removed, parameter);
+  }
+  static LRESULT CALLBACK seeSent(int code, WPARAM wParam, LPARAM parameter) {
+    const CWPSTRUCT& message = *reinterpret_cast<CWPSTRUCT*>(parameter);
+    if (code == HC_ACTION && message.message == WM_INITDIALOG) {
+      dialog = message.hwnd;
+      if (beforeStart) {
+        beforeStart();
+      }
+    }
+    return CallNextHookEx(nullptr, code, wParam, parameter);
+  }
+  UniqueHandle<HHOOK, UnhookWindowsHookEx> posted{
+      SetWindowsHookExA(WH_GETMESSAGE, seePosted, nullptr, GetCurrentThreadId())};
+  UniqueHandle<HHOOK, UnhookWindowsHookEx> sent{
+      SetWindowsHookExA(WH_CALLWNDPROC, seeSent, nullptr, GetCurrentThreadId())};
+};
+
+class ProgressDialog : public testing::Test {
+ protected:
+  static HWND dialog() { return DialogWatch::dialog; }
+  static LRESULT ask(int control, UINT message, WPARAM wParam = 0) {
+    return SendDlgItemMessageA(dialog(), control, message, wParam, 0);
+  }
+  static SIZE size(HWND window) {
+    RECT rectangle = {};
+    GetWindowRect(window, &rectangle);
+    return {rectangle.right - rectangle.left, rectangle.bottom - rectangle.top};
+  }
+  static bool isHidden(int control) {
+    return (GetWindowLongA(GetDlgItem(dialog(), control), GWL_STYLE) & WS_VISIBLE) == 0;
+  }
+  bool run(Kind kind, int options, const std::function<void(QuilletNotification&)>& operation, HWND parent = nullptr,
+           const char* title = nullptr) {
+    const DialogWatch watch;
+    return runBehindProgressDialog(ProgressDialogParameters(kind, options, parent, title), operation);
+  }
+  void TearDown() override {
+    if (parent != nullptr) {
+      DestroyWindow(parent);
+    }
+  }
+  HWND makeParent() {
+    return parent = CreateWindowA("STATIC", "Parent", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 300, 200, nullptr,
+                                  nullptr, nullptr, nullptr);
+  }
+
+  const TimeLimit limit{60};
+  HWND parent = nullptr;
+};
+
+TEST_F(ProgressDialog, ShowsTheOperationAndTheStream) {
+  const struct {
+    Kind kind;
+    int options;
+    const char* text;
+    int range, icon;
+  } cases[] = {{Kind::open, 0, "Opening the stream", 128, 0},
+               {Kind::findFrame, 2, "Fetching a frame", 8, 3},
+               {Kind::getFrameBits, 32, "Fetching a frame", 8, 0},
+               {Kind::getSamples, 1 | 32, "Fetching audio samples", 8, 2},
+               {Kind::getData, 1 | 2, "Fetching samples", 8, 3},
+               {Kind::streamSampleToTime, 0, "Searching the stream", 8, 0},
+               {Kind::streamTimeToSample, 1, "Searching the stream", 8, 2}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(static_cast<int>(c.kind));
+    EXPECT_TRUE(run(c.kind, c.options, [&](QuilletNotification&) {
+      EXPECT_EQ(textOf(dialog(), label), c.text);
+      EXPECT_EQ(ask(bar, PBM_GETRANGE, FALSE), c.range);
+      const HANDLE wanted = c.icon == 0 ? nullptr
+                                        : LoadImageA(moduleInstance(), MAKEINTRESOURCEA(c.icon), IMAGE_ICON, 0, 0,
+                                                     LR_SHARED | LR_DEFAULTSIZE);
+      EXPECT_EQ(reinterpret_cast<HANDLE>(ask(icon, STM_GETIMAGE, IMAGE_ICON)), wanted);
+      EXPECT_EQ(wanted != nullptr, c.icon != 0);
+      const LONG style = GetWindowLongA(dialog(), GWL_STYLE);
+      const LONG caption = WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX;
+      EXPECT_EQ(style & caption, (c.options & 32) != 0 ? caption : WS_BORDER);
+      RECT wantedClient = {0, 0, 188, 41};
+      RECT client = {};
+      MapDialogRect(dialog(), &wantedClient);
+      GetClientRect(dialog(), &client);
+      EXPECT_TRUE(EqualRect(&client, &wantedClient)) << client.right << " x " << client.bottom;
+      // Opened, and of the size of its picture: an animation that cannot be opened has none.
+      EXPECT_TRUE(SendDlgItemMessageA(dialog(), animation, ACM_PLAY, 0, MAKELPARAM(0, -1)));
+    }));
+    EXPECT_EQ(DialogWatch::ends, 1);
+  }
+}
+
+TEST_F(ProgressDialog, FollowsTheReports) {
+  for (const auto& [kind, range] : {std::pair(Kind::open, 128), std::pair(Kind::getData, 8)}) {
+    run(kind, 0, [&, range = range](QuilletNotification& sink) {
+      int counter = 0;
+      const auto report = [&](int phase, int cycle, const char* text) {
+        EXPECT_TRUE(sink.progress(phase));
+        const int wanted = std::min(++counter % cycle, range);
+        EXPECT_TRUE(comes([&] { return ask(bar, PBM_GETPOS) == wanted && !isHidden(bar); })) << counter;
+        EXPECT_EQ(textOf(dialog(), label), text);
+      };
+      const auto hideBar = [&] {
+        sink.progress(1);
+        ++counter;
+        EXPECT_TRUE(comes([&] { return isHidden(bar); }));
+        EXPECT_EQ(textOf(dialog(), label), "Opening the stream");
+      };
+      for (int i = 0; i < 9; ++i) {
+        report(2, 8, "Fetching samples: backtracking");
+      }
+      hideBar();
+      report(3, 128, "Opening the stream");
+      for (int i = 0; i < 130; ++i) {
+        report(0, 128, "Opening: parsing the stream");
+      }
+      hideBar();
+      sink.progress(4);  // No phase: tells nothing.
+      ++counter;
+      report(0, 128, "Opening: parsing the stream");
+    });
+  }
+}
+
+TEST_F(ProgressDialog, StartsHiddenWhenItIsToldTo) {
+  for (const int captioned : {0, 32}) {
+    SIZE full = {};
+    run(Kind::open, captioned, [&](QuilletNotification&) { full = size(dialog()); });
+    EXPECT_GT(full.cx, 100);
+    run(Kind::getData, 16 | captioned, [&](QuilletNotification& sink) {
+      // Nothing tells that no size will come: the dialog answers once it waits for messages.
+      EXPECT_EQ(ask(bar, PBM_GETPOS), 0);
+      EXPECT_EQ(size(dialog()).cx + size(dialog()).cy, 0);
+      sink.progress(2);
+      EXPECT_TRUE(comes([&] { return size(dialog()).cx == full.cx && size(dialog()).cy == full.cy; }));
+      SetWindowPos(dialog(), nullptr, 0, 0, 50, 50, SWP_NOMOVE | SWP_NOZORDER);
+      sink.progress(2);  // Gives the size back once only.
+      EXPECT_TRUE(comes([&] { return ask(bar, PBM_GETPOS) == 2; }));
+      EXPECT_LT(size(dialog()).cx, full.cx);
+    });
+  }
+}
+
+TEST_F(ProgressDialog, HasTheTitleInItsCaption) {
+  makeParent();
+  const HWND child = CreateWindowA("STATIC", "Child", WS_CHILD, 0, 0, 9, 9, parent, nullptr, nullptr, nullptr);
+  const std::string tooLong(300, 'x');
+  const struct {
+    HWND parent;
+    const char* title;
+    std::string caption;
+  } cases[] = {{parent, "Given", "Given"},
+               {parent, tooLong.c_str(), tooLong.substr(0, 256)},
+               {child, nullptr, "Parent"},
+               {child, "", ""},
+               {nullptr, nullptr, ""}};
+  for (const auto& c : cases) {
+    run(
+        Kind::open, 32,
+        [&](QuilletNotification&) {
+          char text[400] = {};
+          GetWindowTextA(dialog(), text, sizeof text);
+          EXPECT_EQ(text, c.caption);
+        },
+        c.parent, c.title);
+  }
+}
+
+TEST_F(ProgressDialog, TakesItsParentAlongWhenMinimised) {
+  const auto minimise = [&] {
+    PostMessageA(dialog(), WM_SYSCOMMAND, SC_MINIMIZE, 0);
+    EXPECT_TRUE(comes([&] { return IsIconic(dialog()) && !IsWindowVisible(parent); }));
+  };
+  for (const bool restores : {true, false}) {
+    makeParent();
+    run(
+        Kind::open, 32,
+        [&](QuilletNotification&) {
+          minimise();
+          if (restores) {
+            PostMessageA(dialog(), WM_SYSCOMMAND, SC_RESTORE, 0);
+            EXPECT_TRUE(comes([&] { return !IsIconic(dialog()) && IsWindowVisible(parent); }));
+          }
+        },
+        parent);
+    EXPECT_TRUE(IsWindowVisible(parent));
+    DestroyWindow(parent);
+  }
+  makeParent();
+  ShowWindow(parent, SW_HIDE);  // The client's wish, not the dialog's.
+  run(
+      Kind::open, 32, [&](QuilletNotification&) { minimise(); }, parent);
+  EXPECT_FALSE(IsWindowVisible(parent));
+}
+
+TEST_F(ProgressDialog, EndsWithTheOperationOnly) {
+  makeParent();
+  bool isOver = false;
+  EXPECT_TRUE(run(
+      Kind::open, 32,
+      [&](QuilletNotification& sink) {
+        for (const UINT way : {IDCANCEL, IDOK}) {
+          PostMessageA(dialog(), WM_COMMAND, way, 0);
+        }
+        PostMessageA(dialog(), WM_SYSCOMMAND, SC_CLOSE, 0);
+        sink.progress(3);
+        EXPECT_TRUE(comes([&] { return ask(bar, PBM_GETPOS) == 1; }));
+        PostMessageA(parent, WM_CLOSE, 0, 0);  // Takes the dialog with it.
+        EXPECT_TRUE(comes([&] { return !IsWindow(dialog()); }));
+        EXPECT_FALSE(sink.progress(3));
+        isOver = true;
+      },
+      parent));
+  EXPECT_TRUE(isOver);
+}
+
+/// All address space but what others have already.
+class AddressSpace {
+ public:
+  void take() {
+    for (SIZE_T piece = 1U << 30; piece >= 1U << 16; piece /= 2) {
+      while (void* const address = VirtualAlloc(nullptr, piece, MEM_RESERVE, PAGE_NOACCESS)) {
+        pieces.at(count++) = address;
+      }
+    }
+  }
+  ~AddressSpace() {
+    for (int i = 0; i < count; ++i) {
+      VirtualFree(pieces[i], 0, MEM_RELEASE);
+    }
+  }
+
+ private:
+  std::array<void*, 4096> pieces = {};
+  int count = 0;
+};
+
+TEST_F(ProgressDialog, DoesNotRunWhatItCannotShowOrStart) {
+  const auto never = [](QuilletNotification&) { ADD_FAILURE(); };
+  EXPECT_FALSE(run(Kind::open, 0, never, reinterpret_cast<HWND>(4)));
+  EXPECT_FALSE((NoWindows(), run(Kind::open, 32, never)));
+  {
+    AddressSpace space;
+    DialogWatch::beforeStart = [&] { space.take(); };  // No thread can be started then.
+    EXPECT_FALSE(run(Kind::open, 0, never));
+    DialogWatch::beforeStart = nullptr;
+  }
+  EXPECT_EQ(DialogWatch::ends, 0);
+  EXPECT_FALSE(IsWindow(dialog()));
+}
+
+/// Streams that take long enough to report: a video whose length must be counted, and one in which searches go back.
+class EntryPoints : public ProgressDialog {
+ protected:
+  using Reports = std::vector<std::pair<WPARAM, LPARAM>>;
+  static constexpr long frames = 40;
+
+  static ScriptedStream uncounted() {
+    ScriptedStream stream = scriptedVideo(4, 2, frames, 400'000);
+    withoutFrameTime(stream);
+    return stream;
+  }
+  static ScriptedStream hollow() {
+    ScriptedStream stream = scriptedVideo(4, 2, frames, 400'000);
+    stream.seek = landLater(3);
+    return stream;
+  }
+  /// Calls an operation on a stream that has a sink of its client's, who is not to notice.
+  template <class Operation>
+  static auto behindDialog(SourceStream& stream, Operation operation) {
+    Phases clients;
+    stream.notify(&clients);
+    const DialogWatch watch;
+    const auto result = operation();
+    EXPECT_EQ(stream.notify(nullptr), &clients);
+    EXPECT_EQ(clients.counts, std::vector<int>(4));
+    EXPECT_EQ(DialogWatch::ends, stream.usesDirectShow() ? 1 : 0);
+    EXPECT_FALSE(IsWindow(dialog()));
+    return result;
+  }
+};
+
+TEST_F(EntryPoints, OpenWhatTheOptionsSay) {
+  const std::string clip = mediaFile("ds_raw.avi");
+  const ScriptedFile scripted(scriptOf(hollow()));
+  const struct {
+    const char* file;
+    int options, code;
+    bool directShow, raw;
+  } cases[] = {{clip.c_str(), 0, 0, false, false},
+               {clip.c_str(), 2, 0, false, true},
+               {clip.c_str(), 4 | 16, 0, true, false},
+               {scripted.name(), 2 | 4 | 32, 0, true, true},
+               {scripted.name(), 0, vfw_error::cannotOpenSourceFile, false, false},
+               {scripted.name(), 8, 0, true, false},
+               {scripted.name(), 2 | 8, 0, true, true},
+               {"no such file", 1 | 4, ds_error::cannotOpenSourceFile, true, false},
+               {nullptr, 1 | 2 | 8, ds_error::cannotOpenSourceFile, true, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.file != nullptr ? c.file : "none") + " " + std::to_string(c.options));
+    const DialogWatch watch;
+    const std::unique_ptr<SourceStream> stream(SourceStream::open(c.options, nullptr, c.file, 0, "Title"));
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(stream->lastError, c.code);
+    EXPECT_EQ(stream->usesDirectShow(), c.directShow);
+    EXPECT_EQ(stream->isRawData(), c.raw);
+    EXPECT_EQ(dynamic_cast<AudioSourceStream*>(stream.get()) != nullptr, (c.options & 3) == 1);
+    EXPECT_EQ(stream->notify(), nullptr);
+    EXPECT_EQ(DialogWatch::ends, 1);
+  }
+  EXPECT_EQ((NoWindows(), SourceStream::open(4, nullptr, clip.c_str(), 0, nullptr)), nullptr);
+}
+
+TEST_F(EntryPoints, OpeningReportsTheParsing) {
+  const ScriptedFile file(scriptOf(uncounted()));
+  const DialogWatch watch;
+  const std::unique_ptr<SourceStream> stream(SourceStream::open(4, nullptr, file.name(), 0, nullptr));
+  EXPECT_EQ(stream->duration(), frames);
+  Reports expected;
+  for (int counter = 1; counter <= frames; ++counter) {
+    expected.emplace_back(0, counter);
+  }
+  expected.emplace_back(1, frames + 1);
+  EXPECT_EQ(DialogWatch::reports, expected);
+}
+
+TEST_F(EntryPoints, DoWhatTheOrdinaryOperationsDo) {
+  const std::string clip = mediaFile("ds_raw.avi");
+  const ScriptedFile hollowVideo(scriptOf(hollow()));
+  for (const char* const name : {hollowVideo.name(), clip.c_str()}) {
+    const bool directShow = name != clip.c_str();
+    SCOPED_TRACE(directShow);
+    const std::unique_ptr<VideoSourceStream> video(VideoSourceStream::open(name, directShow, 0, nullptr));
+    ASSERT_EQ(video->lastError, 0);
+    EXPECT_EQ(behindDialog(*video, [&] { return video->findFrame(16, nullptr, 20, nullptr); }), 20);
+    if (directShow) {
+      EXPECT_EQ(DialogWatch::reports, (Reports{{2, 1}, {2, 2}}));
+    }
+    long frame = 30;
+    EXPECT_NE(behindDialog(*video, [&] { return video->getFrameBits(32, nullptr, frame, "Title"); }), nullptr);
+    EXPECT_EQ(frame, 30);
+    frame = 1'000'000;
+    EXPECT_EQ(behindDialog(*video, [&] { return video->getFrameBits(0, nullptr, frame, nullptr); }), nullptr);
+    EXPECT_EQ(frame, -1);
+    EXPECT_NE(video->lastError, 0);
+    frame = 5;
+    double time = video->StreamSampleToTime(frame);
+    EXPECT_EQ(behindDialog(*video, [&] { return video->StreamSampleToTime(0, nullptr, frame, nullptr); }), time);
+    EXPECT_EQ(behindDialog(*video, [&] { return video->StreamTimeToSample(0, nullptr, time, nullptr); }), 5);
+
+    const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(name, true, directShow, 0, nullptr));
+    long samples = 0;
+    long bytes = 0;
+    bool key = true;
+    frame = 7;
+    EXPECT_NE(behindDialog(*raw, [&] { return raw->getData(0, nullptr, frame, samples, bytes, key, nullptr); }),
+              nullptr);
+    EXPECT_EQ(std::tuple(frame, samples, key), std::tuple(7, 1, true));
+    EXPECT_GT(bytes, 0);
+  }
+  const std::string sound = mediaFile("copy.avi");
+  for (const bool directShow : {true, false}) {
+    const std::unique_ptr<AudioSourceStream> audio(AudioSourceStream::open(sound.c_str(), directShow, 0, nullptr));
+    const Bytes wanted = runOf(*audio, 100, 199);
+    const auto* const run = behindDialog(*audio, [&] { return audio->getSamples(0, nullptr, 100, 199, nullptr); });
+    ASSERT_NE(run, nullptr);
+    EXPECT_EQ(Bytes(run, run + wanted.size()), wanted);
+  }
+}
+
+TEST_F(EntryPoints, FailWithACodeAndWithoutADialog) {
+  const ScriptedFile file(scriptOf(hollow()));
+  for (const bool isOpen : {true, false}) {
+    const DSVideo video = openVideo(isOpen ? file.name() : "no such file");
+    const int code = isOpen ? int{ds_error::cannotDisplayDialog} : int{common_error::notOpened};
+    const auto fails = [&](auto result, auto failure) {
+      EXPECT_EQ(result, failure);
+      EXPECT_EQ(video->lastError, code);
+      video->lastError = 0;
+    };
+    const NoWindows noWindows;
+    long frame = 7;
+    double time = 7.0;
+    fails(video->findFrame(0, nullptr, 7, nullptr), -1);
+    fails(video->getFrameBits(32, nullptr, frame, nullptr), nullptr);
+    fails(video->StreamSampleToTime(0, nullptr, frame, nullptr), -1.0);
+    fails(video->StreamTimeToSample(0, nullptr, time, nullptr), -1);
+    EXPECT_EQ(frame, 7);
+  }
+}
+
+TEST_F(EntryPoints, LeaveNothingBehind) {
+  const ScriptedFile file(scriptOf(hollow()));
+  const DSVideo video = openVideo(file.name());
+  EXPECT_TRUE(leavesNothingBehind(
+      [&] {
+        const DialogWatch watch;
+        video->findFrame(16, nullptr, 20, nullptr);
+        video->findFrame(32, nullptr, 0, "Title");
+      },
+      0, 0, 20));
+}
+
+}  // namespace
