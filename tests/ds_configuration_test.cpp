@@ -83,6 +83,7 @@ DialogStep setting(int line) {
 }
 DialogStep fixing(std::vector<std::string> offered, std::vector<int> chosen, int button = IDOK) {
   return at("Audio format configuration", button, [=](HWND dialog) {
+    EXPECT_NE(GetWindow(dialog, GW_OWNER), nullptr);
     for (int i = 0; i < 3; ++i) {
       EXPECT_EQ(items(dialog, 101 + i, CB_GETCOUNT, CB_GETLBTEXT), offered.at(i));
       EXPECT_EQ(send(dialog, 101 + i, CB_GETCURSEL), offered.at(i).empty() ? CB_ERR : 0);
@@ -93,6 +94,8 @@ DialogStep fixing(std::vector<std::string> offered, std::vector<int> chosen, int
 
 class DSConfiguration : public testing::Test {
  protected:
+  ~DSConfiguration() override { EXPECT_EQ(script.use_count(), 1) << "a compressor is still held"; }
+
   Writer create() const {
     return Writer(
         OutputAVIFile::create(file.name(), isVideo ? &header : nullptr, true, isVideo ? nullptr : &pcm, true, true));
@@ -219,6 +222,7 @@ TEST_F(DSConfiguration, WhatAnAudioFormatLeavesOpenIsFixedByTheUser) {
   configure({setting(0), fixing(offered, {1, 1, 0}), atAudio(IDOK)}, 0, {"SetFormat 44100"});
   EXPECT_TRUE(script->format == wave({WAVE_FORMAT_PCM, 2, 44100, 176'400, 4, 16, 0}).type);
   EXPECT_EQ(script->format.lSampleSize, 4U);
+  configure({setting(0), fixing(offered, {0, 0, 1}), atAudio(IDOK)}, 0, {"SetFormat 2147527748"});
   // Steps of 0 lead nowhere, and an empty range leaves the minimum. The codec's own sizes stay.
   configure({setting(1), fixing({"1\n", "", "8000\n22050\n"}, {0, 0, 0}), atAudio(IDOK)}, 0, {"SetFormat 8000"});
   EXPECT_TRUE(script->format == wave({WAVE_FORMAT_ADPCM, 1, 8000, 22311, 1024, 4, 0}).type);
@@ -320,18 +324,24 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
   }
   script->faults = {{"get_Rate", E_FAIL}};
   script->windowSize = 5'000'000'007;
+  script->quality = 0.299;
   const auto confuse = [](HWND dialog) {
     EXPECT_FALSE(enabled(dialog, 101)) << "unknown";
     EXPECT_EQ(textOf(dialog, 106), "57") << "the remainder is not padded";
+    EXPECT_EQ(send(dialog, 103, TBM_GETPOS), 29);
     for (const int edit : {102, 106, 110}) {
       enter(dialog, edit, "many");
     }
   };
   configure({atVideo(IDOK, confuse)}, ds_error::configurationPartlyFailed,
-            {"put_KeyFrameRate -1", "put_Quality 0.750000", "SetFormat 4000000000"});
-  script->format = video<VIDEOINFOHEADER>(FORMAT_MPEGVideo, 5000);
+            {"put_KeyFrameRate -1", "put_Quality 0.300000", "SetFormat 4000000000"});
   script->flags = CompressionCaps_CanCrunch;
-  configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 110)) << "not of a kind with a rate"; })}, 0);
+  const auto hasNoRate = [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 110)); };
+  script->format = video<VIDEOINFOHEADER>(FORMAT_MPEGVideo, 5000);
+  configure({atVideo(IDOK, hasNoRate)}, 0);
+  script->format.formattype = FORMAT_VideoInfo;
+  script->format.cbFormat = sizeof(VIDEOINFOHEADER) - 1;
+  configure({atVideo(IDOK, hasNoRate)}, 0);
 }
 
 TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
@@ -345,6 +355,7 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   HWND shown = nullptr;
   const DialogStep further = atVideo(109, [&](HWND dialog) { shown = dialog; });
   const DialogStep frame = {"Properties for video compressor", [](HWND it) { PostMessageA(it, WM_CLOSE, 0, 0); }};
+  script->faults["Query"] = E_NOTIMPL;  // Which says nothing of the dialog.
   configure({further, atVideo(IDOK)}, 0, {"ShowDialog 1"});
   EXPECT_EQ(script->owner, shown);
   script->missing = {IID_IAMVideoCompression};
