@@ -368,7 +368,8 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   configure({further, frame, atVideo(IDOK)}, 0);
   EXPECT_EQ(pages, 2);
   script->page = GUID_NULL;
-  configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0);
+  configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0, {}, GetDesktopWindow());
+  EXPECT_EQ(script->owner, GetDesktopWindow()) << "asked for its dialog";
 }
 
 }  // namespace
