@@ -94,7 +94,12 @@ DialogStep fixing(std::vector<std::string> offered, std::vector<int> chosen, int
 
 class DSConfiguration : public testing::Test {
  protected:
-  ~DSConfiguration() override { EXPECT_EQ(script.use_count(), 1) << "a compressor is still held"; }
+  ~DSConfiguration() override {
+    EXPECT_EQ(script.use_count(), 1) << "a compressor is still held";
+    *script = {};
+    witness->AddRef();
+    EXPECT_EQ(witness->Release(), 1U) << "formats are left";
+  }
 
   Writer create() const {
     return Writer(
@@ -105,6 +110,9 @@ class DSConfiguration : public testing::Test {
   void configure(std::vector<DialogStep> steps, int code, const Calls& calls = {}, void* parent = nullptr) {
     SCOPED_TRACE(code);
     script->calls.clear();
+    const auto mark = [this](CMediaType& type) { type.pUnk != nullptr ? S_OK : witness.CopyTo(&type.pUnk); };
+    mark(script->format);
+    std::ranges::for_each(script->capabilities, mark, &CompressorScript::Capability::type);
     script->connection = isVideo ? video<VIDEOINFOHEADER>(FORMAT_VideoInfo, 0) : wave(pcm).type;
     const Writer writer = create();
     ComPtr<IMoniker> moniker;
@@ -124,6 +132,7 @@ class DSConfiguration : public testing::Test {
   const WAVEFORMATEX adpcm = {WAVE_FORMAT_ADPCM, 2, 22050, 22311, 1024, 4, 0};
   const TempFile file{".avi"};
   const SharedScript script = std::make_shared<CompressorScript>();
+  const ComPtr<IUnknown> witness = makeCom<EmptyPage>();  // Of the formats that are handed out.
   bool isVideo = false;
 };
 
@@ -150,6 +159,9 @@ TEST_F(DSConfiguration, FailsWithTheCodeOfTheStep) {
   for (const bool video : {false, true}) {
     isVideo = video;
     configure({}, ds_error::cannotDisplayDialog, {}, GetModuleHandleA(nullptr));  // Which is no window.
+    const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    const auto closeParent = [=](HWND) { PostMessageA(parent, WM_CLOSE, 0, 0); };
+    configure({{"", closeParent}}, ds_error::cannotDisplayDialog, {}, parent);
     const Writer writer = create();
     writer->configureCompressor(nullptr, isVideo);
     EXPECT_EQ(writer->lastError, output_error::noCompressorSelected);
