@@ -83,6 +83,7 @@ DialogStep setting(int line) {
 }
 DialogStep fixing(std::vector<std::string> offered, std::vector<int> chosen, int button = IDOK) {
   return at("Audio format configuration", button, [=](HWND dialog) {
+    EXPECT_NE(GetWindow(dialog, GW_OWNER), nullptr);
     for (int i = 0; i < 3; ++i) {
       EXPECT_EQ(items(dialog, 101 + i, CB_GETCOUNT, CB_GETLBTEXT), offered.at(i));
       EXPECT_EQ(send(dialog, 101 + i, CB_GETCURSEL), offered.at(i).empty() ? CB_ERR : 0);
@@ -93,6 +94,13 @@ DialogStep fixing(std::vector<std::string> offered, std::vector<int> chosen, int
 
 class DSConfiguration : public testing::Test {
  protected:
+  ~DSConfiguration() override {
+    EXPECT_EQ(script.use_count(), 1) << "a compressor is still held";
+    *script = {};
+    witness->AddRef();
+    EXPECT_EQ(witness->Release(), 1U) << "formats are left";
+  }
+
   Writer create() const {
     return Writer(
         OutputAVIFile::create(file.name(), isVideo ? &header : nullptr, true, isVideo ? nullptr : &pcm, true, true));
@@ -102,6 +110,9 @@ class DSConfiguration : public testing::Test {
   void configure(std::vector<DialogStep> steps, int code, const Calls& calls = {}, void* parent = nullptr) {
     SCOPED_TRACE(code);
     script->calls.clear();
+    const auto mark = [this](CMediaType& type) { type.pUnk != nullptr ? S_OK : witness.CopyTo(&type.pUnk); };
+    mark(script->format);
+    std::ranges::for_each(script->capabilities, mark, &CompressorScript::Capability::type);
     script->connection = isVideo ? video<VIDEOINFOHEADER>(FORMAT_VideoInfo, 0) : wave(pcm).type;
     const Writer writer = create();
     ComPtr<IMoniker> moniker;
@@ -121,6 +132,7 @@ class DSConfiguration : public testing::Test {
   const WAVEFORMATEX adpcm = {WAVE_FORMAT_ADPCM, 2, 22050, 22311, 1024, 4, 0};
   const TempFile file{".avi"};
   const SharedScript script = std::make_shared<CompressorScript>();
+  const ComPtr<IUnknown> witness = makeCom<EmptyPage>();  // Of the formats that are handed out.
   bool isVideo = false;
 };
 
@@ -147,6 +159,9 @@ TEST_F(DSConfiguration, FailsWithTheCodeOfTheStep) {
   for (const bool video : {false, true}) {
     isVideo = video;
     configure({}, ds_error::cannotDisplayDialog, {}, GetModuleHandleA(nullptr));  // Which is no window.
+    const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    const auto closeParent = [=](HWND) { PostMessageA(parent, WM_CLOSE, 0, 0); };
+    configure({{"", closeParent}}, ds_error::cannotDisplayDialog, {}, parent);
     const Writer writer = create();
     writer->configureCompressor(nullptr, isVideo);
     EXPECT_EQ(writer->lastError, output_error::noCompressorSelected);
@@ -219,6 +234,7 @@ TEST_F(DSConfiguration, WhatAnAudioFormatLeavesOpenIsFixedByTheUser) {
   configure({setting(0), fixing(offered, {1, 1, 0}), atAudio(IDOK)}, 0, {"SetFormat 44100"});
   EXPECT_TRUE(script->format == wave({WAVE_FORMAT_PCM, 2, 44100, 176'400, 4, 16, 0}).type);
   EXPECT_EQ(script->format.lSampleSize, 4U);
+  configure({setting(0), fixing(offered, {0, 0, 1}), atAudio(IDOK)}, 0, {"SetFormat 2147527748"});
   // Steps of 0 lead nowhere, and an empty range leaves the minimum. The codec's own sizes stay.
   configure({setting(1), fixing({"1\n", "", "8000\n22050\n"}, {0, 0, 0}), atAudio(IDOK)}, 0, {"SetFormat 8000"});
   EXPECT_TRUE(script->format == wave({WAVE_FORMAT_ADPCM, 1, 8000, 22311, 1024, 4, 0}).type);
@@ -320,18 +336,24 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
   }
   script->faults = {{"get_Rate", E_FAIL}};
   script->windowSize = 5'000'000'007;
+  script->quality = 0.299;
   const auto confuse = [](HWND dialog) {
     EXPECT_FALSE(enabled(dialog, 101)) << "unknown";
     EXPECT_EQ(textOf(dialog, 106), "57") << "the remainder is not padded";
+    EXPECT_EQ(send(dialog, 103, TBM_GETPOS), 29);
     for (const int edit : {102, 106, 110}) {
       enter(dialog, edit, "many");
     }
   };
   configure({atVideo(IDOK, confuse)}, ds_error::configurationPartlyFailed,
-            {"put_KeyFrameRate -1", "put_Quality 0.750000", "SetFormat 4000000000"});
-  script->format = video<VIDEOINFOHEADER>(FORMAT_MPEGVideo, 5000);
+            {"put_KeyFrameRate -1", "put_Quality 0.300000", "SetFormat 4000000000"});
   script->flags = CompressionCaps_CanCrunch;
-  configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 110)) << "not of a kind with a rate"; })}, 0);
+  const auto hasNoRate = [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 110)); };
+  script->format = video<VIDEOINFOHEADER>(FORMAT_MPEGVideo, 5000);
+  configure({atVideo(IDOK, hasNoRate)}, 0);
+  script->format.formattype = FORMAT_VideoInfo;
+  script->format.cbFormat = sizeof(VIDEOINFOHEADER) - 1;
+  configure({atVideo(IDOK, hasNoRate)}, 0);
 }
 
 TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
@@ -345,6 +367,7 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   HWND shown = nullptr;
   const DialogStep further = atVideo(109, [&](HWND dialog) { shown = dialog; });
   const DialogStep frame = {"Properties for video compressor", [](HWND it) { PostMessageA(it, WM_CLOSE, 0, 0); }};
+  script->faults["Query"] = E_NOTIMPL;  // Which says nothing of the dialog.
   configure({further, atVideo(IDOK)}, 0, {"ShowDialog 1"});
   EXPECT_EQ(script->owner, shown);
   script->missing = {IID_IAMVideoCompression};
@@ -357,7 +380,8 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   configure({further, frame, atVideo(IDOK)}, 0);
   EXPECT_EQ(pages, 2);
   script->page = GUID_NULL;
-  configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0);
+  configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0, {}, GetDesktopWindow());
+  EXPECT_EQ(script->owner, GetDesktopWindow()) << "asked for its dialog";
 }
 
 }  // namespace

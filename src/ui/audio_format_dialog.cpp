@@ -13,8 +13,6 @@ namespace {
 
 using Capabilities = AUDIO_STREAM_CONFIG_CAPS;
 
-constexpr char capabilitiesProperty[] = "AUDIO_STREAM_CONFIG_CAPS";
-
 /// A combo box, and the range that it offers.
 struct Choice {
   int control;
@@ -49,19 +47,21 @@ void fill(HWND combo, ULONG minimum, ULONG maximum, ULONG granularity) {
 }
 
 struct AudioFormatDialog {
+  static constexpr char property[] = "AUDIO_STREAM_CONFIG_CAPS";
+
   static void show(HWND dialog, LPARAM parameter) {
     auto* const capabilities = reinterpret_cast<Capabilities*>(parameter);
     for (const Choice& choice : choices) {
       fill(GetDlgItem(dialog, choice.control), capabilities->*choice.minimum, capabilities->*choice.maximum,
            capabilities->*choice.granularity);
     }
-    if (!SetPropA(dialog, capabilitiesProperty, capabilities)) {
+    if (!SetPropA(dialog, property, capabilities)) {
       EndDialog(dialog, ds_error::cannotAddDialogProperty);
     }
   }
 
   static void accept(HWND dialog) {
-    auto* const capabilities = static_cast<Capabilities*>(RemovePropA(dialog, capabilitiesProperty));
+    auto* const capabilities = static_cast<Capabilities*>(RemovePropA(dialog, property));
     if (capabilities == nullptr) {
       EndDialog(dialog, ds_error::unexpectedError);
       return;
@@ -76,7 +76,7 @@ struct AudioFormatDialog {
   }
 
   static void cancel(HWND dialog) {
-    RemovePropA(dialog, capabilitiesProperty);
+    RemovePropA(dialog, property);
     EndDialog(dialog, IDCANCEL);
   }
 };

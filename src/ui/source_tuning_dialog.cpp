@@ -11,8 +11,6 @@
 namespace quillet {
 namespace {
 
-constexpr char tuningProperty[] = "DSSCONFIG";
-
 /// What stands in a control as a number; 0 when it is none. A number too large for an int is as large as can be.
 /// @tparam length characters of the text that count.
 template <int length>
@@ -51,10 +49,11 @@ struct VideoKind {
 template <class Kind>
 struct TuningDialog {
   using Tuning = typename Kind::Tuning;
+  static constexpr char property[] = "DSSCONFIG";
 
   static void show(HWND dialog, LPARAM parameter) {
     auto* const tuning = reinterpret_cast<Tuning*>(parameter);
-    if (!SetPropA(dialog, tuningProperty, tuning)) {
+    if (!SetPropA(dialog, property, tuning)) {
       EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::noProperty));
       return;
     }
@@ -64,7 +63,7 @@ struct TuningDialog {
   }
 
   static void accept(HWND dialog) {
-    auto* const tuning = static_cast<Tuning*>(RemovePropA(dialog, tuningProperty));
+    auto* const tuning = static_cast<Tuning*>(RemovePropA(dialog, property));
     if (tuning == nullptr) {
       return;  // The dialog has ended already.
     }
@@ -75,22 +74,15 @@ struct TuningDialog {
   }
 
   static void cancel(HWND dialog) {
-    RemovePropA(dialog, tuningProperty);
+    RemovePropA(dialog, property);
     EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::cancelled));
-  }
-
-  static INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message == WM_DESTROY) {
-      RemovePropA(dialog, tuningProperty);  // Is there still when the parent takes the dialog with it.
-    }
-    return okCancelProcedure<TuningDialog>(dialog, message, wParam, lParam);
   }
 };
 
 template <class Kind>
 TuningDialogResult run(HWND parent, int resource, typename Kind::Tuning& tuning) {
   const INT_PTR result = DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(resource), parent,
-                                         TuningDialog<Kind>::procedure, reinterpret_cast<LPARAM>(&tuning));
+                                         okCancelProcedure<TuningDialog<Kind>>, reinterpret_cast<LPARAM>(&tuning));
   // The system answers 0, which none of the dialogs does, for a parent that is no window.
   return result == 0 ? TuningDialogResult::notShown : static_cast<TuningDialogResult>(result);
 }

@@ -217,6 +217,9 @@ INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lPar
       return command(dialog, LOWORD(wParam));
     case WM_HSCROLL:
       return scroll(dialog, wParam);
+    case WM_DESTROY:
+      RemovePropA(dialog, parametersProperty);  // Is there still when the parent takes the dialog with it.
+      return FALSE;
     default:
       return FALSE;
   }
