@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <type_traits>
 
 #include "command_line.h"
@@ -16,11 +17,7 @@ namespace {
 constexpr Backend allBackends[] = {Backend::videoForWindows, Backend::directShow};
 
 int chosenStream(const CommandLine& line) {
-  const long number = line.has(streamOption.name) ? line.number(streamOption.name) : 0;
-  if (number < 0) {
-    throw wrongUsage(std::string(streamOption.name) + ": streams are numbered from 0");
-  }
-  return static_cast<int>(number);
+  return static_cast<int>(line.numberOr(0, streamOption.name, 0, std::numeric_limits<int>::max()));
 }
 
 /// Whether opening failed at the stream itself rather than before the backend came to it. DirectShow has one code for
@@ -129,6 +126,13 @@ std::string failureOf(AudioOrVideoStream* stream, bool directShow) {
 void printWarning(AudioOrVideoStream& stream) {
   if (stream.lastError != common_error::success) {
     std::fprintf(stderr, "quillet: warning: %s\n", lastErrorText(stream).c_str());
+  }
+}
+
+void FirstWarning::look(AudioOrVideoStream& stream) {
+  if (!isPrinted && stream.lastError != common_error::success) {
+    printWarning(stream);
+    isPrinted = true;
   }
 }
 
