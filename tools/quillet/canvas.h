@@ -11,7 +11,7 @@
 namespace quillet::client {
 
 struct TextStyle {
-  int height;  ///< Of the letters' cell, in pixels.
+  int height;  ///< In pixels.
   int weight;
   COLORREF color;
 };
@@ -57,7 +57,7 @@ class Canvas {
 
   /// 24-bit RGB pixels, made smaller, never larger: every pixel weighs as much as every other.
   /// @param box not larger than the pixels.
-  void shrink(const RECT& box, const BITMAPINFOHEADER& format, const unsigned char* bits);
+  void shrink(const RECT& box, const BITMAPINFOHEADER& source, const unsigned char* sourceBits);
 
   /// Writes an image in the format that the name's ending tells.
   void save(const std::filesystem::path& path) const;

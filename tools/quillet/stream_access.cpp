@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <limits>
 #include <type_traits>
 
 #include "command_line.h"
@@ -17,7 +16,11 @@ namespace {
 constexpr Backend allBackends[] = {Backend::videoForWindows, Backend::directShow};
 
 int chosenStream(const CommandLine& line) {
-  return static_cast<int>(line.numberOr(0, streamOption.name, 0, std::numeric_limits<int>::max()));
+  const long number = line.has(streamOption.name) ? line.number(streamOption.name) : 0;
+  if (number < 0) {
+    throw wrongUsage(std::string(streamOption.name) + ": streams are numbered from 0");
+  }
+  return static_cast<int>(number);
 }
 
 /// Whether opening failed at the stream itself rather than before the backend came to it. DirectShow has one code for

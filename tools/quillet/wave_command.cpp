@@ -92,8 +92,9 @@ class WaveformPicture {
       }
       canvas.fill({x, lanes.bottom, x + 1, lanes.bottom + tickHeight}, look::details.color);
       const RECT box = {x + 4, lanes.bottom + 4, x + 4 + textWidth + textWidth / 2, lanes.bottom + axisHeight};
-      if (box.left + textWidth <= lanes.right) {
-        canvas.write(box, tickText(tick * step, step), look::details);
+      const std::string text = tickText(tick * step, step);
+      if (box.left + textSize(text, look::details).cx <= lanes.right) {
+        canvas.write(box, text, look::details);
       }
     }
   }
