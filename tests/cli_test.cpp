@@ -103,7 +103,7 @@ class Cli : public testing::Test {
 };
 
 TEST_F(Cli, HelpAndVersionAreNoFailures) {
-  for (const wchar_t* command : {L"info", L"frame", L"raw", L"samples", L"time", L"copy", L"convert"}) {
+  for (const auto* command : {L"info", L"frame", L"sheet", L"raw", L"samples", L"wave", L"time", L"copy", L"convert"}) {
     const Outcome help = run({command, L"--help"});
     EXPECT_EQ(help.status, 0U);
     EXPECT_PRED_FORMAT2(IsSubstring, "Usage: quillet " + std::filesystem::path(command).string() + " ", help.out);
@@ -135,6 +135,8 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
       {{L"frame", video, L"1", L"-o", L"x.gif"}, wrongUsage, "neither in .png nor in .bmp"},
       {{L"samples", video, L"0", L"1"}, wrongUsage, "missing option '--output'"},
       {{L"samples", video, L"1", L"0", L"-o", L"x.wav"}, wrongUsage, "LAST is less than FIRST"},
+      {{L"sheet", video, L"-n", L"0"}, wrongUsage, "--count: 0 is not from 1 to 1000"},
+      {{L"wave", audio}, wrongUsage, "missing option '--output'"},
       {{L"time", video, L"--sample", L"1", L"--ms", L"1"}, wrongUsage, "either --sample or --ms"},
       {{L"info", L"missing.avi"}, failed, "Could not open the source file (code 3, Video for Windows)"},
       {{L"info", L"missing \u65e5.avi"}, failed, "cannot open 'missing \xE6\x97\xA5.avi'"},
@@ -228,6 +230,43 @@ TEST_F(Cli, FrameIsTheLibrarysPictureInEitherFormat) {
     EXPECT_TRUE(decodeImage(path(name), width, height) == expected) << outcome.err;
     EXPECT_EQ(width, 64U);
     EXPECT_EQ(height, 48U);
+  }
+}
+
+TEST_F(Cli, SheetShowsFramesFromTheFirstToTheLast) {
+  const Outcome outcome = run({L"sheet", media("bench_raw.avi"), L"-n", L"3"});
+  UINT width = 0, height = 0;
+  const Bytes sheet = decodeImage(path("sheet.png"), width, height);
+  ASSERT_TRUE(width == 522 && height == 496) << width << " x " << height << outcome.err;
+  const std::unique_ptr<VideoSourceStream> stream(
+      VideoSourceStream::open(mediaFile("bench_raw.avi").c_str(), 0, nullptr));
+  long places[][3] = {{0, 16, 72}, {100, 266, 72}, {199, 16, 284}};
+  for (auto& [frame, left, top] : places) {
+    const unsigned char* const bits = stream->getFrameBits(frame);
+    ASSERT_NE(bits, nullptr);
+    for (int i = 0; i < 80 * 60 * 3; ++i) {  // 4 x 4 pixels have become 3 x 3: their colours' means are the same.
+      const int x = i % 240 / 3, y = i / 240, colour = i % 3;
+      int expected = 0, found = 0;
+      for (int j = 0; j < 16 * 9; ++j) {
+        expected += bits[(y * 4 + j / 4 % 4) * 960 + (x * 4 + j % 4) * 3 + colour];
+        found += sheet[((top + y * 3 + j / 3 % 3) * width + left + x * 3 + j % 3) * 3 + colour];
+      }
+      ASSERT_NEAR(found, expected, 16 * 9 / 2) << "frame " << frame << ", at " << x << ", " << y;
+    }
+  }
+}
+
+TEST_F(Cli, WaveHasItsPeaksWhereTheSoundIs) {
+  const Outcome outcome = run({L"wave", media("peaks.wav"), L"-o", L"wave.png", L"--width", L"100"});
+  UINT width = 0, height = 0;
+  const Bytes wave = decodeImage(path("wave.png"), width, height);
+  ASSERT_GT(height, 402U) << outcome.err;
+  for (UINT x = 0; x < 100; ++x) {  // Each of 800 samples, of which 50000 to 69999 sound in the lower lane.
+    UINT y = 72;
+    while (y < 402 && (wave[(y * width + 16 + x) * 3] < 150 || y == 152)) {  // 152 is the silence in the upper one.
+      ++y;
+    }
+    EXPECT_EQ(y, x >= 62 && x <= 87 ? 281U : 321U) << "column " << x;
   }
 }
 

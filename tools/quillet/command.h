@@ -35,6 +35,8 @@ extern const Command infoCommand;
 extern const Command frameCommand;
 extern const Command rawCommand;
 extern const Command samplesCommand;
+extern const Command sheetCommand;
+extern const Command waveCommand;
 extern const Command timeCommand;
 extern const Command copyCommand;
 extern const Command convertCommand;

@@ -140,6 +140,18 @@ long CommandLine::number(const char* name) const {
   return parsed<long>(name, text(name), "a whole number");
 }
 
+long CommandLine::numberOr(long fallback, const char* name, long least, long most) const {
+  if (!has(name)) {
+    return fallback;
+  }
+  const long value = number(name);
+  if (value < least || value > most) {
+    throw wrongUsage(std::string(name) + ": " + std::to_string(value) + " is not from " + std::to_string(least) +
+                     " to " + std::to_string(most));
+  }
+  return value;
+}
+
 double CommandLine::decimal(const char* name) const {
   const auto value = parsed<double>(name, text(name), "a number");
   using Range = std::numeric_limits<long>;

@@ -26,6 +26,9 @@ class CommandLine {
   /// The same as a whole number of 32 bits.
   long number(const char* name) const;
 
+  /// The same, refused as wrong usage when it is not from `least` to `most`; `fallback` when it was not given.
+  long numberOr(long fallback, const char* name, long least, long most) const;
+
   /// The same as a number that may have a fraction, within the range of 32 bits.
   double decimal(const char* name) const;
 

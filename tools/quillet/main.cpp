@@ -19,8 +19,8 @@
 namespace quillet::client {
 namespace {
 
-constexpr const Command* commands[] = {&infoCommand, &frameCommand, &rawCommand,    &samplesCommand,
-                                       &timeCommand, &copyCommand,  &convertCommand};
+constexpr const Command* commands[] = {&infoCommand, &frameCommand, &sheetCommand, &rawCommand,    &samplesCommand,
+                                       &waveCommand, &timeCommand,  &copyCommand,  &convertCommand};
 
 /// The console shows the program's UTF-8 while this lives.
 class Utf8Console {

@@ -24,14 +24,11 @@ constexpr long samplesPerChunk = 65536;
 
 void copySamples(AudioSourceStream& stream, long first, long last, long sampleSize, WaveFile& output) {
   ProgressLine progress("Writing samples");
-  bool hasWarned = false;
+  FirstWarning warning;
   for (long next = first; next <= last;) {
     const long count = std::min(samplesPerChunk, last - next + 1);
     const unsigned char* const samples = decodedSamples(stream, next, next + count - 1);
-    if (!hasWarned && stream.lastError != common_error::success) {
-      printWarning(stream);
-      hasWarned = true;
-    }
+    warning.look(stream);
     output.write(samples, count * sampleSize);
     next += count;
     progress.show(next - first, last - first + 1LL);

@@ -132,4 +132,11 @@ void printWarning(AudioOrVideoStream& stream) {
   }
 }
 
+void FirstWarning::look(AudioOrVideoStream& stream) {
+  if (!isPrinted && stream.lastError != common_error::success) {
+    printWarning(stream);
+    isPrinted = true;
+  }
+}
+
 }  // namespace quillet::client

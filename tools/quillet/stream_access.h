@@ -79,4 +79,13 @@ std::string failureOf(AudioOrVideoStream* stream, bool directShow);
 /// Prints the stream's last error when it is a warning that came with a result. To be called right after the operation.
 void printWarning(AudioOrVideoStream& stream);
 
+/// Prints the first warning of many operations, each of which is followed by a look at its stream.
+class FirstWarning {
+ public:
+  void look(AudioOrVideoStream& stream);
+
+ private:
+  bool isPrinted = false;
+};
+
 }  // namespace quillet::client

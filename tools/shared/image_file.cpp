@@ -25,13 +25,15 @@ const GUID* containerOf(const std::filesystem::path& path) {
   return nullptr;
 }
 
+UINT rowSizeOf(const BITMAPINFOHEADER& format) {
+  return (static_cast<UINT>(format.biWidth) * 3 + 3) & ~3U;
+}
+
 /// Writes the rows from the top, each from where the DIB has it.
 HRESULT writeRows(IWICBitmapFrameEncode& frame, const BITMAPINFOHEADER& format, const unsigned char* bits) {
-  const LONG rows = std::abs(format.biHeight);
-  const UINT rowSize = (static_cast<UINT>(format.biWidth) * 3 + 3) & ~3U;
-  for (LONG row = 0; row < rows; ++row) {
-    const LONG dibRow = format.biHeight < 0 ? row : rows - 1 - row;
-    BYTE* const pixels = const_cast<BYTE*>(bits) + static_cast<std::size_t>(dibRow) * rowSize;  // Only read.
+  const UINT rowSize = rowSizeOf(format);
+  for (LONG row = 0; row < std::abs(format.biHeight); ++row) {
+    BYTE* const pixels = const_cast<BYTE*>(rowOf(format, bits, row));  // Only read.
     if (const HRESULT result = frame.WritePixels(1, rowSize, rowSize, pixels); FAILED(result)) {
       return result;
     }
@@ -79,6 +81,11 @@ void requireImageName(const std::filesystem::path& path) {
   if (containerOf(path) == nullptr) {
     throw wrongUsage("'" + displayName(path) + "' ends neither in .png nor in .bmp");
   }
+}
+
+const unsigned char* rowOf(const BITMAPINFOHEADER& format, const unsigned char* bits, LONG row) {
+  const LONG dibRow = format.biHeight < 0 ? row : format.biHeight - 1 - row;
+  return bits + static_cast<std::size_t>(dibRow) * rowSizeOf(format);
 }
 
 void writeImage(const std::filesystem::path& path, const BITMAPINFOHEADER& format, const unsigned char* bits) {

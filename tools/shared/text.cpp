@@ -19,6 +19,13 @@ std::string toMultiByte(UINT codePage, DWORD flags, std::wstring_view text, BOOL
   return bytes;
 }
 
+std::wstring toWide(UINT codePage, std::string_view text) {
+  const int length = static_cast<int>(text.size());
+  std::wstring wide(MultiByteToWideChar(codePage, 0, text.data(), length, nullptr, 0), L'\0');
+  MultiByteToWideChar(codePage, 0, text.data(), length, wide.data(), static_cast<int>(wide.size()));
+  return wide;
+}
+
 /// @return nothing when the code page lacks a letter of the text.
 std::optional<std::string> toAnsi(std::wstring_view text) {
   if (GetACP() == CP_UTF8) {
@@ -49,10 +56,12 @@ std::string displayName(const std::filesystem::path& path) {
   return toUtf8(path.native());
 }
 
+std::wstring toUtf16(std::string_view utf8) {
+  return toWide(CP_UTF8, utf8);
+}
+
 std::string fromAnsi(const char* text) {
-  std::wstring wide(MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0), L'\0');
-  MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), static_cast<int>(wide.size()));
-  return toUtf8(wide.c_str());
+  return toUtf8(toWide(CP_ACP, text));
 }
 
 std::string libraryFileName(const std::filesystem::path& path) {

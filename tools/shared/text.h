@@ -12,6 +12,7 @@
 namespace quillet::client {
 
 std::string toUtf8(std::wstring_view text);
+std::wstring toUtf16(std::string_view utf8);
 
 /// A file name as messages show it.
 std::string displayName(const std::filesystem::path& path);
