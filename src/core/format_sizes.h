@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
@@ -14,6 +15,15 @@ namespace quillet {
 /// Bytes of the record with what belongs to it. In PCM the field that tells them says nothing.
 inline DWORD formatSize(const WAVEFORMATEX& format) {
   return sizeof format + (format.wFormatTag == WAVE_FORMAT_PCM ? 0U : format.cbSize);
+}
+
+/// Bytes of the header with what belongs to it: what biSize counts, and the colours that biClrUsed tells of.
+inline DWORD formatSize(const BITMAPINFOHEADER& format) {
+  constexpr WORD paletteBits = 8;
+  constexpr DWORD mostColours = 1 << paletteBits;
+  const bool hasPalette = format.biCompression == BI_RGB && format.biBitCount <= paletteBits;
+  const DWORD colours = hasPalette ? std::min(format.biClrUsed, mostColours) : 0;
+  return std::max<DWORD>(format.biSize, sizeof format + colours * sizeof(RGBQUAD));
 }
 
 /// Bytes of an uncompressed frame, whose rows are padded to whole double words.

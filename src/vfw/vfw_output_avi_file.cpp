@@ -220,7 +220,7 @@ int VfWOutputAVIFile::startVideo() {
   state->compressedVideoStream.reset();
   PAVISTREAM stream = state->videoStream.get();
   auto* const format = const_cast<BITMAPINFOHEADER*>(&video->bmiHeader);
-  LONG formatSize = static_cast<LONG>(format->biSize);
+  auto formatSize = static_cast<LONG>(quillet::formatSize(*format));
   if (compressVideo) {
     PAVISTREAM compressed = nullptr;
     if (AVIMakeCompressedStream(&compressed, stream, &state->videoCompression.options(), nullptr) != 0) {

@@ -72,7 +72,7 @@ HRESULT MSDfilterOutputPin::getVideoType(CMediaType& type) const {
     return E_UNEXPECTED;
   }
   // A palette or masks behind the header come along.
-  type.setFormat(videoFormat, offsetof(VIDEOINFOHEADER, bmiHeader) + format.biSize);
+  type.setFormat(videoFormat, offsetof(VIDEOINFOHEADER, bmiHeader) + formatSize(format));
   return S_OK;
 }
 
