@@ -60,8 +60,8 @@ constexpr RendererKind rendererKinds[] = {
     {MediaContainer::isAudio, L"AudioRenderer", Error::CannotCreateAudioRenderer, Error::CannotAddAudioRenderer},
 };
 
-// More streams of a kind than files have. A graph does not tell that it had too few renderers: it takes the system's own for
-// the streams that are left.
+// As many as an AVI file can number. They have to be there beforehand: for streams that find no renderer, the graph brings
+// the system's own.
 constexpr int renderersOfAKind = 100;
 
 using RendererList = std::vector<ComPtr<IBaseFilter>>;
@@ -142,7 +142,7 @@ Error countWithGraph(const OLECHAR* fileName, StreamCount& count) {
   if (const Error error = addRenderers(graph.builder.Get(), renderers)) {
     return error;
   }
-  // VFW_S_PARTIAL_RENDER will do: subtitles, for one, find no renderer.
+  // VFW_S_PARTIAL_RENDER will do: what finds no renderer is neither video nor audio.
   if (FAILED(graph.builder->RenderFile(fileName, nullptr))) {
     return Error::CannotRenderSourceFile;
   }

@@ -10,11 +10,12 @@
 
 namespace quillet {
 
-/// A renderer for graphs that are built but never run. Neither the system's audio renderer, which needs a sound device,
-/// nor its null renderer, to which a graph connects the file itself instead of its streams, finds streams everywhere.
+/// A renderer for graphs that are built but never run. The system's own will not do to find a file's streams: the audio
+/// renderer needs a sound device, the video renderer a decoder, and the null renderer takes the file itself before it is
+/// split into its streams.
 class StreamRenderer : public CBaseFilter {
  public:
-  /// @param takes whether a stream of a type may end here. Byte streams may not: a file has to be split into its streams.
+  /// @param takes whether a stream of a type may end here. MEDIATYPE_Stream never may: that is what is still to be split.
   explicit StreamRenderer(bool (*takes)(const AM_MEDIA_TYPE&));
 
  private:
