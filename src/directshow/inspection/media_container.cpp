@@ -90,7 +90,7 @@ bool MediaContainer::isVideo(const AM_MEDIA_TYPE& type) {
 
 Error MediaContainer::streamsNumber(const char* fileName, bool mayUseGraph, int* videoStreams, int* audioStreams) {
   quillet::StreamCount count;
-  const Error error =
+  const auto error =
       quillet::guardedBy<Error>(NotEnoughMemory, [&] { return countStreams(fileName, mayUseGraph, count); });
   if (error != Success) {
     count = {};
