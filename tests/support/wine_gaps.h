@@ -33,4 +33,7 @@ inline constexpr long blocksOfAnIdleGraph = 1;
 /// others after a seek.
 inline constexpr bool splitterFalsifiesTimes = true;
 
+/// The splitter knows no type for a stream of IMA ADPCM, so that it can be neither asked for nor rendered.
+inline constexpr bool imaHasNoMediaType = true;
+
 }  // namespace quillet::test::wine_gap
