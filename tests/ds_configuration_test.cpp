@@ -13,6 +13,7 @@
 #include "support/ds_streams.h"
 #include "support/empty_page.h"
 #include "support/file_writer.h"
+#include "support/registered_compressor.h"
 #include "support/test_compressor.h"
 #include "support/writing.h"
 
@@ -382,6 +383,42 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   script->page = GUID_NULL;
   configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0, {}, GetDesktopWindow());
   EXPECT_EQ(script->owner, GetDesktopWindow()) << "asked for its dialog";
+}
+
+TEST_F(DSConfiguration, WhatIsChosenAndConfiguredCompresses) {
+  isVideo = true;
+  script->connection = video<VIDEOINFOHEADER>(FORMAT_VideoInfo, 0);
+  reinterpret_cast<VIDEOINFOHEADER*>(script->connection.pbFormat)->bmiHeader.biCompression = TestCodec::fourcc;
+  script->flags = CompressionCaps_CanKeyFrame;
+  script->keyFrameRate = 10;
+  const std::string name = "Test compressor " + std::to_string(GetTickCount64());
+  const RegisteredCompressor compressor(std::wstring(name.begin(), name.end()).c_str());
+  const ClassObjectOverride filter(compressor.id, [&](REFIID id, void** object) {
+    return ComPtr<IBaseFilter>(new TestCompressor(script))->QueryInterface(id, object);
+  });
+  const auto select = [&](HWND dialog) { send(dialog, 101, LB_SELECTSTRING, -1, name.c_str()); };
+  const auto setRate = [](HWND dialog) { enter(dialog, 101, "3"); };
+  const Writer writer = create();
+  {
+    const DialogDriver user({at("Compressor", IDOK, select), atVideo(IDOK, setRate)});
+    EXPECT_TRUE(writer->chooseCompressor(nullptr, true));
+    writer->configureCompressor(nullptr, true);
+    EXPECT_EQ(writer->lastError, 0);
+  }
+  constexpr long frames = 8;
+  EXPECT_TRUE(writer->start());
+  for (long frame = 0; frame < frames; ++frame) {
+    EXPECT_TRUE(writePicture(*writer, frame));
+  }
+  EXPECT_TRUE(writer->close());
+  const TestCodec codec;
+  expectPictures(file.name(), frames);
+  const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(file.name(), true, false, 0, nullptr));
+  for (long frame = 0, samples = 0, bytes = 0; frame < frames; ++frame) {
+    bool key = false;
+    EXPECT_NE(raw->getData(frame, samples, bytes, key), nullptr);
+    EXPECT_EQ(key, frame % 3 == 0) << frame;
+  }
 }
 
 }  // namespace

@@ -45,14 +45,6 @@ void watchProperty(HWND dialog) {
   SetWindowLongPtrA(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(watch));
 }
 
-/// Keeps the windows of its thread from being made.
-LRESULT CALLBACK refuse(int code, WPARAM, LPARAM) {
-  return code == HCBT_CREATEWND;
-}
-struct NoWindows {
-  UniqueHandle<HHOOK, UnhookWindowsHookEx> hook{SetWindowsHookExA(WH_CBT, refuse, nullptr, GetCurrentThreadId())};
-};
-
 /// A source of one kind, and its dialog.
 struct Source {
   bool isAudio;
@@ -228,6 +220,60 @@ TEST_F(Choosing, TakesOneOfTheSystemsCompressors) {
   EXPECT_TRUE(writer->setCompressor(false, nullptr) && writer->start() && writePicture(*writer, 0));
   EXPECT_FALSE(writer->chooseCompressor(nullptr, false));
   EXPECT_EQ(writer->lastError, output_error::directCopyRequired);
+}
+
+TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
+  struct {
+    VIDEOINFOHEADER video;
+    RGBQUAD colours[255];
+  } format = {videoFormat(), {}};
+  constexpr long size = 8 * 4;
+  format.video.bmiHeader.biBitCount = 8;
+  format.video.bmiHeader.biSizeImage = size;
+  format.video.bmiHeader.biClrUsed = std::size(format.colours);
+  for (int i = 0; i < static_cast<int>(std::size(format.colours)); ++i) {
+    format.colours[i] = {BYTE(i), BYTE(255 - i), BYTE(i * 7), 0};
+  }
+  const auto pixel = [](long frame, long at) { return static_cast<BYTE>((at / 8 + frame) * 9); };  // Rows of a colour.
+  const Writer writer(OutputAVIFile::create(file.name(), &format.video, true, nullptr, false, true));
+  choose(*writer, 0, {{"Compressor", [](HWND dialog) {
+                         SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1,
+                                             LPARAM("Wine MS-RLE video codec"));
+                         press(dialog, IDOK);
+                       }}});
+  constexpr long frames = 6;
+  EXPECT_TRUE(writer->start());
+  for (long frame = 0; frame < frames; ++frame) {
+    Bytes pixels(size);
+    for (long at = 0; at < size; ++at) {
+      pixels[at] = pixel(frame, at);
+    }
+    EXPECT_TRUE(writer->writeFrame(frame, pixels.data(), 1, -1, frame == 0));
+  }
+  EXPECT_TRUE(writer->close());
+
+  // Wine's AVIFile finds no decompressor for a file that does not name it, as its AVI compressor leaves it: asked for here.
+  const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(file.name(), true, false, 0, nullptr));
+  ASSERT_EQ(raw->lastError, 0);
+  auto* const compressed = &reinterpret_cast<VIDEOINFOHEADER*>(raw->format()->pbFormat)->bmiHeader;
+  BITMAPINFOHEADER decompressed = rgb24Format(8, 4);
+  const CompressorHandle codec(ICOpen(ICTYPE_VIDEO, mmioFOURCC('m', 'r', 'l', 'e'), ICMODE_DECOMPRESS));
+  ASSERT_EQ(ICDecompressBegin(codec.get(), compressed, &decompressed), ICERR_OK);
+  BYTE picture[size][3] = {};
+  for (long frame = 0, samples = 0, bytes = 0; frame < frames; ++frame) {
+    bool key = false;
+    unsigned char* const data = raw->getData(frame, samples, bytes, key);
+    EXPECT_EQ(key, frame == 0);
+    compressed->biSizeImage = static_cast<DWORD>(bytes);
+    ASSERT_EQ(ICDecompress(codec.get(), key ? 0 : ICDECOMPRESS_NOTKEYFRAME, compressed, data, &decompressed, picture),
+              0U);
+    for (long at = 0; at < size; ++at) {
+      const RGBQUAD& colour = format.colours[pixel(frame, at)];
+      EXPECT_EQ(std::tuple(picture[at][0], picture[at][1], picture[at][2]),
+                std::tuple(colour.rgbBlue, colour.rgbGreen, colour.rgbRed));
+    }
+  }
+  ICDecompressEnd(codec.get());
 }
 
 TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {

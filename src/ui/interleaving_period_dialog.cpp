@@ -43,6 +43,8 @@ bool parseSeconds(const char* text, long long& period) {
 }
 
 struct PeriodDialog {
+  static constexpr const char* property = periodProperty;
+
   static void show(HWND dialog, LPARAM parameter) {
     auto* const period = reinterpret_cast<long long*>(parameter);
     if (!SetPropA(dialog, periodProperty, period)) {

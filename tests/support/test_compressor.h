@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "directshow/base/c_base_output_pin.h"
 #include "support/input_pin.h"
+#include "support/test_codec.h"
 
 // Need strmif.h.
 #include <ocidl.h>
@@ -60,23 +63,52 @@ struct CompressorScript {
   long pFrames = -1;
   double quality = -1;
   DWORDLONG windowSize = 1;
-  GUID page = {};  ///< Its property page; none when null.
+  long keyDistance = 0;  ///< The key frame rate that was set.
+  GUID page = {};        ///< Its property page; none when null.
 };
 
 using SharedScript = std::shared_ptr<CompressorScript>;
 
-class CompressorInput : public InputPin {
- public:
-  explicit CompressorInput(CBaseFilter& filter) : InputPin(filter, L"Input") {}
-  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-  STDMETHODIMP Receive(IMediaSample*) override { return S_OK; }
-};
-
-class CompressorOutput : public WithInterfaces<CBasePin, IAMStreamConfig, IAMVideoCompression> {
+class CompressorOutput : public WithInterfaces<CBaseOutputPin, IAMStreamConfig, IAMVideoCompression> {
  public:
   CompressorOutput(CBaseFilter& filter, SharedScript shared)
-      : WithInterfaces(filter, PINDIR_OUTPUT, L"Output"), script(std::move(shared)) {}
+      : WithInterfaces(filter, L"Output"), script(std::move(shared)) {}
 
+  /// Passes a picture of 24-bit RGB on as a frame for TestCodec: a key frame every `keyDistance` frames.
+  HRESULT compress(IMediaSample& picture) {
+    BYTE* pixels = nullptr;
+    picture.GetPointer(&pixels);
+    const Bytes current(pixels, pixels + picture.GetActualDataLength());
+    Bytes difference = current;
+    const bool isKey = count++ % std::max(script->keyDistance, 1L) == 0;
+    if (!isKey) {
+      std::ranges::transform(current, previous, difference.begin(), std::minus<BYTE>());
+    }
+    previous = current;
+    const Bytes frame = TestCodec::frame(isKey ? TestCodec::key : TestCodec::delta, difference);
+
+    Microsoft::WRL::ComPtr<IMediaSample> sample;
+    BYTE* data = nullptr;
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    picture.GetTime(&start, &stop);
+    if (const HRESULT result = GetDeliveryBuffer(&sample, nullptr, nullptr, 0); FAILED(result)) {
+      return result;
+    }
+    sample->GetPointer(&data);
+    std::ranges::copy(frame, data);
+    sample->SetActualDataLength(static_cast<long>(frame.size()));
+    sample->SetTime(&start, &stop);
+    sample->SetSyncPoint(isKey);
+    return Deliver(sample.Get());
+  }
+
+  HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
+    ALLOCATOR_PROPERTIES actual = {};
+    request->cBuffers = 1;
+    request->cbBuffer = 1000;
+    return allocator->SetProperties(request, &actual);
+  }
   HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
   HRESULT GetMediaType(int position, CMediaType* type) override {
     *type = script->connection;
@@ -104,7 +136,11 @@ class CompressorOutput : public WithInterfaces<CBasePin, IAMStreamConfig, IAMVid
   }
 
   // IAMVideoCompression
-  STDMETHODIMP put_KeyFrameRate(long rate) override { return script->record("put_KeyFrameRate", rate); }
+  STDMETHODIMP put_KeyFrameRate(long rate) override {
+    const HRESULT result = script->record("put_KeyFrameRate", rate);
+    script->keyDistance = SUCCEEDED(result) ? rate : script->keyDistance;
+    return result;
+  }
   STDMETHODIMP get_KeyFrameRate(long* rate) override { return script->read("get_Rate", script->keyFrameRate, rate); }
   STDMETHODIMP put_PFramesPerKeyFrame(long frames) override { return script->record("put_PFrames", frames); }
   STDMETHODIMP get_PFramesPerKeyFrame(long* frames) override { return script->read("get_P", script->pFrames, frames); }
@@ -125,15 +161,27 @@ class CompressorOutput : public WithInterfaces<CBasePin, IAMStreamConfig, IAMVid
 
  private:
   const SharedScript script;
+  long count = 0;
+  Bytes previous;
 };
 
-/// Takes everything and compresses nothing.
+class CompressorInput : public InputPin {
+ public:
+  explicit CompressorInput(CBaseFilter& filter) : InputPin(filter, L"Input") {}
+  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+  STDMETHODIMP Receive(IMediaSample* sample) override { return output->compress(*sample); }
+  STDMETHODIMP EndOfStream() override { return output->DeliverEndOfStream(); }
+
+  CompressorOutput* output = nullptr;
+};
+
+/// Takes everything; what it compresses is video of 24-bit RGB.
 class TestCompressor : public WithInterfaces<CBaseFilter, ISpecifyPropertyPages, IAMVfwCompressDialogs> {
  public:
   explicit TestCompressor(SharedScript shared) : WithInterfaces(nullptr, CLSID_NULL), script(std::move(shared)) {
-    addPin(std::make_unique<CompressorInput>(*this));
+    auto& input = addPin(std::make_unique<CompressorInput>(*this));
     if (script->hasOutput) {
-      addPin(std::make_unique<CompressorOutput>(*this, script));
+      input.output = &addPin(std::make_unique<CompressorOutput>(*this, script));
     }
   }
 
