@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,7 +49,9 @@ class Cli : public testing::Test {
   std::filesystem::path path(const std::filesystem::path& name) const { return folder.name() / name; }
 
   /// Runs the client in the test's folder.
-  Outcome run(const std::vector<std::wstring>& words) const {
+  /// @param meanwhile is called again and again while it runs.
+  Outcome run(
+      const std::vector<std::wstring>& words, const std::function<void()>& meanwhile = [] {}) const {
     wchar_t self[MAX_PATH];
     GetModuleFileNameW(nullptr, self, MAX_PATH);
     const std::filesystem::path program = std::filesystem::path(self).replace_filename(L"quillet.exe");
@@ -73,8 +76,12 @@ class Cli : public testing::Test {
       }
       const Handle thread(process.hThread);
       const Handle running(process.hProcess);
-      constexpr DWORD patienceMs = 30000;
-      if (WaitForSingleObject(running.get(), patienceMs) != WAIT_OBJECT_0) {
+      const ULONGLONG end = GetTickCount64() + 30000;
+      constexpr DWORD intervalMs = 20;
+      while (WaitForSingleObject(running.get(), intervalMs) == WAIT_TIMEOUT && GetTickCount64() < end) {
+        meanwhile();
+      }
+      if (WaitForSingleObject(running.get(), 0) != WAIT_OBJECT_0) {
         ADD_FAILURE() << "the client does not end";
         TerminateProcess(running.get(), outcome.status);
       }
@@ -310,6 +317,21 @@ TEST_F(Cli, NamesMayHaveSpacesAndLettersOutsideTheCodePage) {
             "fung \xE6\x97\xA5\xE6\x9C\xAC-3.png: frame 3\r\n")
       << outcome.err;
   EXPECT_TRUE(std::filesystem::exists(path(name + L"-3.png")));
+}
+
+TEST_F(Cli, ConvertLetsTheUserChooseTheCompressor) {
+  for (const int button : {IDOK, IDCANCEL}) {
+    const auto answer = [&] {
+      if (const HWND dialog = FindWindowA("#32770", nullptr); IsWindowVisible(dialog)) {
+        PostMessageA(dialog, WM_COMMAND, button, 0);
+      }
+    };
+    const Outcome convert =
+        run({L"convert", media("ds_raw.avi"), L"out.avi", L"--choose", L"--video", L"--backend", L"vfw"}, answer);
+    EXPECT_EQ(convert.status, 0U) << convert.err;
+    EXPECT_PRED_FORMAT2(IsSubstring, "120 frames", convert.out);
+    EXPECT_EQ(convert.err.find("not compressed: Dialog box cancelled") != std::string::npos, button == IDCANCEL);
+  }
 }
 
 }  // namespace

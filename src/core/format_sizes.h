@@ -21,8 +21,7 @@ inline DWORD formatSize(const WAVEFORMATEX& format) {
 inline DWORD formatSize(const BITMAPINFOHEADER& format) {
   constexpr WORD paletteBits = 8;
   constexpr DWORD mostColours = 1 << paletteBits;
-  const bool hasPalette = format.biCompression == BI_RGB && format.biBitCount <= paletteBits;
-  const DWORD colours = hasPalette ? std::min(format.biClrUsed, mostColours) : 0;
+  const DWORD colours = format.biBitCount <= paletteBits ? std::min(format.biClrUsed, mostColours) : 0;
   return std::max<DWORD>(format.biSize, sizeof format + colours * sizeof(RGBQUAD));
 }
 

@@ -1,6 +1,7 @@
 #include "avi_output.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -103,8 +104,8 @@ void AviOutput::create(const std::string& libraryName, std::span<const Backend> 
   for (const Backend backend : backends) {
     const bool directShow = backend == Backend::directShow;
     file.reset();  // Lets go of the file, should it have it.
-    file.reset(OutputAVIFile::create(libraryName.c_str(), content.video, content.videoCompression != nullptr,
-                                     content.audio, content.audioCompression != nullptr, directShow));
+    file.reset(OutputAVIFile::create(libraryName.c_str(), content.video, isCompressed(true), content.audio,
+                                     isCompressed(false), directShow));
     if (file != nullptr && !file->lastErrorIsFatal()) {
       return;
     }
@@ -113,18 +114,52 @@ void AviOutput::create(const std::string& libraryName, std::span<const Backend> 
   throw writeFailure(path, reasons);
 }
 
+Compression* AviOutput::compressionOf(bool isVideo) const {
+  return isVideo ? content.videoCompression : content.audioCompression;
+}
+
+bool AviOutput::isCompressed(bool isVideo) const {
+  const bool isWritten = isVideo ? content.video != nullptr : content.audio != nullptr;
+  return isWritten && (compressionOf(isVideo) != nullptr || content.userChooses);
+}
+
 void AviOutput::setCompressors() {
-  for (const bool video : {true, false}) {
-    Compression* const compression = video ? content.videoCompression : content.audioCompression;
-    if (compression == nullptr) {
+  for (const bool isVideo : {true, false}) {
+    if (!isCompressed(isVideo)) {
       continue;
     }
-    if (file->usesDirectShow()) {
-      throw Failure("DirectShow has no compressor of the name '" + compression->name() + "'");
+    if (Compression* const compression = compressionOf(isVideo)) {
+      setCompressor(isVideo, *compression);
+    } else {
+      letUserChoose(isVideo);
     }
-    if (!file->setCompressor(video, &compression->options())) {
-      throw Failure("compressor '" + compression->name() + "': " + lastErrorText(*file));
+  }
+}
+
+void AviOutput::setCompressor(bool isVideo, Compression& compression) {
+  if (file->usesDirectShow()) {
+    throw Failure("DirectShow has no compressor of the name '" + compression.name() + "'");
+  }
+  if (!file->setCompressor(isVideo, &compression.options())) {
+    throw Failure("compressor '" + compression.name() + "': " + lastErrorText(*file));
+  }
+}
+
+void AviOutput::letUserChoose(bool isVideo) {
+  if (file->chooseCompressor(nullptr, isVideo)) {
+    if (file->usesDirectShow()) {  // Video for Windows asks for the settings along with the choice.
+      file->configureCompressor(nullptr, isVideo);
     }
+    return;
+  }
+  const bool hasNone = file->usesDirectShow() && file->lastError == ds_error::cannotListCompressors;
+  if (!hasNone && file->lastError != output_error::dialogCancelled) {
+    throw failure();
+  }
+  std::fprintf(stderr, "quillet: warning: the %s stream is not compressed: %s\n", isVideo ? "video" : "audio",
+               lastErrorText(*file).c_str());
+  if (!file->setCompressor(isVideo, nullptr)) {
+    throw failure();
   }
 }
 

@@ -22,6 +22,7 @@ struct AviContent {
   const WAVEFORMATEX* audio = nullptr;
   Compression* videoCompression = nullptr;
   Compression* audioCompression = nullptr;
+  bool userChooses = false;  ///< In dialogs, how the streams are compressed for which nothing is said here.
 };
 
 /// Removed again unless write() succeeds.
@@ -44,7 +45,11 @@ class AviOutput {
   void start(MediaFeed* audio);
   void finish();
   void create(const std::string& libraryName, std::span<const Backend> backends);
+  Compression* compressionOf(bool isVideo) const;
+  bool isCompressed(bool isVideo) const;
   void setCompressors();
+  void setCompressor(bool isVideo, Compression& compression);
+  void letUserChoose(bool isVideo);
   void writeInTurns(MediaFeed* video, MediaFeed* audio);
   Failure failure() const;
 

@@ -15,8 +15,9 @@ namespace {
 
 constexpr Option videoCodecOption = {"--video-codec", "FOURCC", "compressor of the frames (default: uncompressed)"};
 constexpr Option audioFormatOption = {"--audio-format", "FORMAT", audioFormatHelp};
-constexpr Option options[] = {videoOption,       audioOption,  videoCodecOption,
-                              audioFormatOption, periodOption, backendOption};
+constexpr Option chooseOption = {"--choose", nullptr, "choose the other streams' compressors in dialogs"};
+constexpr Option options[] = {videoOption,  audioOption,  videoCodecOption, audioFormatOption,
+                              chooseOption, periodOption, backendOption};
 
 /// Opens the first stream of a kind, and with it `feed`, unless it is not wanted or not there.
 template <class Feed, class Stream>
@@ -74,6 +75,7 @@ void run(const CommandLine& line) {
   content.audio = audio ? &audio->format() : nullptr;
   content.videoCompression = videoCompression ? &*videoCompression : nullptr;
   content.audioCompression = audioCompression ? &*audioCompression : nullptr;
+  content.userChooses = line.has(chooseOption.name);
   AviOutput output(out, chosenBackends(line), content);
   if (period) {
     output.setInterleavingPeriod(*period);

@@ -73,9 +73,13 @@ std::vector<BYTE> formatOf(RawDataSourceStream& stream) {
   std::memcpy(block.data(), &info, sizeof info);
   if (type.formattype == FORMAT_VideoInfo) {
     block.assign(type.pbFormat, type.pbFormat + type.cbFormat);
-    // Whoever writes counts what follows the header (a palette, masks, the codec's own) as part of it.
+    // What follows the header, masks or the codec's own, counts as part of it; only a palette has a number of its own.
     auto& header = reinterpret_cast<VIDEOINFOHEADER*>(block.data())->bmiHeader;
-    header.biSize = static_cast<DWORD>(block.size() - offsetof(VIDEOINFOHEADER, bmiHeader));
+    const std::size_t palette = header.biBitCount <= 8 ? header.biClrUsed * sizeof(RGBQUAD) : 0;
+    const std::size_t size = block.size() - offsetof(VIDEOINFOHEADER, bmiHeader);
+    if (size != sizeof header + palette) {
+      header.biSize = static_cast<DWORD>(size);
+    }
   }
   return block;
 }
