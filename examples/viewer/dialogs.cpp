@@ -2,37 +2,28 @@
 
 #include <commdlg.h>
 
+#include <algorithm>
+
 #include "background.h"
 #include "resource_ids.h"
 
 namespace quillet::viewer {
 namespace {
 
-constexpr wchar_t mediaFilter[] =
-    L"Media files\0*.avi;*.wav;*.mp4;*.m4a;*.mov;*.mp3;*.mpg;*.mpeg;*.wmv;*.wma;*.asf\0All files\0*.*\0";
-constexpr wchar_t imageFilter[] = L"PNG images\0*.png\0";
-
 /// Runs one of the system's file dialogs on a thread of its own: they want a single-threaded apartment, and the window's
 /// thread has entered the other one for the library.
-/// @param name of the file that is suggested.
-std::optional<std::filesystem::path> chooseFile(BOOL(WINAPI* showDialog)(OPENFILENAMEW*), HWND parent,
-                                                const wchar_t* filter, const wchar_t* extension, DWORD flags,
+std::optional<std::filesystem::path> chooseFile(BOOL(WINAPI* showDialog)(OPENFILENAMEW*), OPENFILENAMEW parameters,
                                                 const std::wstring& name) {
   wchar_t file[4096] = {};
   name.copy(file, std::size(file) - 1);
-  OPENFILENAMEW parameters = {};
   parameters.lStructSize = sizeof parameters;
-  parameters.hwndOwner = parent;
-  parameters.lpstrFilter = filter;
   parameters.lpstrFile = file;
   parameters.nMaxFile = std::size(file);
-  parameters.lpstrDefExt = extension;
-  parameters.Flags = flags | OFN_EXPLORER | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
-
+  parameters.Flags |= OFN_EXPLORER | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
   BOOL chosen = FALSE;
   const Thread dialogThread([&] { chosen = showDialog(&parameters); });
   const HANDLE ended = dialogThread.handle();
-  // The dialog needs its parent's messages to be handled. Ends with the user's choice, or at once without a dialog.
+  // The dialog needs its parent's messages handled. Ends with the user's choice, or at once when there is no dialog.
   while (MsgWaitForMultipleObjects(1, &ended, FALSE, INFINITE, QS_ALLINPUT) == WAIT_OBJECT_0 + 1) {
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
@@ -40,13 +31,10 @@ std::optional<std::filesystem::path> chooseFile(BOOL(WINAPI* showDialog)(OPENFIL
       DispatchMessageW(&message);
     }
   }
-  if (!chosen) {
-    return std::nullopt;
-  }
-  return file;
+  return chosen ? std::optional<std::filesystem::path>(file) : std::nullopt;
 }
 
-/// Reads "12", "1:23.45", "1:02:03": a number without a colon and a point is a frame's.
+/// Reads "12", "0:07", "1:23.45", "1:02:03".
 std::optional<Destination> parseDestination(const std::wstring& text) {
   Destination destination;
   destination.isTime = text.find_first_of(L":.") != std::wstring::npos;
@@ -59,9 +47,7 @@ std::optional<Destination> parseDestination(const std::wstring& text) {
     destination.value = destination.value * 60.0 + std::wcstod(part.c_str(), nullptr);
     begin = end + 1;
   }
-  if (destination.isTime) {
-    destination.value *= 1000.0;
-  }
+  destination.value *= destination.isTime ? 1000.0 : 1.0;
   return destination;
 }
 
@@ -79,10 +65,8 @@ INT_PTR CALLBACK gotoProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM 
     GetDlgItemTextW(dialog, IDC_GOTO_TEXT, text, std::size(text));
     destination = parseDestination(text);
     if (!destination) {
-      const HWND edit = GetDlgItem(dialog, IDC_GOTO_TEXT);
       MessageBeep(MB_ICONWARNING);
-      SendMessageW(edit, EM_SETSEL, 0, -1);
-      SetFocus(edit);
+      SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialog, IDC_GOTO_TEXT)), TRUE);
       return TRUE;
     }
   }
@@ -93,11 +77,21 @@ INT_PTR CALLBACK gotoProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM 
 }  // namespace
 
 std::optional<std::filesystem::path> chooseMediaFile(HWND parent) {
-  return chooseFile(GetOpenFileNameW, parent, mediaFilter, nullptr, OFN_FILEMUSTEXIST, {});
+  OPENFILENAMEW parameters = {};
+  parameters.hwndOwner = parent;
+  parameters.lpstrFilter =
+      L"Media files\0*.avi;*.wav;*.mp4;*.m4a;*.mov;*.mp3;*.mpg;*.mpeg;*.wmv;*.wma;*.asf\0All files\0*.*\0";
+  parameters.Flags = OFN_FILEMUSTEXIST;
+  return chooseFile(GetOpenFileNameW, parameters, {});
 }
 
-std::optional<std::filesystem::path> chooseImageFile(HWND parent, const std::wstring& suggestion) {
-  return chooseFile(GetSaveFileNameW, parent, imageFilter, L"png", OFN_OVERWRITEPROMPT | OFN_PATHMUSTEXIST, suggestion);
+std::optional<std::filesystem::path> chooseImageFile(HWND parent, const std::wstring& name) {
+  OPENFILENAMEW parameters = {};
+  parameters.hwndOwner = parent;
+  parameters.lpstrFilter = L"PNG images\0*.png\0";
+  parameters.lpstrDefExt = L"png";
+  parameters.Flags = OFN_OVERWRITEPROMPT | OFN_PATHMUSTEXIST;
+  return chooseFile(GetSaveFileNameW, parameters, name);
 }
 
 std::optional<Destination> askDestination(HWND parent) {

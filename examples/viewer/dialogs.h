@@ -10,19 +10,18 @@
 
 namespace quillet::viewer {
 
-/// @return nothing when the user cancels.
+/// @return nothing when the user cancels, as all dialogs here.
 std::optional<std::filesystem::path> chooseMediaFile(HWND parent);
 
-/// @param suggestion the file's name without the extension, which is .png.
-std::optional<std::filesystem::path> chooseImageFile(HWND parent, const std::wstring& suggestion);
+/// @param name a suggestion.
+std::optional<std::filesystem::path> chooseImageFile(HWND parent, const std::wstring& name);
 
-/// Where to go: a number, or a time in milliseconds.
+/// Where to go: a number or, with a colon or a point, a time in milliseconds.
 struct Destination {
   bool isTime = false;
   double value = 0.0;
 };
 
-/// @return nothing when the user cancels.
 std::optional<Destination> askDestination(HWND parent);
 
 }  // namespace quillet::viewer

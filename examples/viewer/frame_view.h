@@ -9,23 +9,23 @@
 
 namespace quillet::viewer {
 
-class FrameView : public Window {
+class FrameView : public View {
  public:
-  explicit FrameView(HWND parent);
+  explicit FrameView(HWND parent) : View(L"QuilletFrameView", parent) {}
 
-  /// Shows a 24-bit picture, of which it takes a copy: the view is drawn at any time, also while the stream reads on.
-  void show(const BITMAPINFOHEADER& newFormat, const unsigned char* newBits);
+  /// Shows a 24-bit picture.
+  void show(const BITMAPINFOHEADER& newFormat, std::vector<unsigned char> newBits);
 
   /// Shows a text in the picture's place.
   void showText(const std::string& newText);
 
-  bool hasPicture() const { return !bits.empty(); }
   const BITMAPINFOHEADER& format() const { return pictureFormat; }
+
+  /// The pixels, none when there is no picture.
   const std::vector<unsigned char>& picture() const { return bits; }
 
  private:
-  LRESULT handleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
-  void paint(HDC dc) const;
+  void paint(HDC dc, const RECT& area) override;
 
   BITMAPINFOHEADER pictureFormat = {};
   std::vector<unsigned char> bits;

@@ -40,26 +40,24 @@ std::string warningOf(AudioOrVideoStream& stream) {
 
 Media::Media(const std::filesystem::path& path, Backend backend, HWND window)
     : fileName(client::libraryFileName(path)), window(window) {
-  std::string noVideo;
   std::string noAudio;
-  const int options = optionsOf(backend);
-  video = open<VideoSourceStream>(options, noVideo);
-  openingRemark = hasVideo() ? warningOf(*video) : "No video: " + noVideo;
-  audio = open<AudioSourceStream>(options | dialog_option::audio, noAudio);
-  const bool hasAudio = audio != nullptr;
-  if (!hasVideo() && !hasAudio) {
-    throw Failure("Cannot open '" + client::displayName(path) + "'.\n\nVideo: " + noVideo + "\nAudio: " + noAudio);
+  video = open<VideoSourceStream>(optionsOf(backend), noVideo);
+  openingWarning = hasVideo() ? warningOf(*video) : "";
+  audio = open<AudioSourceStream>(optionsOf(backend) | dialog_option::audio, noAudio);
+  if (!hasVideo() && audio == nullptr) {
+    throw Failure("Cannot open '" + client::displayName(path) + "'.\n\n" + noVideo + "\n" + noAudio);
   }
   ms = std::max(1.0, hasVideo() ? video->msDuration() : audio->msDuration());
   places = hasVideo() ? std::max(1L, video->duration())
                       : static_cast<long>(std::min<double>(ms, std::numeric_limits<long>::max()));
-  sharedWaveform.with([&](Waveform& waveform) { waveform.problem = hasAudio ? "" : "No audio: " + noAudio; });
   if (hasVideo()) {
-    keyFrameThread =
-        std::make_unique<Thread>([this, directShow = video->usesDirectShow()] { readKeyFrames(directShow); });
+    const bool directShow = video->usesDirectShow();
+    keyFrameThread = std::make_unique<Thread>([=, this] { readKeyFrames(directShow); });
   }
-  if (hasAudio) {
+  if (audio != nullptr) {
     audioThread = std::make_unique<Thread>([this] { readWaveform(); });
+  } else {
+    sharedWaveform.with([&](Waveform& waveform) { waveform.problem = noAudio; });
   }
 }
 
@@ -68,18 +66,18 @@ Media::~Media() {
 }
 
 template <class Stream>
-std::unique_ptr<Stream> Media::open(int options, std::string& failure) const {
+std::unique_ptr<Stream> Media::open(int options, std::string& problem) const {
+  const std::string kind = (options & dialog_option::audio) != 0 ? "No audio: " : "No video: ";
   std::unique_ptr<SourceStream> stream(SourceStream::open(options, window, fileName.c_str(), 0, fileName.c_str()));
   if (stream == nullptr) {
-    failure = "the stream or its progress dialog could not be made";
+    problem = kind + "the stream or its progress dialog could not be made";
     return nullptr;
   }
   if (stream->lastErrorIsFatal()) {
-    failure = lastErrorText(*stream);
+    problem = kind + lastErrorText(*stream);
     return nullptr;
   }
-  // The options tell which kind it is. A cast that knows the class: the base is a virtual one.
-  return std::unique_ptr<Stream>(dynamic_cast<Stream*>(stream.release()));
+  return std::unique_ptr<Stream>(dynamic_cast<Stream*>(stream.release()));  // The options tell that it is one.
 }
 
 std::string Media::description() const {
@@ -103,14 +101,19 @@ long Media::placesPerSecond() const {
 
 Frame Media::fetch(long number) {
   Frame frame;
-  frame.number = number;
-  frame.bits = video->getFrameBits(dialog_option::startHidden, window, frame.number, nullptr);
-  if (frame.bits == nullptr) {
+  frame.time = video->StreamSampleToTime(number);
+  frame.format = *video->format();
+  const std::size_t rowSize = (static_cast<std::size_t>(frame.format.biWidth) * 3 + 3) & ~std::size_t{3};
+  long found = number;
+  const unsigned char* const bits = video->getFrameBits(dialog_option::startHidden, window, found, nullptr);
+  if (bits == nullptr) {
     throw Failure("Frame " + std::to_string(number) + ": " + lastErrorText(*video));
   }
-  frame.warning = warningOf(*video);
-  frame.format = video->format();
-  frame.time = video->StreamSampleToTime(number);
+  frame.bits.assign(bits, bits + rowSize * static_cast<std::size_t>(std::abs(frame.format.biHeight)));
+  frame.note = warningOf(*video);
+  if (frame.note.empty() && found != number) {
+    frame.note = "No frame of its own: frame " + std::to_string(found) + " goes on";
+  }
   return frame;
 }
 

@@ -33,13 +33,11 @@ struct Waveform {
   std::string problem;  // Why there is no waveform, or no more of it.
 };
 
-/// A frame as the stream gave it. The pixels are the stream's, valid until its next frame.
 struct Frame {
-  long number = 0;  // An earlier one than was asked for, when the stream lacks that.
   double time = 0.0;
-  const BITMAPINFOHEADER* format = nullptr;
-  const unsigned char* bits = nullptr;
-  std::string warning;
+  BITMAPINFOHEADER format = {};
+  std::vector<unsigned char> bits;  // A copy: the stream's own pixels are valid until its next call only.
+  std::string note;                 // What is odd about the frame.
 };
 
 /// A place in the file is the number of a frame or, when there is no video, a time in milliseconds.
@@ -50,52 +48,52 @@ class Media {
   Media(const Media&) = delete;
   Media& operator=(const Media&) = delete;
 
-  /// Stops the threads and waits for their end: as long as it takes them to read a piece.
+  /// Stops the threads, and waits for their end: as long as it takes them to read a piece.
   ~Media();
 
   bool hasVideo() const { return video != nullptr; }
+  const std::string& videoProblem() const { return noVideo; }
 
-  /// Why there is no video, or what was said as the file was opened; empty when there is nothing to say.
-  const std::string& remark() const { return openingRemark; }
+  /// What the library said as the file was opened; empty when there is nothing to say.
+  const std::string& warning() const { return openingWarning; }
 
   /// What there is to know of the format, in a line.
   std::string description() const;
-
-  /// Whether frames are fetched behind the library's progress dialog. That disables the window, which ends a drag.
-  bool usesDialog() const { return hasVideo() && video->usesDirectShow(); }
 
   long length() const { return places; }
   double duration() const { return ms; }
   double timeAt(long place) const { return ms * static_cast<double>(place) / static_cast<double>(places); }
   long placeAt(double time);
-
-  /// How many places a second has, at least one.
   long placesPerSecond() const;
 
-  /// Fetches a frame. With a DirectShow stream it runs the library's progress dialog meanwhile, which shows up when the
-  /// search goes back: the window's messages are dispatched then, and must not come back here.
+  /// Fetches a frame. With a DirectShow stream the library's progress dialog runs meanwhile, and shows up when the search
+  /// goes back: the window's messages are dispatched then, and must not come back here.
   Frame fetch(long number);
+
+  /// Whether fetch() runs a dialog. That disables the window, which ends a drag of the mouse.
+  bool usesDialog() const { return hasVideo() && video->usesDirectShow(); }
+
+  /// Whether frames can still be fetched after a Failure.
+  bool isUsable() const { return !video->lastErrorIsFatal(); }
 
   /// Lets the user tune the search for frames.
   /// @return the library's warning, empty without one.
   std::string tune();
-
-  /// Whether the video stream can still be used after a Failure.
-  bool isUsable() const { return !hasVideo() || !video->lastErrorIsFatal(); }
 
   Shared<KeyFrames>& keyFrames() { return sharedKeyFrames; }
   Shared<Waveform>& waveform() { return sharedWaveform; }
 
  private:
   template <class Stream>
-  std::unique_ptr<Stream> open(int options, std::string& failure) const;
+  std::unique_ptr<Stream> open(int options, std::string& problem) const;
   void readKeyFrames(bool directShow);
   void readWaveform();
   void tellWindow() const { PostMessageW(window, mediaGrownMessage, 0, 0); }
 
   const std::string fileName;
   const HWND window;
-  std::string openingRemark;
+  std::string noVideo;
+  std::string openingWarning;
   std::unique_ptr<VideoSourceStream> video;  // Used by the window's thread.
   std::unique_ptr<AudioSourceStream> audio;  // Used by audioThread as soon as that runs.
   long places = 0;

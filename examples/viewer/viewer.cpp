@@ -3,8 +3,12 @@
 // The window's thread has the video stream to itself. What can take long runs behind the library's progress dialogs (opening
 // a file, fetching a frame with DirectShow) or on threads in the background with streams of their own (see media.h).
 
+#include <windows.h>
+
+#include <commctrl.h>
+#include <shellapi.h>
+
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <filesystem>
@@ -12,11 +16,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-
-#include <windows.h>
-
-#include <commctrl.h>
-#include <shellapi.h>
 
 #include <quillet/quillet.h>
 
@@ -34,28 +33,25 @@ namespace quillet::viewer {
 namespace {
 
 constexpr wchar_t programName[] = L"Quillet Viewer";
-constexpr const char* emptyText = "Open a media file (Ctrl+O), or drop one here.";
 
 /// Without frames the places are milliseconds, which are too small a step.
 constexpr long stepWithoutVideo = 100;
-
-enum StatusPart : int { placePart, timePart, keyPart, notePart, partCount };
 
 class Viewer : public Window {
  public:
   Viewer();
 
   /// Opens a file behind the library's progress dialogs. When that fails, what was open stays.
-  void open(const std::filesystem::path& newPath, long place);
+  void open(const std::filesystem::path& newPath, Backend newBackend, long place);
 
  private:
   class Busy;
 
   LRESULT handleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
   void handleCommand(int command);
+  bool isEnabled(int command) const;
   void enableCommands(HMENU menu) const;
   void layOut();
-  void alignTimeline();
 
   void chooseFile();
   void openDropped(HDROP drop);
@@ -63,24 +59,22 @@ class Viewer : public Window {
   void close();
   void saveFrame();
   void copyFrame();
-  void goTo();
   void tune();
+  void goToChosen();
   void goToKeyFrame(bool forward);
-
-  void show(long place);
+  void goTo(long place);
   void drag(long place, bool ends);
   void moveTo(long place);
   void fetchFrame();
   void showStatus();
-  void sizeStatusParts();
-  void showStatusText(StatusPart part, const std::string& text);
-  std::string keyText();
+  const char* keyText();
   bool isBusy() const { return busyDepth > 0; }
+  HWND makeControl(const wchar_t* className, DWORD style) const;
 
-  std::unique_ptr<FrameView> frameView;
-  std::unique_ptr<TimelineView> timeline;
-  HWND slider = nullptr;
-  HWND status = nullptr;
+  FrameView frameView{handle()};
+  TimelineView timeline{handle()};
+  HWND slider = makeControl(TRACKBAR_CLASSW, TBS_NOTICKS);
+  HWND status = makeControl(STATUSCLASSNAMEW, SBARS_SIZEGRIP);
 
   std::filesystem::path path;
   Backend backend = Backend::automatic;
@@ -111,19 +105,20 @@ class Viewer::Busy {
   Viewer& viewer;
 };
 
-Viewer::Viewer() {
-  create(L"QuilletViewer", programName, WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, nullptr,
-         LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDR_MENU)));
-  frameView = std::make_unique<FrameView>(handle());
-  slider = CreateWindowExW(0, TRACKBAR_CLASSW, L"", WS_CHILD | WS_VISIBLE | TBS_NOTICKS, 0, 0, 0, 0, handle(), nullptr,
-                           GetModuleHandleW(nullptr), nullptr);
-  timeline = std::make_unique<TimelineView>(handle());
-  status = CreateWindowExW(0, STATUSCLASSNAMEW, L"", WS_CHILD | WS_VISIBLE | SBARS_SIZEGRIP, 0, 0, 0, 0, handle(),
-                           nullptr, GetModuleHandleW(nullptr), nullptr);
-  SendMessageW(status, WM_SETFONT, reinterpret_cast<WPARAM>(guiFont()), FALSE);
+Viewer::Viewer() : Window(L"QuilletViewer", WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, nullptr) {
+  SetMenu(handle(), LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDR_MENU)));
   DragAcceptFiles(handle(), TRUE);
+  SendMessageW(status, WM_SETFONT, reinterpret_cast<WPARAM>(guiFont()), FALSE);
+  const int line = lineHeight();
+  const int partEnds[] = {11 * line, 23 * line, 29 * line, -1};  // As showStatus() fills them.
+  SendMessageW(status, SB_SETPARTS, std::size(partEnds), reinterpret_cast<LPARAM>(partEnds));
+  SetWindowPos(handle(), nullptr, 0, 0, 50 * line, 42 * line, SWP_NOMOVE | SWP_NOZORDER);
   close();
-  SetWindowPos(handle(), nullptr, 0, 0, lineHeight() * 48, lineHeight() * 40, SWP_NOMOVE | SWP_NOZORDER);
+}
+
+HWND Viewer::makeControl(const wchar_t* className, DWORD style) const {
+  return CreateWindowExW(0, className, L"", style | WS_CHILD | WS_VISIBLE, 0, 0, 0, 0, handle(), nullptr,
+                         GetModuleHandleW(nullptr), nullptr);
 }
 
 LRESULT Viewer::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
@@ -132,7 +127,7 @@ LRESULT Viewer::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       layOut();
       return 0;
     case WM_GETMINMAXINFO:
-      reinterpret_cast<MINMAXINFO*>(lParam)->ptMinTrackSize = {lineHeight() * 20, lineHeight() * 18};
+      reinterpret_cast<MINMAXINFO*>(lParam)->ptMinTrackSize = {24 * lineHeight(), 20 * lineHeight()};
       return 0;
     case WM_INITMENUPOPUP:
       enableCommands(reinterpret_cast<HMENU>(wParam));
@@ -150,14 +145,11 @@ LRESULT Viewer::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
         drag(static_cast<long>(SendMessageW(slider, TBM_GETPOS, 0, 0)), LOWORD(wParam) != TB_THUMBTRACK);
       }
       return 0;
-    case WM_MOUSEWHEEL:
-      handleMessage(WM_COMMAND, static_cast<SHORT>(HIWORD(wParam)) < 0 ? ID_NEXT : ID_PREVIOUS, 0);
-      return 0;
     case timelineMessage:
-      drag(static_cast<long>(lParam), wParam == 0);
+      drag(static_cast<long>(lParam), wParam == FALSE);
       return 0;
     case mediaGrownMessage:
-      InvalidateRect(timeline->handle(), nullptr, FALSE);
+      timeline.update();
       showStatus();
       return 0;
     case WM_CLOSE:
@@ -171,113 +163,93 @@ LRESULT Viewer::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       PostQuitMessage(0);
       return 0;
     default:
-      return defaultAnswer(message, wParam, lParam);
+      return Window::handleMessage(message, wParam, lParam);
   }
 }
 
 void Viewer::handleCommand(int command) {
+  if (!isEnabled(command)) {
+    return;
+  }
   switch (command) {
     case ID_OPEN:
       return chooseFile();
     case ID_EXIT:
-      SendMessageW(handle(), WM_CLOSE, 0, 0);
+      DestroyWindow(handle());
       return;
     case ID_AUTOMATIC:
-      return changeBackend(Backend::automatic);
     case ID_VIDEO_FOR_WINDOWS:
-      return changeBackend(Backend::videoForWindows);
     case ID_DIRECT_SHOW:
-      return changeBackend(Backend::directShow);
-    default:
-      break;
-  }
-  if (media == nullptr) {
-    return;  // The other commands are about the open file.
-  }
-  const long step = media->hasVideo() ? 1 : stepWithoutVideo;
-  switch (command) {
+      return changeBackend(static_cast<Backend>(command - ID_AUTOMATIC));
     case ID_SAVE_FRAME:
       return saveFrame();
     case ID_COPY_FRAME:
       return copyFrame();
+    case ID_TUNE:
+      return tune();
     case ID_NEXT:
-      return show(wanted + step);
+      return goTo(wanted + (media->hasVideo() ? 1 : stepWithoutVideo));
     case ID_PREVIOUS:
-      return show(wanted - step);
+      return goTo(wanted - (media->hasVideo() ? 1 : stepWithoutVideo));
     case ID_FORWARD:
-      return show(wanted + media->placesPerSecond());
+      return goTo(wanted + media->placesPerSecond());
     case ID_BACK:
-      return show(wanted - media->placesPerSecond());
+      return goTo(wanted - media->placesPerSecond());
     case ID_FIRST:
-      return show(0);
+      return goTo(0);
     case ID_LAST:
-      return show(media->length() - 1);
+      return goTo(media->length() - 1);
     case ID_NEXT_KEY:
       return goToKeyFrame(true);
     case ID_PREVIOUS_KEY:
       return goToKeyFrame(false);
     case ID_GOTO:
-      return goTo();
-    case ID_TUNE:
-      return tune();
+      return goToChosen();
     default:
       return;
   }
 }
 
+bool Viewer::isEnabled(int command) const {
+  if (command < FIRST_ID_OF_OPEN_FILE) {
+    return true;
+  }
+  return media != nullptr && (command < FIRST_ID_OF_VIDEO || media->hasVideo());
+}
+
 void Viewer::enableCommands(HMENU menu) const {
-  const auto enable = [&](int first, int last, bool enabled) {
-    for (int command = first; command <= last; ++command) {
-      EnableMenuItem(menu, command, enabled ? MF_ENABLED : MF_GRAYED);
-    }
-  };
-  const bool hasVideo = media != nullptr && media->hasVideo();
-  enable(ID_SAVE_FRAME, ID_SAVE_FRAME, frameView->hasPicture());
-  enable(ID_COPY_FRAME, ID_COPY_FRAME, frameView->hasPicture());
-  enable(ID_NEXT, ID_LAST, media != nullptr);
-  enable(ID_NEXT_KEY, ID_PREVIOUS_KEY, hasVideo);
-  enable(ID_GOTO, ID_GOTO, media != nullptr);
-  enable(ID_TUNE, ID_TUNE, hasVideo);
+  for (int command = FIRST_ID_OF_OPEN_FILE; command <= LAST_ID_OF_VIDEO; ++command) {
+    EnableMenuItem(menu, command, isEnabled(command) ? MF_ENABLED : MF_GRAYED);
+  }
   CheckMenuRadioItem(menu, ID_AUTOMATIC, ID_DIRECT_SHOW, ID_AUTOMATIC + static_cast<UINT>(backend), MF_BYCOMMAND);
 }
 
 void Viewer::layOut() {
-  if (status == nullptr) {
-    return;  // The window is being made.
-  }
   SendMessageW(status, WM_SIZE, 0, 0);
   RECT bar;
   RECT room;
   GetWindowRect(status, &bar);
   GetClientRect(handle(), &room);
-  room.bottom -= sizeOf(bar).cy;
   const int gap = lineHeight() / 2;
-  const int sliderHeight = lineHeight() * 2;
-  const int timelineHeight = std::min<int>(TimelineView::preferredHeight(), room.bottom / 4);
-  const int timelineTop = room.bottom - gap - timelineHeight;
-  const int sliderTop = timelineTop - sliderHeight;
-  SetWindowPos(frameView->handle(), nullptr, 0, 0, room.right, sliderTop - gap / 2, SWP_NOZORDER);
-  SetWindowPos(slider, nullptr, 0, sliderTop, room.right, sliderHeight, SWP_NOZORDER);
-  SetWindowPos(timeline->handle(), nullptr, 0, timelineTop, room.right, timelineHeight, SWP_NOZORDER);
-  alignTimeline();
-}
+  const int bottom = room.bottom - sizeOf(bar).cy - gap;
+  const int timelineTop = bottom - std::min(6 * lineHeight(), bottom / 4);
+  const int sliderTop = timelineTop - 2 * lineHeight();
+  SetWindowPos(frameView.handle(), nullptr, 0, 0, room.right, sliderTop - gap, SWP_NOZORDER);
+  SetWindowPos(slider, nullptr, 0, sliderTop, room.right, timelineTop - sliderTop, SWP_NOZORDER);
+  SetWindowPos(timeline.handle(), nullptr, 0, timelineTop, room.right, bottom - timelineTop, SWP_NOZORDER);
 
-/// Lets the places of the timeline lie under where the slider's thumb has its middle.
-void Viewer::alignTimeline() {
+  // The places of the timeline are to lie under where the slider's thumb has its middle.
   RECT channel = {};
   RECT thumb = {};
-  RECT room;
   SendMessageW(slider, TBM_GETCHANNELRECT, 0, reinterpret_cast<LPARAM>(&channel));
   SendMessageW(slider, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
-  GetClientRect(slider, &room);
-  const int halfThumb = sizeOf(thumb).cx / 2;
-  timeline->setMargins(channel.left + halfThumb, room.right - channel.right + halfThumb);
+  timeline.setMargins(channel.left + sizeOf(thumb).cx / 2);
 }
 
 void Viewer::chooseFile() {
   const Busy busy(*this);
   if (const auto chosen = chooseMediaFile(handle())) {
-    open(*chosen, 0);
+    open(*chosen, backend, 0);
   }
 }
 
@@ -286,51 +258,42 @@ void Viewer::openDropped(HDROP drop) {
   name.resize(DragQueryFileW(drop, 0, name.data(), static_cast<UINT>(name.size())));
   DragFinish(drop);
   if (!isBusy()) {
-    open(name, 0);
+    open(name, backend, 0);
   }
 }
 
 void Viewer::changeBackend(Backend newBackend) {
-  const Backend previous = std::exchange(backend, newBackend);
-  if (media == nullptr) {
-    return;
+  if (media != nullptr) {
+    open(path, newBackend, wanted);
   }
-  try {
-    open(path, wanted);
-  } catch (...) {
-    backend = previous;
-    throw;
-  }
+  backend = newBackend;
 }
 
-void Viewer::open(const std::filesystem::path& newPath, long place) {
+void Viewer::open(const std::filesystem::path& newPath, Backend newBackend, long place) {
   {
     const Busy busy(*this);
-    auto opened = std::make_unique<Media>(newPath, backend, handle());
+    auto opened = std::make_unique<Media>(newPath, newBackend, handle());
     close();
     media = std::move(opened);
   }
   path = newPath;
-  note = media->hasVideo() ? media->remark() : "";
+  note = media->warning();
   SetWindowTextW(handle(), (path.filename().native() + L" - " + programName).c_str());
-  // The end of the range is the end of the last frame, as it is in the timeline.
+  // The slider's range ends with the end of the last frame, as the timeline does.
   SendMessageW(slider, TBM_SETRANGEMAX, FALSE, media->length());
   EnableWindow(slider, TRUE);
-  timeline->setMedia(media.get());
-  sizeStatusParts();
-  if (!media->hasVideo()) {
-    frameView->showText(media->remark());
-  }
-  show(place);
+  timeline.setMedia(media.get());
+  frameView.showText(media->videoProblem());
+  goTo(place);
 }
 
 void Viewer::close() {
-  timeline->setMedia(nullptr);
+  timeline.setMedia(nullptr);
   media.reset();
   wanted = 0;
   shown = -1;
   note.clear();
-  frameView->showText(emptyText);
+  frameView.showText("Open a media file (Ctrl+O), or drop one here");
   SetWindowTextW(handle(), programName);
   SendMessageW(slider, TBM_SETPOS, TRUE, 0);
   EnableWindow(slider, FALSE);
@@ -338,43 +301,32 @@ void Viewer::close() {
 }
 
 void Viewer::saveFrame() {
-  if (!frameView->hasPicture()) {
+  const auto& picture = frameView.picture();
+  const Busy busy(*this);
+  if (picture.empty()) {
     return;
   }
-  const Busy busy(*this);
   if (const auto file = chooseImageFile(handle(), path.stem().native() + L"-" + std::to_wstring(shown))) {
-    client::writeImage(*file, frameView->format(), frameView->picture().data());
+    client::writeImage(*file, frameView.format(), picture.data());
     note = "Saved as " + client::displayName(file->filename());
     showStatus();
   }
 }
 
 void Viewer::copyFrame() {
-  const auto& picture = frameView->picture();
+  const auto& picture = frameView.picture();
   if (picture.empty() || !OpenClipboard(handle())) {
     return;
   }
   EmptyClipboard();
   const HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, sizeof(BITMAPINFOHEADER) + picture.size());
   if (auto* const bytes = static_cast<unsigned char*>(GlobalLock(block))) {
-    std::memcpy(bytes, &frameView->format(), sizeof(BITMAPINFOHEADER));
+    std::memcpy(bytes, &frameView.format(), sizeof(BITMAPINFOHEADER));
     std::memcpy(bytes + sizeof(BITMAPINFOHEADER), picture.data(), picture.size());
     GlobalUnlock(block);
     SetClipboardData(CF_DIB, block);  // Owns the block from here on.
   }
   CloseClipboard();
-}
-
-void Viewer::goTo() {
-  std::optional<Destination> destination;
-  {
-    const Busy busy(*this);
-    destination = askDestination(handle());
-  }
-  if (destination) {
-    const double value = std::min(destination->value, destination->isTime ? media->duration() : media->length());
-    show(destination->isTime ? media->placeAt(value) : static_cast<long>(value));
-  }
 }
 
 void Viewer::tune() {
@@ -383,39 +335,42 @@ void Viewer::tune() {
   showStatus();
 }
 
+void Viewer::goToChosen() {
+  std::optional<Destination> destination;
+  {
+    const Busy busy(*this);
+    destination = askDestination(handle());
+  }
+  if (destination && destination->isTime) {
+    goTo(media->placeAt(std::min(destination->value, media->duration())));
+  } else if (destination) {
+    goTo(static_cast<long>(std::min<double>(destination->value, media->length())));
+  }
+}
+
 void Viewer::goToKeyFrame(bool forward) {
   const long found = media->keyFrames().with([&](const KeyFrames& keyFrames) {
     const auto& numbers = keyFrames.numbers;
-    const auto next = forward ? std::ranges::upper_bound(numbers, wanted) : std::ranges::lower_bound(numbers, wanted);
-    if (forward) {
-      return next == numbers.end() ? -1 : *next;
-    }
-    return next == numbers.begin() ? -1 : *std::prev(next);
+    const auto after = forward ? std::ranges::upper_bound(numbers, wanted) : std::ranges::lower_bound(numbers, wanted);
+    const auto none = forward ? numbers.end() : numbers.begin();
+    return after == none ? wanted : *(forward ? after : std::prev(after));
   });
-  if (found < 0) {
-    MessageBeep(MB_OK);
-    return;
-  }
-  show(found);
+  goTo(found);
 }
 
-/// Goes to a place and fetches its frame. When the library's dialog runs already, the fetch that it is about goes on to the
-/// newest place when it ends.
-void Viewer::show(long place) {
+/// Goes to a place and fetches its frame. When a fetch is under way already, behind the library's dialog, the newest place is
+/// fetched after it.
+void Viewer::goTo(long place) {
   moveTo(place);
-  if (isBusy()) {
-    return;
-  }
-  while (media->hasVideo() && shown != wanted) {
+  while (!isBusy() && media->hasVideo() && shown != wanted) {
     fetchFrame();
   }
-  showStatus();
 }
 
 /// Follows the mouse. A frame that is fetched behind the dialog has to wait for the drag's end.
 void Viewer::drag(long place, bool ends) {
   if (ends || !media->usesDialog()) {
-    show(place);
+    goTo(place);
   } else {
     moveTo(place);
   }
@@ -424,7 +379,7 @@ void Viewer::drag(long place, bool ends) {
 void Viewer::moveTo(long place) {
   wanted = std::clamp(place, 0L, media->length() - 1);
   SendMessageW(slider, TBM_SETPOS, TRUE, wanted);
-  timeline->setPlace(wanted);
+  timeline.setPlace(wanted);
   showStatus();
 }
 
@@ -432,13 +387,11 @@ void Viewer::fetchFrame() {
   const Busy busy(*this);
   shown = wanted;
   try {
-    const Frame frame = media->fetch(shown);
+    Frame frame = media->fetch(shown);
     shownTime = frame.time;
-    note = frame.warning;
-    if (frame.number != shown && note.empty()) {
-      note = "The stream repeats frame " + std::to_string(frame.number) + " here";
-    }
-    frameView->show(*frame.format, frame.bits);
+    note = frame.note;
+    frameView.show(frame.format, std::move(frame.bits));
+    showStatus();
   } catch (const client::Failure&) {
     if (!media->isUsable()) {
       close();
@@ -448,50 +401,25 @@ void Viewer::fetchFrame() {
 }
 
 void Viewer::showStatus() {
-  if (media == nullptr) {
-    for (int part = 0; part < partCount; ++part) {
-      showStatusText(static_cast<StatusPart>(part), "");
+  std::string texts[4];
+  if (media != nullptr) {
+    const double time = wanted == shown ? shownTime : media->timeAt(wanted);
+    texts[1] = client::timeText(time) + " / " + client::timeText(media->duration());
+    texts[3] = note.empty() ? media->description() : note;
+    if (media->hasVideo()) {
+      texts[0] = "Frame " + std::to_string(wanted) + " of " + std::to_string(media->length());
+      texts[2] = keyText();
     }
-    return;
   }
-  const double time = wanted == shown ? shownTime : media->timeAt(wanted);
-  const std::string length = std::to_string(media->length());
-  showStatusText(placePart, media->hasVideo() ? "Frame " + std::to_string(wanted) + " of " + length : "");
-  showStatusText(timePart, client::timeText(time) + " / " + client::timeText(media->duration()));
-  showStatusText(keyPart, media->hasVideo() ? keyText() : "");
-  showStatusText(notePart, note.empty() ? media->description() : note);
+  for (std::size_t part = 0; part < std::size(texts); ++part) {
+    SendMessageW(status, SB_SETTEXTW, part, reinterpret_cast<LPARAM>(toWide(texts[part]).c_str()));
+  }
 }
 
-void Viewer::showStatusText(StatusPart part, const std::string& text) {
-  SendMessageW(status, SB_SETTEXTW, part, reinterpret_cast<LPARAM>(toWide(text).c_str()));
-}
-
-/// Gives each part of the status bar the room that its longest text needs, and the rest to the last.
-void Viewer::sizeStatusParts() {
-  const std::string length = std::to_string(media->length());
-  const std::string duration = client::timeText(media->duration());
-  const HDC dc = GetDC(status);
-  const HGDIOBJ previous = SelectObject(dc, guiFont());
-  const auto width = [&](const std::string& text) {
-    SIZE size = {};
-    const std::wstring wide = toWide(text);
-    GetTextExtentPoint32W(dc, wide.c_str(), static_cast<int>(wide.size()), &size);
-    return static_cast<int>(size.cx) + lineHeight();
-  };
-  int ends[partCount] = {};
-  ends[placePart] = media->hasVideo() ? width("Frame " + length + " of " + length) : 0;
-  ends[timePart] = ends[placePart] + width(duration + " / " + duration);
-  ends[keyPart] = ends[timePart] + (media->hasVideo() ? width("Delta frame") : 0);
-  ends[notePart] = -1;
-  SelectObject(dc, previous);
-  ReleaseDC(status, dc);
-  SendMessageW(status, SB_SETPARTS, partCount, reinterpret_cast<LPARAM>(ends));
-}
-
-std::string Viewer::keyText() {
+const char* Viewer::keyText() {
   return media->keyFrames().with([&](const KeyFrames& keyFrames) {
     if (wanted >= keyFrames.known) {
-      return "Key?";
+      return "Key unknown";
     }
     return std::ranges::binary_search(keyFrames.numbers, wanted) ? "Key frame" : "Delta frame";
   });
@@ -507,7 +435,7 @@ int run(int showCommand, const wchar_t* file) {
   UpdateWindow(viewer.handle());
   if (file != nullptr) {
     try {
-      viewer.open(file, 0);
+      viewer.open(file, Backend::automatic, 0);
     } catch (const client::Failure& failure) {
       showFailure(viewer.handle(), failure.what());
     }

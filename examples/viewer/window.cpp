@@ -1,42 +1,55 @@
 #include "window.h"
 
-#include <algorithm>
+#include <uxtheme.h>
+
+#include <cstdlib>
 #include <exception>
 
 #include "failure.h"
 #include "text.h"
 
 namespace quillet::viewer {
+namespace {
 
-Window::~Window() {
-  if (window != nullptr) {
-    SetWindowLongPtrW(window, GWLP_USERDATA, 0);  // The object that handled the messages is gone.
-    DestroyWindow(window);
-  }
+LOGFONTW messageFont() {
+  NONCLIENTMETRICSW metrics = {};
+  metrics.cbSize = sizeof metrics;
+  SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
+  return metrics.lfMessageFont;
 }
 
-void Window::create(const wchar_t* className, const wchar_t* title, DWORD style, HWND parent, HMENU menu) {
-  WNDCLASSEXW windowClass = {};
-  windowClass.cbSize = sizeof windowClass;
+}  // namespace
+
+Window::Window(const wchar_t* className, DWORD style, HWND parent) {
+  WNDCLASSW windowClass = {};
   windowClass.lpfnWndProc = procedure;
   windowClass.hInstance = GetModuleHandleW(nullptr);
   windowClass.hIcon = LoadIconA(nullptr, IDI_APPLICATION);
   windowClass.hCursor = LoadCursorA(nullptr, IDC_ARROW);
   windowClass.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
   windowClass.lpszClassName = className;
-  RegisterClassExW(&windowClass);
-  if (CreateWindowExW(0, className, title, style, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, parent,
-                      menu, windowClass.hInstance, this) == nullptr) {
+  RegisterClassW(&windowClass);
+  window = CreateWindowExW(0, className, L"", style, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, parent,
+                           nullptr, windowClass.hInstance, nullptr);
+  if (window == nullptr) {
     throw client::Failure("cannot make a window: " + client::systemMessage(GetLastError()));
+  }
+  // The messages before this one have the default answers: the object was not there yet.
+  SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+}
+
+Window::~Window() {
+  if (window != nullptr) {
+    SetWindowLongPtrW(window, GWLP_USERDATA, 0);
+    DestroyWindow(window);
   }
 }
 
+LRESULT Window::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+  return DefWindowProcW(window, message, wParam, lParam);
+}
+
 LRESULT CALLBACK Window::procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_NCCREATE) {
-    auto* const self = static_cast<Window*>(reinterpret_cast<CREATESTRUCTW*>(lParam)->lpCreateParams);
-    self->window = window;
-    SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(self));
-  }
   auto* const self = reinterpret_cast<Window*>(GetWindowLongPtrW(window, GWLP_USERDATA));
   if (self == nullptr) {
     return DefWindowProcW(window, message, wParam, lParam);
@@ -55,6 +68,31 @@ LRESULT CALLBACK Window::procedure(HWND window, UINT message, WPARAM wParam, LPA
   }
 }
 
+LRESULT View::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+  switch (message) {
+    case WM_ERASEBKGND:
+      return TRUE;
+    case WM_SIZE:
+      update();
+      return 0;
+    case WM_PAINT: {
+      PAINTSTRUCT painting;
+      RECT area;
+      HDC dc = nullptr;
+      GetClientRect(handle(), &area);
+      const HDC screen = BeginPaint(handle(), &painting);
+      if (const HPAINTBUFFER buffer = BeginBufferedPaint(screen, &area, BPBF_COMPATIBLEBITMAP, nullptr, &dc)) {
+        paint(dc, area);
+        EndBufferedPaint(buffer, TRUE);
+      }
+      EndPaint(handle(), &painting);
+      return 0;
+    }
+    default:
+      return Window::handleMessage(message, wParam, lParam);
+  }
+}
+
 std::wstring toWide(const std::string& utf8) {
   const int length = static_cast<int>(utf8.size());
   std::wstring wide(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), length, nullptr, 0), L'\0');
@@ -67,30 +105,14 @@ void showFailure(HWND parent, const std::string& message) {
 }
 
 HFONT guiFont() {
-  static const HFONT font = [] {
-    NONCLIENTMETRICSW metrics = {};
-    metrics.cbSize = sizeof metrics;
-    SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
-    return CreateFontIndirectW(&metrics.lfMessageFont);
-  }();
+  static const LOGFONTW description = messageFont();
+  static const HFONT font = CreateFontIndirectW(&description);
   return font;
 }
 
 int lineHeight() {
-  static const int height = [] {
-    const HDC dc = GetDC(nullptr);
-    const HGDIOBJ previous = SelectObject(dc, guiFont());
-    TEXTMETRICW metrics = {};
-    GetTextMetricsW(dc, &metrics);
-    SelectObject(dc, previous);
-    ReleaseDC(nullptr, dc);
-    return static_cast<int>(metrics.tmHeight);
-  }();
+  static const int height = std::abs(messageFont().lfHeight) * 4 / 3;
   return height;
-}
-
-SIZE sizeOf(const RECT& rect) {
-  return {rect.right - rect.left, rect.bottom - rect.top};
 }
 
 void fill(HDC dc, const RECT& rect, COLORREF color) {
@@ -98,16 +120,12 @@ void fill(HDC dc, const RECT& rect, COLORREF color) {
   FillRect(dc, &rect, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
 }
 
-void writeCentred(HDC dc, RECT rect, const std::string& text, COLORREF color) {
-  InflateRect(&rect, -lineHeight(), 0);
-  const std::wstring wide = toWide(text);
+void write(HDC dc, RECT rect, const std::string& text, COLORREF color) {
   const HGDIOBJ previous = SelectObject(dc, guiFont());
-  RECT needed = rect;
-  DrawTextW(dc, wide.c_str(), -1, &needed, DT_CENTER | DT_WORDBREAK | DT_NOPREFIX | DT_CALCRECT);
-  rect.top += std::max(0L, (sizeOf(rect).cy - sizeOf(needed).cy) / 2);
   SetBkMode(dc, TRANSPARENT);
   SetTextColor(dc, color);
-  DrawTextW(dc, wide.c_str(), -1, &rect, DT_CENTER | DT_WORDBREAK | DT_NOPREFIX);
+  DrawTextW(dc, toWide(text).c_str(), -1, &rect,
+            DT_CENTER | DT_VCENTER | DT_SINGLELINE | DT_END_ELLIPSIS | DT_NOPREFIX);
   SelectObject(dc, previous);
 }
 

@@ -1,4 +1,4 @@
-// A window whose messages an object handles, and what all windows of the program draw with.
+// Windows whose messages an object handles, and what the program draws with.
 
 #pragma once
 
@@ -17,18 +17,10 @@ class Window {
   HWND handle() const { return window; }
 
  protected:
-  Window() = default;
-
-  /// The last step of a subclass's constructor: from here on its handleMessage() is called.
-  /// @param menu the menu, or null.
-  void create(const wchar_t* className, const wchar_t* title, DWORD style, HWND parent, HMENU menu);
+  Window(const wchar_t* className, DWORD style, HWND parent);
 
   /// @return the answer to the message. What it throws is told to the user.
-  virtual LRESULT handleMessage(UINT message, WPARAM wParam, LPARAM lParam) = 0;
-
-  LRESULT defaultAnswer(UINT message, WPARAM wParam, LPARAM lParam) const {
-    return DefWindowProcW(window, message, wParam, lParam);
-  }
+  virtual LRESULT handleMessage(UINT message, WPARAM wParam, LPARAM lParam);
 
  private:
   static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
@@ -36,22 +28,36 @@ class Window {
   HWND window = nullptr;
 };
 
+/// A part of another window that draws itself.
+class View : public Window {
+ public:
+  /// To be called whenever paint() would draw something else.
+  void update() const { InvalidateRect(handle(), nullptr, FALSE); }
+
+ protected:
+  View(const wchar_t* className, HWND parent) : Window(className, WS_CHILD | WS_VISIBLE, parent) {}
+  LRESULT handleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+
+  /// Draws all of the view's area. It appears at once.
+  virtual void paint(HDC dc, const RECT& area) = 0;
+};
+
 std::wstring toWide(const std::string& utf8);
 
 /// Tells the user, in a message box, what went wrong.
 void showFailure(HWND parent, const std::string& message);
 
-/// The font of the system's messages, from which all sizes in the program derive.
+/// The font of the system's messages. It follows the screen's resolution, and so do all sizes that derive from its lines.
 HFONT guiFont();
-
-/// The height of a line of guiFont().
 int lineHeight();
 
-SIZE sizeOf(const RECT& rect);
+inline SIZE sizeOf(const RECT& rect) {
+  return {rect.right - rect.left, rect.bottom - rect.top};
+}
 
 void fill(HDC dc, const RECT& rect, COLORREF color);
 
-/// Writes `text` into the middle of `rect`.
-void writeCentred(HDC dc, RECT rect, const std::string& text, COLORREF color);
+/// Writes a line into the middle of `rect`.
+void write(HDC dc, RECT rect, const std::string& text, COLORREF color);
 
 }  // namespace quillet::viewer
