@@ -1,8 +1,9 @@
 #include "dialogs.h"
 
-#include <commdlg.h>
-
 #include <algorithm>
+#include <cstdlib>
+
+#include <commdlg.h>
 
 #include "background.h"
 #include "resource_ids.h"
@@ -22,7 +23,7 @@ std::optional<std::filesystem::path> chooseFile(BOOL(WINAPI* showDialog)(OPENFIL
   parameters.Flags |= OFN_EXPLORER | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
   BOOL chosen = FALSE;
   const Thread dialogThread([&] { chosen = showDialog(&parameters); });
-  const HANDLE ended = dialogThread.handle();
+  HANDLE ended = dialogThread.handle();
   // The dialog needs its parent's messages handled. Ends with the user's choice, or at once when there is no dialog.
   while (MsgWaitForMultipleObjects(1, &ended, FALSE, INFINITE, QS_ALLINPUT) == WAIT_OBJECT_0 + 1) {
     MSG message;

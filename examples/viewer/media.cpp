@@ -36,6 +36,14 @@ std::string warningOf(AudioOrVideoStream& stream) {
   return stream.lastError == common_error::success ? "" : lastErrorText(stream);
 }
 
+std::string describe(VideoSourceStream& video) {
+  const BITMAPINFOHEADER& format = *video.format();
+  char text[96];
+  std::snprintf(text, sizeof text, "%ld x %ld, %.4g frames/s, %s", format.biWidth, std::abs(format.biHeight),
+                video.frameRate(), client::backendName(video.usesDirectShow()));
+  return text;
+}
+
 }  // namespace
 
 Media::Media(const std::filesystem::path& path, Backend backend, HWND window)
@@ -50,9 +58,10 @@ Media::Media(const std::filesystem::path& path, Backend backend, HWND window)
   ms = std::max(1.0, hasVideo() ? video->msDuration() : audio->msDuration());
   places = hasVideo() ? std::max(1L, video->duration())
                       : static_cast<long>(std::min<double>(ms, std::numeric_limits<long>::max()));
+  formatText = hasVideo() ? describe(*video) : "Audio only";
   if (hasVideo()) {
-    const bool directShow = video->usesDirectShow();
-    keyFrameThread = std::make_unique<Thread>([=, this] { readKeyFrames(directShow); });
+    directShow = video->usesDirectShow();
+    keyFrameThread = std::make_unique<Thread>([this] { readKeyFrames(); });
   }
   if (audio != nullptr) {
     audioThread = std::make_unique<Thread>([this] { readWaveform(); });
@@ -78,17 +87,6 @@ std::unique_ptr<Stream> Media::open(int options, std::string& problem) const {
     return nullptr;
   }
   return std::unique_ptr<Stream>(dynamic_cast<Stream*>(stream.release()));  // The options tell that it is one.
-}
-
-std::string Media::description() const {
-  if (!hasVideo()) {
-    return "Audio only";
-  }
-  const BITMAPINFOHEADER& format = *video->format();
-  char text[96];
-  std::snprintf(text, sizeof text, "%ld x %ld, %.4g frames/s, %s", format.biWidth, std::abs(format.biHeight),
-                video->frameRate(), client::backendName(video->usesDirectShow()));
-  return text;
 }
 
 long Media::placeAt(double time) {
@@ -126,7 +124,7 @@ std::string Media::tune() {
 }
 
 /// Reads all compressed frames in order, which costs no seeks, on a stream of the thread's own.
-void Media::readKeyFrames(bool directShow) {
+void Media::readKeyFrames() {
   QuilletThread();
   const std::unique_ptr<RawDataSourceStream> raw(
       RawDataSourceStream::open(fileName.c_str(), true, directShow, 0, nullptr));

@@ -58,20 +58,24 @@ class Media {
   const std::string& warning() const { return openingWarning; }
 
   /// What there is to know of the format, in a line.
-  std::string description() const;
+  const std::string& description() const { return formatText; }
 
   long length() const { return places; }
   double duration() const { return ms; }
   double timeAt(long place) const { return ms * static_cast<double>(place) / static_cast<double>(places); }
-  long placeAt(double time);
   long placesPerSecond() const;
 
-  /// Fetches a frame. With a DirectShow stream the library's progress dialog runs meanwhile, and shows up when the search
-  /// goes back: the window's messages are dispatched then, and must not come back here.
-  Frame fetch(long number);
+  Shared<KeyFrames>& keyFrames() { return sharedKeyFrames; }
+  Shared<Waveform>& waveform() { return sharedWaveform; }
 
   /// Whether fetch() runs a dialog. That disables the window, which ends a drag of the mouse.
-  bool usesDialog() const { return hasVideo() && video->usesDirectShow(); }
+  bool usesDialog() const { return directShow; }
+
+  /// Fetches a frame. With a DirectShow stream the library's progress dialog runs meanwhile, and shows up when the search
+  /// goes back: the window's messages are dispatched then, and must call nothing that stands below.
+  Frame fetch(long number);
+
+  long placeAt(double time);
 
   /// Whether frames can still be fetched after a Failure.
   bool isUsable() const { return !video->lastErrorIsFatal(); }
@@ -80,22 +84,21 @@ class Media {
   /// @return the library's warning, empty without one.
   std::string tune();
 
-  Shared<KeyFrames>& keyFrames() { return sharedKeyFrames; }
-  Shared<Waveform>& waveform() { return sharedWaveform; }
-
  private:
   template <class Stream>
   std::unique_ptr<Stream> open(int options, std::string& problem) const;
-  void readKeyFrames(bool directShow);
+  void readKeyFrames();
   void readWaveform();
   void tellWindow() const { PostMessageW(window, mediaGrownMessage, 0, 0); }
 
   const std::string fileName;
-  const HWND window;
+  HWND window;
   std::string noVideo;
   std::string openingWarning;
+  std::string formatText;
   std::unique_ptr<VideoSourceStream> video;  // Used by the window's thread.
   std::unique_ptr<AudioSourceStream> audio;  // Used by audioThread as soon as that runs.
+  bool directShow = false;                   // Of the video.
   long places = 0;
   double ms = 0.0;
 

@@ -1,9 +1,10 @@
 #include "timeline_view.h"
 
-#include <windowsx.h>
-
 #include <algorithm>
 #include <cmath>
+#include <utility>
+
+#include <windowsx.h>
 
 namespace quillet::viewer {
 namespace {
@@ -68,28 +69,27 @@ void TimelineView::setMargins(int newMargins) {
 
 LRESULT TimelineView::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   const bool isDragging = GetCapture() == handle();
-  if (message == WM_LBUTTONDOWN) {
+  if (message == WM_LBUTTONDOWN && media != nullptr) {
     SetCapture(handle());
-    pointAt(GET_X_LPARAM(lParam), true);
+    pointAt(GET_X_LPARAM(lParam));
   } else if (message == WM_MOUSEMOVE && isDragging) {
-    pointAt(GET_X_LPARAM(lParam), true);
+    pointAt(GET_X_LPARAM(lParam));
   } else if (message == WM_LBUTTONUP && isDragging) {
     ReleaseCapture();
-    pointAt(GET_X_LPARAM(lParam), false);
+  } else if (message == WM_CAPTURECHANGED && media != nullptr) {
+    SendMessageW(GetParent(handle()), timelineMessage, FALSE, place);
   } else {
     return View::handleMessage(message, wParam, lParam);
   }
   return 0;
 }
 
-void TimelineView::pointAt(int x, bool buttonDown) const {
+void TimelineView::pointAt(int x) const {
   RECT area;
   GetClientRect(handle(), &area);
-  if (media == nullptr || area.right <= 2 * margins) {
-    return;
-  }
-  const double part = std::clamp(static_cast<double>(x - margins) / (area.right - 2 * margins), 0.0, 1.0);
-  SendMessageW(GetParent(handle()), timelineMessage, buttonDown,
+  const LONG width = std::max(1L, area.right - 2 * margins);
+  const double part = std::clamp(static_cast<double>(x - margins) / static_cast<double>(width), 0.0, 1.0);
+  SendMessageW(GetParent(handle()), timelineMessage, TRUE,
                static_cast<LPARAM>(part * static_cast<double>(media->length())));
 }
 

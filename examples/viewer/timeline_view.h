@@ -9,7 +9,7 @@
 
 namespace quillet::viewer {
 
-/// Sent to the parent when the user points at a place. wParam: whether the mouse button is still down; lParam: the place.
+/// Sent to the parent as the user drags the line. wParam: whether the drag goes on; lParam: the place.
 constexpr UINT timelineMessage = WM_APP + 1;
 
 class TimelineView : public View {
@@ -29,7 +29,7 @@ class TimelineView : public View {
   void paint(HDC dc, const RECT& area) override;
   void paintKeyFrames(HDC dc, const RECT& strip);
   void paintWaveform(HDC dc, const RECT& area);
-  void pointAt(int x, bool buttonDown) const;
+  void pointAt(int x) const;
 
   Media* media = nullptr;
   long place = 0;

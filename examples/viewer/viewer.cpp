@@ -3,11 +3,6 @@
 // The window's thread has the video stream to itself. What can take long runs behind the library's progress dialogs (opening
 // a file, fetching a frame with DirectShow) or on threads in the background with streams of their own (see media.h).
 
-#include <windows.h>
-
-#include <commctrl.h>
-#include <shellapi.h>
-
 #include <algorithm>
 #include <cstring>
 #include <exception>
@@ -16,6 +11,12 @@
 #include <optional>
 #include <string>
 #include <utility>
+
+#include <windows.h>
+
+#include <commctrl.h>
+#include <shellapi.h>
+#include <uxtheme.h>
 
 #include <quillet/quillet.h>
 
@@ -110,7 +111,7 @@ Viewer::Viewer() : Window(L"QuilletViewer", WS_OVERLAPPEDWINDOW | WS_CLIPCHILDRE
   DragAcceptFiles(handle(), TRUE);
   SendMessageW(status, WM_SETFONT, reinterpret_cast<WPARAM>(guiFont()), FALSE);
   const int line = lineHeight();
-  const int partEnds[] = {11 * line, 23 * line, 29 * line, -1};  // As showStatus() fills them.
+  const int partEnds[] = {10 * line, 21 * line, 27 * line, -1};  // As showStatus() fills them.
   SendMessageW(status, SB_SETPARTS, std::size(partEnds), reinterpret_cast<LPARAM>(partEnds));
   SetWindowPos(handle(), nullptr, 0, 0, 50 * line, 42 * line, SWP_NOMOVE | SWP_NOZORDER);
   close();
@@ -124,10 +125,12 @@ HWND Viewer::makeControl(const wchar_t* className, DWORD style) const {
 LRESULT Viewer::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
     case WM_SIZE:
-      layOut();
+      if (wParam != SIZE_MINIMIZED) {
+        layOut();
+      }
       return 0;
     case WM_GETMINMAXINFO:
-      reinterpret_cast<MINMAXINFO*>(lParam)->ptMinTrackSize = {24 * lineHeight(), 20 * lineHeight()};
+      reinterpret_cast<MINMAXINFO*>(lParam)->ptMinTrackSize = {26 * lineHeight(), 22 * lineHeight()};
       return 0;
     case WM_INITMENUPOPUP:
       enableCommands(reinterpret_cast<HMENU>(wParam));
@@ -141,7 +144,7 @@ LRESULT Viewer::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       openDropped(reinterpret_cast<HDROP>(wParam));
       return 0;
     case WM_HSCROLL:
-      if (media != nullptr && LOWORD(wParam) != TB_ENDTRACK) {
+      if (media != nullptr) {
         drag(static_cast<long>(SendMessageW(slider, TBM_GETPOS, 0, 0)), LOWORD(wParam) != TB_THUMBTRACK);
       }
       return 0;
@@ -319,7 +322,7 @@ void Viewer::copyFrame() {
     return;
   }
   EmptyClipboard();
-  const HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, sizeof(BITMAPINFOHEADER) + picture.size());
+  HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, sizeof(BITMAPINFOHEADER) + picture.size());
   if (auto* const bytes = static_cast<unsigned char*>(GlobalLock(block))) {
     std::memcpy(bytes, &frameView.format(), sizeof(BITMAPINFOHEADER));
     std::memcpy(bytes + sizeof(BITMAPINFOHEADER), picture.data(), picture.size());
@@ -362,7 +365,7 @@ void Viewer::goToKeyFrame(bool forward) {
 /// fetched after it.
 void Viewer::goTo(long place) {
   moveTo(place);
-  while (!isBusy() && media->hasVideo() && shown != wanted) {
+  while (!isBusy() && !closeWanted && media->hasVideo() && shown != wanted) {
     fetchFrame();
   }
 }
@@ -430,6 +433,7 @@ int run(int showCommand, const wchar_t* file) {
   QuilletThread();
   const INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_BAR_CLASSES};
   InitCommonControlsEx(&controls);
+  BufferedPaintInit();  // For the views. Undone with the process.
   Viewer viewer;
   ShowWindow(viewer.handle(), showCommand);
   UpdateWindow(viewer.handle());
@@ -440,7 +444,7 @@ int run(int showCommand, const wchar_t* file) {
       showFailure(viewer.handle(), failure.what());
     }
   }
-  const HACCEL keys = LoadAcceleratorsW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDR_KEYS));
+  HACCEL keys = LoadAcceleratorsW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDR_KEYS));
   MSG message;
   while (GetMessageW(&message, nullptr, 0, 0) > 0) {
     if (!TranslateAcceleratorW(viewer.handle(), keys, &message)) {
@@ -454,9 +458,9 @@ int run(int showCommand, const wchar_t* file) {
 }  // namespace
 }  // namespace quillet::viewer
 
-int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int showCommand) {
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int nShowCmd) {
   try {
-    return quillet::viewer::run(showCommand, __argc > 1 ? __wargv[1] : nullptr);
+    return quillet::viewer::run(nShowCmd, __argc > 1 ? __wargv[1] : nullptr);
   } catch (const std::exception& exception) {
     quillet::viewer::showFailure(nullptr, exception.what());
     return 1;

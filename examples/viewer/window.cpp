@@ -1,9 +1,9 @@
 #include "window.h"
 
-#include <uxtheme.h>
-
 #include <cstdlib>
 #include <exception>
+
+#include <uxtheme.h>
 
 #include "failure.h"
 #include "text.h"
@@ -80,8 +80,8 @@ LRESULT View::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       RECT area;
       HDC dc = nullptr;
       GetClientRect(handle(), &area);
-      const HDC screen = BeginPaint(handle(), &painting);
-      if (const HPAINTBUFFER buffer = BeginBufferedPaint(screen, &area, BPBF_COMPATIBLEBITMAP, nullptr, &dc)) {
+      HDC screen = BeginPaint(handle(), &painting);
+      if (HPAINTBUFFER buffer = BeginBufferedPaint(screen, &area, BPBF_COMPATIBLEBITMAP, nullptr, &dc)) {
         paint(dc, area);
         EndBufferedPaint(buffer, TRUE);
       }
@@ -106,7 +106,7 @@ void showFailure(HWND parent, const std::string& message) {
 
 HFONT guiFont() {
   static const LOGFONTW description = messageFont();
-  static const HFONT font = CreateFontIndirectW(&description);
+  static HFONT font = CreateFontIndirectW(&description);
   return font;
 }
 
@@ -121,7 +121,7 @@ void fill(HDC dc, const RECT& rect, COLORREF color) {
 }
 
 void write(HDC dc, RECT rect, const std::string& text, COLORREF color) {
-  const HGDIOBJ previous = SelectObject(dc, guiFont());
+  HGDIOBJ previous = SelectObject(dc, guiFont());
   SetBkMode(dc, TRANSPARENT);
   SetTextColor(dc, color);
   DrawTextW(dc, toWide(text).c_str(), -1, &rect,
