@@ -9,8 +9,8 @@
 namespace quillet::viewer {
 namespace {
 
-constexpr COLORREF unknownColor = RGB(208, 208, 208);
-constexpr COLORREF deltaColor = RGB(255, 255, 255);
+constexpr COLORREF unknownColor = RGB(190, 190, 190);
+constexpr COLORREF deltaColor = RGB(222, 230, 240);
 constexpr COLORREF keyColor = RGB(224, 120, 0);
 constexpr COLORREF waveformBackground = RGB(255, 255, 255);
 constexpr COLORREF peakColor = RGB(150, 190, 230);
@@ -77,7 +77,7 @@ LRESULT TimelineView::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) 
   } else if (message == WM_LBUTTONUP && isDragging) {
     ReleaseCapture();
   } else if (message == WM_CAPTURECHANGED && media != nullptr) {
-    SendMessageW(GetParent(handle()), timelineMessage, FALSE, place);
+    PostMessageW(GetParent(handle()), timelineMessage, FALSE, place);  // Later: a dialog may follow.
   } else {
     return View::handleMessage(message, wParam, lParam);
   }

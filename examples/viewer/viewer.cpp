@@ -130,7 +130,7 @@ LRESULT Viewer::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       }
       return 0;
     case WM_GETMINMAXINFO:
-      reinterpret_cast<MINMAXINFO*>(lParam)->ptMinTrackSize = {26 * lineHeight(), 22 * lineHeight()};
+      reinterpret_cast<MINMAXINFO*>(lParam)->ptMinTrackSize = {30 * lineHeight(), 24 * lineHeight()};
       return 0;
     case WM_INITMENUPOPUP:
       enableCommands(reinterpret_cast<HMENU>(wParam));
@@ -144,9 +144,7 @@ LRESULT Viewer::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       openDropped(reinterpret_cast<HDROP>(wParam));
       return 0;
     case WM_HSCROLL:
-      if (media != nullptr) {
-        drag(static_cast<long>(SendMessageW(slider, TBM_GETPOS, 0, 0)), LOWORD(wParam) != TB_THUMBTRACK);
-      }
+      drag(static_cast<long>(SendMessageW(slider, TBM_GETPOS, 0, 0)), LOWORD(wParam) != TB_THUMBTRACK);
       return 0;
     case timelineMessage:
       drag(static_cast<long>(lParam), wParam == FALSE);
@@ -229,6 +227,7 @@ void Viewer::enableCommands(HMENU menu) const {
 
 void Viewer::layOut() {
   SendMessageW(status, WM_SIZE, 0, 0);
+  InvalidateRect(status, nullptr, TRUE);
   RECT bar;
   RECT room;
   GetWindowRect(status, &bar);
@@ -240,6 +239,7 @@ void Viewer::layOut() {
   SetWindowPos(frameView.handle(), nullptr, 0, 0, room.right, sliderTop - gap, SWP_NOZORDER);
   SetWindowPos(slider, nullptr, 0, sliderTop, room.right, timelineTop - sliderTop, SWP_NOZORDER);
   SetWindowPos(timeline.handle(), nullptr, 0, timelineTop, room.right, bottom - timelineTop, SWP_NOZORDER);
+  SendMessageW(slider, TBM_SETPOS, TRUE, wanted);  // Wine's slider looks for its thumb where it was, otherwise.
 
   // The places of the timeline are to lie under where the slider's thumb has its middle.
   RECT channel = {};
@@ -284,6 +284,7 @@ void Viewer::open(const std::filesystem::path& newPath, Backend newBackend, long
   SetWindowTextW(handle(), (path.filename().native() + L" - " + programName).c_str());
   // The slider's range ends with the end of the last frame, as the timeline does.
   SendMessageW(slider, TBM_SETRANGEMAX, FALSE, media->length());
+  SendMessageW(slider, TBM_SETPAGESIZE, 0, media->placesPerSecond());
   EnableWindow(slider, TRUE);
   timeline.setMedia(media.get());
   frameView.showText(media->videoProblem());
@@ -372,6 +373,12 @@ void Viewer::goTo(long place) {
 
 /// Follows the mouse. A frame that is fetched behind the dialog has to wait for the drag's end.
 void Viewer::drag(long place, bool ends) {
+  if (media == nullptr) {
+    return;
+  }
+  if (ends) {
+    SetFocus(handle());  // The slider has no use for the keys.
+  }
   if (ends || !media->usesDialog()) {
     goTo(place);
   } else {
