@@ -90,7 +90,14 @@ std::unique_ptr<Stream> Media::open(int options, std::string& problem) const {
 }
 
 long Media::placeAt(double time) {
-  return hasVideo() ? video->StreamTimeToSample(time) : std::lround(std::min(time, ms));
+  if (!hasVideo()) {
+    return std::lround(std::min(time, ms));
+  }
+  const long frame = video->StreamTimeToSample(time);
+  if (frame < 0) {
+    throw Failure(client::timeText(time) + ": " + lastErrorText(*video));
+  }
+  return frame;
 }
 
 long Media::placesPerSecond() const {

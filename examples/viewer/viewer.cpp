@@ -239,7 +239,7 @@ void Viewer::layOut() {
   SetWindowPos(frameView.handle(), nullptr, 0, 0, room.right, sliderTop - gap, SWP_NOZORDER);
   SetWindowPos(slider, nullptr, 0, sliderTop, room.right, timelineTop - sliderTop, SWP_NOZORDER);
   SetWindowPos(timeline.handle(), nullptr, 0, timelineTop, room.right, bottom - timelineTop, SWP_NOZORDER);
-  SendMessageW(slider, TBM_SETPOS, TRUE, wanted);  // Wine's slider looks for its thumb where it was, otherwise.
+  SendMessageW(slider, TBM_SETPOS, TRUE, wanted);  // The thumb moves with the slider.
 
   // The places of the timeline are to lie under where the slider's thumb has its middle.
   RECT channel = {};
@@ -250,8 +250,12 @@ void Viewer::layOut() {
 }
 
 void Viewer::chooseFile() {
-  const Busy busy(*this);
-  if (const auto chosen = chooseMediaFile(handle())) {
+  std::optional<std::filesystem::path> chosen;
+  {
+    const Busy busy(*this);
+    chosen = chooseMediaFile(handle());
+  }
+  if (chosen) {
     open(*chosen, backend, 0);
   }
 }
@@ -280,7 +284,6 @@ void Viewer::open(const std::filesystem::path& newPath, Backend newBackend, long
     media = std::move(opened);
   }
   path = newPath;
-  note = media->warning();
   SetWindowTextW(handle(), (path.filename().native() + L" - " + programName).c_str());
   // The slider's range ends with the end of the last frame, as the timeline does.
   SendMessageW(slider, TBM_SETRANGEMAX, FALSE, media->length());
@@ -289,6 +292,10 @@ void Viewer::open(const std::filesystem::path& newPath, Backend newBackend, long
   timeline.setMedia(media.get());
   frameView.showText(media->videoProblem());
   goTo(place);
+  if (note.empty()) {
+    note = media->warning();
+    showStatus();
+  }
 }
 
 void Viewer::close() {
@@ -402,7 +409,8 @@ void Viewer::fetchFrame() {
     note = frame.note;
     frameView.show(frame.format, std::move(frame.bits));
     showStatus();
-  } catch (const client::Failure&) {
+  } catch (const client::Failure& failure) {
+    frameView.showText(failure.what());
     if (!media->isUsable()) {
       close();
     }
