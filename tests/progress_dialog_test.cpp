@@ -46,10 +46,12 @@ class DialogWatch {
     reports.clear();
     dialog = nullptr;
     ends = 0;
+    isIdle = false;
   }
   static inline std::vector<std::pair<WPARAM, LPARAM>> reports;
   static inline std::atomic<HWND> dialog = nullptr;
   static inline int ends = 0;
+  static inline std::atomic<bool> isIdle = false;
   /// Called as the dialog is about to be initialised.
   static inline std::function<void()> beforeStart;
 
@@ -70,6 +72,7 @@ class DialogWatch {
         beforeStart();
       }
     }
+    isIdle = isIdle || message.message == WM_ENTERIDLE;
     return CallNextHookEx(nullptr, code, wParam, parameter);
   }
   UniqueHandle<HHOOK, UnhookWindowsHookEx> posted{
@@ -227,6 +230,7 @@ TEST_F(ProgressDialog, HasTheTitleInItsCaption) {
 
 TEST_F(ProgressDialog, TakesItsParentAlongWhenMinimised) {
   const auto minimise = [&] {
+    EXPECT_TRUE(comes([] { return DialogWatch::isIdle.load(); }));  // Shows the dialog once more before.
     PostMessageA(dialog(), WM_SYSCOMMAND, SC_MINIMIZE, 0);
     EXPECT_TRUE(comes([&] { return IsIconic(dialog()) && !IsWindowVisible(parent); }));
   };
