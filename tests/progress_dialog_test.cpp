@@ -100,6 +100,10 @@ class ProgressDialog : public testing::Test {
     const DialogWatch watch;
     return runBehindProgressDialog(ProgressDialogParameters(kind, options, parent, title), operation);
   }
+  /// Waits until the dialog, which needs a parent for that, has no message left: at first it is then shown once more.
+  static void awaitIdle() {
+    EXPECT_TRUE(comes([] { return DialogWatch::isIdle.load(); }));
+  }
   void TearDown() override {
     if (parent != nullptr) {
       DestroyWindow(parent);
@@ -185,21 +189,26 @@ TEST_F(ProgressDialog, FollowsTheReports) {
 }
 
 TEST_F(ProgressDialog, StartsHiddenWhenItIsToldTo) {
+  makeParent();
   for (const int captioned : {0, 32}) {
     SIZE full = {};
     run(Kind::open, captioned, [&](QuilletNotification&) { full = size(dialog()); });
     EXPECT_GT(full.cx, 100);
-    run(Kind::getData, 16 | captioned, [&](QuilletNotification& sink) {
-      // Nothing tells that no size will come: the dialog answers once it waits for messages.
-      EXPECT_EQ(ask(bar, PBM_GETPOS), 0);
+    const auto operation = [&](QuilletNotification& sink) {
+      awaitIdle();
       EXPECT_EQ(size(dialog()).cx + size(dialog()).cy, 0);
+      const HWND other = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+      SetForegroundWindow(other);
       sink.progress(2);
       EXPECT_TRUE(comes([&] { return size(dialog()).cx == full.cx && size(dialog()).cy == full.cy; }));
+      EXPECT_EQ(GetForegroundWindow(), other);  // Where the user may have gone meanwhile.
+      DestroyWindow(other);
       SetWindowPos(dialog(), nullptr, 0, 0, 50, 50, SWP_NOMOVE | SWP_NOZORDER);
       sink.progress(2);  // Gives the size back once only.
       EXPECT_TRUE(comes([&] { return ask(bar, PBM_GETPOS) == 2; }));
       EXPECT_LT(size(dialog()).cx, full.cx);
-    });
+    };
+    run(Kind::getData, 16 | captioned, operation, parent);
   }
 }
 
@@ -230,7 +239,7 @@ TEST_F(ProgressDialog, HasTheTitleInItsCaption) {
 
 TEST_F(ProgressDialog, TakesItsParentAlongWhenMinimised) {
   const auto minimise = [&] {
-    EXPECT_TRUE(comes([] { return DialogWatch::isIdle.load(); }));  // Shows the dialog once more before.
+    awaitIdle();
     PostMessageA(dialog(), WM_SYSCOMMAND, SC_MINIMIZE, 0);
     EXPECT_TRUE(comes([&] { return IsIconic(dialog()) && !IsWindowVisible(parent); }));
   };
