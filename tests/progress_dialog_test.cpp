@@ -1,7 +1,6 @@
 // The progress dialog, and the operations that run behind it.
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <memory>
 #include <string>
@@ -30,6 +29,10 @@ constexpr UINT reported = 37089;
 constexpr UINT done = 37090;
 using Kind = OperationKind;
 
+HANDLE libraryIcon(int id) {
+  return LoadImageA(moduleInstance(), MAKEINTRESOURCEA(id), IMAGE_ICON, 0, 0, LR_SHARED | LR_DEFAULTSIZE);
+}
+
 /// Waits for what other threads do, of which nothing tells.
 template <class Condition>
 bool comes(Condition condition) {
@@ -45,21 +48,29 @@ class DialogWatch {
   DialogWatch() {
     reports.clear();
     dialog = nullptr;
-    ends = 0;
+    shown.clear();
   }
   static inline std::vector<std::pair<WPARAM, LPARAM>> reports;
   static inline std::atomic<HWND> dialog = nullptr;
-  static inline int ends = 0;
+  /// The caption, the label and the icon that the dialog had before its first message.
+  static inline std::string shown;
   /// Called as the dialog is about to be initialised.
   static inline std::function<void()> beforeStart;
 
  private:
   static LRESULT CALLBACK seePosted(int code, WPARAM removed, LPARAM parameter) {
     const MSG& message = *reinterpret_cast<MSG*>(parameter);
-    if (code == HC_ACTION && removed == PM_REMOVE && message.message == reported) {
+    const bool isTaken = code == HC_ACTION && removed == PM_REMOVE;
+    if (isTaken && shown.empty() && (message.message == reported || message.message == done)) {
+      char caption[400] = {};
+      GetWindowTextA(dialog, caption, sizeof caption);
+      const auto shownIcon = reinterpret_cast<HANDLE>(SendDlgItemMessageA(dialog, icon, STM_GETIMAGE, IMAGE_ICON, 0));
+      const char* const kind = shownIcon == libraryIcon(2) ? " (audio)" : shownIcon == libraryIcon(3) ? " (raw)" : "";
+      shown = caption + (": " + textOf(dialog, label)) + kind;
+    }
+    if (isTaken && message.message == reported) {
       reports.emplace_back(message.wParam, message.lParam);
     }
-    ends += code == HC_ACTION && removed == PM_REMOVE && message.message == done;
     return CallNextHookEx(nullptr, code, removed, parameter);
   }
   static LRESULT CALLBACK seeSent(int code, WPARAM wParam, LPARAM parameter) {
@@ -69,6 +80,9 @@ class DialogWatch {
       if (beforeStart) {
         beforeStart();
       }
+    }
+    if (message.message == WM_ENTERIDLE) {
+      SetPropA(dialog, "idle", dialog);
     }
     return CallNextHookEx(nullptr, code, wParam, parameter);
   }
@@ -97,6 +111,10 @@ class ProgressDialog : public testing::Test {
     const DialogWatch watch;
     return runBehindProgressDialog(ProgressDialogParameters(kind, options, parent, title), operation);
   }
+  /// Waits until the dialog, which needs a parent for that, has no message left: at first it is then shown once more.
+  static void awaitIdle() {
+    EXPECT_TRUE(comes([] { return GetPropA(dialog(), "idle") != nullptr; }));
+  }
   void TearDown() override {
     if (parent != nullptr) {
       DestroyWindow(parent);
@@ -115,25 +133,21 @@ TEST_F(ProgressDialog, ShowsTheOperationAndTheStream) {
   const struct {
     Kind kind;
     int options;
-    const char* text;
-    int range, icon;
-  } cases[] = {{Kind::open, 0, "Opening the stream", 128, 0},
-               {Kind::findFrame, 2, "Fetching a frame", 8, 3},
-               {Kind::getFrameBits, 32, "Fetching a frame", 8, 0},
-               {Kind::getSamples, 1 | 32, "Fetching audio samples", 8, 2},
-               {Kind::getData, 1 | 2, "Fetching samples", 8, 3},
-               {Kind::streamSampleToTime, 0, "Searching the stream", 8, 0},
-               {Kind::streamTimeToSample, 1, "Searching the stream", 8, 2}};
+    const char* shown;
+    int range;
+  } cases[] = {{Kind::open, 0, ": Opening the stream", 128},
+               {Kind::findFrame, 2, ": Fetching a frame (raw)", 8},
+               {Kind::getFrameBits, 32, ": Fetching a frame", 8},
+               {Kind::getSamples, 1 | 32, ": Fetching audio samples (audio)", 8},
+               {Kind::getData, 1 | 2, ": Fetching samples (raw)", 8},
+               {Kind::streamSampleToTime, 0, ": Searching the stream", 8},
+               {Kind::streamTimeToSample, 1, ": Searching the stream (audio)", 8}};
   for (const auto& c : cases) {
     SCOPED_TRACE(static_cast<int>(c.kind));
     EXPECT_TRUE(run(c.kind, c.options, [&](QuilletNotification&) {
-      EXPECT_EQ(textOf(dialog(), label), c.text);
+      EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_FALSE);  // The worker has done so.
+      CoUninitialize();
       EXPECT_EQ(ask(bar, PBM_GETRANGE, FALSE), c.range);
-      const HANDLE wanted = c.icon == 0 ? nullptr
-                                        : LoadImageA(moduleInstance(), MAKEINTRESOURCEA(c.icon), IMAGE_ICON, 0, 0,
-                                                     LR_SHARED | LR_DEFAULTSIZE);
-      EXPECT_EQ(reinterpret_cast<HANDLE>(ask(icon, STM_GETIMAGE, IMAGE_ICON)), wanted);
-      EXPECT_EQ(wanted != nullptr, c.icon != 0);
       const LONG style = GetWindowLongA(dialog(), GWL_STYLE);
       const LONG caption = WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX;
       EXPECT_EQ(style & caption, (c.options & 32) != 0 ? caption : WS_BORDER);
@@ -145,7 +159,7 @@ TEST_F(ProgressDialog, ShowsTheOperationAndTheStream) {
       // Opened, and of the size of its picture: an animation that cannot be opened has none.
       EXPECT_TRUE(SendDlgItemMessageA(dialog(), animation, ACM_PLAY, 0, MAKELPARAM(0, -1)));
     }));
-    EXPECT_EQ(DialogWatch::ends, 1);
+    EXPECT_EQ(DialogWatch::shown, c.shown);
   }
 }
 
@@ -182,27 +196,31 @@ TEST_F(ProgressDialog, FollowsTheReports) {
 }
 
 TEST_F(ProgressDialog, StartsHiddenWhenItIsToldTo) {
+  makeParent();
   for (const int captioned : {0, 32}) {
     SIZE full = {};
     run(Kind::open, captioned, [&](QuilletNotification&) { full = size(dialog()); });
-    EXPECT_GT(full.cx, 100);
-    run(Kind::getData, 16 | captioned, [&](QuilletNotification& sink) {
-      // Nothing tells that no size will come: the dialog answers once it waits for messages.
-      EXPECT_EQ(ask(bar, PBM_GETPOS), 0);
+    const auto operation = [&](QuilletNotification& sink) {
+      awaitIdle();
       EXPECT_EQ(size(dialog()).cx + size(dialog()).cy, 0);
+      const HWND other = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+      SetForegroundWindow(other);
       sink.progress(2);
       EXPECT_TRUE(comes([&] { return size(dialog()).cx == full.cx && size(dialog()).cy == full.cy; }));
+      EXPECT_EQ(GetForegroundWindow(), other);  // Where the user may have gone meanwhile.
+      DestroyWindow(other);
       SetWindowPos(dialog(), nullptr, 0, 0, 50, 50, SWP_NOMOVE | SWP_NOZORDER);
       sink.progress(2);  // Gives the size back once only.
       EXPECT_TRUE(comes([&] { return ask(bar, PBM_GETPOS) == 2; }));
       EXPECT_LT(size(dialog()).cx, full.cx);
-    });
+    };
+    run(Kind::getData, 16 | captioned, operation, parent);
   }
 }
 
 TEST_F(ProgressDialog, HasTheTitleInItsCaption) {
   makeParent();
-  const HWND child = CreateWindowA("STATIC", "Child", WS_CHILD, 0, 0, 9, 9, parent, nullptr, nullptr, nullptr);
+  const HWND child = CreateWindowA("STATIC", "Child", WS_POPUP, 0, 0, 9, 9, parent, nullptr, nullptr, nullptr);
   const std::string tooLong(300, 'x');
   const struct {
     HWND parent;
@@ -215,18 +233,14 @@ TEST_F(ProgressDialog, HasTheTitleInItsCaption) {
                {nullptr, nullptr, ""}};
   for (const auto& c : cases) {
     run(
-        Kind::open, 32,
-        [&](QuilletNotification&) {
-          char text[400] = {};
-          GetWindowTextA(dialog(), text, sizeof text);
-          EXPECT_EQ(text, c.caption);
-        },
-        c.parent, c.title);
+        Kind::open, 32, [](QuilletNotification&) {}, c.parent, c.title);
+    EXPECT_EQ(DialogWatch::shown, c.caption + ": Opening the stream");
   }
 }
 
 TEST_F(ProgressDialog, TakesItsParentAlongWhenMinimised) {
   const auto minimise = [&] {
+    awaitIdle();
     PostMessageA(dialog(), WM_SYSCOMMAND, SC_MINIMIZE, 0);
     EXPECT_TRUE(comes([&] { return IsIconic(dialog()) && !IsWindowVisible(parent); }));
   };
@@ -267,74 +281,60 @@ TEST_F(ProgressDialog, EndsWithTheOperationOnly) {
         PostMessageA(parent, WM_CLOSE, 0, 0);  // Takes the dialog with it.
         EXPECT_TRUE(comes([&] { return !IsWindow(dialog()); }));
         EXPECT_FALSE(sink.progress(3));
+        Sleep(50);  // Time for a caller who does not wait for the operation.
         isOver = true;
       },
       parent));
   EXPECT_TRUE(isOver);
 }
 
-/// All address space but what others have already.
-class AddressSpace {
- public:
-  void take() {
-    for (SIZE_T piece = 1U << 30; piece >= 1U << 16; piece /= 2) {
-      while (void* const address = VirtualAlloc(nullptr, piece, MEM_RESERVE, PAGE_NOACCESS)) {
-        pieces.at(count++) = address;
-      }
-    }
-  }
-  ~AddressSpace() {
-    for (int i = 0; i < count; ++i) {
-      VirtualFree(pieces[i], 0, MEM_RELEASE);
-    }
-  }
-
- private:
-  std::array<void*, 4096> pieces = {};
-  int count = 0;
-};
+void release(void* address) {
+  VirtualFree(address, 0, MEM_RELEASE);
+}
 
 TEST_F(ProgressDialog, DoesNotRunWhatItCannotShowOrStart) {
   const auto never = [](QuilletNotification&) { ADD_FAILURE(); };
   EXPECT_FALSE(run(Kind::open, 0, never, reinterpret_cast<HWND>(4)));
   EXPECT_FALSE((NoWindows(), run(Kind::open, 32, never)));
   {
-    AddressSpace space;
-    DialogWatch::beforeStart = [&] { space.take(); };  // No thread can be started then.
+    std::vector<UniqueHandle<void*, release>> space;
+    space.reserve(4096);
+    DialogWatch::beforeStart = [&] {  // Takes all address space: no thread can be started then.
+      for (SIZE_T piece = 1U << 30; piece >= 1U << 16; piece /= 2) {
+        while (void* const address = VirtualAlloc(nullptr, piece, MEM_RESERVE, PAGE_NOACCESS)) {
+          space.emplace_back(address);
+        }
+      }
+    };
     EXPECT_FALSE(run(Kind::open, 0, never));
     DialogWatch::beforeStart = nullptr;
   }
-  EXPECT_EQ(DialogWatch::ends, 0);
+  EXPECT_EQ(DialogWatch::shown, "");
   EXPECT_FALSE(IsWindow(dialog()));
 }
 
-/// Streams that take long enough to report: a video whose length must be counted, and one in which searches go back.
+/// With a video that takes long enough to report: its frames must be counted, and searches go back.
 class EntryPoints : public ProgressDialog {
  protected:
   using Reports = std::vector<std::pair<WPARAM, LPARAM>>;
   static constexpr long frames = 40;
 
-  static ScriptedStream uncounted() {
-    ScriptedStream stream = scriptedVideo(4, 2, frames, 400'000);
-    withoutFrameTime(stream);
-    return stream;
-  }
   static ScriptedStream hollow() {
     ScriptedStream stream = scriptedVideo(4, 2, frames, 400'000);
+    withoutFrameTime(stream);
     stream.seek = landLater(3);
     return stream;
   }
   /// Calls an operation on a stream that has a sink of its client's, who is not to notice.
   template <class Operation>
-  static auto behindDialog(SourceStream& stream, Operation operation) {
+  static auto behind(SourceStream& stream, const std::string& shown, Operation operation) {
     Phases clients;
     stream.notify(&clients);
     const DialogWatch watch;
     const auto result = operation();
     EXPECT_EQ(stream.notify(nullptr), &clients);
     EXPECT_EQ(clients.counts, std::vector<int>(4));
-    EXPECT_EQ(DialogWatch::ends, stream.usesDirectShow() ? 1 : 0);
-    EXPECT_FALSE(IsWindow(dialog()));
+    EXPECT_EQ(DialogWatch::shown, stream.usesDirectShow() ? shown : "");
     return result;
   }
 };
@@ -346,15 +346,16 @@ TEST_F(EntryPoints, OpenWhatTheOptionsSay) {
     const char* file;
     int options, code;
     bool directShow, raw;
+    const char* shown = ": Opening the stream";
   } cases[] = {{clip.c_str(), 0, 0, false, false},
-               {clip.c_str(), 2, 0, false, true},
+               {clip.c_str(), 2, 0, false, true, ": Opening the stream (raw)"},
                {clip.c_str(), 4 | 16, 0, true, false},
-               {scripted.name(), 2 | 4 | 32, 0, true, true},
+               {scripted.name(), 2 | 4 | 32, 0, true, true, "Title: Opening the stream (raw)"},
                {scripted.name(), 0, vfw_error::cannotOpenSourceFile, false, false},
                {scripted.name(), 8, 0, true, false},
-               {scripted.name(), 2 | 8, 0, true, true},
-               {"no such file", 1 | 4, ds_error::cannotOpenSourceFile, true, false},
-               {nullptr, 1 | 2 | 8, ds_error::cannotOpenSourceFile, true, true}};
+               {scripted.name(), 2 | 8, 0, true, true, ": Opening the stream (raw)"},
+               {"no such file", 1 | 4, ds_error::cannotOpenSourceFile, true, false, ": Opening the stream (audio)"},
+               {nullptr, 1 | 2 | 8, ds_error::cannotOpenSourceFile, true, true, ": Opening the stream (raw)"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.file != nullptr ? c.file : "none") + " " + std::to_string(c.options));
     const DialogWatch watch;
@@ -365,25 +366,16 @@ TEST_F(EntryPoints, OpenWhatTheOptionsSay) {
     EXPECT_EQ(stream->isRawData(), c.raw);
     EXPECT_EQ(dynamic_cast<AudioSourceStream*>(stream.get()) != nullptr, (c.options & 3) == 1);
     EXPECT_EQ(stream->notify(), nullptr);
-    EXPECT_EQ(DialogWatch::ends, 1);
+    EXPECT_EQ(DialogWatch::shown, c.shown);
+    const bool isCounted = c.file == scripted.name() && c.directShow;
+    EXPECT_EQ(DialogWatch::reports.size(), isCounted ? frames + 1 : 0);
+    EXPECT_TRUE(!isCounted || DialogWatch::reports.back() == std::pair(WPARAM{1}, LPARAM{frames + 1}));
   }
   EXPECT_EQ((NoWindows(), SourceStream::open(4, nullptr, clip.c_str(), 0, nullptr)), nullptr);
 }
 
-TEST_F(EntryPoints, OpeningReportsTheParsing) {
-  const ScriptedFile file(scriptOf(uncounted()));
-  const DialogWatch watch;
-  const std::unique_ptr<SourceStream> stream(SourceStream::open(4, nullptr, file.name(), 0, nullptr));
-  EXPECT_EQ(stream->duration(), frames);
-  Reports expected;
-  for (int counter = 1; counter <= frames; ++counter) {
-    expected.emplace_back(0, counter);
-  }
-  expected.emplace_back(1, frames + 1);
-  EXPECT_EQ(DialogWatch::reports, expected);
-}
-
 TEST_F(EntryPoints, DoWhatTheOrdinaryOperationsDo) {
+  makeParent();
   const std::string clip = mediaFile("ds_raw.avi");
   const ScriptedFile hollowVideo(scriptOf(hollow()));
   for (const char* const name : {hollowVideo.name(), clip.c_str()}) {
@@ -391,28 +383,36 @@ TEST_F(EntryPoints, DoWhatTheOrdinaryOperationsDo) {
     SCOPED_TRACE(directShow);
     const std::unique_ptr<VideoSourceStream> video(VideoSourceStream::open(name, directShow, 0, nullptr));
     ASSERT_EQ(video->lastError, 0);
-    EXPECT_EQ(behindDialog(*video, [&] { return video->findFrame(16, nullptr, 20, nullptr); }), 20);
+    EXPECT_EQ(behind(*video, ": Fetching a frame", [&] { return video->findFrame(16, nullptr, 20, nullptr); }), 20);
     if (directShow) {
       EXPECT_EQ(DialogWatch::reports, (Reports{{2, 1}, {2, 2}}));
     }
     long frame = 30;
-    EXPECT_NE(behindDialog(*video, [&] { return video->getFrameBits(32, nullptr, frame, "Title"); }), nullptr);
+    EXPECT_NE(
+        behind(*video, "Title: Fetching a frame", [&] { return video->getFrameBits(32, nullptr, frame, "Title"); }),
+        nullptr);
     EXPECT_EQ(frame, 30);
     frame = 1'000'000;
-    EXPECT_EQ(behindDialog(*video, [&] { return video->getFrameBits(0, nullptr, frame, nullptr); }), nullptr);
+    EXPECT_EQ(behind(*video, ": Fetching a frame", [&] { return video->getFrameBits(1 | 2, nullptr, frame, nullptr); }),
+              nullptr);
     EXPECT_EQ(frame, -1);
     EXPECT_NE(video->lastError, 0);
     frame = 5;
     double time = video->StreamSampleToTime(frame);
-    EXPECT_EQ(behindDialog(*video, [&] { return video->StreamSampleToTime(0, nullptr, frame, nullptr); }), time);
-    EXPECT_EQ(behindDialog(*video, [&] { return video->StreamTimeToSample(0, nullptr, time, nullptr); }), 5);
+    EXPECT_EQ(behind(*video, "Parent: Searching the stream",
+                     [&] { return video->StreamSampleToTime(32, parent, frame, nullptr); }),
+              time);
+    EXPECT_EQ(
+        behind(*video, ": Searching the stream", [&] { return video->StreamTimeToSample(0, nullptr, time, nullptr); }),
+        5);
 
     const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(name, true, directShow, 0, nullptr));
     long samples = 0;
     long bytes = 0;
     bool key = true;
     frame = 7;
-    EXPECT_NE(behindDialog(*raw, [&] { return raw->getData(0, nullptr, frame, samples, bytes, key, nullptr); }),
+    EXPECT_NE(behind(*raw, ": Fetching samples (raw)",
+                     [&] { return raw->getData(0, nullptr, frame, samples, bytes, key, nullptr); }),
               nullptr);
     EXPECT_EQ(std::tuple(frame, samples, key), std::tuple(7, 1, true));
     EXPECT_GT(bytes, 0);
@@ -421,7 +421,8 @@ TEST_F(EntryPoints, DoWhatTheOrdinaryOperationsDo) {
   for (const bool directShow : {true, false}) {
     const std::unique_ptr<AudioSourceStream> audio(AudioSourceStream::open(sound.c_str(), directShow, 0, nullptr));
     const Bytes wanted = runOf(*audio, 100, 199);
-    const auto* const run = behindDialog(*audio, [&] { return audio->getSamples(0, nullptr, 100, 199, nullptr); });
+    const auto* const run = behind(*audio, ": Fetching audio samples (audio)",
+                                   [&] { return audio->getSamples(0, nullptr, 100, 199, nullptr); });
     ASSERT_NE(run, nullptr);
     EXPECT_EQ(Bytes(run, run + wanted.size()), wanted);
   }

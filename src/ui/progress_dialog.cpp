@@ -92,7 +92,7 @@ void start(HWND dialog, Showing& showing) {
   SendDlgItemMessageA(dialog, IDC_PROGRESS, PBM_SETRANGE, 0, MAKELPARAM(0, cycle));
   if (parameters.startHidden) {
     // Here and not on the worker, which may come too late: the dialog shows up as soon as its thread is idle.
-    SetWindowPos(dialog, nullptr, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOZORDER);
+    SetWindowPos(dialog, nullptr, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
   }
   showing.workerEnded.reset(startLibraryThread(work, workerStackSize, &showing, nullptr, 0, nullptr));
   if (!showing.workerEnded) {

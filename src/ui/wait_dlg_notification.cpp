@@ -8,8 +8,9 @@ WaitDlgNotification::WaitDlgNotification(HWND dialog, bool startHidden) : dialog
 
 int WaitDlgNotification::progress(int phase) {
   if (restorePending) {
+    // Activated, the dialog would come to the top after all.
     SetWindowPos(dialog, nullptr, 0, 0, fullRect.right - fullRect.left, fullRect.bottom - fullRect.top,
-                 SWP_NOMOVE | SWP_NOZORDER | SWP_ASYNCWINDOWPOS);
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_ASYNCWINDOWPOS);
     restorePending = false;
   }
   ++counter;

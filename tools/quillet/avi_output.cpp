@@ -148,19 +148,34 @@ void AviOutput::setCompressor(bool isVideo, Compression& compression) {
 void AviOutput::letUserChoose(bool isVideo) {
   if (file->chooseCompressor(nullptr, isVideo)) {
     if (file->usesDirectShow()) {  // Video for Windows asks for the settings along with the choice.
-      file->configureCompressor(nullptr, isVideo);
+      letUserConfigure(isVideo);
     }
     return;
   }
-  const bool hasNone = file->usesDirectShow() && file->lastError == ds_error::cannotListCompressors;
-  if (!hasNone && file->lastError != output_error::dialogCancelled) {
+  const int noneToChoose = file->usesDirectShow() ? int{ds_error::cannotListCompressors} : vfw_error::noAudioCompressor;
+  if (file->lastError != noneToChoose && file->lastError != output_error::dialogCancelled) {
     throw failure();
   }
-  std::fprintf(stderr, "quillet: warning: the %s stream is not compressed: %s\n", isVideo ? "video" : "audio",
-               lastErrorText(*file).c_str());
+  warn(isVideo, "compressed");
   if (!file->setCompressor(isVideo, nullptr)) {
     throw failure();
   }
+}
+
+void AviOutput::letUserConfigure(bool isVideo) {
+  file->configureCompressor(nullptr, isVideo);
+  const int outcome = file->lastError;
+  // A compressor without settings, or with those that it has, will do.
+  if (outcome != common_error::success && outcome != output_error::dialogCancelled &&
+      outcome != ds_error::notConfigurableFilter) {
+    warn(isVideo, "compressed with the settings chosen");
+  }
+}
+
+/// Tells what a stream is not, and why, by the file's last error.
+void AviOutput::warn(bool isVideo, const char* state) const {
+  std::fprintf(stderr, "quillet: warning: the %s stream is not %s: %s\n", isVideo ? "video" : "audio", state,
+               lastErrorText(*file).c_str());
 }
 
 void AviOutput::setInterleavingPeriod(double ms) {

@@ -50,6 +50,8 @@ class AviOutput {
   void setCompressors();
   void setCompressor(bool isVideo, Compression& compression);
   void letUserChoose(bool isVideo);
+  void letUserConfigure(bool isVideo);
+  void warn(bool isVideo, const char* state) const;
   void writeInTurns(MediaFeed* video, MediaFeed* audio);
   Failure failure() const;
 
