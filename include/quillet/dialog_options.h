@@ -6,6 +6,7 @@
 /// Values of the options word, to be combined with `|`.
 namespace quillet::dialog_option {
 
+/// What an operation does, and what its dialog looks like.
 enum Option : int {
   audio = 1,          ///< Opens the audio stream rather than the video stream.
   raw = 2,            ///< Opens the stream for its compressed samples (RawDataSourceStream).

@@ -114,6 +114,7 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
 
   /// What every operation with a progress dialog does; for the library alone.
   /// @param kind an OperationKind.
+  /// @param options, parentWindow, title the operation's own arguments.
   /// @param failure the result when the stream is not open or the dialog is not shown.
   /// @param operation the same operation without a dialog.
   template <class Kind, class Result, class Operation>
