@@ -52,8 +52,8 @@ void showIcon(HWND dialog, const ProgressDialogParameters& parameters) {
   if (!parameters.raw && !parameters.audio) {
     return;
   }
-  const HANDLE icon = LoadImageA(moduleInstance(), MAKEINTRESOURCEA(parameters.raw ? IDI_RAW_DATA : IDI_AUDIO),
-                                 IMAGE_ICON, 0, 0, LR_SHARED | LR_DEFAULTSIZE);
+  HANDLE icon = LoadImageA(moduleInstance(), MAKEINTRESOURCEA(parameters.raw ? IDI_RAW_DATA : IDI_AUDIO), IMAGE_ICON, 0,
+                           0, LR_SHARED | LR_DEFAULTSIZE);
   SendDlgItemMessageA(dialog, IDC_STREAM_ICON, STM_SETIMAGE, IMAGE_ICON, reinterpret_cast<LPARAM>(icon));
 }
 
@@ -102,7 +102,7 @@ void start(HWND dialog, Showing& showing) {
 }
 
 void moveBar(HWND dialog, int cycle, LPARAM counter) {
-  const HWND bar = GetDlgItem(dialog, IDC_PROGRESS);
+  HWND bar = GetDlgItem(dialog, IDC_PROGRESS);
   ShowWindow(bar, SW_SHOWNA);
   SendMessageA(bar, PBM_SETPOS, static_cast<WPARAM>(counter & (cycle - 1)), 0);
 }
@@ -147,7 +147,7 @@ INT_PTR CALLBACK plainProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM
 
 /// Hides the parent along with the minimised dialog, and shows it again.
 void accompany(HWND dialog, Showing& showing, bool minimised) {
-  const HWND parent = GetWindow(dialog, GW_OWNER);
+  HWND parent = GetWindow(dialog, GW_OWNER);
   if (minimised && IsWindowVisible(parent)) {
     ShowWindow(parent, SW_HIDE);
     showing.hasHiddenParent = true;
@@ -186,7 +186,7 @@ ProgressDialogParameters::ProgressDialogParameters(OperationKind kind, int optio
   }
   if (givenTitle != nullptr) {
     lstrcpynA(title, givenTitle, titleSize);
-  } else if (const HWND ancestor = GetAncestor(parent, GA_ROOTOWNER)) {
+  } else if (HWND ancestor = GetAncestor(parent, GA_ROOTOWNER)) {
     GetWindowTextA(ancestor, title, titleSize);
   }
 }
