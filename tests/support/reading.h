@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <set>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -14,6 +15,19 @@
 #include "support/temp_file.h"
 
 namespace quillet::test {
+
+/// Whether an operation has failed with this code, with the failure value of its type.
+template <class Result>
+testing::AssertionResult failed(Result result, const AudioOrVideoStream& stream, int code) {
+  bool hasFailed = false;
+  if constexpr (std::is_same_v<Result, bool> || std::is_pointer_v<Result>) {
+    hasFailed = !result;
+  } else {
+    hasFailed = result == -1;
+  }
+  return (hasFailed && stream.lastError == code ? testing::AssertionSuccess() : testing::AssertionFailure())
+         << (hasFailed ? "failure" : "success") << ", code " << stream.lastError;
+}
 
 /// The frame returned for `frame`, whose number must be that or, with a warning or a hollow stream, `returned`.
 inline Bytes frameOf(VideoSourceStream& stream, long frame, long returned) {
