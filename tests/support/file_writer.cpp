@@ -30,22 +30,15 @@ class FileWriter : public WithInterfaces<CBaseFilter, IFileSinkFilter2, IAMFilte
   }
 
   // IFileSinkFilter2
-  STDMETHODIMP SetFileName(LPCOLESTR newName, const AM_MEDIA_TYPE* newType) override {
+  STDMETHODIMP SetFileName(LPCOLESTR newName, const AM_MEDIA_TYPE*) override {
+    if (FAILED(faults->setFileName)) {
+      return faults->setFileName;
+    }
     KernelHandle file;
-    const HRESULT fault = faults->setFileName;
-    const HRESULT result = FAILED(fault) ? fault : guardedMethod([&] { return openFile(newName, OPEN_ALWAYS, file); });
-    if (SUCCEEDED(result)) {
-      name = newName;
-      type = newType != nullptr ? CMediaType(*newType) : CMediaType();
-    }
-    return result;
+    name = newName;
+    return guardedMethod([&] { return openFile(name, OPEN_ALWAYS, file); });
   }
-  STDMETHODIMP GetCurFile(LPOLESTR* nameResult, AM_MEDIA_TYPE* typeResult) override {
-    if (typeResult != nullptr) {
-      type.copyTo(*typeResult);
-    }
-    return SHStrDupW(name.c_str(), nameResult);
-  }
+  STDMETHODIMP GetCurFile(LPOLESTR*, AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
   STDMETHODIMP SetMode(DWORD newFlags) override { return give(&flags, newFlags); }
   STDMETHODIMP GetMode(DWORD* result) override { return give(result, flags); }
 
@@ -90,18 +83,15 @@ class FileWriter : public WithInterfaces<CBaseFilter, IFileSinkFilter2, IAMFilte
     // IMemInputPin
     STDMETHODIMP Receive(IMediaSample* sample) override {
       const std::lock_guard guard(lock);
-      if (file == nullptr || flushing) {
-        return flushing ? S_FALSE : VFW_E_WRONG_STATE;
+      if (file == nullptr) {
+        return VFW_E_WRONG_STATE;
       }
       LARGE_INTEGER position = {};
       REFERENCE_TIME end = 0;
       BYTE* data = nullptr;
       DWORD written = 0;
       sample->GetPointer(&data);
-      const HRESULT timed = sample->GetTime(&position.QuadPart, &end);
-      if (FAILED(timed) || FAILED(writer.faults->receive)) {
-        return FAILED(timed) ? timed : writer.faults->receive;
-      }
+      sample->GetTime(&position.QuadPart, &end);
       const bool isWritten =
           SetFilePointerEx(file.get(), position, nullptr, FILE_BEGIN) &&
           WriteFile(file.get(), data, static_cast<DWORD>(sample->GetActualDataLength()), &written, nullptr);
@@ -129,7 +119,6 @@ class FileWriter : public WithInterfaces<CBaseFilter, IFileSinkFilter2, IAMFilte
 
   const std::shared_ptr<WriterFaults> faults;
   std::wstring name;
-  CMediaType type;
   DWORD flags = 0;
 };
 

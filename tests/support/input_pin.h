@@ -24,12 +24,6 @@ ClassObjectOverride::Create creating(std::shared_ptr<Script> script) {
   };
 }
 
-/// Hands a value out, or takes one.
-template <class Value>
-HRESULT give(Value* result, const Value& value) {
-  return result == nullptr ? E_POINTER : (void(*result = value), S_OK);
-}
-
 /// An input pin that takes any allocator, since it copies what it receives.
 class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
  public:
