@@ -150,7 +150,7 @@ TEST(Search, GoesBackFromSeeksThatMiss) {
   check("seeks that land late, in steps", inARow(0, 10), 800, {Step(400, 450).tuned(0, 100).seeks(400, 300)},
         landLater(1));
   const Step failing = Step(400, 450).seeks(400).fails(ds_error::unseekableMedia);
-  check("seeks that fail", inARow(0, 10), 800, {failing, failing}, failToSeek(E_FAIL));
+  check("seeks that fail", inARow(0, 10), 800, {failing, failing}, failToSeek);
 }
 
 TEST(Search, GivesUpWhenEvenTheStartComesLate) {

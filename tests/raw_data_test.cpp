@@ -341,7 +341,7 @@ TEST(Search, GoesItsWays) {
   check("seeks beyond the end", streamOf(ten, Marks::ends, ten, 10), failing, ds_error::noKeySampleInStream,
         landLater(100));
   check("seeks that fail", streamOf(ten, Marks::ends, ten, 10),
-        {{2, false, -1, 0, 0, {2.5}, ds_error::unseekableMedia}}, ds_error::cannotRewind, failToSeek(E_FAIL));
+        {{2, false, -1, 0, 0, {2.5}, ds_error::unseekableMedia}}, ds_error::cannotRewind, failToSeek);
   check("no samples", streamOf({}, Marks::ends, {}, 10), {failing[0]}, ds_error::noKeySampleInStream);
   ScriptedStream aborting = streamOf(ten, Marks::noEnds, {0}, 10);
   aborting.samples[5].event = EC_ERRORABORT;
