@@ -169,10 +169,14 @@ TEST(Backends, ReadAlike) {
     const Raw missing = openRaw("C:\\missing.avi", directShow);
     EXPECT_STREQ(missing->ErrorMessage(missing->lastError), "Could not open the source file");
     expectRead(*missing, 0, false, {}, ds_error::notOpened);
-    EXPECT_EQ(missing->StreamSampleToTime(number), -1.0);
-    EXPECT_EQ(missing->StreamTimeToSample(time), -1);
-    EXPECT_EQ(missing->videoInfo(info), nullptr);
+    EXPECT_TRUE(failed(missing->StreamSampleToTime(number), *missing, ds_error::notOpened));
+    EXPECT_TRUE(failed(missing->StreamTimeToSample(time), *missing, ds_error::notOpened));
+    EXPECT_TRUE(failed(missing->videoInfo(info), *missing, ds_error::notOpened));
+    missing->lastError = 0;
+    missing->firstKeySample();
     EXPECT_EQ(missing->lastError, ds_error::notOpened);
+    missing->lastError = 0;
+    EXPECT_TRUE(missing->format() != nullptr && missing->lastError == ds_error::notOpened);
   }
 }
 
