@@ -48,4 +48,7 @@ class ClassObjectOverride {
   DWORD cookie = 0;
 };
 
+/// The class object that makes such objects.
+Microsoft::WRL::ComPtr<IClassFactory> makeClassObject(ClassObjectOverride::Create create);
+
 }  // namespace quillet::test
