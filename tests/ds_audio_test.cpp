@@ -1,6 +1,5 @@
 // Audio samples by number, through DirectShow: every way that a run can come about, on scripted streams.
 
-#include <algorithm>
 #include <climits>
 
 #include "support/avi_builder.h"
@@ -174,18 +173,6 @@ TEST(Search, GivesUpWhenEvenTheStartComesLate) {
   EXPECT_TRUE(runOf(*audio, 300, 310) == partOf(whole, 300, 310, 2));
 }
 
-TEST(Runs, KeepTheirPlaceInMemory) {
-  const TimeLimit limit;
-  const auto script = scriptOf(blocksOf(mono, inARow(0, 10), 800));
-  const ScriptedFile file(script);
-  const DSAudio audio = openAudio(file.name());
-  const unsigned char* const run = audio->getSamples(100, 299);
-  const int filled = script->samplesFilled;
-  EXPECT_EQ(audio->getSamples(100, 299), run);
-  EXPECT_EQ(audio->getSamples(120, 150), run + 40);
-  EXPECT_EQ(script->samplesFilled, filled);
-}
-
 TEST(Runs, AreTheSameInAnyOrderAndFormat) {
   const TimeLimit limit;
   std::mt19937 random = loggedRandom();
@@ -209,23 +196,6 @@ TEST(Runs, AreTheSameInAnyOrderAndFormat) {
     EXPECT_EQ(graph.faults.seeks.size(), 1U) << "reading in order seeks";
     expectRandomRuns(*audio, whole, 150, 400);
   }
-}
-
-TEST(Stream, IsDescribed) {
-  const TimeLimit limit;
-  const WAVEFORMATEX format = pcmFormat(44100, 2, 16);
-  const ScriptedFile file(scriptOf(scriptedAudio(format, 10, 441)));
-  const DSAudio audio = openAudio(file.name());
-  EXPECT_EQ(bytesOf(*audio->format()), bytesOf(format));
-  VIDEOINFOHEADER info;
-  EXPECT_EQ(audio->videoInfo(info), nullptr);
-  for (auto [time, sample] : {std::pair(1000.0, 44100L), {0.0, 0L}, {0.011, 0L}, {0.012, 1L}}) {
-    EXPECT_EQ(audio->StreamTimeToSample(time), sample) << time;
-  }
-  for (long sample : {0L, 1L, 441L, 100000L}) {
-    EXPECT_DOUBLE_EQ(audio->StreamSampleToTime(sample), sample * 1000 / 44100.0);
-  }
-  EXPECT_EQ(audio->lastError, 0);
 }
 
 }  // namespace

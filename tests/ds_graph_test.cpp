@@ -1,17 +1,13 @@
 // The filter graph behind the DirectShow sources: how it is built and fails to be, how it ends, whatever it was at, and
 // what comes out of it for real files.
 
-#include <algorithm>
 #include <climits>
-#include <functional>
-#include <set>
 
 #include <windows.h>
 
 // Needs windows.h.
 #include <evcode.h>
 
-#include "directshow/base/c_base_filter.h"
 #include "directshow/graph/sample_grabber.h"
 #include "support/avi_builder.h"
 #include "support/ds_streams.h"
@@ -457,16 +453,29 @@ TEST(Backends, ReadOneFileAlike) {
       EXPECT_EQ(outside, -1);
       expectOutOfRange(*video);
     }
-    long frame = 30;
-    double time = 304.0;
-    EXPECT_DOUBLE_EQ(video->StreamSampleToTime(frame), 300.0);
-    EXPECT_EQ(video->StreamTimeToSample(time), 30);
+    VIDEOINFOHEADER info = {};
+    ASSERT_EQ(video->videoInfo(info), &info);
+    EXPECT_EQ(info.AvgTimePerFrame, 100'000);
+    EXPECT_EQ(bytesOf(info.bmiHeader), bytesOf(format));
+    // The nearest frame, or the one that is shown then.
+    for (auto [time, expected] : {std::pair(300.0, 30), {304.0, 30}, {306.0, directShow ? 31 : 30}, {0.0, 0}}) {
+      EXPECT_EQ(video->StreamTimeToSample(time), expected);
+    }
+    for (long frame : {0, 1, 30, 119}) {
+      EXPECT_DOUBLE_EQ(video->StreamSampleToTime(frame), 10.0 * frame);
+    }
+    EXPECT_EQ(video->lastError, 0);
 
     const std::unique_ptr<AudioSourceStream> audio(AudioSourceStream::open(file.name(), directShow, 0, nullptr));
     ASSERT_EQ(audio->lastError, 0);
     EXPECT_EQ(audio->duration(), 9600);
     EXPECT_EQ(audio->msDuration(), 1200.0);
-    EXPECT_EQ(audio->format()->nSamplesPerSec, 8000U);
+    EXPECT_EQ(bytesOf(*audio->format()), bytesOf(mono));
+    EXPECT_EQ(audio->videoInfo(info), nullptr);
+    long sample = 800;
+    double time = 100.0;
+    EXPECT_DOUBLE_EQ(audio->StreamSampleToTime(sample), time);
+    EXPECT_EQ(audio->StreamTimeToSample(time), sample);
     expectRandomRuns(*audio, sound, 60);
     for (const auto& [first, last] : {std::pair(-1, 5), std::pair(5, 4), std::pair(9000, 9600)}) {
       EXPECT_EQ(audio->getSamples(first, last), nullptr);

@@ -2,18 +2,10 @@
 
 #include <climits>
 #include <cstring>
-#include <functional>
 #include <map>
-#include <memory>
-#include <set>
-#include <string>
 
-#include <gtest/gtest.h>
-
-#include <quillet/quillet.h>
-
-#include "support/avi_builder.h"
 #include "support/avifile_handler.h"
+#include "support/writing.h"
 
 using namespace quillet::test;
 namespace vfw_error = quillet::vfw_error;
@@ -189,19 +181,6 @@ TEST(VideoInfo, DescribesTheDecodedStream) {
   }
 }
 
-TEST(Notification, ChangesWithoutTouchingTheError) {
-  class : public QuilletNotification {
-    int progress(int) override { return 0; }
-  } first, second;
-  const std::unique_ptr<VfWAudioSourceStream> stream(VfWAudioSourceStream::open("no such file.wav", 0, &first));
-  stream->lastError = 8;
-  EXPECT_EQ(stream->notify(), &first);
-  EXPECT_EQ(stream->notify(&second), &first);
-  EXPECT_EQ(stream->notify(nullptr), &second);
-  EXPECT_EQ(stream->notify(), nullptr);
-  EXPECT_EQ(stream->lastError, 8);
-}
-
 // Video for Windows has the first try; what DirectShow gives stands, its failure too. A named backend is the only one.
 TEST(Factories, PreferVideoForWindows) {
   using Source = std::unique_ptr<SourceStream>;
@@ -211,24 +190,20 @@ TEST(Factories, PreferVideoForWindows) {
   const char* const name = "scripted.avi";
   for (const bool found : {true, false}) {
     const auto handler = found ? std::make_unique<AviFileHandler>(script) : nullptr;
+    const auto expectKind = [&](const Source& stream, bool isVideo, bool directShow) {
+      EXPECT_EQ(stream->usesDirectShow(), directShow);
+      EXPECT_EQ(dynamic_cast<VideoSourceStream*>(stream.get()) != nullptr, isVideo);
+      EXPECT_EQ(stream->duration(), !found || directShow ? -1 : isVideo ? 1 : 2);
+      EXPECT_FALSE(stream->isRawData());
+    };
+    for (const bool isVideo : {true, false}) {
+      expectKind(Source(SourceStream::open(name, isVideo, 0, nullptr)), isVideo, !found);
+    }
+    expectKind(Source(VideoSourceStream::open(name, 0, nullptr)), true, !found);
+    expectKind(Source(AudioSourceStream::open(name, 0, nullptr)), false, !found);
     for (const bool directShow : {false, true}) {
-      const Source automatic[] = {
-          Source(SourceStream::open(name, true, 0, nullptr)), Source(VideoSourceStream::open(name, 0, nullptr)),
-          Source(SourceStream::open(name, false, 0, nullptr)), Source(AudioSourceStream::open(name, 0, nullptr))};
-      const Source named[] = {Source(SourceStream::open(name, true, directShow, 0, nullptr)),
-                              Source(VideoSourceStream::open(name, directShow, 0, nullptr)),
-                              Source(SourceStream::open(name, false, directShow, 0, nullptr)),
-                              Source(AudioSourceStream::open(name, directShow, 0, nullptr))};
-      for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(automatic[i]->usesDirectShow(), !found);
-        EXPECT_EQ(automatic[i]->lastErrorIsFatal(), !found);
-        EXPECT_EQ(named[i]->usesDirectShow(), directShow);
-        for (SourceStream* const stream : {automatic[i].get(), named[i].get()}) {
-          EXPECT_EQ(dynamic_cast<VideoSourceStream*>(stream) != nullptr, i < 2);
-          EXPECT_EQ(stream->duration(), !found || stream->usesDirectShow() ? -1 : i < 2 ? 1 : 2);
-          EXPECT_FALSE(stream->isRawData());
-        }
-      }
+      expectKind(Source(VideoSourceStream::open(name, directShow, 0, nullptr)), true, directShow);
+      expectKind(Source(AudioSourceStream::open(name, directShow, 0, nullptr)), false, directShow);
     }
   }
   const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(name, true, 0, nullptr));

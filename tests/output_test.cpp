@@ -1,20 +1,8 @@
 // What all writers of AVI files share, and the interleave engine with two real threads, over a writer that only records.
 
-#include <algorithm>
 #include <atomic>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <quillet/quillet.h>
-
-#include "support/avi_builder.h"
 #include "support/leak_check.h"
-#include "support/random.h"
-#include "support/temp_file.h"
 #include "support/writing.h"
 
 using namespace quillet::test;

@@ -1,22 +1,9 @@
 // Writing AVI files through Video for Windows. Wine writes video right, and audio not (see wine_gaps.h): the tests with
 // audio write to a handler of .avi files that keeps what comes, and the sources read it from there.
 
-#include <functional>
-#include <memory>
-#include <set>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
-#include <quillet/quillet.h>
-
-#include "support/avi_builder.h"
 #include "support/avifile_handler.h"
 #include "support/dialog_driver.h"
 #include "support/leak_check.h"
-#include "support/random.h"
-#include "support/temp_file.h"
 #include "support/test_acm_driver.h"
 #include "support/test_codec.h"
 #include "support/wine_gaps.h"

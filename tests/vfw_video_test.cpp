@@ -1,7 +1,6 @@
 // Video frames by number, through Video for Windows.
 
 #include <functional>
-#include <memory>
 
 #include "support/avi_builder.h"
 #include "support/avifile_handler.h"

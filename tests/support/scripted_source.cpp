@@ -187,12 +187,6 @@ HRESULT landOnPreviousKey(const ScriptedStream& stream, REFERENCE_TIME wanted, D
   return S_OK;
 }
 
-HRESULT landOnNextKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
-  const auto next = std::find_if(stream.samples.begin(), stream.samples.end(),
-                                 [&](const ScriptedSample& sample) { return sample.sync && sample.start >= wanted; });
-  return landOnPreviousKey(stream, next != stream.samples.end() ? next->start : wanted, flags, landing);
-}
-
 ScriptedStream::Seek landLater(std::size_t samples) {
   return [samples](const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD, Landing& landing) {
     landing = {stream.sampleAt(wanted) + samples, wanted};

@@ -62,7 +62,6 @@ struct ScriptedStream {
 // Seeks. Without the flag that asks for a key frame, the first lands on the sample current at the time.
 HRESULT landAsAsked(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing);
 HRESULT landOnPreviousKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing);
-HRESULT landOnNextKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing);
 /// The seek lands on the asked position, but the samples begin `samples` later.
 ScriptedStream::Seek landLater(std::size_t samples);
 HRESULT failToSeek(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing);
