@@ -98,11 +98,7 @@ void check(const char* name, const std::vector<Block>& blocks, long length, cons
                 expected.end(), std::uint8_t{0});
     }
     EXPECT_TRUE(run == expected);
-    std::vector<long> seeked;
-    for (const LONGLONG position : std::exchange(graph.faults.seeks, {})) {
-      seeked.push_back(static_cast<long>(position / sampleTime));
-    }
-    EXPECT_EQ(seeked, step.seeked);
+    EXPECT_EQ(graph.takeSeeks<long>(sampleTime), step.seeked);
   }
 }
 

@@ -82,10 +82,7 @@ void check(const char* name, const std::vector<double>& times, double length, co
     const Bytes bits = frameOf(*video, step.asked, step.returned);
     EXPECT_EQ(video->lastError, step.error);
     EXPECT_TRUE(bits == (step.returned < 0 ? Bytes() : scriptedPayload(step.picture, 24)));
-    std::vector<double> seeked;
-    for (const LONGLONG position : std::exchange(graph.faults.seeks, {})) {
-      seeked.push_back(static_cast<double>(position) / frameTime);
-    }
+    const auto seeked = graph.takeSeeks<double>(frameTime);
     EXPECT_EQ(seeked, step.seeked);
     // All but the first seek go back; without a frame at the first position the graph is asked nothing more.
     EXPECT_EQ(phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeked.size(), 1)) - 1);
@@ -169,10 +166,7 @@ TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
     EXPECT_DOUBLE_EQ(video->frameRate(), rate);
     EXPECT_DOUBLE_EQ(video->msDuration(), count / rate * 1000);
     EXPECT_EQ(phases.counts, std::vector<int>({static_cast<int>(times.size()), 1, 0, 0}));
-    EXPECT_EQ(frameOf(*video, 0), scriptedPayload(0, 24));
-    EXPECT_EQ(frameOf(*video, 1), scriptedPayload(1, 24));
     EXPECT_EQ(frameOf(*video, count - 1), scriptedPayload(times.size() - 1, 24));
-    EXPECT_EQ(frameOf(*video, 0), scriptedPayload(0, 24));
   }
   const quillet::KernelHandle never = manualEvent();
   ScriptedStream aborted = framesAt(upTo(9), 9);

@@ -278,10 +278,7 @@ void check(const char* name, ScriptedStream played, const std::vector<Step>& ste
       expected = sampleOf(step.start, step.samples, played.samples[step.payload].sync, payload);
     }
     expectRead(*script.stream, step.wanted, step.keyWanted, expected, step.error);
-    std::vector<double> seeks;
-    for (const LONGLONG position : std::exchange(graph.faults.seeks, {})) {
-      seeks.push_back(static_cast<double>(position) / frameTime);
-    }
+    const auto seeks = graph.takeSeeks<double>(frameTime);
     EXPECT_EQ(seeks, step.seeks);
     EXPECT_EQ(script.phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeks.size(), 1)) - 1);
   }

@@ -313,7 +313,9 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyP
 }  // namespace
 
 ClassObjectOverride::Create aviMux(std::shared_ptr<MuxScript> script) {
-  return creating<AviMux>(std::move(script));
+  return [script = std::move(script)](REFIID iid, void** object) {
+    return FAILED(script->create) ? script->create : makeCom<AviMux>(script)->QueryInterface(iid, object);
+  };
 }
 
 }  // namespace quillet::test

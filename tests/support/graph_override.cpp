@@ -3,6 +3,7 @@
 #include <uuids.h>
 
 #include "support/unused_seeking.h"
+#include "support/wrapped.h"
 
 namespace quillet::test {
 namespace {
@@ -10,16 +11,15 @@ namespace {
 using Microsoft::WRL::ComPtr;
 
 /// Has a real graph as its part, of which it replaces two interfaces.
-class FaultyGraph : public UnusedSeeking<ComObject<IMediaControl, IMediaSeeking>> {
+class FaultyGraph : public UnusedSeeking<Wrapped<IMediaControl, IMediaSeeking>> {
  public:
   explicit FaultyGraph(GraphFaults& graphFaults) : faults(graphFaults) { ++faults.graphs; }
   ~FaultyGraph() override { --faults.graphs; }
 
-  /// Makes the part, of a whole that somebody holds.
-  void takeIn(IClassFactory& factory) {
-    factory.CreateInstance(static_cast<IMediaControl*>(this), IID_PPV_ARGS(&inner));
-    control = static_cast<IMediaControl*>(ofInner(IID_IMediaControl));
-    seeking = static_cast<IMediaSeeking*>(ofInner(IID_IMediaSeeking));
+  void takeInGraph() {
+    takeIn("quartz.dll", CLSID_FilterGraph);
+    control = static_cast<IMediaControl*>(ofPart(IID_IMediaControl));
+    seeking = static_cast<IMediaSeeking*>(ofPart(IID_IMediaSeeking));
   }
 
   // IDispatch
@@ -63,20 +63,11 @@ class FaultyGraph : public UnusedSeeking<ComObject<IMediaControl, IMediaSeeking>
     if (std::find(faults.missing.begin(), faults.missing.end(), id) != faults.missing.end()) {
       return nullptr;
     }
-    IUnknown* const own = UnusedSeeking::findInterface(id);
-    return own != nullptr ? own : ofInner(id);
+    return UnusedSeeking::findInterface(id);
   }
 
  private:
-  /// An interface of the part, not counted: its references count for the whole, which the part lives as long as.
-  IUnknown* ofInner(REFIID id) {
-    ComPtr<IUnknown> found;
-    inner->QueryInterface(id, reinterpret_cast<void**>(found.GetAddressOf()));
-    return found.Get();
-  }
-
   GraphFaults& faults;
-  ComPtr<IUnknown> inner;
   IMediaControl* control = nullptr;
   IMediaSeeking* seeking = nullptr;
 };
@@ -84,16 +75,12 @@ class FaultyGraph : public UnusedSeeking<ComObject<IMediaControl, IMediaSeeking>
 }  // namespace
 
 GraphOverride::GraphOverride() {
-  const auto getClassObject =
-      reinterpret_cast<LPFNGETCLASSOBJECT>(reinterpret_cast<void*>(GetProcAddress(quartz, "DllGetClassObject")));
-  ComPtr<IClassFactory> factory;
-  getClassObject(CLSID_FilterGraph, IID_PPV_ARGS(&factory));
-  graph = std::make_unique<ClassObjectOverride>(CLSID_FilterGraph, [this, factory](REFIID iid, void** object) {
+  graph = std::make_unique<ClassObjectOverride>(CLSID_FilterGraph, [this](REFIID iid, void** object) {
     if (FAILED(faults.create)) {
       return faults.create;
     }
     const auto made = makeCom<FaultyGraph>(faults);
-    made->takeIn(*factory.Get());
+    made->takeInGraph();
     last = static_cast<IMediaControl*>(made.Get());
     return made->QueryInterface(iid, object);
   });

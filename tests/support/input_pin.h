@@ -15,15 +15,6 @@
 
 namespace quillet::test {
 
-/// Makes filters of a class, which share `script` with the test.
-template <class Filter, class Script>
-ClassObjectOverride::Create creating(std::shared_ptr<Script> script) {
-  return [script](REFIID iid, void** object) {
-    return FAILED(script->create) ? script->create
-                                  : Microsoft::WRL::ComPtr<Filter>(new Filter(script))->QueryInterface(iid, object);
-  };
-}
-
 /// An input pin that takes any allocator, since it copies what it receives.
 class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
  public:
