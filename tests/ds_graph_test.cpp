@@ -365,23 +365,6 @@ TEST(Deleting, LeavesNothingBehind) {
   }
 }
 
-TEST(Ends, DoNotReachIntoTheNextRun) {
-  const TimeLimit limit;
-  const auto script = scriptOf(video(10));
-  script->streams[0].duration = 15 * frameTime;
-  const ScriptedFile file(script);
-  DSVideo stream = openVideo(file.name());
-  for (int i = 0; i < 50; ++i) {
-    expectFrame(stream, *script, 8);  // Left for a seek, the stream comes to its end by itself.
-    expectFrame(stream, *script, 0);
-    expectFrame(stream, *script, 9);
-    for (const long beyond : {10, 10, 11, 14}) {
-      ASSERT_EQ(frameOf(*stream, beyond, 9), scriptedPayload(9, 48));
-    }
-    expectFrame(stream, *script, 1 + i % 8);
-  }
-}
-
 long falseFrames(const char* file) {
   const std::string name = mediaFile(file);
   return differingFrames(*openVideo(name.c_str()), framesOf(*openVideo(name.c_str())), 100);

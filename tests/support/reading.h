@@ -1,8 +1,11 @@
-// What the tests of all sources share: reading frames and runs of samples, and comparing them.
+// What the tests of all sources share: reading frames and runs of samples, and comparing them, also at random.
 
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
+#include <iostream>
+#include <random>
 #include <set>
 #include <type_traits>
 #include <vector>
@@ -11,10 +14,22 @@
 
 #include <quillet/quillet.h>
 
-#include "support/random.h"
 #include "support/temp_file.h"
 
 namespace quillet::test {
+
+/// A generator whose seed is written to the log; QUILLET_TEST_SEED repeats the run that wrote it.
+inline std::mt19937 loggedRandom() {
+  const char* const wanted = std::getenv("QUILLET_TEST_SEED");
+  const unsigned seed = wanted != nullptr ? std::strtoul(wanted, nullptr, 10) : std::random_device()();
+  std::cout << "QUILLET_TEST_SEED=" << seed << '\n';
+  return std::mt19937(seed);
+}
+
+/// A number from `first` to `last`.
+inline long between(long first, long last, std::mt19937& random) {
+  return std::uniform_int_distribution<long>(first, last)(random);
+}
 
 /// Whether an operation has failed with this code, with the failure value of its type.
 template <class Result>
