@@ -73,6 +73,7 @@ TEST_F(DSOutput, BothStreamsComeBackThroughEitherBackend) {
     EXPECT_TRUE(writer->close());
     EXPECT_TRUE(failed(writePicture(*writer, 50), *writer, ds_error::notOpened));
   }
+  EXPECT_EQ(faults->mode, static_cast<DWORD>(AM_FILE_OVERWRITE));
   EXPECT_EQ(std::ranges::count(muxScript->samples, 16000, &MuxSample::size), 2) << "audio goes in whole periods";
   for (const bool directShow : {false, true}) {
     expectPictures(file.name(), 50, directShow);
@@ -83,6 +84,7 @@ TEST_F(DSOutput, BothStreamsComeBackThroughEitherBackend) {
 /// A video format with what follows the header.
 Bytes formatBlock(WORD bits, DWORD compression, long size, const std::vector<DWORD>& appendix, LONG rows = 4) {
   VIDEOINFOHEADER format = videoFormat();
+  format.bmiHeader.biWidth = 5;  // Rows are padded.
   format.bmiHeader.biHeight = rows;
   format.bmiHeader.biBitCount = bits;
   format.bmiHeader.biCompression = compression;
@@ -103,12 +105,12 @@ TEST_F(DSOutput, FramesOfEveryFormatComeBackAsTheyAre) {
     Bytes format;
     long size;
   } cases[] = {
-      {"24 bits", formatBlock(24, BI_RGB, 96, {}), 96},
-      {"32 bits", formatBlock(32, BI_RGB, 128, {}), 128},
+      {"24 bits", formatBlock(24, BI_RGB, 64, {}), 64},
+      {"32 bits", formatBlock(32, BI_RGB, 80, {}), 80},
       {"8 bits with a palette", formatBlock(8, BI_RGB, 32, {0x010203, 0x040506}), 32},
-      {"5-5-5", formatBlock(16, BI_BITFIELDS, 64, {0x7C00, 0x3E0, 0x1F}), 64},
-      {"5-6-5", formatBlock(16, BI_BITFIELDS, 64, {0xF800, 0x7E0, 0x1F}), 64},
-      {"top-down", formatBlock(24, BI_RGB, 96, {}, -4), 96},
+      {"5-5-5", formatBlock(16, BI_BITFIELDS, 48, {0x7C00, 0x3E0, 0x1F}), 48},
+      {"5-6-5", formatBlock(16, BI_BITFIELDS, 48, {0xF800, 0x7E0, 0x1F}), 48},
+      {"top-down", formatBlock(24, BI_RGB, 64, {}, -4), 64},
       {"a codec's", formatBlock(24, TestCodec::fourcc, 97, {}), 97},
   };
   for (const auto& c : cases) {
@@ -137,7 +139,7 @@ TEST_F(DSOutput, FramesOfEveryFormatComeBackAsTheyAre) {
       EXPECT_EQ(isKey, !hasDeltas || found % 3 == 0);
     }
   }
-  const Bytes otherMasks = formatBlock(16, BI_BITFIELDS, 64, {0xF00, 0xF0, 0xF});
+  const Bytes otherMasks = formatBlock(16, BI_BITFIELDS, 48, {0xF00, 0xF0, 0xF});
   const Writer refused = create(reinterpret_cast<const VIDEOINFOHEADER*>(otherMasks.data()), nullptr);
   EXPECT_EQ(refused->lastError, ds_error::videoStreamCopyImpossible);
 }

@@ -81,34 +81,20 @@ TEST_F(VfWOutput, FramesComeBack) {
     EXPECT_TRUE(writePicture(*writer, 0));
     EXPECT_TRUE(writer->writeFrame(1, picture(1).data(), 1, pictureSize, true));
     EXPECT_TRUE(writePicture(*writer, 2));
+    EXPECT_TRUE(failed(writer->writeFrame(3, picture(3).data(), -1, -1, true), *writer, vfw_error::writeError));
     EXPECT_TRUE(writer->close());
   }
   expectPictures(file.name(), 3);
 }
 
-TEST_F(VfWOutputToScript, RowsArePaddedWhateverTheFormat) {
-  const struct {
-    WORD bits;
-    LONG width, height;
-    DWORD compression;
-    std::size_t size;
-  } cases[] = {{1, 33, 2, BI_RGB, 16},  {4, 9, 3, BI_RGB, 24},  {8, 5, 2, BI_RGB, 16},
-               {24, 5, -2, BI_RGB, 32}, {32, 3, 2, BI_RGB, 24}, {24, 5, 2, TestCodec::fourcc, 77}};
-  for (const auto& c : cases) {
-    script->streams.clear();
-    VIDEOINFOHEADER format = video;
-    format.bmiHeader.biBitCount = c.bits;
-    format.bmiHeader.biWidth = c.width;
-    format.bmiHeader.biHeight = c.height;
-    format.bmiHeader.biCompression = c.compression;
-    format.bmiHeader.biSizeImage = 77;
-    const Writer writer(OutputAVIFile::create(file.name(), &format, false, nullptr, false, false));
-    Bytes frame(100);
-    EXPECT_TRUE(writer->start() && writer->writeFrame(0, frame.data(), 1, -1, true));
-    EXPECT_TRUE(failed(writer->writeFrame(1, frame.data(), -1, -1, true), *writer, vfw_error::writeError));
-    EXPECT_EQ(script->streams.at(0).samples.at(0).size(), c.size);
-    EXPECT_EQ(script->streams.at(0).info.fccHandler, c.compression);
-  }
+TEST_F(VfWOutputToScript, ACodecsFramesHaveTheSizeOfTheFormat) {
+  VIDEOINFOHEADER format = video;
+  format.bmiHeader.biCompression = TestCodec::fourcc;
+  format.bmiHeader.biSizeImage = 77;
+  const Writer writer(OutputAVIFile::create(file.name(), &format, false, nullptr, false, false));
+  EXPECT_TRUE(writer->start() && writer->writeFrame(0, Bytes(100).data(), 1, -1, true));
+  EXPECT_EQ(script->streams.at(0).samples.at(0).size(), 77U);
+  EXPECT_EQ(script->streams.at(0).info.fccHandler, TestCodec::fourcc);
 }
 
 TEST_F(VfWOutput, CompressesVideo) {
