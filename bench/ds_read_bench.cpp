@@ -1,6 +1,5 @@
 // Reading through DirectShow: the library against a bare filter graph on the same file.
 
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,17 +11,21 @@
 #include <windows.h>
 
 #include <dshow.h>
-#include <wrl/client.h>
 
 #include <quillet/quillet.h>
 
 #include "comparison.h"
+#include "core/handles.h"
+#include "directshow/graph/filter_graph.h"
+#include "directshow/graph/pins.h"
 #include "directshow/graph/sample_grabber.h"
+#include "support/com_object.h"
 #include "support/temp_file.h"
 
 namespace {
 
 using Microsoft::WRL::ComPtr;
+using quillet::FilterGraph;
 using quillet::bench::compare;
 using quillet::bench::require;
 
@@ -31,118 +34,83 @@ constexpr int randomFrames = 300;
 constexpr unsigned seed = 20;
 
 /// Copies each frame, as whoever wants frames has to.
-class CopyingCallback : public ISampleGrabberCB {
+class CopyingCallback : public quillet::test::ComObject<ISampleGrabberCB> {
  public:
   explicit CopyingCallback(std::size_t frameSize) : frame(frameSize) {}
 
-  STDMETHODIMP QueryInterface(REFIID, void** object) override {
-    *object = this;
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP SampleCB(double, IMediaSample* sample) override {
     BYTE* data = nullptr;
     sample->GetPointer(&data);
     std::memcpy(frame.data(), data, static_cast<std::size_t>(sample->GetActualDataLength()));
     ++frames;
-    SetEvent(received);
+    SetEvent(received.get());
     return S_OK;
   }
   STDMETHODIMP BufferCB(double, BYTE*, long) override { return S_OK; }
 
   std::vector<BYTE> frame;
   long frames = 0;
-  HANDLE received = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+  const quillet::KernelHandle received{CreateEventA(nullptr, FALSE, FALSE, nullptr)};
 };
 
 /// Source, sample grabber and null renderer, without a clock.
 class BareGraph {
  public:
-  BareGraph(const std::string& fileName, std::size_t frameSize) : callback(frameSize) {
+  BareGraph(const std::string& fileName, std::size_t frameSize) : callback(new CopyingCallback(frameSize)) {
     const std::wstring wideName(fileName.begin(), fileName.end());
     ComPtr<IBaseFilter> source;
     ComPtr<IBaseFilter> grabber;
     ComPtr<IBaseFilter> renderer;
     ComPtr<ISampleGrabber> grabberControl;
-    ComPtr<IMediaFilter> filter;
     require(
-        SUCCEEDED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&graph))) &&
+        graph.create() == 0 && graph.queryControl() == 0 && graph.removeClock() &&
             SUCCEEDED(CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&grabber))) &&
             SUCCEEDED(CoCreateInstance(CLSID_NullRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&renderer))),
         "CoCreateInstance");
     AM_MEDIA_TYPE rgb24 = {};
     rgb24.majortype = MEDIATYPE_Video;
     rgb24.subtype = MEDIASUBTYPE_RGB24;
-    require(SUCCEEDED(graph->AddSourceFilter(wideName.c_str(), L"source", &source)) &&
-                SUCCEEDED(graph->AddFilter(grabber.Get(), L"grabber")) &&
-                SUCCEEDED(graph->AddFilter(renderer.Get(), L"renderer")) && SUCCEEDED(grabber.As(&grabberControl)) &&
+    IGraphBuilder* const builder = graph.builder.Get();
+    require(SUCCEEDED(builder->AddSourceFilter(wideName.c_str(), L"source", &source)) &&
+                SUCCEEDED(builder->AddFilter(grabber.Get(), L"grabber")) &&
+                SUCCEEDED(builder->AddFilter(renderer.Get(), L"renderer")) && SUCCEEDED(grabber.As(&grabberControl)) &&
                 SUCCEEDED(grabberControl->SetMediaType(&rgb24)) &&
-                SUCCEEDED(graph->Connect(pin(source, PINDIR_OUTPUT).Get(), pin(grabber, PINDIR_INPUT).Get())) &&
-                SUCCEEDED(graph->Connect(pin(grabber, PINDIR_OUTPUT).Get(), pin(renderer, PINDIR_INPUT).Get())) &&
-                SUCCEEDED(grabberControl->SetCallback(&callback, 0)) && SUCCEEDED(graph.As(&filter)) &&
-                SUCCEEDED(filter->SetSyncSource(nullptr)) && SUCCEEDED(graph.As(&seeking)) &&
-                SUCCEEDED(graph->QueryInterface(IID_IMediaControl, &control)) &&
-                SUCCEEDED(graph->QueryInterface(IID_IMediaEvent, &event)),
+                quillet::connectPair(builder, source.Get(), grabber.Get(), 0) &&
+                quillet::connectPair(builder, grabber.Get(), renderer.Get(), 0) &&
+                SUCCEEDED(grabberControl->SetCallback(callback.Get(), 0)) && SUCCEEDED(graph.builder.As(&seeking)),
             "building the graph");
   }
 
   /// Plays the whole stream.
   void play() {
     seek(0);
-    callback.frames = 0;
-    require(SUCCEEDED(control->Run()), "Run");
-    // Not by WaitForCompletion, which under Wine answers with the completion before.
-    HANDLE waiting = nullptr;
-    event->GetEventHandle(reinterpret_cast<OAEVENT*>(&waiting));
-    for (long code = 0; code != EC_COMPLETE;) {
-      LONG_PTR first = 0;
-      LONG_PTR second = 0;
-      require(WaitForSingleObject(waiting, 60000) == WAIT_OBJECT_0, "playing");
-      if (SUCCEEDED(event->GetEvent(&code, &first, &second, 0))) {
-        event->FreeEventParams(code, first, second);
-      }
-    }
-    control->Stop();
+    callback->frames = 0;
+    require(SUCCEEDED(graph.control->Run()), "Run");
+    require(graph.waitForEnd(nullptr, 60000) == FilterGraph::End::completed, "playing");
+    graph.stop();
   }
 
   /// Gets one frame: seek, run, stop.
   void fetch(LONGLONG position) {
     seek(position);
-    ResetEvent(callback.received);
-    require(SUCCEEDED(control->Run()) && WaitForSingleObject(callback.received, 60000) == WAIT_OBJECT_0, "fetching");
-    control->Stop();
-    OAFilterState state = State_Stopped;
-    control->GetState(60000, &state);
+    ResetEvent(callback->received.get());
+    require(SUCCEEDED(graph.control->Run()), "Run");
+    require(WaitForSingleObject(callback->received.get(), 60000) == WAIT_OBJECT_0, "fetching");
+    graph.stop();
   }
 
-  long playedFrames() const { return callback.frames; }
+  long playedFrames() const { return callback->frames; }
 
  private:
-  static ComPtr<IPin> pin(const ComPtr<IBaseFilter>& filter, PIN_DIRECTION wanted) {
-    ComPtr<IEnumPins> pins;
-    require(SUCCEEDED(filter->EnumPins(&pins)), "EnumPins");
-    for (ComPtr<IPin> candidate; pins->Next(1, candidate.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
-      PIN_DIRECTION direction = PINDIR_INPUT;
-      candidate->QueryDirection(&direction);
-      if (direction == wanted) {
-        return candidate;
-      }
-    }
-    return nullptr;
-  }
-
   void seek(LONGLONG position) {
     require(
         SUCCEEDED(seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning)),
         "SetPositions");
   }
 
-  CopyingCallback callback;  // Outlives the graph.
-  ComPtr<IGraphBuilder> graph;
+  const ComPtr<CopyingCallback> callback;
+  FilterGraph graph;
   ComPtr<IMediaSeeking> seeking;
-  ComPtr<IMediaControl> control;
-  ComPtr<IMediaEvent> event;
 };
 
 bool compareFile(const char* fileName) {

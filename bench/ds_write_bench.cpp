@@ -1,6 +1,5 @@
 // Writing through DirectShow: the library against a bare push source in front of the same multiplexer and file writer.
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -124,18 +123,6 @@ void writeWithLibrary(const char* fileName, std::vector<unsigned char>& frame) {
   require(file->close(), "close");
 }
 
-/// What the disk takes, for comparison.
-double plainSeconds(const char* fileName, const std::vector<unsigned char>& frame) {
-  const double start = quillet::bench::now();
-  std::FILE* const file = std::fopen(fileName, "wb");
-  require(file != nullptr, "fopen");
-  for (long i = 0; i < frameCount; ++i) {
-    require(std::fwrite(frame.data(), frame.size(), 1, file) == 1, "fwrite");
-  }
-  std::fclose(file);
-  return quillet::bench::now() - start;
-}
-
 }  // namespace
 
 int main() {
@@ -148,12 +135,5 @@ int main() {
   const bool isFast = quillet::bench::compare(
       "200 RGB24 frames of 320x240, written", rounds, 1.10, [&] { writeWithLibrary(file.name(), frame); },
       [&] { writeBare(file.name(), frame); });
-  std::vector<double> plain;
-  for (int i = 0; i < rounds; ++i) {
-    plain.push_back(plainSeconds(file.name(), frame));
-  }
-  constexpr double bytesPerMb = 1e6;
-  const double megabytes = static_cast<double>(frame.size()) * frameCount / bytesPerMb;
-  std::printf("%.0f MB; a plain file takes %.0f MB/s\n", megabytes, megabytes / quillet::bench::median(plain));
   return isFast ? EXIT_SUCCESS : EXIT_FAILURE;
 }

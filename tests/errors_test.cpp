@@ -3,17 +3,9 @@
 #include <climits>
 #include <cstring>
 #include <map>
-#include <memory>
-#include <set>
-#include <string>
 
-#include <gtest/gtest.h>
-
-#include <quillet/quillet.h>
-
-#include "support/avi_builder.h"
 #include "support/avifile_handler.h"
-#include "support/leak_check.h"
+#include "support/writing.h"
 
 using namespace quillet::test;
 namespace vfw_error = quillet::vfw_error;
@@ -39,17 +31,8 @@ class AnyBackend : public AudioOrVideoStream {
   int lastLocalCode;
 };
 
-/// The parts of a source that its kind leaves open, answered with a shrug.
-template <class Kind>
-class Source : public Kind, public VfWAudioOrVideoStream {
- public:
-  void configure(void*) override {}
-  double StreamSampleToTime(long&) override { return -1.0; }
-  long StreamTimeToSample(double&) override { return -1; }
-  double msDuration() override { return -1.0; }
-};
-
-class VideoSource : public Source<VideoSourceStream> {
+/// A video source that has a format and a rate, but no frames.
+class VideoSource : public VideoSourceStream, public VfWAudioOrVideoStream {
  public:
   VideoSource() = default;
   VideoSource(const BITMAPINFOHEADER& format, double framesPerSecond) {
@@ -57,84 +40,48 @@ class VideoSource : public Source<VideoSourceStream> {
     rate = framesPerSecond;
     finishOpening(0);
   }
+  void configure(void*) override {}
+  double StreamSampleToTime(long&) override { return -1.0; }
+  long StreamTimeToSample(double&) override { return -1; }
+  double msDuration() override { return -1.0; }
   long findFrame(long) override { return -1; }
   unsigned char* getFrameBits(long&) override { return nullptr; }
 };
 
-class RawSource : public Source<RawDataSourceStream> {
- public:
-  explicit RawSource(long firstKey) { keySample = firstKey; }
-  void succeed() { finishOpening(0); }
-  VIDEOINFOHEADER* videoInfo(VIDEOINFOHEADER&) override { return nullptr; }
-  unsigned char* getData(long&, long&, long&, bool&) override { return nullptr; }
-};
-
 TEST(Messages, EveryCodeHasItsText) {
-  using Texts = std::map<int, const char*>;
-  const Texts output = {{0, "No video stream"},
-                        {1, "No audio stream"},
-                        {2, "Both audio and video streams are undefined"},
-                        {3, "Unacceptable video format"},
-                        {8, "Audio buffer overflow"}};
+  AnyBackend directShow(100, 73);
+  AnyBackend videoForWindows(500, 40);
+  AnyBackend output(300, 8);
+  AnyBackend outputOfOthers(700, 8);
+  const auto messageOf = [](AnyBackend& backend) { return [&](int code) { return backend.messageOf(code); }; };
   const struct {
-    int base, last;
-    Texts given;
+    std::function<const char*(int code)> message;
+    int count;
+    const char *first, *last;
   } blocks[] = {
-      {100,  // DirectShow.
-       73,
-       {{0, "Success"},
-        {1, "Stream was not successfully opened"},
-        {2, "Not enough memory"},
-        {12, "Requested sample beyond actual data in the stream"},
-        {33, "Media Time time format rejected"},
-        {35, "Could not retrieve the requested frame or an earlier one: returning the next available frame"},
-        {57, "Unused error code"},
-        {67, "The sample grabbers's input pin is not connected"},
-        {71, "No sample found at the given date, returning the closest one at a later date"},
-        {73, "Could not change the interleaving period (output pin reconnection error)"}}},
-      {500,  // Video for Windows.
-       40,
-       {{0, "Success"},
-        {1, "Stream was not successfully opened"},
-        {3, "Could not open the source file"},
-        {8, "Parameter out of range"},
-        {17, "Cannot convert from stream time to sample/frame number or vice-versa"},
-        {25, "Cannot set the compessor"},
-        {30, "The AVI file and its streams are not fully configured: they can't be used for writing yet"},
-        {40, "Audio compression buffer overflow"}}},
-      {300, 8, output},
-      {700, 8, output},
+      {messageOf(directShow), 74, "Success",
+       "Could not change the interleaving period (output pin reconnection error)"},
+      {messageOf(videoForWindows), 41, "Success", "Audio compression buffer overflow"},
+      {messageOf(output), 9, "No video stream", "Audio buffer overflow"},
+      {messageOf(outputOfOthers), 9, "No video stream", "Audio buffer overflow"},
+      {[](int value) { return MediaContainer::Message(static_cast<MediaContainer::Error>(value)); }, 14, "Success",
+       "No input pin (audio or video renderer)"},
   };
-  for (const auto& [base, last, given] : blocks) {
-    AnyBackend backend(base, last);
+  for (const auto& [message, count, first, last] : blocks) {
+    SCOPED_TRACE(last);
     std::set<std::string> texts;
-    for (int code = 0; code <= last; ++code) {
-      const char* const text = backend.messageOf(code);
-      ASSERT_NE(text, nullptr) << base + code;
-      EXPECT_TRUE(texts.insert(text).second) << text << " twice";
+    for (int code = 0; code < count; ++code) {
+      ASSERT_NE(message(code), nullptr) << code;
+      EXPECT_TRUE(texts.insert(message(code)).second) << message(code) << " twice";
     }
-    EXPECT_EQ(backend.messageOf(last + 1), nullptr) << base;
-    for (const auto& [code, text] : given) {
-      EXPECT_STREQ(backend.messageOf(code), text);
-    }
+    EXPECT_STREQ(message(0), first);
+    EXPECT_STREQ(message(count - 1), last);
+    EXPECT_EQ(message(count), nullptr);
+    EXPECT_EQ(message(-1), nullptr);
   }
   // The output codes of a backend follow its own.
-  EXPECT_STREQ(AnyBackend(100, 73).messageOf(208), output.at(8));
-  EXPECT_STREQ(AnyBackend(500, 40).messageOf(200), output.at(0));
-}
-
-TEST(Messages, OfMediaContainer) {
-  std::set<std::string> texts;
-  for (int value = 0; value <= 13; ++value) {
-    const char* const text = MediaContainer::Message(static_cast<MediaContainer::Error>(value));
-    ASSERT_NE(text, nullptr) << value;
-    EXPECT_TRUE(texts.insert(text).second) << text << " twice";
-  }
-  EXPECT_STREQ(MediaContainer::Message(MediaContainer::Success), "Success");
-  EXPECT_STREQ(MediaContainer::Message(MediaContainer::NoRendererInputPin), "No input pin (audio or video renderer)");
-  for (int outside : {-1, 14, 1000}) {
-    EXPECT_EQ(MediaContainer::Message(static_cast<MediaContainer::Error>(outside)), nullptr) << outside;
-  }
+  EXPECT_STREQ(directShow.messageOf(208), "Audio buffer overflow");
+  EXPECT_STREQ(videoForWindows.messageOf(200), "No video stream");
 }
 
 TEST(Messages, ArgumentOnlyGatesTheCall) {
@@ -209,35 +156,6 @@ TEST(UnopenedStream, AnswersFailureAndCodeOne) {
   EXPECT_NOT_OPENED(*audio, audio->format()->nChannels, 0);
 }
 
-TEST(RawStream, TellsItsFormatAndKeyBeforeItIsOpen) {
-  RawSource stream(42);
-  EXPECT_TRUE(stream.isRawData());
-  EXPECT_EQ(stream.firstKeySample(), 42);
-  EXPECT_EQ(stream.lastError, 1);
-  EXPECT_NOT_OPENED(stream, stream.format() == nullptr, false);
-  EXPECT_NOT_OPENED(stream, stream.duration(), -1);
-
-  stream.succeed();
-  EXPECT_EQ(stream.firstKeySample(), 42);
-  EXPECT_EQ(stream.lastError, 0);
-  EXPECT_NE(stream.format(), nullptr);
-  EXPECT_EQ(stream.duration(), 0);
-}
-
-TEST(RawStream, FreesItsMediaType) {
-  struct Unknown : ComObject<IUnknown> {};
-  const auto object = makeCom<Unknown>();
-  const auto round = [&] {
-    RawSource stream(0);
-    stream.succeed();
-    stream.format()->pbFormat = static_cast<BYTE*>(CoTaskMemAlloc(16));
-    stream.format()->cbFormat = 16;
-    object.CopyTo(&stream.format()->pUnk);
-  };
-  EXPECT_TRUE(leavesNothingBehind(round));
-  EXPECT_EQ((object->AddRef(), object->Release()), 1U);
-}
-
 TEST(VideoInfo, DescribesTheDecodedStream) {
   const BITMAPINFOHEADER format = rgb24Format(320, 240);
   const BITMAPINFOHEADER padded = rgb24Format(1, 2);  // Rows are padded to 32 bits.
@@ -246,11 +164,8 @@ TEST(VideoInfo, DescribesTheDecodedStream) {
     double rate;
     REFERENCE_TIME frameTime;
     DWORD bitRate;
-  } cases[] = {{format, 25, 400000, 46080000},
-               {format, 24, 416667, 44236800},
-               {format, 30, 333333, 55296000},
-               {format, 30000.0 / 1001, 333667, 55240759},
-               {padded, 10, 1000000, 32 * 2 * 10}};
+  } cases[] = {
+      {format, 24, 416667, 44236800}, {format, 30000.0 / 1001, 333667, 55240759}, {padded, 10, 1000000, 32 * 2 * 10}};
   for (const auto& item : cases) {
     VideoSource stream(item.format, item.rate);
     VIDEOINFOHEADER info;
@@ -266,19 +181,6 @@ TEST(VideoInfo, DescribesTheDecodedStream) {
   }
 }
 
-TEST(Notification, ChangesWithoutTouchingTheError) {
-  class : public QuilletNotification {
-    int progress(int) override { return 0; }
-  } first, second;
-  const std::unique_ptr<VfWAudioSourceStream> stream(VfWAudioSourceStream::open("no such file.wav", 0, &first));
-  stream->lastError = 8;
-  EXPECT_EQ(stream->notify(), &first);
-  EXPECT_EQ(stream->notify(&second), &first);
-  EXPECT_EQ(stream->notify(nullptr), &second);
-  EXPECT_EQ(stream->notify(), nullptr);
-  EXPECT_EQ(stream->lastError, 8);
-}
-
 // Video for Windows has the first try; what DirectShow gives stands, its failure too. A named backend is the only one.
 TEST(Factories, PreferVideoForWindows) {
   using Source = std::unique_ptr<SourceStream>;
@@ -288,24 +190,20 @@ TEST(Factories, PreferVideoForWindows) {
   const char* const name = "scripted.avi";
   for (const bool found : {true, false}) {
     const auto handler = found ? std::make_unique<AviFileHandler>(script) : nullptr;
+    const auto expectKind = [&](const Source& stream, bool isVideo, bool directShow) {
+      EXPECT_EQ(stream->usesDirectShow(), directShow);
+      EXPECT_EQ(dynamic_cast<VideoSourceStream*>(stream.get()) != nullptr, isVideo);
+      EXPECT_EQ(stream->duration(), !found || directShow ? -1 : isVideo ? 1 : 2);
+      EXPECT_FALSE(stream->isRawData());
+    };
+    for (const bool isVideo : {true, false}) {
+      expectKind(Source(SourceStream::open(name, isVideo, 0, nullptr)), isVideo, !found);
+    }
+    expectKind(Source(VideoSourceStream::open(name, 0, nullptr)), true, !found);
+    expectKind(Source(AudioSourceStream::open(name, 0, nullptr)), false, !found);
     for (const bool directShow : {false, true}) {
-      const Source automatic[] = {
-          Source(SourceStream::open(name, true, 0, nullptr)), Source(VideoSourceStream::open(name, 0, nullptr)),
-          Source(SourceStream::open(name, false, 0, nullptr)), Source(AudioSourceStream::open(name, 0, nullptr))};
-      const Source named[] = {Source(SourceStream::open(name, true, directShow, 0, nullptr)),
-                              Source(VideoSourceStream::open(name, directShow, 0, nullptr)),
-                              Source(SourceStream::open(name, false, directShow, 0, nullptr)),
-                              Source(AudioSourceStream::open(name, directShow, 0, nullptr))};
-      for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(automatic[i]->usesDirectShow(), !found);
-        EXPECT_EQ(automatic[i]->lastErrorIsFatal(), !found);
-        EXPECT_EQ(named[i]->usesDirectShow(), directShow);
-        for (SourceStream* const stream : {automatic[i].get(), named[i].get()}) {
-          EXPECT_EQ(dynamic_cast<VideoSourceStream*>(stream) != nullptr, i < 2);
-          EXPECT_EQ(stream->duration(), !found || stream->usesDirectShow() ? -1 : i < 2 ? 1 : 2);
-          EXPECT_FALSE(stream->isRawData());
-        }
-      }
+      expectKind(Source(VideoSourceStream::open(name, directShow, 0, nullptr)), true, directShow);
+      expectKind(Source(AudioSourceStream::open(name, directShow, 0, nullptr)), false, directShow);
     }
   }
   const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(name, true, 0, nullptr));

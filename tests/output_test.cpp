@@ -1,20 +1,8 @@
 // What all writers of AVI files share, and the interleave engine with two real threads, over a writer that only records.
 
-#include <algorithm>
 #include <atomic>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <quillet/quillet.h>
-
-#include "support/avi_builder.h"
 #include "support/leak_check.h"
-#include "support/random.h"
-#include "support/temp_file.h"
 #include "support/writing.h"
 
 using namespace quillet::test;
@@ -120,8 +108,7 @@ TEST(Formats, AreAcceptedOrNot) {
     EXPECT_EQ(writer.lastError, c.accepted ? 0 : output_error::unacceptableVideoFormat);
   }
   Recorder nothing(nullptr, nullptr);
-  EXPECT_FALSE(nothing.acceptableFormats());
-  EXPECT_EQ(nothing.lastError, output_error::noStreamDefined);
+  EXPECT_TRUE(failed(nothing.acceptableFormats(), nothing, output_error::noStreamDefined));
 }
 
 TEST(Accessors, TellWhatTheFileLacks) {
@@ -130,36 +117,28 @@ TEST(Accessors, TellWhatTheFileLacks) {
   EXPECT_EQ(videoOnly.videoFormat(), &video);
   EXPECT_TRUE(videoOnly.compressedVideo());
   EXPECT_EQ(videoOnly.lastError, 0);
-  EXPECT_FALSE(videoOnly.compressedAudio());
-  EXPECT_EQ(videoOnly.lastError, output_error::noAudioStream);
+  EXPECT_TRUE(failed(videoOnly.compressedAudio(), videoOnly, output_error::noAudioStream));
   videoOnly.lastError = 0;
   // It asks for audio, on purpose.
   EXPECT_EQ(videoOnly.nextFrame_number(), -1);
   EXPECT_EQ(videoOnly.lastError, output_error::noAudioStream);
   unsigned char data[2] = {};
   EXPECT_FALSE(videoOnly.bufferedWriteSample(0, data, 1, 2, true));
-  EXPECT_FALSE(videoOnly.flushAudio());
-  EXPECT_EQ(videoOnly.lastError, output_error::noAudioStream);
+  EXPECT_TRUE(failed(videoOnly.flushAudio(), videoOnly, output_error::noAudioStream));
 
-  Recorder failed(quillet::vfw_error::cannotCreateFile);
-  EXPECT_EQ(failed.videoFormat(), nullptr);
-  EXPECT_EQ(failed.lastError, common_error::notOpened);
+  Recorder unopened(quillet::vfw_error::cannotCreateFile);
+  EXPECT_EQ(unopened.videoFormat(), nullptr);
+  EXPECT_EQ(unopened.lastError, common_error::notOpened);
   for (const long number :
-       {failed.nextFrame_number(), failed.nextSample_number(), failed.nextSample_number_inBuffer()}) {
+       {unopened.nextFrame_number(), unopened.nextSample_number(), unopened.nextSample_number_inBuffer()}) {
     EXPECT_EQ(number, -1);
   }
-  EXPECT_FALSE(failed.bufferedWriteSample(0, data, 1, 2, true));
-  EXPECT_EQ(failed.lastError, common_error::notOpened);
+  EXPECT_TRUE(failed(unopened.bufferedWriteSample(0, data, 1, 2, true), unopened, common_error::notOpened));
 }
 
 /// Writes samples whose values are their numbers.
 bool writeSamples(Recorder& writer, long first, long count, bool key = true, bool tellSize = true) {
-  std::vector<WORD> values(static_cast<std::size_t>(count));
-  for (long i = 0; i < count; ++i) {
-    values[i] = static_cast<WORD>(first + i);
-  }
-  auto* const data = reinterpret_cast<unsigned char*>(values.data());
-  return writer.bufferedWriteSample(first, data, count, tellSize ? count * 2 : -1, key);
+  return writer.bufferedWriteSample(first, countedSamples(first, count).data(), count, tellSize ? count * 2 : -1, key);
 }
 
 TEST(AudioBuffer, GathersWhatContinues) {
@@ -188,26 +167,20 @@ TEST(AudioBuffer, GathersWhatContinues) {
     EXPECT_EQ(write.first, expected[i][0]);
     EXPECT_EQ(write.count, expected[i][1]);
     EXPECT_EQ(write.key, expected[i][2] != 0);
-    const auto* const values = reinterpret_cast<const WORD*>(write.data.data());
-    ASSERT_EQ(write.data.size(), static_cast<std::size_t>(write.count) * 2);
-    for (long k = 0; k < write.count; ++k) {
-      EXPECT_EQ(values[k], write.first + k);
-    }
+    EXPECT_EQ(write.data, countedSamples(write.first, write.count));
   }
 }
 
 TEST(AudioBuffer, RefusesWhatItCanNeverTakeAndLosesWhatFails) {
   Recorder writer(nullptr, &audio);
   EXPECT_TRUE(writeSamples(writer, 0, 100)) << "just full";
-  EXPECT_FALSE(writeSamples(writer, 100, 101));
-  EXPECT_EQ(writer.lastError, output_error::audioBufferOverflow);
+  EXPECT_TRUE(failed(writeSamples(writer, 100, 101), writer, output_error::audioBufferOverflow));
   unsigned char data[2] = {};
   EXPECT_FALSE(writer.bufferedWriteSample(100, data, -1, -1, true));
   EXPECT_EQ(writer.nextSample_number_inBuffer(), 100) << "a refused write changes nothing";
 
   writer.failAt = 0;
-  EXPECT_FALSE(writeSamples(writer, 100, 1));
-  EXPECT_EQ(writer.lastError, quillet::vfw_error::writeError);
+  EXPECT_TRUE(failed(writeSamples(writer, 100, 1), writer, quillet::vfw_error::writeError));
   EXPECT_TRUE(writer.flushAudio()) << "what failed is gone";
   EXPECT_EQ(writer.writes.size(), 1U);
 
@@ -216,8 +189,7 @@ TEST(AudioBuffer, RefusesWhatItCanNeverTakeAndLosesWhatFails) {
   writer.resizeBuffer(1000);
   EXPECT_TRUE(writeSamples(writer, 190, 800));
   EXPECT_TRUE(writer.flushAudio());
-  ASSERT_EQ(writer.writes.back().count, 890);
-  EXPECT_EQ(reinterpret_cast<const WORD*>(writer.writes.back().data.data())[889], 989);
+  EXPECT_EQ(writer.writes.back().data, countedSamples(100, 890));
 }
 
 using Engine = AutomaticInterleaveEngine;
@@ -264,8 +236,6 @@ TEST_F(Interleaving, TakesTurnsOfAPeriodWithAudioFirst) {
   EXPECT_TRUE(engine.close());
   // Audio goes through the buffer, which holds one chunk and so lags by one.
   EXPECT_EQ(order(), "aavvvaaavvvaaavvvaaavvva");
-  EXPECT_FALSE(writer.overlapped);
-  EXPECT_FALSE(engine.close()) << "the file was let go";
 }
 
 TEST_F(Interleaving, AlternatesEveryTwoChunksWithoutAPeriod) {
@@ -273,6 +243,7 @@ TEST_F(Interleaving, AlternatesEveryTwoChunksWithoutAPeriod) {
   produceBoth(4, 160, 40);
   EXPECT_TRUE(engine.close());
   EXPECT_EQ(order(), "avvaavva");
+  EXPECT_FALSE(engine.close()) << "the file was let go";
 }
 
 TEST_F(Interleaving, LetsOneStreamPass) {
@@ -324,26 +295,20 @@ TEST_F(Interleaving, LeavesItsWaitsWhenTheUserStops) {
 
   // Until it has another file.
   Recorder second(&video, &audio, 40);
+  second.automatic = true;
   ASSERT_TRUE(engine.setOutputStream(&second, true));
   second.continueAt(7, 9);
   EXPECT_TRUE(engine.WriteNext(Engine::AudioThread, data, 1, 2, true));
   engine.exit(Engine::AudioThread);
   EXPECT_TRUE(engine.WriteNext(Engine::VideoThread, data, 1, 2, true));
   second.failAt = 1;
+  EXPECT_FALSE(second.automatic) << "switched off meanwhile";
   EXPECT_FALSE(engine.close()) << "the flush fails";
-  EXPECT_FALSE(second.automatic) << "as before";
+  EXPECT_TRUE(second.automatic) << "as before";
+  second.canSwitch = false;
+  EXPECT_FALSE(engine.setOutputStream(&second, true));
   EXPECT_EQ(second.writes.at(0).first, 7);
   EXPECT_EQ(second.writes.at(1).first, 9);
-}
-
-TEST_F(Interleaving, SwitchesTheFilesOwnOffMeanwhile) {
-  writer.automatic = true;
-  ASSERT_TRUE(engine.setOutputStream(&writer, true));
-  EXPECT_FALSE(writer.automatic);
-  engine.close();
-  EXPECT_TRUE(writer.automatic);
-  writer.canSwitch = false;
-  EXPECT_FALSE(engine.setOutputStream(&writer, true));
 }
 
 TEST_F(Interleaving, NeverDeadlocks) {

@@ -96,6 +96,13 @@ int uninitializationsOf(const std::function<void()>& function) {
 }
 
 TEST_F(Threads, EndUndoesWhatQuilletThreadDid) {
+  bool returned = false;
+  EXPECT_EQ(uninitializationsOf([&] {
+              exitLibraryThread();  // Which is for others.
+              returned = true;
+            }),
+            0);
+  EXPECT_TRUE(returned);
   EXPECT_EQ(uninitializationsOf([] { EXPECT_TRUE(QuilletThread()); }), 1);
   // Both calls initialise, but only one of each is undone.
   EXPECT_EQ(uninitializationsOf([] {
@@ -202,15 +209,6 @@ TEST_F(Threads, FiveHundredComeAndGoBalanced) {
   };
   EXPECT_TRUE(leavesNothingBehind(batch, 0, 0, 20));
   EXPECT_FALSE(hasMultithreadedApartment());
-}
-
-TEST_F(Threads, ExitIsForLibraryThreadsOnly) {
-  bool returned = false;
-  onThread([&] {
-    exitLibraryThread();
-    returned = true;
-  });
-  EXPECT_TRUE(returned);
 }
 
 }  // namespace

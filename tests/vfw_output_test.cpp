@@ -1,22 +1,9 @@
 // Writing AVI files through Video for Windows. Wine writes video right, and audio not (see wine_gaps.h): the tests with
 // audio write to a handler of .avi files that keeps what comes, and the sources read it from there.
 
-#include <functional>
-#include <memory>
-#include <set>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
-#include <quillet/quillet.h>
-
-#include "support/avi_builder.h"
 #include "support/avifile_handler.h"
 #include "support/dialog_driver.h"
 #include "support/leak_check.h"
-#include "support/random.h"
-#include "support/temp_file.h"
 #include "support/test_acm_driver.h"
 #include "support/test_codec.h"
 #include "support/wine_gaps.h"
@@ -56,11 +43,18 @@ class VfWOutput : public testing::Test {
   const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
   const Bytes compressedFormat = TestAcmDriver::format(8000, 1, 320);
   const TempFile file{".avi"};
+  TestCodec codec;
+  const TestAcmDriver driver;
 };
 
-TEST_F(VfWOutput, HasAWholeNumberOfFramesPerSecond) {
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+/// What is written goes to a script.
+class VfWOutputToScript : public VfWOutput {
+ protected:
+  const std::shared_ptr<AviScript> script = std::make_shared<AviScript>();
+  const AviFileHandler handler{script};
+};
+
+TEST_F(VfWOutputToScript, HasAWholeNumberOfFramesPerSecond) {
   // Exact halves go down: 0.4 s a frame are 2.5 frames a second.
   const std::pair<REFERENCE_TIME, DWORD> cases[] = {{333667, 30}, {400000, 25},    {4'000'000, 2},
                                                     {417083, 24}, {10'000'000, 1}, {20'000'000, 0},
@@ -87,55 +81,34 @@ TEST_F(VfWOutput, FramesComeBack) {
     EXPECT_TRUE(writePicture(*writer, 0));
     EXPECT_TRUE(writer->writeFrame(1, picture(1).data(), 1, pictureSize, true));
     EXPECT_TRUE(writePicture(*writer, 2));
+    EXPECT_TRUE(failed(writer->writeFrame(3, picture(3).data(), -1, -1, true), *writer, vfw_error::writeError));
     EXPECT_TRUE(writer->close());
   }
   expectPictures(file.name(), 3);
 }
 
-TEST_F(VfWOutput, RowsArePaddedWhateverTheFormat) {
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
-  const struct {
-    WORD bits;
-    LONG width, height;
-    DWORD compression;
-    std::size_t size;
-  } cases[] = {{1, 33, 2, BI_RGB, 16},  {4, 9, 3, BI_RGB, 24},  {8, 5, 2, BI_RGB, 16},
-               {24, 5, -2, BI_RGB, 32}, {32, 3, 2, BI_RGB, 24}, {24, 5, 2, TestCodec::fourcc, 77}};
-  for (const auto& c : cases) {
-    script->streams.clear();
-    VIDEOINFOHEADER format = video;
-    format.bmiHeader.biBitCount = c.bits;
-    format.bmiHeader.biWidth = c.width;
-    format.bmiHeader.biHeight = c.height;
-    format.bmiHeader.biCompression = c.compression;
-    format.bmiHeader.biSizeImage = 77;
-    const Writer writer(OutputAVIFile::create(file.name(), &format, false, nullptr, false, false));
-    Bytes frame(100);
-    EXPECT_TRUE(writer->start() && writer->writeFrame(0, frame.data(), 1, -1, true));
-    EXPECT_FALSE(writer->writeFrame(1, frame.data(), -1, -1, true));
-    EXPECT_EQ(writer->lastError, vfw_error::writeError);
-    EXPECT_EQ(script->streams.at(0).samples.at(0).size(), c.size);
-    EXPECT_EQ(script->streams.at(0).info.fccHandler, c.compression);
-  }
+TEST_F(VfWOutputToScript, ACodecsFramesHaveTheSizeOfTheFormat) {
+  VIDEOINFOHEADER format = video;
+  format.bmiHeader.biCompression = TestCodec::fourcc;
+  format.bmiHeader.biSizeImage = 77;
+  const Writer writer(OutputAVIFile::create(file.name(), &format, false, nullptr, false, false));
+  EXPECT_TRUE(writer->start() && writer->writeFrame(0, Bytes(100).data(), 1, -1, true));
+  EXPECT_EQ(script->streams.at(0).samples.at(0).size(), 77U);
+  EXPECT_EQ(script->streams.at(0).info.fccHandler, TestCodec::fourcc);
 }
 
 TEST_F(VfWOutput, CompressesVideo) {
-  const TestCodec codec;
   {
     const Writer writer = create(true, true, false, false);
     EXPECT_TRUE(writer->canSetCompressor(true));
     EXPECT_FALSE(writer->canRun());
-    EXPECT_FALSE(writer->start());
-    EXPECT_EQ(writer->lastError, vfw_error::notFullyConfigured);
+    EXPECT_TRUE(failed(writer->start(), *writer, vfw_error::notFullyConfigured));
 
     // A compressor that does not exist makes room for another.
     AVICOMPRESSOPTIONS options = videoOptions(mmioFOURCC('n', 'o', 'n', 'e'));
     ASSERT_TRUE(writer->setCompressor(true, &options));
-    EXPECT_FALSE(writer->setCompressor(true, &options));
-    EXPECT_EQ(writer->lastError, output_error::compressorAlreadySet);
-    EXPECT_FALSE(writer->start());
-    EXPECT_EQ(writer->lastError, vfw_error::cannotSetCompressor);
+    EXPECT_TRUE(failed(writer->setCompressor(true, &options), *writer, output_error::compressorAlreadySet));
+    EXPECT_TRUE(failed(writer->start(), *writer, vfw_error::cannotSetCompressor));
     EXPECT_FALSE(writer->isCompressorSet(true));
 
     options = videoOptions();
@@ -154,10 +127,8 @@ TEST_F(VfWOutput, CompressesVideo) {
   AVIStreamRelease(stream);
 }
 
-TEST_F(VfWOutput, WritesPiecesUntilAllIsWritten) {
-  const auto script = std::make_shared<AviScript>();
+TEST_F(VfWOutputToScript, WritesPiecesUntilAllIsWritten) {
   script->samplesPerWrite = 100;
-  const AviFileHandler handler(script);
   const Writer writer = create(false, false, true, false);
   ASSERT_TRUE(writer->start());
   EXPECT_TRUE(writeCounted(*writer, 0, 250));
@@ -171,8 +142,7 @@ TEST_F(VfWOutput, WritesPiecesUntilAllIsWritten) {
   }
 
   script->failingWrite = 4;
-  EXPECT_FALSE(writeCounted(*writer, 250, 250));
-  EXPECT_EQ(writer->lastError, vfw_error::writeError);
+  EXPECT_TRUE(failed(writeCounted(*writer, 250, 250), *writer, vfw_error::writeError));
   EXPECT_EQ(writer->nextSample_number(), 250);
   EXPECT_EQ(script->streams[0].samples.size(), 350U) << "what was written before stays";
 
@@ -180,9 +150,7 @@ TEST_F(VfWOutput, WritesPiecesUntilAllIsWritten) {
   EXPECT_FALSE(writeCounted(*writer, 350, 1)) << "no progress is a failure";
 }
 
-TEST_F(VfWOutput, WritesBothStreamsThroughTheEngine) {
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+TEST_F(VfWOutputToScript, WritesBothStreamsThroughTheEngine) {
   constexpr long frames = 50;
   constexpr long samples = 16000;
   {
@@ -204,10 +172,7 @@ TEST_F(VfWOutput, WritesBothStreamsThroughTheEngine) {
   expectCounted(file.name(), samples);
 }
 
-TEST_F(VfWOutput, CompressesAudioBlockByBlock) {
-  const TestAcmDriver driver;
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+TEST_F(VfWOutputToScript, CompressesAudioBlockByBlock) {
   std::mt19937 random = loggedRandom();
   constexpr long total = 40'050;  // Half a block at the end.
   for (const bool closes : {true, false}) {
@@ -243,53 +208,41 @@ TEST_F(VfWOutput, CompressesAudioBlockByBlock) {
   EXPECT_EQ(driver.preparedHeaders, 0);
 }
 
-TEST_F(VfWOutput, RefusesAudioThatDoesNotFitOrConvert) {
-  const TestAcmDriver driver;
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+TEST_F(VfWOutputToScript, RefusesAudioThatDoesNotFitOrConvert) {
   const Writer writer = create(false, false, true, true);
   AVICOMPRESSOPTIONS options = audioOptions(compressedFormat);
   ASSERT_TRUE(writer->setCompressor(false, &options));
-  EXPECT_FALSE(writeCounted(*writer, 0, 1));
-  EXPECT_EQ(writer->lastError, vfw_error::notFullyConfigured) << "not started";
+  EXPECT_TRUE(failed(writeCounted(*writer, 0, 1), *writer, vfw_error::notFullyConfigured)) << "not started";
   ASSERT_TRUE(writer->start());
-  EXPECT_FALSE(writeCounted(*writer, 0, 6001)) << "a period is 6000 samples";
-  EXPECT_EQ(writer->lastError, vfw_error::audioCompressionOverflow);
+  EXPECT_TRUE(failed(writeCounted(*writer, 0, 6001), *writer, vfw_error::audioCompressionOverflow))
+      << "a period is 6000 samples";
   EXPECT_TRUE(writeCounted(*writer, 0, 5950)) << "nothing was appended";
   EXPECT_FALSE(writeCounted(*writer, 5950, 5951)) << "50 samples wait for their block";
   EXPECT_TRUE(writeCounted(*writer, 5950, 5950));
   EXPECT_EQ(script->streams[0].samples.size(), 119U);
-  EXPECT_FALSE(writeCounted(*writer, 0xFFFF, 100)) << "the driver refuses these";
-  EXPECT_EQ(writer->lastError, vfw_error::audioCompressionFailure);
+  EXPECT_TRUE(failed(writeCounted(*writer, 0xFFFF, 100), *writer, vfw_error::audioCompressionFailure))
+      << "the driver refuses these";
 
   // A second start begins afresh, or leaves nothing to write to.
   EXPECT_TRUE(writer->start());
   EXPECT_EQ(writer->nextSample_number(), 0);
   script->refusedFormats = {streamtypeAUDIO};
   EXPECT_FALSE(writer->start());
-  EXPECT_FALSE(writeCounted(*writer, 0, 100));
-  EXPECT_EQ(writer->lastError, vfw_error::notFullyConfigured);
+  EXPECT_TRUE(failed(writeCounted(*writer, 0, 100), *writer, vfw_error::notFullyConfigured));
 }
 
-TEST_F(VfWOutput, KnowsWhichCompressorsItNeeds) {
-  const TestAcmDriver driver;
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+TEST_F(VfWOutputToScript, KnowsWhichCompressorsItNeeds) {
   AVICOMPRESSOPTIONS forVideo = videoOptions();
   AVICOMPRESSOPTIONS forAudio = audioOptions(compressedFormat);
   const auto expectRefused = [](OutputAVIFile& writer, bool isVideo, AVICOMPRESSOPTIONS& options, int code) {
-    EXPECT_FALSE(writer.canSetCompressor(isVideo));
-    EXPECT_EQ(writer.lastError, 0);
-    EXPECT_FALSE(writer.setCompressor(isVideo, &options));
-    EXPECT_EQ(writer.lastError, code);
-    EXPECT_FALSE(writer.chooseCompressor(nullptr, isVideo)) << "and no dialog is shown";
-    EXPECT_EQ(writer.lastError, code);
+    EXPECT_TRUE(failed(writer.canSetCompressor(isVideo), writer, 0));
+    EXPECT_TRUE(failed(writer.setCompressor(isVideo, &options), writer, code));
+    EXPECT_TRUE(failed(writer.chooseCompressor(nullptr, isVideo), writer, code)) << "and no dialog is shown";
   };
   const Writer videoOnly = create(true, false, false, true);
   expectRefused(*videoOnly, true, forVideo, output_error::directCopyRequired);
   expectRefused(*videoOnly, false, forAudio, output_error::noAudioStream);
-  EXPECT_FALSE(videoOnly->writeSample(0, nullptr, 0, 0, true));
-  EXPECT_EQ(videoOnly->lastError, output_error::noAudioStream);
+  EXPECT_TRUE(failed(videoOnly->writeSample(0, nullptr, 0, 0, true), *videoOnly, output_error::noAudioStream));
   const Writer audioOnly = create(false, true, true, true);
   expectRefused(*audioOnly, true, forVideo, output_error::noVideoStream);
   EXPECT_TRUE(audioOnly->setCompressor(false, &forAudio));
@@ -303,8 +256,7 @@ TEST_F(VfWOutput, KnowsWhichCompressorsItNeeds) {
   impossible.wFormatTag = 0x1234;
   const Bytes impossibleFormat = bytesOf(impossible);
   forAudio = audioOptions(impossibleFormat);
-  EXPECT_FALSE(both->setCompressor(false, &forAudio));
-  EXPECT_EQ(both->lastError, vfw_error::cannotSetCompressor);
+  EXPECT_TRUE(failed(both->setCompressor(false, &forAudio), *both, vfw_error::cannotSetCompressor));
   EXPECT_FALSE(both->Error_isFatal(both->lastError));
   both->configureCompressor(nullptr, true);
   EXPECT_EQ(both->lastError, output_error::noCompressorSelected);
@@ -318,25 +270,14 @@ TEST_F(VfWOutput, KnowsWhichCompressorsItNeeds) {
   EXPECT_EQ(script->streams.back().format.size(), sizeof(WAVEFORMATEX));
 }
 
-TEST_F(VfWOutput, TakesThePeriodFromTheAudioOptions) {
-  const TestAcmDriver driver;
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+TEST_F(VfWOutputToScript, TakesThePeriodFromTheAudioOptions) {
   const Writer writer = create(true, false, true, true);
   AVICOMPRESSOPTIONS options = audioOptions(compressedFormat);
   options.dwFlags = AVICOMPRESSF_INTERLEAVE;
   options.dwInterleaveEvery = 5;
   ASSERT_TRUE(writer->setCompressor(false, &options));
   EXPECT_EQ(writer->interleavingPeriod(), 2'000'000);
-  {
-    const DialogDriver user({{"AVI interleaving period", [](HWND dialog) {
-                                EXPECT_EQ(textOf(dialog, 101), "0.200000");
-                                enter(dialog, 101, "0.5");
-                                press(dialog, IDOK);
-                              }}});
-    writer->configureAVI(nullptr);
-  }
-  EXPECT_EQ(writer->lastError, 0);
+  EXPECT_TRUE(writer->setInterleavingPeriod(5'000'000));
   EXPECT_EQ(writer->interleavingPeriod(), 4'800'000) << "whole frames";
   EXPECT_TRUE(writer->setInterleavingPeriod(80'000'000));
   EXPECT_TRUE(writer->bufferedWriteSample(0, countedSamples(0, 60'000).data(), 60'000, -1, true)) << "fits now";
@@ -347,9 +288,7 @@ TEST_F(VfWOutput, TakesThePeriodFromTheAudioOptions) {
   EXPECT_EQ(other->interleavingPeriod(), 7'500'000);
 }
 
-TEST_F(VfWOutput, AsksForThePeriod) {
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+TEST_F(VfWOutputToScript, AsksForThePeriod) {
   const Writer writer = create(true, false, true, false);
   const auto answer = [](const char* text, int button) {
     return DialogStep{"AVI interleaving period", [=](HWND dialog) {
@@ -357,6 +296,8 @@ TEST_F(VfWOutput, AsksForThePeriod) {
                         press(dialog, button);
                       }};
   };
+  const DialogStep proposal = {"AVI interleaving period",
+                               [](HWND dialog) { EXPECT_EQ(textOf(dialog, 101), "0.750000"); }};
   const DialogStep warning = {"Quillet library", [](HWND box) {
                                 EXPECT_EQ(textOf(box, 0xFFFF),
                                           "Positive floating point value expected for the interleaving period.");
@@ -366,7 +307,7 @@ TEST_F(VfWOutput, AsksForThePeriod) {
     std::vector<DialogStep> steps;
     long long period;
   } cases[] = {
-      {{answer("1", IDCANCEL)}, 7'500'000},
+      {{proposal, answer("1", IDCANCEL)}, 7'500'000},
       {{answer("2 ", IDOK)}, 20'000'000},
       {{answer("0", IDOK), warning, answer("1.5", IDOK)}, 15'000'000},
       {{answer("-1", IDOK), warning, answer("1.5s", IDOK), warning, answer("3", IDCANCEL)}, 15'000'000},
@@ -386,10 +327,7 @@ TEST_F(VfWOutput, AsksForThePeriod) {
   EXPECT_FALSE(videoOnly->isAutomaticallyInterleaved() || videoOnly->setAutomaticInterleaving(true));
 }
 
-TEST_F(VfWOutput, LetsTheUserChoose) {
-  const TestCodec codec;
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+TEST_F(VfWOutputToScript, LetsTheUserChoose) {
   for (const bool isVideo : {true, false}) {
     const Writer writer = create(true, true, true, true);
     for (const int button : {IDCANCEL, IDOK}) {
@@ -402,10 +340,7 @@ TEST_F(VfWOutput, LetsTheUserChoose) {
   }
 }
 
-TEST_F(VfWOutput, KeepsTheStateThatTheCodecsDialogLeaves) {
-  TestCodec codec;
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
+TEST_F(VfWOutputToScript, KeepsTheStateThatTheCodecsDialogLeaves) {
   const Writer writer = create(true, true, false, false);
   Bytes state = {7, 8, 9};
   AVICOMPRESSOPTIONS options = videoOptions();
@@ -483,24 +418,17 @@ TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
   for (const DWORD kind : {streamtypeVIDEO, streamtypeAUDIO}) {
     script->refusedFormats = {kind};
     const Writer writer = create(true, false, true, false);
-    EXPECT_FALSE(writePicture(*writer, 0));
-    EXPECT_EQ(writer->lastError, vfw_error::notFullyConfigured) << "not started";
-    EXPECT_FALSE(writer->start());
-    EXPECT_EQ(writer->lastError, vfw_error::cannotSetFormat);
+    EXPECT_TRUE(failed(writePicture(*writer, 0), *writer, vfw_error::notFullyConfigured)) << "not started";
+    EXPECT_TRUE(failed(writer->start(), *writer, vfw_error::cannotSetFormat));
   }
   script->refusedFormats.clear();
   const Writer writer = create(true, false, true, false);
   EXPECT_TRUE(writer->start() && writer->close());
-  EXPECT_FALSE(writePicture(*writer, 0));
-  EXPECT_EQ(writer->lastError, vfw_error::notOpened) << "closed";
+  EXPECT_TRUE(failed(writePicture(*writer, 0), *writer, vfw_error::notOpened)) << "closed";
 }
 
-TEST_F(VfWOutput, LeavesNothingBehind) {
-  TestCodec codec;
+TEST_F(VfWOutputToScript, LeavesNothingBehind) {
   codec.dialog = [](Bytes& state) { ++state[0]; };
-  const TestAcmDriver driver;
-  const auto script = std::make_shared<AviScript>();
-  const AviFileHandler handler(script);
   int round = 0;
   const auto writeAndGoAway = [&] {
     script->streams.clear();

@@ -17,8 +17,7 @@ namespace quillet::test {
 /// A sample that was written: its stream, counted over the connected pins, and what the source said of it.
 struct MuxSample {
   std::size_t stream;
-  std::optional<REFERENCE_TIME> start, stop;
-  bool sync;
+  REFERENCE_TIME start, stop;
   long size;
 };
 
@@ -28,23 +27,22 @@ struct MuxScript {
   bool refuseInterleavingInterface = false;
   bool noPropertyPages = false;
   HRESULT getInterleaving = S_OK;
-  HRESULT acceptInput = S_OK;  ///< A failure refuses every type.
-  HRESULT run = S_OK;
+  HRESULT acceptInput = S_OK;                   ///< A failure refuses every type.
   std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.
-  std::optional<ALLOCATOR_PROPERTIES> demands;  ///< What the input pins ask of allocators.
 
   std::vector<MuxSample> samples;  ///< In the order of the file. For the test once the graph has stopped.
 };
 
 /// Makes multiplexers, as CLSID_AviDest does. They tell the writer by a sample's time where in the file it belongs.
 /// Where Windows' documentation is silent, it is assumed that
-/// - the mode is INTERLEAVE_NONE at first, and chunks are neither cut nor joined in any mode;
-/// - INTERLEAVE_CAPTURE and INTERLEAVE_FULL hold a stream back in Receive once it is ahead of another by more than
-///   interleaving and preroll, INTERLEAVE_NONE and INTERLEAVE_NONE_BUFFERED never;
+/// - the mode is INTERLEAVE_NONE at first, and chunks are neither cut nor joined in any mode: they are interleaved one
+///   by one, and written at the end;
+/// - INTERLEAVE_FULL holds a stream back in Receive once it is ahead of another by more than interleaving and preroll,
+///   INTERLEAVE_NONE never; the other modes are not told from it;
 /// - times of samples count from the beginning of the file, wherever a segment is said to start;
 /// - video without a time per frame is refused, pictures stored top-down are taken as they are;
 /// - the filter does not leave the stopped state when only one of its sides is connected;
-/// - the file is complete when every stream has ended; one that is stopped before cannot be read;
+/// - the file is complete when every stream has ended; one that is stopped before is empty;
 /// - there is one RIFF, of less than 4 GB, with the old index; no stream is adapted to the master stream.
 ClassObjectOverride::Create aviMux(std::shared_ptr<MuxScript> script);
 

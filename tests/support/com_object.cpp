@@ -21,14 +21,18 @@ class ClassObject : public ComObject<IClassFactory> {
 }  // namespace
 
 ClassObjectOverride::ClassObjectOverride(const CLSID& clsid, Create create) {
-  const auto classObject = makeCom<ClassObject>(std::move(create));
-  if (FAILED(CoRegisterClassObject(clsid, classObject.Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie))) {
+  if (FAILED(CoRegisterClassObject(clsid, makeClassObject(std::move(create)).Get(), CLSCTX_INPROC_SERVER,
+                                   REGCLS_MULTIPLEUSE, &cookie))) {
     throw std::runtime_error("the class object cannot be registered: is this thread in the multithreaded apartment?");
   }
 }
 
 ClassObjectOverride::~ClassObjectOverride() {
   CoRevokeClassObject(cookie);
+}
+
+Microsoft::WRL::ComPtr<IClassFactory> makeClassObject(ClassObjectOverride::Create create) {
+  return makeCom<ClassObject>(std::move(create));
 }
 
 }  // namespace quillet::test

@@ -26,6 +26,12 @@ Microsoft::WRL::ComPtr<Object> makeCom(Arguments&&... arguments) {
   return new Object(std::forward<Arguments>(arguments)...);
 }
 
+/// Hands a value out, or takes one.
+template <class Value>
+HRESULT give(Value* result, const Value& value) {
+  return result == nullptr ? E_POINTER : (void(*result = value), S_OK);
+}
+
 /// While it lives, CoCreateInstance of a class gives the test's object on every thread of the multithreaded apartment,
 /// whether or not the system has the class.
 class ClassObjectOverride {
@@ -41,5 +47,8 @@ class ClassObjectOverride {
  private:
   DWORD cookie = 0;
 };
+
+/// The class object that makes such objects.
+Microsoft::WRL::ComPtr<IClassFactory> makeClassObject(ClassObjectOverride::Create create);
 
 }  // namespace quillet::test

@@ -1,4 +1,4 @@
-// A writer of files, which does what Windows documents of its own.
+// The platform's writer of files, with IFileSinkFilter2, which Wine's lacks.
 
 #pragma once
 
@@ -10,18 +10,15 @@
 
 namespace quillet::test {
 
-/// What a writer refuses to do. Shared with the test.
+/// What a writer refuses to do, and what it was told. Shared with the test.
 struct WriterFaults {
   HRESULT create = S_OK;
   bool noFileSink2 = false;
   HRESULT setFileName = S_OK;
-  HRESULT receive = S_OK;
+  DWORD mode = 0;  ///< Wine's writer overwrites the file, whatever the mode.
 };
 
-/// Makes writers, as CLSID_FileWriter does: renderers to which the times of a sample are its place in the file. Where
-/// Windows' documentation is silent, it is assumed that SetFileName makes the file or leaves it as it is, and that the
-/// file is open while the filter is not stopped, from when it is emptied if the mode is AM_FILE_OVERWRITE. The pin has no
-/// IStream, since the tests' multiplexer needs none.
+/// Makes writers, as CLSID_FileWriter does.
 ClassObjectOverride::Create fileWriter(std::shared_ptr<WriterFaults> faults);
 
 }  // namespace quillet::test

@@ -2,25 +2,27 @@
 
 #include <uuids.h>
 
+#include "support/unused_seeking.h"
+#include "support/wrapped.h"
+
 namespace quillet::test {
 namespace {
 
 using Microsoft::WRL::ComPtr;
 
 /// Has a real graph as its part, of which it replaces two interfaces.
-class FaultyGraph : public ComObject<IMediaControl, IMediaSeeking> {
+class FaultyGraph : public UnusedSeeking<Wrapped<IMediaControl, IMediaSeeking>> {
  public:
   explicit FaultyGraph(GraphFaults& graphFaults) : faults(graphFaults) { ++faults.graphs; }
   ~FaultyGraph() override { --faults.graphs; }
 
-  /// Makes the part, of a whole that somebody holds.
-  void takeIn(IClassFactory& factory) {
-    factory.CreateInstance(static_cast<IMediaControl*>(this), IID_PPV_ARGS(&inner));
-    control = static_cast<IMediaControl*>(ofInner(IID_IMediaControl));
-    seeking = static_cast<IMediaSeeking*>(ofInner(IID_IMediaSeeking));
+  void takeInGraph() {
+    takeIn("quartz.dll", CLSID_FilterGraph);
+    control = static_cast<IMediaControl*>(ofPart(IID_IMediaControl));
+    seeking = static_cast<IMediaSeeking*>(ofPart(IID_IMediaSeeking));
   }
 
-  // IDispatch, which nobody calls.
+  // IDispatch
   STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
   STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
   STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
@@ -38,59 +40,34 @@ class FaultyGraph : public ComObject<IMediaControl, IMediaSeeking> {
   STDMETHODIMP GetState(LONG a, OAFilterState* b) override {
     return FAILED(faults.getState) ? faults.getState : control->GetState(a, b);
   }
-  STDMETHODIMP RenderFile(BSTR a) override { return control->RenderFile(a); }
-  STDMETHODIMP AddSourceFilter(BSTR a, IDispatch** b) override { return control->AddSourceFilter(a, b); }
-  STDMETHODIMP get_FilterCollection(IDispatch** a) override { return control->get_FilterCollection(a); }
-  STDMETHODIMP get_RegFilterCollection(IDispatch** a) override { return control->get_RegFilterCollection(a); }
-  STDMETHODIMP StopWhenReady() override { return control->StopWhenReady(); }
+  STDMETHODIMP RenderFile(BSTR) override { return E_NOTIMPL; }
+  STDMETHODIMP AddSourceFilter(BSTR, IDispatch**) override { return E_NOTIMPL; }
+  STDMETHODIMP get_FilterCollection(IDispatch**) override { return E_NOTIMPL; }
+  STDMETHODIMP get_RegFilterCollection(IDispatch**) override { return E_NOTIMPL; }
+  STDMETHODIMP StopWhenReady() override { return E_NOTIMPL; }
 
   // IMediaSeeking
-  STDMETHODIMP GetCapabilities(DWORD* a) override { return seeking->GetCapabilities(a); }
-  STDMETHODIMP CheckCapabilities(DWORD* a) override { return seeking->CheckCapabilities(a); }
-  STDMETHODIMP IsFormatSupported(const GUID* a) override { return seeking->IsFormatSupported(a); }
-  STDMETHODIMP QueryPreferredFormat(GUID* a) override { return seeking->QueryPreferredFormat(a); }
-  STDMETHODIMP GetTimeFormat(GUID* a) override { return seeking->GetTimeFormat(a); }
-  STDMETHODIMP IsUsingTimeFormat(const GUID* a) override { return seeking->IsUsingTimeFormat(a); }
   STDMETHODIMP SetTimeFormat(const GUID* a) override {
     return FAILED(faults.setTimeFormat) ? faults.setTimeFormat : seeking->SetTimeFormat(a);
   }
   STDMETHODIMP GetDuration(LONGLONG* a) override {
     return FAILED(faults.getDuration) ? faults.getDuration : seeking->GetDuration(a);
   }
-  STDMETHODIMP GetStopPosition(LONGLONG* a) override { return seeking->GetStopPosition(a); }
-  STDMETHODIMP GetCurrentPosition(LONGLONG* a) override { return seeking->GetCurrentPosition(a); }
-  STDMETHODIMP ConvertTimeFormat(LONGLONG* a, const GUID* b, LONGLONG c, const GUID* d) override {
-    return seeking->ConvertTimeFormat(a, b, c, d);
-  }
   STDMETHODIMP SetPositions(LONGLONG* a, DWORD b, LONGLONG* c, DWORD d) override {
     faults.seeks.push_back(*a);
     return FAILED(faults.setPositions) ? faults.setPositions : seeking->SetPositions(a, b, c, d);
   }
-  STDMETHODIMP GetPositions(LONGLONG* a, LONGLONG* b) override { return seeking->GetPositions(a, b); }
-  STDMETHODIMP GetAvailable(LONGLONG* a, LONGLONG* b) override { return seeking->GetAvailable(a, b); }
-  STDMETHODIMP SetRate(double a) override { return seeking->SetRate(a); }
-  STDMETHODIMP GetRate(double* a) override { return seeking->GetRate(a); }
-  STDMETHODIMP GetPreroll(LONGLONG* a) override { return seeking->GetPreroll(a); }
 
  protected:
   IUnknown* findInterface(REFIID id) override {
     if (std::find(faults.missing.begin(), faults.missing.end(), id) != faults.missing.end()) {
       return nullptr;
     }
-    IUnknown* const own = ComObject::findInterface(id);
-    return own != nullptr ? own : ofInner(id);
+    return UnusedSeeking::findInterface(id);
   }
 
  private:
-  /// An interface of the part, not counted: its references count for the whole, which the part lives as long as.
-  IUnknown* ofInner(REFIID id) {
-    ComPtr<IUnknown> found;
-    inner->QueryInterface(id, reinterpret_cast<void**>(found.GetAddressOf()));
-    return found.Get();
-  }
-
   GraphFaults& faults;
-  ComPtr<IUnknown> inner;
   IMediaControl* control = nullptr;
   IMediaSeeking* seeking = nullptr;
 };
@@ -98,16 +75,12 @@ class FaultyGraph : public ComObject<IMediaControl, IMediaSeeking> {
 }  // namespace
 
 GraphOverride::GraphOverride() {
-  const auto getClassObject =
-      reinterpret_cast<LPFNGETCLASSOBJECT>(reinterpret_cast<void*>(GetProcAddress(quartz, "DllGetClassObject")));
-  ComPtr<IClassFactory> factory;
-  getClassObject(CLSID_FilterGraph, IID_PPV_ARGS(&factory));
-  graph = std::make_unique<ClassObjectOverride>(CLSID_FilterGraph, [this, factory](REFIID iid, void** object) {
+  graph = std::make_unique<ClassObjectOverride>(CLSID_FilterGraph, [this](REFIID iid, void** object) {
     if (FAILED(faults.create)) {
       return faults.create;
     }
     const auto made = makeCom<FaultyGraph>(faults);
-    made->takeIn(*factory.Get());
+    made->takeInGraph();
     last = static_cast<IMediaControl*>(made.Get());
     return made->QueryInterface(iid, object);
   });

@@ -44,13 +44,22 @@ class GraphOverride {
   void stop() const { lastControl()->Stop(); }
   void pause() const { lastControl()->Pause(); }
 
+  /// Where the client has seeked to since it was last asked, in units of `period`.
+  template <class Number>
+  std::vector<Number> takeSeeks(REFERENCE_TIME period) {
+    std::vector<Number> seeks;
+    for (const LONGLONG position : std::exchange(faults.seeks, {})) {
+      seeks.push_back(static_cast<Number>(position) / static_cast<Number>(period));
+    }
+    return seeks;
+  }
+
   GraphFaults faults;
 
  private:
   Microsoft::WRL::ComPtr<IMediaControl> lastControl() const;
 
   IUnknown* last = nullptr;
-  HMODULE quartz = LoadLibraryA("quartz.dll");
   std::unique_ptr<ClassObjectOverride> graph;
 };
 

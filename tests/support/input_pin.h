@@ -15,21 +15,6 @@
 
 namespace quillet::test {
 
-/// Makes filters of a class, which share `script` with the test.
-template <class Filter, class Script>
-ClassObjectOverride::Create creating(std::shared_ptr<Script> script) {
-  return [script](REFIID iid, void** object) {
-    return FAILED(script->create) ? script->create
-                                  : Microsoft::WRL::ComPtr<Filter>(new Filter(script))->QueryInterface(iid, object);
-  };
-}
-
-/// Hands a value out, or takes one.
-template <class Value>
-HRESULT give(Value* result, const Value& value) {
-  return result == nullptr ? E_POINTER : (void(*result = value), S_OK);
-}
-
 /// An input pin that takes any allocator, since it copies what it receives.
 class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
  public:

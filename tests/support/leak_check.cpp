@@ -57,16 +57,12 @@ long openThreads() {
   return count;
 }
 
-}  // namespace
-
-testing::AssertionResult heapsAreValid() {
-  for (HANDLE heap : processHeaps()) {
-    if (!HeapValidate(heap, 0, nullptr)) {
-      return testing::AssertionFailure() << "heap " << heap << " is damaged";
-    }
-  }
-  return testing::AssertionSuccess();
-}
+/// What the process holds.
+struct Holdings {
+  long handles;
+  long blocks;  // Heap blocks in use.
+  long threads;
+};
 
 Holdings currentHoldings() {
   Holdings holdings = {openHandles(), 0, openThreads()};
@@ -79,6 +75,17 @@ Holdings currentHoldings() {
     HeapUnlock(heap);
   }
   return holdings;
+}
+
+}  // namespace
+
+testing::AssertionResult heapsAreValid() {
+  for (HANDLE heap : processHeaps()) {
+    if (!HeapValidate(heap, 0, nullptr)) {
+      return testing::AssertionFailure() << "heap " << heap << " is damaged";
+    }
+  }
+  return testing::AssertionSuccess();
 }
 
 testing::AssertionResult leavesNothingBehind(const std::function<void()>& round, long platformBlocks,

@@ -11,14 +11,6 @@ namespace quillet::test {
 /// Whether no heap of the process has been written beyond its blocks or after they were freed.
 testing::AssertionResult heapsAreValid();
 
-/// What the process holds.
-struct Holdings {
-  long handles;
-  long blocks;  // Heap blocks in use.
-  long threads;
-};
-Holdings currentHoldings();
-
 /// Runs `round` some times, so that what is only made once exists, then `rounds` times more.
 /// @param platformBlocks heap blocks that every round is known to leave behind in the platform (see wine_gaps.h).
 /// @param platformHandles handles, likewise.

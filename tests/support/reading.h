@@ -1,19 +1,48 @@
-// What the tests of all sources share: reading frames and runs of samples, and comparing them.
+// What the tests of all sources share: reading frames and runs of samples, and comparing them, also at random.
 
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
+#include <iostream>
+#include <random>
 #include <set>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <quillet/quillet.h>
 
-#include "support/random.h"
 #include "support/temp_file.h"
 
 namespace quillet::test {
+
+/// A generator whose seed is written to the log; QUILLET_TEST_SEED repeats the run that wrote it.
+inline std::mt19937 loggedRandom() {
+  const char* const wanted = std::getenv("QUILLET_TEST_SEED");
+  const unsigned seed = wanted != nullptr ? std::strtoul(wanted, nullptr, 10) : std::random_device()();
+  std::cout << "QUILLET_TEST_SEED=" << seed << '\n';
+  return std::mt19937(seed);
+}
+
+/// A number from `first` to `last`.
+inline long between(long first, long last, std::mt19937& random) {
+  return std::uniform_int_distribution<long>(first, last)(random);
+}
+
+/// Whether an operation has failed with this code, with the failure value of its type.
+template <class Result>
+testing::AssertionResult failed(Result result, const AudioOrVideoStream& stream, int code) {
+  bool hasFailed = false;
+  if constexpr (std::is_same_v<Result, bool> || std::is_pointer_v<Result>) {
+    hasFailed = !result;
+  } else {
+    hasFailed = result == -1;
+  }
+  return (hasFailed && stream.lastError == code ? testing::AssertionSuccess() : testing::AssertionFailure())
+         << (hasFailed ? "failure" : "success") << ", code " << stream.lastError;
+}
 
 /// The frame returned for `frame`, whose number must be that or, with a warning or a hollow stream, `returned`.
 inline Bytes frameOf(VideoSourceStream& stream, long frame, long returned) {

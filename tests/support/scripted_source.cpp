@@ -10,15 +10,16 @@
 
 #include "core/time_units.h"
 #include "support/avi_builder.h"
+#include "support/unused_seeking.h"
 
 namespace quillet::test {
 namespace {
 
 /// A pin, which plays one stream.
-class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
+class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSeeking>> {
  public:
   ScriptedPin(ScriptedSource& source, Script& script, const ScriptedStream& stream, const wchar_t* name)
-      : WithInterfaces(source, name), script(script), stream(stream), stopPosition(stream.duration) {}
+      : UnusedSeeking(source, name), script(script), stream(stream) {}
 
   // CSourceStream
   HRESULT GetMediaType(CMediaType* type) override {
@@ -27,87 +28,48 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
   }
 
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
-    request->cBuffers = stream.buffers;
+    request->cBuffers = 4;
+    request->cbBuffer = std::max(request->cbBuffer, 1L);
     for (const ScriptedSample& sample : stream.samples) {
       request->cbBuffer = std::max(request->cbBuffer, sample.size);
     }
-    request->cbBuffer = std::max(request->cbBuffer, 1L);
     ALLOCATOR_PROPERTIES actual = {};
-    const HRESULT result = allocator->SetProperties(request, &actual);
-    return SUCCEEDED(result) && actual.cbBuffer < request->cbBuffer ? E_FAIL : result;
+    return allocator->SetProperties(request, &actual);
   }
 
-  // IMediaSeeking
-  STDMETHODIMP GetCapabilities(DWORD* result) override { return give(result, capabilities); }
-
-  STDMETHODIMP CheckCapabilities(DWORD* flags) override {
-    const DWORD wanted = std::exchange(*flags, *flags & capabilities);
-    return *flags == wanted ? S_OK : *flags != 0 ? S_FALSE : E_FAIL;
-  }
-
+  // IMediaSeeking, on the threads of whoever asks
   STDMETHODIMP IsFormatSupported(const GUID* format) override {
     return *format == TIME_FORMAT_MEDIA_TIME ? S_OK : S_FALSE;
   }
-
-  STDMETHODIMP QueryPreferredFormat(GUID* result) override { return give(result, TIME_FORMAT_MEDIA_TIME); }
-  STDMETHODIMP GetTimeFormat(GUID* result) override { return give(result, TIME_FORMAT_MEDIA_TIME); }
-  STDMETHODIMP IsUsingTimeFormat(const GUID* format) override { return IsFormatSupported(format); }
   STDMETHODIMP SetTimeFormat(const GUID* format) override {
     return IsFormatSupported(format) == S_OK ? S_OK : E_INVALIDARG;
   }
-  STDMETHODIMP ConvertTimeFormat(LONGLONG*, const GUID*, LONGLONG, const GUID*) override { return E_NOTIMPL; }
-
   STDMETHODIMP GetDuration(LONGLONG* result) override { return give(result, stream.duration); }
-  STDMETHODIMP GetStopPosition(LONGLONG* result) override { return GetPositions(nullptr, result); }
-  STDMETHODIMP GetCurrentPosition(LONGLONG* result) override { return GetPositions(result, nullptr); }
-
-  STDMETHODIMP SetPositions(LONGLONG* current, DWORD currentFlags, LONGLONG* stop, DWORD stopFlags) override {
-    const std::lock_guard guard(filter().stateLock());
-    const DWORD moving = currentFlags & AM_SEEKING_PositioningBitsMask;
-    if ((moving != AM_SEEKING_NoPositioning && moving != AM_SEEKING_AbsolutePositioning) ||
-        (stopFlags & AM_SEEKING_PositioningBitsMask & ~AM_SEEKING_AbsolutePositioning) != 0) {
-      return E_INVALIDARG;
-    }
-    Landing landing;
-    if (moving != AM_SEEKING_NoPositioning) {
-      const HRESULT result = stream.seek(stream, *current, currentFlags, landing);
-      if (FAILED(result)) {
-        return result;
-      }
-    }
-    if ((stopFlags & AM_SEEKING_AbsolutePositioning) != 0) {
-      const std::lock_guard positionGuard(positionLock);
-      stopPosition = *stop;
-    }
-    const auto land = [&] {
-      const std::lock_guard positionGuard(positionLock);
-      next = landing.sample;
-      position = landing.position;
-      return S_OK;
-    };
-    if (const HRESULT result = moving != AM_SEEKING_NoPositioning ? reposition(land) : S_OK; FAILED(result)) {
-      return result;
-    }
-    return GetPositions((currentFlags & AM_SEEKING_ReturnTime) != 0 ? current : nullptr,
-                        (stopFlags & AM_SEEKING_ReturnTime) != 0 ? stop : nullptr);
-  }
+  STDMETHODIMP GetStopPosition(LONGLONG* result) override { return give(result, stream.duration); }
+  STDMETHODIMP GetCurrentPosition(LONGLONG* result) override { return give(result, position.load()); }
 
   /// Where the last seek landed, and the end.
   STDMETHODIMP GetPositions(LONGLONG* current, LONGLONG* stop) override {
-    const std::lock_guard guard(positionLock);
-    if (current != nullptr) {
-      *current = position;
-    }
-    if (stop != nullptr) {
-      *stop = stopPosition;
-    }
-    return S_OK;
+    *current = position;
+    return give(stop, stream.duration);
   }
 
-  STDMETHODIMP GetAvailable(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-  STDMETHODIMP SetRate(double rate) override { return rate == 1.0 ? S_OK : E_INVALIDARG; }
-  STDMETHODIMP GetRate(double* result) override { return give(result, 1.0); }
-  STDMETHODIMP GetPreroll(LONGLONG* result) override { return give(result, 0LL); }
+  STDMETHODIMP SetPositions(LONGLONG* current, DWORD flags, LONGLONG*, DWORD) override {
+    const std::lock_guard guard(filter().stateLock());
+    if ((flags & AM_SEEKING_PositioningBitsMask) != AM_SEEKING_AbsolutePositioning) {
+      return S_OK;
+    }
+    Landing landing;
+    if (const HRESULT result = stream.seek(stream, *current, flags, landing); FAILED(result)) {
+      return result;
+    }
+    *current = landing.position;
+    return reposition([&] {
+      next = landing.sample;
+      position = landing.position;
+      return S_OK;
+    });
+  }
 
  protected:
   // CSourceStream
@@ -115,15 +77,7 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
     script.threadsStarted += SUCCEEDED(stream.beginning);
     return stream.beginning;
   }
-
-  HRESULT OnThreadStartPlay() override {
-    REFERENCE_TIME stop = 0;
-    {
-      const std::lock_guard guard(positionLock);
-      stop = stopPosition;
-    }
-    return DeliverNewSegment(position, stop, 1.0);
-  }
+  HRESULT OnThreadStartPlay() override { return DeliverNewSegment(position, stream.duration, 1.0); }
   void OnThreadDestroy() override { ++script.threadsEnded; }
 
   HRESULT FillBuffer(IMediaSample* sample) override {
@@ -146,26 +100,10 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
   }
 
  private:
-  static constexpr DWORD capabilities = AM_SEEKING_CanSeekAbsolute | AM_SEEKING_CanSeekForwards |
-                                        AM_SEEKING_CanSeekBackwards | AM_SEEKING_CanGetCurrentPos |
-                                        AM_SEEKING_CanGetStopPos | AM_SEEKING_CanGetDuration;
-
-  template <class Value>
-  static HRESULT give(Value* result, const Value& value) {
-    if (result == nullptr) {
-      return E_POINTER;
-    }
-    *result = value;
-    return S_OK;
-  }
-
   HRESULT fill(IMediaSample* sample, const ScriptedSample& item) {
     BYTE* data = nullptr;
-    if (const HRESULT result = sample->GetPointer(&data); FAILED(result)) {
-      return result;
-    }
-    const Bytes payload = scriptedPayload(next, item.size);
-    std::copy(payload.begin(), payload.end(), data);
+    sample->GetPointer(&data);
+    std::ranges::copy(scriptedPayload(next, item.size), data);
     sample->SetActualDataLength(item.size);
     // All of them: a sample may carry what it was given the last time.
     REFERENCE_TIME start = item.start - position;
@@ -184,10 +122,7 @@ class ScriptedPin : public WithInterfaces<CSourceStream, IMediaSeeking> {
   const ScriptedStream& stream;
   // Changed while the thread is idle, or by it.
   std::size_t next = 0;
-  // For those who ask for the position, on whatever thread; it changes while the pin's own thread is idle.
-  CriticalSection positionLock;
-  REFERENCE_TIME position = 0;
-  REFERENCE_TIME stopPosition;
+  std::atomic<REFERENCE_TIME> position = 0;
 };
 
 /// A stream of `samples` samples that follow one another; `time` tells where each begins.
@@ -252,12 +187,6 @@ HRESULT landOnPreviousKey(const ScriptedStream& stream, REFERENCE_TIME wanted, D
   return S_OK;
 }
 
-HRESULT landOnNextKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
-  const auto next = std::find_if(stream.samples.begin(), stream.samples.end(),
-                                 [&](const ScriptedSample& sample) { return sample.sync && sample.start >= wanted; });
-  return landOnPreviousKey(stream, next != stream.samples.end() ? next->start : wanted, flags, landing);
-}
-
 ScriptedStream::Seek landLater(std::size_t samples) {
   return [samples](const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD, Landing& landing) {
     landing = {stream.sampleAt(wanted) + samples, wanted};
@@ -265,8 +194,8 @@ ScriptedStream::Seek landLater(std::size_t samples) {
   };
 }
 
-ScriptedStream::Seek failToSeek(HRESULT failure) {
-  return [failure](const ScriptedStream&, REFERENCE_TIME, DWORD, Landing&) { return failure; };
+HRESULT failToSeek(const ScriptedStream&, REFERENCE_TIME, DWORD, Landing&) {
+  return E_FAIL;
 }
 
 Bytes scriptedPayload(std::size_t number, long size) {
@@ -320,32 +249,14 @@ ScriptedSource::~ScriptedSource() {
   --script->filters;
 }
 
-// IFileSourceFilter
-
-STDMETHODIMP ScriptedSource::Load(LPCOLESTR name, const AM_MEDIA_TYPE*) {
-  fileName = name;
-  return S_OK;
-}
-
-STDMETHODIMP ScriptedSource::GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) {
-  *name = static_cast<LPOLESTR>(CoTaskMemAlloc((fileName.size() + 1) * sizeof(wchar_t)));
-  std::copy_n(fileName.c_str(), fileName.size() + 1, *name);
-  if (type != nullptr) {
-    *type = {};
-  }
-  return S_OK;
-}
-
 ScriptedFile::ScriptedFile(std::shared_ptr<Script> script)
     : id(newGuid()), file(".scripted", bytesOf(id)), source(id, [script](REFIID iid, void** object) {
         return makeCom<ScriptedSource>(script)->QueryInterface(iid, object);
       }) {
-  // A pattern is: offset, length, mask, value.
-  std::wstring pattern = L"0,16,,";
+  std::wstring pattern = L"0,16,,";  // Offset, length, mask; the value follows.
   for (const std::uint8_t byte : bytesOf(id)) {
     constexpr wchar_t digits[] = L"0123456789ABCDEF";
-    pattern += digits[byte / 16];
-    pattern += digits[byte % 16];
+    pattern += {digits[byte / 16], digits[byte % 16]};
   }
   setRegistryValue(mediaTypeKey(id), L"0", pattern);
   setRegistryValue(mediaTypeKey(id), L"Source Filter", text(id));

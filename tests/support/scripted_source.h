@@ -52,7 +52,6 @@ struct ScriptedStream {
   std::vector<ScriptedSample> samples;
   REFERENCE_TIME duration = 0;
   Seek seek;
-  long buffers = 4;
   /// What the thread of the stream answers when it is to begin.
   HRESULT beginning = S_OK;
 
@@ -63,10 +62,9 @@ struct ScriptedStream {
 // Seeks. Without the flag that asks for a key frame, the first lands on the sample current at the time.
 HRESULT landAsAsked(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing);
 HRESULT landOnPreviousKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing);
-HRESULT landOnNextKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing);
 /// The seek lands on the asked position, but the samples begin `samples` later.
 ScriptedStream::Seek landLater(std::size_t samples);
-ScriptedStream::Seek failToSeek(HRESULT failure);
+HRESULT failToSeek(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD flags, Landing& landing);
 
 /// The content of sample `number`.
 Bytes scriptedPayload(std::size_t number, long size);
@@ -87,19 +85,18 @@ struct Script {
   std::atomic<int> filters = 0;
 };
 
-/// The filter: a pin for each stream of the script. Its name as a file is of no importance.
+/// The filter: a pin for each stream of the script.
 class ScriptedSource : public WithInterfaces<CSource, IFileSourceFilter> {
  public:
   explicit ScriptedSource(std::shared_ptr<Script> played);
   ~ScriptedSource() override;
 
   // IFileSourceFilter
-  STDMETHODIMP Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) override;
-  STDMETHODIMP GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override;
+  STDMETHODIMP Load(LPCOLESTR, const AM_MEDIA_TYPE*) override { return S_OK; }
+  STDMETHODIMP GetCurFile(LPOLESTR*, AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
 
  private:
   const std::shared_ptr<Script> script;
-  std::wstring fileName;
 };
 
 /// A file that every graph of the process opens with a source that plays the script.

@@ -80,22 +80,15 @@ LRESULT describeDriver(ACMDRIVERDETAILSW& details) {
 }
 
 LRESULT describeTag(ACMFORMATTAGDETAILSW& details, DWORD flags) {
-  const DWORD* tag = std::end(formatTags);
-  switch (flags & ACM_FORMATTAGDETAILSF_QUERYMASK) {
-    case ACM_FORMATTAGDETAILSF_INDEX:
-      tag = std::begin(formatTags) + std::min<DWORD>(details.dwFormatTagIndex, 2);
-      break;
-    case ACM_FORMATTAGDETAILSF_FORMATTAG:
-      tag = std::find(std::begin(formatTags), std::end(formatTags), details.dwFormatTag);
-      break;
-    default:
-      break;
+  const DWORD query = flags & ACM_FORMATTAGDETAILSF_QUERYMASK;
+  if (query == ACM_FORMATTAGDETAILSF_INDEX && details.dwFormatTagIndex < 2) {
+    details.dwFormatTag = formatTags[details.dwFormatTagIndex];
   }
-  if (tag == std::end(formatTags)) {
+  const auto* const tag = std::ranges::find(formatTags, details.dwFormatTag);
+  if (query == ACM_FORMATTAGDETAILSF_LARGESTSIZE || tag == std::end(formatTags)) {
     return ACMERR_NOTPOSSIBLE;
   }
-  details.dwFormatTagIndex = static_cast<DWORD>(tag - std::begin(formatTags));
-  details.dwFormatTag = *tag;
+  details.dwFormatTagIndex = static_cast<DWORD>(tag - formatTags);
   details.cbFormatSize = sizeof(WAVEFORMATEX);
   details.fdwSupport = ACMDRIVERDETAILS_SUPPORTF_CODEC;
   details.cStandardFormats = 0;
@@ -184,13 +177,6 @@ LRESULT decompress(const StreamInstance& stream, StreamHeader& header) {
 
 LRESULT CALLBACK TestAcmDriver::driver(DWORD_PTR, HDRVR, UINT message, LPARAM first, LPARAM second) {
   switch (message) {
-    case DRV_LOAD:
-    case DRV_ENABLE:
-    case DRV_OPEN:
-    case DRV_CLOSE:
-    case DRV_DISABLE:
-    case DRV_FREE:
-      return TRUE;
     case driverDetails:
       return describeDriver(*reinterpret_cast<ACMDRIVERDETAILSW*>(first));
     case formatTagDetails:
@@ -216,7 +202,7 @@ LRESULT CALLBACK TestAcmDriver::driver(DWORD_PTR, HDRVR, UINT message, LPARAM fi
       --installed->preparedHeaders;
       return MMSYSERR_NOTSUPPORTED;
     default:
-      return MMSYSERR_NOTSUPPORTED;
+      return message <= DRV_FREE ? TRUE : MMSYSERR_NOTSUPPORTED;  // It is loaded, opened and closed.
   }
 }
 

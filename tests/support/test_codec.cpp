@@ -89,13 +89,6 @@ TestCodec* installed = nullptr;
 LRESULT CALLBACK TestCodec::driver(DWORD_PTR, HDRVR, UINT message, LPARAM first, LPARAM second) {
   const auto* const input = reinterpret_cast<const BITMAPINFOHEADER*>(first);
   switch (message) {
-    case DRV_LOAD:
-    case DRV_ENABLE:
-    case DRV_OPEN:
-    case DRV_CLOSE:
-    case DRV_DISABLE:
-    case DRV_FREE:
-      return TRUE;
     case ICM_DECOMPRESS_QUERY:
     case ICM_DECOMPRESS_BEGIN:
       return query(input, reinterpret_cast<const BITMAPINFOHEADER*>(second));
@@ -140,7 +133,7 @@ LRESULT CALLBACK TestCodec::driver(DWORD_PTR, HDRVR, UINT message, LPARAM first,
       return isState ? second : 0;
     }
     default:
-      return ICERR_UNSUPPORTED;
+      return message <= DRV_FREE ? TRUE : ICERR_UNSUPPORTED;  // It is loaded, opened and closed.
   }
 }
 

@@ -16,18 +16,6 @@ using namespace quillet::test;
 
 namespace {
 
-class Factory : public ComObject<IClassFactory> {
- public:
-  explicit Factory(ClassObjectOverride::Create create) : create(std::move(create)) {}
-  STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
-    return outer != nullptr ? CLASS_E_NOAGGREGATION : quillet::guardedMethod([&] { return create(iid, object); });
-  }
-  STDMETHODIMP LockServer(BOOL) override { return S_OK; }
-
- private:
-  const ClassObjectOverride::Create create;
-};
-
 // What the platform's classes are registered under.
 constexpr const wchar_t* serverKeys[] = {L"CLSID\\{E2510970-F137-11CE-8B67-00AA00A3F1A6}\\InprocServer32",
                                          L"CLSID\\{8596E5F0-0DA5-11D0-BD21-00A0C911CE86}\\InprocServer32"};
@@ -39,8 +27,8 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
     if (id != CLSID_AviDest && id != CLSID_FileWriter) {
       return CLASS_E_CLASSNOTAVAILABLE;
     }
-    return makeCom<Factory>(id == CLSID_AviDest ? aviMux(std::make_shared<MuxScript>())
-                                                : fileWriter(std::make_shared<WriterFaults>()))
+    return makeClassObject(id == CLSID_AviDest ? aviMux(std::make_shared<MuxScript>())
+                                               : fileWriter(std::make_shared<WriterFaults>()))
         ->QueryInterface(iid, object);
   });
 }

@@ -1,4 +1,4 @@
-// Reading through Video for Windows: the library against bare AVIFile calls on the same files.
+// Reading and writing through Video for Windows: the library against bare AVIFile calls.
 
 #include <cstdint>
 #include <cstdio>
@@ -23,7 +23,9 @@ using quillet::bench::require;
 constexpr int rounds = 41;
 constexpr LONG width = 320;
 constexpr LONG height = 240;
+constexpr int writingRounds = 15;
 constexpr long frameCount = 200;
+constexpr DWORD framesPerSecond = 25;
 constexpr DWORD samplesPerSecond = 44100;
 constexpr long runLength = 1024;
 constexpr long runCount = 2000;
@@ -44,7 +46,7 @@ bool compareVideo() {
   for (long i = 0; i < frameCount; ++i) {
     frames.push_back({Bytes(format.biSizeImage, static_cast<std::uint8_t>(i))});
   }
-  const TempFile file(".avi", aviFile({videoStream(format, 25, 1, std::move(frames))}).build());
+  const TempFile file(".avi", aviFile({videoStream(format, framesPerSecond, 1, std::move(frames))}).build());
 
   const std::unique_ptr<VideoSourceStream> library(VideoSourceStream::open(file.name(), false, 0, nullptr));
   require(library != nullptr && library->lastError == 0, "VideoSourceStream::open");
@@ -126,12 +128,59 @@ bool compareAudio() {
   return result;
 }
 
+VIDEOINFOHEADER frameFormat() {
+  VIDEOINFOHEADER format = {};
+  format.AvgTimePerFrame = 10'000'000 / framesPerSecond;
+  format.bmiHeader = quillet::test::rgb24Format(width, height);
+  return format;
+}
+
+void writeWithLibrary(const char* fileName, const VIDEOINFOHEADER& format, std::vector<unsigned char>& frame) {
+  const std::unique_ptr<OutputAVIFile> file(OutputAVIFile::create(fileName, &format, false, nullptr, false, false));
+  require(file != nullptr && file->start(), "OutputAVIFile::start");
+  for (long i = 0; i < frameCount; ++i) {
+    frame[0] = static_cast<unsigned char>(i);
+    require(file->writeFrame(i, frame.data(), 1, static_cast<long>(frame.size()), true), "writeFrame");
+  }
+  require(file->close(), "close");
+}
+
+void writeBare(const char* fileName, VIDEOINFOHEADER format, std::vector<unsigned char>& frame) {
+  PAVIFILE file = nullptr;
+  require(AVIFileOpenA(&file, fileName, OF_WRITE | OF_CREATE, nullptr) == 0, "AVIFileOpen");
+  AVISTREAMINFOA info = {};
+  info.fccType = streamtypeVIDEO;
+  info.dwScale = 1;
+  info.dwRate = framesPerSecond;
+  PAVISTREAM stream = nullptr;
+  require(AVIFileCreateStreamA(file, &stream, &info) == 0, "AVIFileCreateStream");
+  require(AVIStreamSetFormat(stream, 0, &format.bmiHeader, sizeof format.bmiHeader) == 0, "AVIStreamSetFormat");
+  for (long i = 0; i < frameCount; ++i) {
+    frame[0] = static_cast<unsigned char>(i);
+    require(AVIStreamWrite(stream, i, 1, frame.data(), static_cast<LONG>(frame.size()), AVIIF_KEYFRAME, nullptr,
+                           nullptr) == 0,
+            "AVIStreamWrite");
+  }
+  AVIStreamRelease(stream);
+  AVIFileRelease(file);
+}
+
+bool compareWriting() {
+  const VIDEOINFOHEADER format = frameFormat();
+  std::vector<unsigned char> frame(format.bmiHeader.biSizeImage);
+  const quillet::test::TempFile file(".avi");
+  return compare(
+      "200 RGB24 frames of 320x240, written", writingRounds, 1.05,
+      [&] { writeWithLibrary(file.name(), format, frame); }, [&] { writeBare(file.name(), format, frame); });
+}
+
 }  // namespace
 
 int main() {
   QuilletThread();
   const bool videoIsFast = compareVideo();
   const bool audioIsFast = compareAudio();
+  const bool writingIsFast = compareWriting();
   std::printf("(checksum %lu)\n", checksum);
-  return videoIsFast && audioIsFast ? EXIT_SUCCESS : EXIT_FAILURE;
+  return videoIsFast && audioIsFast && writingIsFast ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,0 +1,37 @@
+// The methods of IMediaSeeking, for the tests' objects of which few are ever called.
+
+#pragma once
+
+#include <windows.h>
+
+#include <strmif.h>
+
+namespace quillet::test {
+
+/// Answers each with E_NOTIMPL, unless a subclass knows better.
+/// @param Base has the interface.
+template <class Base>
+class UnusedSeeking : public Base {
+ public:
+  using Base::Base;
+
+  STDMETHODIMP GetCapabilities(DWORD*) override { return E_NOTIMPL; }
+  STDMETHODIMP CheckCapabilities(DWORD*) override { return E_NOTIMPL; }
+  STDMETHODIMP IsFormatSupported(const GUID*) override { return E_NOTIMPL; }
+  STDMETHODIMP QueryPreferredFormat(GUID*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetTimeFormat(GUID*) override { return E_NOTIMPL; }
+  STDMETHODIMP IsUsingTimeFormat(const GUID*) override { return E_NOTIMPL; }
+  STDMETHODIMP SetTimeFormat(const GUID*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetDuration(LONGLONG*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetStopPosition(LONGLONG*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetCurrentPosition(LONGLONG*) override { return E_NOTIMPL; }
+  STDMETHODIMP ConvertTimeFormat(LONGLONG*, const GUID*, LONGLONG, const GUID*) override { return E_NOTIMPL; }
+  STDMETHODIMP SetPositions(LONGLONG*, DWORD, LONGLONG*, DWORD) override { return E_NOTIMPL; }
+  STDMETHODIMP GetPositions(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetAvailable(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+  STDMETHODIMP SetRate(double) override { return E_NOTIMPL; }
+  STDMETHODIMP GetRate(double*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetPreroll(LONGLONG*) override { return E_NOTIMPL; }
+};
+
+}  // namespace quillet::test
