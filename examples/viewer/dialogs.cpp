@@ -5,8 +5,8 @@
 
 #include <commdlg.h>
 
-#include "background.h"
 #include "resource_ids.h"
+#include "worker.h"
 
 namespace quillet::viewer {
 namespace {
@@ -22,7 +22,7 @@ std::optional<std::filesystem::path> chooseFile(BOOL(WINAPI* showDialog)(OPENFIL
   parameters.nMaxFile = std::size(file);
   parameters.Flags |= OFN_EXPLORER | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
   BOOL chosen = FALSE;
-  const Thread dialogThread([&] { chosen = showDialog(&parameters); });
+  const client::Worker dialogThread([&] { chosen = showDialog(&parameters); });
   HANDLE ended = dialogThread.handle();
   // The dialog needs its parent's messages handled. Ends with the user's choice, or at once when there is no dialog.
   while (MsgWaitForMultipleObjects(1, &ended, FALSE, INFINITE, QS_ALLINPUT) == WAIT_OBJECT_0 + 1) {

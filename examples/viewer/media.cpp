@@ -61,10 +61,10 @@ Media::Media(const std::filesystem::path& path, Backend backend, HWND window)
   formatText = hasVideo() ? describe(*video) : "Audio only";
   if (hasVideo()) {
     directShow = video->usesDirectShow();
-    keyFrameThread = std::make_unique<Thread>([this] { readKeyFrames(); });
+    keyFrameThread = std::make_unique<client::Worker>([this] { readKeyFrames(); });
   }
   if (audio != nullptr) {
-    audioThread = std::make_unique<Thread>([this] { readWaveform(); });
+    audioThread = std::make_unique<client::Worker>([this] { readWaveform(); });
   } else {
     sharedWaveform.with([&](Waveform& waveform) { waveform.problem = noAudio; });
   }

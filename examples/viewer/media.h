@@ -11,8 +11,9 @@
 
 #include <quillet/quillet.h>
 
-#include "background.h"
 #include "peak_reader.h"
+#include "shared.h"
+#include "worker.h"
 
 namespace quillet::viewer {
 
@@ -106,8 +107,8 @@ class Media {
   Shared<Waveform> sharedWaveform;
   std::atomic<bool> stop = false;
   // The last members, and so the first to end.
-  std::unique_ptr<Thread> keyFrameThread;
-  std::unique_ptr<Thread> audioThread;
+  std::unique_ptr<client::Worker> keyFrameThread;
+  std::unique_ptr<client::Worker> audioThread;
 };
 
 }  // namespace quillet::viewer

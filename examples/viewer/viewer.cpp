@@ -430,7 +430,7 @@ void Viewer::showStatus() {
     }
   }
   for (std::size_t part = 0; part < std::size(texts); ++part) {
-    SendMessageW(status, SB_SETTEXTW, part, reinterpret_cast<LPARAM>(toWide(texts[part]).c_str()));
+    SendMessageW(status, SB_SETTEXTW, part, reinterpret_cast<LPARAM>(client::toUtf16(texts[part]).c_str()));
   }
 }
 

@@ -93,15 +93,8 @@ LRESULT View::handleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   }
 }
 
-std::wstring toWide(const std::string& utf8) {
-  const int length = static_cast<int>(utf8.size());
-  std::wstring wide(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), length, nullptr, 0), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), length, wide.data(), static_cast<int>(wide.size()));
-  return wide;
-}
-
 void showFailure(HWND parent, const std::string& message) {
-  MessageBoxW(parent, toWide(message).c_str(), L"Quillet Viewer", MB_OK | MB_ICONERROR);
+  MessageBoxW(parent, client::toUtf16(message).c_str(), L"Quillet Viewer", MB_OK | MB_ICONERROR);
 }
 
 HFONT guiFont() {
@@ -124,7 +117,7 @@ void write(HDC dc, RECT rect, const std::string& text, COLORREF color) {
   HGDIOBJ previous = SelectObject(dc, guiFont());
   SetBkMode(dc, TRANSPARENT);
   SetTextColor(dc, color);
-  DrawTextW(dc, toWide(text).c_str(), -1, &rect,
+  DrawTextW(dc, client::toUtf16(text).c_str(), -1, &rect,
             DT_CENTER | DT_VCENTER | DT_SINGLELINE | DT_END_ELLIPSIS | DT_NOPREFIX);
   SelectObject(dc, previous);
 }

@@ -42,8 +42,6 @@ class View : public Window {
   virtual void paint(HDC dc, const RECT& area) = 0;
 };
 
-std::wstring toWide(const std::string& utf8);
-
 /// Tells the user, in a message box, what went wrong.
 void showFailure(HWND parent, const std::string& message);
 

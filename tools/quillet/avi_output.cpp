@@ -47,9 +47,10 @@ bool writeAll(AutomaticInterleaveEngine& engine, AutomaticInterleaveEngine::Thre
 class StreamWriter {
  public:
   StreamWriter(AutomaticInterleaveEngine& engine, AutomaticInterleaveEngine::ThreadType thread, MediaFeed& feed)
-      : engine(engine),
-        feed(feed),
-        worker([this, thread] { isWritten = writeAll(this->engine, thread, this->feed); }) {}
+      : engine(engine), feed(feed), worker([this, thread] {
+          QuilletThread();
+          isWritten = writeAll(this->engine, thread, this->feed);
+        }) {}
 
   /// Ends the writing of both streams when it has not ended.
   ~StreamWriter() { stop(); }

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include <quillet/quillet.h>
-
 #include "failure.h"
 #include "text.h"
 
@@ -29,7 +27,6 @@ void Worker::rethrow() const {
 
 DWORD WINAPI Worker::run(void* self) {
   auto& worker = *static_cast<Worker*>(self);
-  QuilletThread();
   try {
     worker.work();
   } catch (...) {
