@@ -17,6 +17,7 @@
 #include "support/file_writer.h"
 #include "support/graph_override.h"
 #include "support/registered_compressor.h"
+#include "support/wine_gaps.h"
 #include "support/writing.h"
 
 using namespace quillet;
@@ -252,7 +253,10 @@ TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
   }
   EXPECT_TRUE(writer->close());
 
-  // Wine's AVIFile finds no decompressor for a file that does not name it, as its AVI compressor leaves it: asked for here.
+  if (wine_gap::runLengthCodecRefusesColours) {
+    const std::unique_ptr<VideoSourceStream> frames(VideoSourceStream::open(file.name(), false, 0, nullptr));
+    EXPECT_EQ(frames->lastError, vfw_error::noDecompressor);
+  }
   const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(file.name(), true, false, 0, nullptr));
   ASSERT_EQ(raw->lastError, 0);
   auto* const compressed = &reinterpret_cast<VIDEOINFOHEADER*>(raw->format()->pbFormat)->bmiHeader;

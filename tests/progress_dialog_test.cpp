@@ -268,6 +268,7 @@ TEST_F(ProgressDialog, TakesItsParentAlongWhenMinimised) {
 
 TEST_F(ProgressDialog, EndsWithTheOperationOnly) {
   makeParent();
+  const KernelHandle returned = manualEvent();
   bool isOver = false;
   EXPECT_TRUE(run(
       Kind::open, 32,
@@ -281,10 +282,11 @@ TEST_F(ProgressDialog, EndsWithTheOperationOnly) {
         PostMessageA(parent, WM_CLOSE, 0, 0);  // Takes the dialog with it.
         EXPECT_TRUE(comes([&] { return !IsWindow(dialog()); }));
         EXPECT_FALSE(sink.progress(3));
-        Sleep(50);  // Time for a caller who does not wait for the operation.
+        EXPECT_EQ(WaitForSingleObject(returned.get(), 50), DWORD{WAIT_TIMEOUT}) << "the caller has not waited";
         isOver = true;
       },
       parent));
+  SetEvent(returned.get());
   EXPECT_TRUE(isOver);
 }
 

@@ -97,6 +97,19 @@ TEST_F(VfWOutputToScript, ACodecsFramesHaveTheSizeOfTheFormat) {
   EXPECT_EQ(script->streams.at(0).info.fccHandler, TestCodec::fourcc);
 }
 
+TEST_F(VfWOutputToScript, APaletteGoesAlongWithItsHeader) {
+  struct {
+    VIDEOINFOHEADER video;
+    RGBQUAD colours[3];
+  } format = {video, {{1, 2, 3, 0}, {4, 5, 6, 0}, {7, 8, 9, 0}}};
+  format.video.bmiHeader.biBitCount = 8;
+  format.video.bmiHeader.biClrUsed = std::size(format.colours);
+  const Writer writer(OutputAVIFile::create(file.name(), &format.video, false, nullptr, false, false));
+  EXPECT_TRUE(writer->start());
+  const auto* const header = reinterpret_cast<const std::uint8_t*>(&format.video.bmiHeader);
+  EXPECT_EQ(script->streams.at(0).format, Bytes(header, header + sizeof(BITMAPINFOHEADER) + sizeof format.colours));
+}
+
 TEST_F(VfWOutput, CompressesVideo) {
   {
     const Writer writer = create(true, true, false, false);

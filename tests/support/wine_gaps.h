@@ -13,6 +13,10 @@ inline constexpr bool aviFileExitKeepsApartment = true;
 /// frame cannot be read.
 inline constexpr bool getFrameIgnoresCodecErrors = true;
 
+/// The run-length codec does not decompress to 24 bits when their format has a number of colours, as ours has that of the
+/// stream.
+inline constexpr bool runLengthCodecRefusesColours = true;
+
 /// AVIStreamWrite counts a chunk of audio as one sample, and refuses the next one at the right position.
 inline constexpr bool audioIsWrittenByChunks = true;
 
