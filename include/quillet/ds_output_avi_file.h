@@ -19,9 +19,8 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   /// Creates a file; the arguments are those of OutputAVIFile::create().
   ///
   /// @param fileName name of the file, in the system's ANSI code page; an existing file is overwritten.
-  /// @param video format of the frames, NULL for no video stream; not copied. What stands behind the
-  ///     header goes into the file when `biSize` counts it: the masks of 16 bits, for one, which uncompressed frames need;
-  ///     a palette also when `biClrUsed` does.
+  /// @param video format of the frames, NULL for no video stream; not copied. Uncompressed frames of 16 bits need
+  ///     their masks behind the header.
   /// @param compressVideo whether the video stream is to be compressed.
   /// @param audio format of the samples, NULL for no audio stream; not copied.
   /// @param compressAudio whether the audio stream is to be compressed.

@@ -18,7 +18,8 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// The calling thread must have called QuilletThread(). The formats are not copied: they must outlive the object.
   ///
   /// @param file name of the file, in the system's ANSI code page; an existing file is overwritten.
-  /// @param video format of the frames that will be written; NULL for no video stream.
+  /// @param video format of the frames that will be written; NULL for no video stream. What stands behind the header goes
+  ///     into the file when `biSize` counts it, a palette also when `biClrUsed` does.
   /// @param compressVideo whether the library is to compress the video stream.
   /// @param audio format of the samples that will be written; NULL for no audio stream.
   /// @param compressAudio whether the library is to compress the audio stream.
