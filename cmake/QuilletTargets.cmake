@@ -3,6 +3,11 @@
 # Warnings are errors; nothing is linked dynamically but the platform and the library itself.
 add_library(quillet_options INTERFACE)
 target_compile_options(quillet_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Werror>)
+# One arithmetic in both widths: the 32-bit default computes in extended precision, and truncates otherwise here and there.
+# Windows' own calls align the stack to 4 bytes only, less than SSE's registers want when they are saved to it.
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "i686")
+  target_compile_options(quillet_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-msse2 -mfpmath=sse -mstackrealign>)
+endif()
 # windows.h must not make macros of min and max.
 target_compile_definitions(quillet_options INTERFACE NOMINMAX)
 target_link_options(quillet_options INTERFACE -static)

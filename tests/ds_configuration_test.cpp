@@ -305,7 +305,7 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
       {atVideo(IDOK, defaults)}, 0,
       {"put_KeyFrameRate -1", "put_PFrames -1", "put_Quality -1.000000", "put_WindowSize 999999999", "SetFormat 5000"});
 
-  script->quality = 0.75;
+  script->quality = 0.7;
   script->keyFrameRate = script->pFrames = 0;
   script->windowSize = 1'000'000'000;
   const auto change = [](HWND dialog) {
@@ -313,14 +313,14 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
       SendMessageA(dialog, WM_HSCROLL, MAKEWPARAM(code, position), reinterpret_cast<LPARAM>(GetDlgItem(dialog, 103)));
       return textOf(dialog, 105);
     };
-    EXPECT_EQ(textOf(dialog, 101) + textOf(dialog, 102) + textOf(dialog, 105) + textOf(dialog, 106), "000.7510");
-    EXPECT_EQ(send(dialog, 103, TBM_GETPOS), 75);
+    EXPECT_EQ(textOf(dialog, 101) + textOf(dialog, 102) + textOf(dialog, 105) + textOf(dialog, 106), "000.7010");
+    EXPECT_EQ(send(dialog, 103, TBM_GETPOS), 70);
     EXPECT_EQ(send(dialog, 103, TBM_GETPAGESIZE), 10);
     EXPECT_EQ(send(dialog, 103, TBM_GETRANGEMAX), 100);
     EXPECT_EQ(send(dialog, 103, TBM_GETNUMTICS), 6);
     EXPECT_EQ(scroll(TB_THUMBTRACK, 33), "0.33");
     EXPECT_EQ(scroll(TB_LINEUP, 34), "0.33");
-    EXPECT_EQ(scroll(TB_ENDTRACK, 35), "0.75");
+    EXPECT_EQ(scroll(TB_ENDTRACK, 35), "0.70");
     EXPECT_EQ(scroll(TB_THUMBPOSITION, 40), "0.40");
     for (const auto& [edit, text] : {std::pair(101, "12"), {102, "-3"}, {106, "0"}, {110, "4000000000"}}) {
       enter(dialog, edit, text);

@@ -321,7 +321,7 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
     long long period;
   } cases[] = {
       {{proposal, answer("1", IDCANCEL)}, 7'500'000},
-      {{answer("2 ", IDOK)}, 20'000'000},
+      {{answer("0.3 ", IDOK)}, 3'000'000},
       {{answer("0", IDOK), warning, answer("1.5", IDOK)}, 15'000'000},
       {{answer("-1", IDOK), warning, answer("1.5s", IDOK), warning, answer("3", IDCANCEL)}, 15'000'000},
       {{answer("", IDOK), warning, answer("1e300", IDOK), warning, answer("1e-3", IDOK)}, 400'000},  // A frame.

@@ -42,7 +42,7 @@ Integer roundedHalfUp(double value) {
 
 /// The number of the sample (or frame) at `ms` milliseconds, halves up.
 inline long sampleAtMs(double ms, double samplesPerSecond) {
-  return roundedHalfUp<long>(0.001 * ms * samplesPerSecond);
+  return roundedHalfUp<long>(ms * samplesPerSecond / msPerSecond);
 }
 
 /// Whole samples in a period of units of 100 ns, at most what a long can count.
