@@ -3,7 +3,8 @@
 #
 #   scripts/wine-run.sh [-t SECONDS] PREFIX PROGRAM [ARGUMENT...]
 #
-# PREFIX is a folder, made at the first use. The status is the program's; 124 when the time is up.
+# PREFIX is a folder, made at the first use as wide as the program, 32 or 64 bits; a 64-bit one runs 32-bit programs too.
+# The status is the program's; 124 when the time is up.
 set -euo pipefail
 
 seconds=120
@@ -14,8 +15,21 @@ fi
 prefix=$(realpath -m "$1")
 shift
 
+# The prefix's width, or that of the program that it is to be made for: what its header says, 32 bits for Wine's own.
+width() {
+  local offset
+  if [ -e "$prefix/system.reg" ]; then
+    sed -n 's/^#arch=//p' "$prefix/system.reg"
+  elif offset=$(od -An -td4 -j60 -N4 -- "$1" 2>/dev/null) && [ "$(od -An -tx2 -j$((offset + 4)) -N2 -- "$1")" = ' 8664' ]; then
+    echo win64
+  else
+    echo win32
+  fi
+}
+
 unset DISPLAY WAYLAND_DISPLAY
-export WINEPREFIX=$prefix WINEARCH=win32 WINEDEBUG=${WINEDEBUG:--all} LC_ALL=C.UTF-8
+WINEARCH=$(width "$1")
+export WINEPREFIX=$prefix WINEARCH WINEDEBUG=${WINEDEBUG:--all} LC_ALL=C.UTF-8
 export WINEDLLOVERRIDES='mscoree,mshtml=;winedbg.exe=d'
 
 # Wine's services outlive the program and keep its output open, so that a reader of a pipe would wait for them: the output
