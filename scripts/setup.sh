@@ -11,9 +11,9 @@ packages=(
   g++-mingw-w64-i686 g++-mingw-w64-x86-64         # cross compilers
   googletest                                      # test framework (sources, cross-compiled with the tests)
   wine wine32:i386 wine64                         # runs the programs
-  gstreamer1.0-plugins-base{:i386,}               # Wine's media decoders, for programs of both widths
-  gstreamer1.0-plugins-good{:i386,}
-  gstreamer1.0-libav{:i386,}
+  gstreamer1.0-plugins-base{:i386,:amd64}         # Wine's media decoders, for programs of both widths
+  gstreamer1.0-plugins-good{:i386,:amd64}
+  gstreamer1.0-libav{:i386,:amd64}
   ffmpeg                                          # makes and checks test media
 )
 dev_packages=(clang-format clang-tidy doxygen graphviz)
