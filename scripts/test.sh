@@ -1,21 +1,52 @@
 #!/usr/bin/env bash
-# Builds the library for both architectures and runs all tests of the 32-bit one, which is the product. Installs what is
-# missing first; safe to run again, and quick when nothing has changed.
+# Builds the library for 32 and 64 bits and runs all tests in both widths, at the same time: each has a Wine prefix of its
+# own. Installs what is missing first; safe to run again, and quick when nothing has changed.
 #
-#   scripts/test.sh [CTEST-ARGUMENT...]    for example scripts/test.sh -R errors_test
+#   scripts/test.sh [--32 | --64] [CTEST-ARGUMENT...]    for example scripts/test.sh --64 -R errors_test
+#
+# Each line says which width it belongs to, and the last one how many tests of both have passed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 SECONDS=0
 
+presets=(mingw-i686 mingw-x86_64)
+case "${1:-}" in
+  --help) sed -n '2,7s/^# \{0,1\}//p' "$0"; exit 0 ;;
+  --32) presets=(mingw-i686); shift ;;
+  --64) presets=(mingw-x86_64); shift ;;
+esac
+
 scripts/setup.sh
 
-cmake --preset mingw-i686 -DQUILLET_BUILD_TESTS=ON
-cmake --build --preset mingw-i686
+for preset in "${presets[@]}"; do
+  cmake --preset "$preset" -DQUILLET_BUILD_TESTS=ON
+  cmake --build --preset "$preset"
+done
+echo "test.sh: built after $SECONDS s"
 
-cmake --preset mingw-x86_64 -DQUILLET_BUILD_TESTS=OFF
-cmake --build --preset mingw-x86_64
+# Runs the tests of the preset $1; the results stay in its build folder.
+run() {
+  ctest --test-dir "build/$1" --output-on-failure --no-tests=error --parallel "$(($(nproc) / ${#presets[@]}))" \
+    --output-junit results.xml "${@:2}" | sed -u "s/^/${1#mingw-}: /"
+}
+
+# How many tests of the results $2... have the status $1.
+count() {
+  grep -ho "<testcase .*status=\"$1\"" "${@:2}" | wc -l || true
+}
 
 status=0
-ctest --test-dir build/mingw-i686 --output-on-failure --no-tests=error --parallel "$(nproc)" "$@" || status=$?
+runs=()
+results=()
+for preset in "${presets[@]}"; do
+  rm -f "build/$preset/results.xml"
+  run "$preset" "$@" &
+  runs+=($!)
+  results+=("build/$preset/results.xml")
+done
+for each in "${runs[@]}"; do
+  wait "$each" || status=1
+done
 echo "test.sh: finished in $SECONDS s"
+echo "tests: $(count run "${results[@]}") passed, $(count fail "${results[@]}") failed"
 exit "$status"

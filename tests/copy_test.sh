@@ -14,6 +14,7 @@ ds_prefix=$build/muxprefix
 (
   flock 9
   if [ ! -e "$ds_prefix/registered" ]; then
+    "$wine_run" -t 120 "$ds_prefix" "$build/bin/quillet.exe" --help >/dev/null  # Makes the prefix as wide as the client.
     "$wine_run" -t 120 "$ds_prefix" regsvr32 /s "Z:$build/bin/quillet_test_mux.dll"
     splitter='HKCR\CLSID\{083863F1-70DE-11D0-BD40-00A0C911CE86}\Instance\{F9D8D64E-A144-47DC-8EE0-F53498372C29}'
     "$wine_run" -t 60 "$ds_prefix" reg delete "$splitter" /f
