@@ -50,8 +50,10 @@ fi
 # A mirror in the middle of an update fails for one of its indexes only; the others are usable.
 "${as_root[@]}" apt-get -q update || echo "setup: some package indexes could not be fetched; trying with the others"
 
+# Never by removing something: the packages of one architecture would give way to the newer ones of the other.
 install() {
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends "$@" install "${missing[@]}"
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends --no-remove "$@" install \
+    "${missing[@]}"
 }
 
 # When the security archive's i386 index lags behind amd64's, i386 libraries cannot be installed beside the newer amd64
