@@ -134,7 +134,7 @@ TEST(Search, FillsWithSilence) {
   check("a gap, nothing of the run", gap, 800, {Step(200, 210).seeks(200), Step(300, 310).seeks(300)});
   check("a gap inside of the run", gap, 800, {Step(100, 350).seeks(100), Step(360, 380)});
   check("a gap, read up to and over", gap, 800,
-        {Step(100, 159).seeks(100), Step(160, 170).seeks(80), Step(100, 350).seeks(80, 320).beginsAfterGap(320),
+        {Step(100, 159).seeks(100), Step(160, 170).seeks(80), Step(100, 350).seeks(160, 320).beginsAfterGap(320),
          Step(360, 380)});
 }
 

@@ -171,10 +171,14 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   int openSource(const char* fileName, int streamNumber);
   int reserveRun(long count);
   unsigned char* silentRun(long last);
+  enum class Reading;
+  Reading readRun(long first, long last);
   bool fetchRun();
+  bool seekBlocks(long long position);
   bool runToBlock();
   long long stepBackUnits() const;
-  unsigned char* concludeRun(long last, bool isGapRetry);
+  Reading concludeRun(long last);
+  void learnEnd(long filledUpTo);
 
   struct Search;
   Search* search = nullptr;
