@@ -394,8 +394,8 @@ TEST(RealAudio, IsDecoded) {
     EXPECT_EQ(stream->format()->nSamplesPerSec, 44100U);
     EXPECT_NEAR(stream->duration(), 1.2 * 44100, 4000) << name;
     const Bytes whole = runOf(*stream, 0, stream->duration() - 1);
-    for (const long first : {30000L, 7000L, 7100L, 20000L}) {
-      const Bytes run = runOf(*stream, first, first + 4999);
+    for (long first = 48000; first > 2000; first -= 1511) {
+      const Bytes run = runOf(*stream, first, first + 999);
       EXPECT_EQ(stream->lastError, 0);
       EXPECT_GT(std::set<std::uint8_t>(run.begin(), run.end()).size(), 100U) << name << ": silence at " << first;
       const auto valueOf = [&](const Bytes& bytes, std::size_t at) {
