@@ -303,6 +303,8 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
   WAVEFORMATEX withoutRate = audio;
   withoutRate.nSamplesPerSec = 0;
   EXPECT_EQ(create(nullptr, &withoutRate)->lastError, ds_error::audioSourceCreationFailed);
+  withoutRate.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
+  EXPECT_EQ(create(nullptr, &withoutRate)->lastError, ds_error::improperStreamFormat) << "no extension";
   EXPECT_EQ(Writer(OutputAVIFile::create(nullptr, &video, false, nullptr, false, true))->lastError,
             ds_error::cannotOpenSourceFile);
   {

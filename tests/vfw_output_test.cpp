@@ -423,6 +423,8 @@ TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
   WAVEFORMATEX withoutRate = audio;
   withoutRate.nSamplesPerSec = 0;
   expectCode(file.name(), nullptr, false, &withoutRate, vfw_error::cannotCreateAudioStream);
+  withoutRate.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
+  expectCode(file.name(), nullptr, false, &withoutRate, vfw_error::cannotSetFormat);
   script->refusedStream = streamtypeVIDEO;
   expectCode(file.name(), &video, false, &audio, vfw_error::cannotCreateVideoStream);
   script->refusedStream = streamtypeAUDIO;

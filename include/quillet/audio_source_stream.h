@@ -36,6 +36,9 @@ class QUILLET_API AudioSourceStream : public virtual SourceStream, public virtua
   /// getSamples(long, long) with the progress dialog of SourceStream::StreamSampleToTime(int, void*, long&, const char*).
   unsigned char* getSamples(int options, void* parentWindow, long first, long last, const char* title);
 
+  /// The record is whole: its tag is WAVE_FORMAT_PCM and its cbSize 0, also for more than two channels, which then come in
+  /// the order of their speakers.
+  ///
   /// @return the format of the decoded samples, valid as long as the stream. When the stream is not open the format is
   ///     empty and the code 1.
   WAVEFORMATEX* format();

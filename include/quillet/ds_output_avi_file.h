@@ -22,7 +22,8 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   /// @param video format of the frames, NULL for no video stream; not copied. Uncompressed frames of 16 bits need
   ///     their masks behind the header.
   /// @param compressVideo whether the video stream is to be compressed.
-  /// @param audio format of the samples, NULL for no audio stream; not copied.
+  /// @param audio format of the samples, NULL for no audio stream; not copied. WAVE_FORMAT_EXTENSIBLE without its
+  ///     extension is refused with ds_error::improperStreamFormat.
   /// @param compressAudio whether the audio stream is to be compressed.
   /// @return the writer, to be deleted by the caller; #lastError is 0 when it is open, otherwise a code of ds_error
   ///     (notEnoughMemory, cannotOpenSourceFile for a name that cannot be written, noMediaControl, noMediaEvent,

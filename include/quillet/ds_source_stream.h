@@ -128,6 +128,17 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
 };
 
 /// Audio samples decoded by DirectShow to PCM. What the stream lacks (gaps, a late start, an early end) reads as silence.
+///
+/// After a seek samples are numbered by the time that the file gives their block. From there on blocks that follow one
+/// another are numbered in a row, up to 1 ms off their times; a larger difference, and one that the decoder marks, is a gap
+/// or an overlap. So a stream that is read in order, from its start and in runs of any length, gives each decoded sample
+/// once. How far the samples of a run elsewhere are from those depends on how the file tells times:
+/// - WAV, PCM in AVI, MP3: not at all; decoded MP3 differs by the decoder's rounding (1 of 32,768).
+/// - Matroska, which rounds times to milliseconds: PCM, FLAC and Vorbis up to 0.5 ms (22 samples at 44,100 Hz) early or
+///   late, AAC up to 0.8 ms; the same samples otherwise, but for the decoder's rounding. AAC whose encoder replaced noise by
+///   its loudness is decoded with another noise each time. At the end of the stream up to 1 ms can be silence.
+/// - MS ADPCM in AVI, with the average data rate that ffmpeg writes: 2 samples for each block of 1,012 before it (0.2 % of
+///   the time). Read such files in order.
 class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourceStream {
  public:
   using AudioSourceStream::getSamples;
@@ -145,6 +156,9 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
 
   ~DSAudioSourceStream() override;
 
+  /// A run that follows a seek into a gap begins with the samples behind the gap, and silence stands behind those: read the
+  /// run from before the gap to have both in their places. It is not kept for other requests.
+  ///
   /// @return samples `first` to `last`, valid until the next call on this stream; NULL with code 1,
   ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound or a code of the graph.
   unsigned char* getSamples(long first, long last) override;
@@ -152,7 +166,7 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   /// Tunes the search for samples.
   /// @param quickDecode blocks that it is quicker to decode than to seek over; values below 1 count as 1.
   /// @param stepBack samples to step back when a seek lands too late and no block was seen yet; values below 1 count as
-  ///     1024.
+  ///     1024. Where the stream may be compressed 8 times as many pass after each seek, for the decoder to warm up.
   void config(int quickDecode, int stepBack);
 
   /// Shows the values of config(), in its units, in a dialog and sets what the user makes of them; 0 is the default.
@@ -171,10 +185,14 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   int openSource(const char* fileName, int streamNumber);
   int reserveRun(long count);
   unsigned char* silentRun(long last);
+  enum class Reading;
+  Reading readRun(long first, long last);
   bool fetchRun();
+  bool seekBlocks(long long position);
   bool runToBlock();
   long long stepBackUnits() const;
-  unsigned char* concludeRun(long last, bool isGapRetry);
+  Reading concludeRun(long last);
+  void learnEnd(long filledUpTo);
 
   struct Search;
   Search* search = nullptr;

@@ -20,7 +20,8 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   /// @param fileName name of the file, in the system's ANSI code page; an existing file is overwritten.
   /// @param video format of the frames, NULL for no video stream; not copied.
   /// @param compressVideo whether the video stream is to be compressed.
-  /// @param audio format of the samples, NULL for no audio stream; not copied.
+  /// @param audio format of the samples, NULL for no audio stream; not copied. WAVE_FORMAT_EXTENSIBLE without its
+  ///     extension is refused with vfw_error::cannotSetFormat.
   /// @param compressAudio whether the audio stream is to be compressed.
   /// @return the writer, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::notEnoughMemory,
   ///     cannotCreateFile, cannotCreateVideoStream (also for a frame duration that makes no whole number of frames per

@@ -17,6 +17,12 @@ inline DWORD formatSize(const WAVEFORMATEX& format) {
   return sizeof format + (format.wFormatTag == WAVE_FORMAT_PCM ? 0U : format.cbSize);
 }
 
+/// Whether the record can be whole: its extended form needs what stands behind it.
+inline bool canBeWhole(const WAVEFORMATEX& format) {
+  return format.wFormatTag != WAVE_FORMAT_EXTENSIBLE ||
+         format.cbSize >= sizeof(WAVEFORMATEXTENSIBLE) - sizeof(WAVEFORMATEX);
+}
+
 /// Bytes of the header with what belongs to it: what biSize counts, and the colours that biClrUsed tells of.
 inline DWORD formatSize(const BITMAPINFOHEADER& format) {
   constexpr WORD paletteBits = 8;

@@ -67,6 +67,7 @@ int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
   reader = new Reader;
   if (sourceFormat.wFormatTag == WAVE_FORMAT_PCM) {
     waveFormat = sourceFormat;
+    waveFormat.cbSize = 0;  // Says nothing in PCM.
     reader->samples = std::make_unique<quillet::PcmReader>(source->stream(), waveFormat.nBlockAlign);
     length = source->length();
     return length == -1 ? vfw_error::undefinedStreamLength : vfw_error::success;

@@ -106,6 +106,9 @@ int VfWOutputAVIFile::createStreams(const char* fileName) {
   if (!acceptableFormats()) {
     return lastError;
   }
+  if (audio != nullptr && !quillet::canBeWhole(*audio)) {
+    return vfw_error::cannotSetFormat;
+  }
   state = new State;
   PAVIFILE file = nullptr;
   if (fileName == nullptr || AVIFileOpenA(&file, fileName, OF_WRITE | OF_CREATE, nullptr) != 0) {

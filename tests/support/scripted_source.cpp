@@ -112,7 +112,7 @@ class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSee
     auto [first, last] = item.mediaTime.value_or(std::pair<LONGLONG, LONGLONG>());
     sample->SetMediaTime(item.mediaTime ? &first : nullptr, item.mediaTime ? &last : nullptr);
     sample->SetSyncPoint(item.sync);
-    sample->SetDiscontinuity(FALSE);
+    sample->SetDiscontinuity(item.discontinuity);
     sample->SetPreroll(FALSE);
     ++script.samplesFilled;
     return S_OK;

@@ -30,6 +30,7 @@ struct ScriptedSample {
   std::optional<std::pair<LONGLONG, LONGLONG>> mediaTime;
   long size = 0;
   bool sync = true;
+  bool discontinuity = false;
   bool timed = true;  ///< Otherwise the sample carries no time.
   /// The source waits for this event before it goes on; not owned.
   HANDLE waitFor = nullptr;

@@ -82,6 +82,9 @@ int DSOutputAVIFile::createGraph(const char* fileName) {
   if (!acceptableFormats()) {
     return lastError;
   }
+  if (audio != nullptr && !quillet::canBeWhole(*audio)) {
+    return ds_error::improperStreamFormat;
+  }
   graph = new Graph;
   if (const int error = graph->build(fileName)) {
     return error;

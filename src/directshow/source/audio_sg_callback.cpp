@@ -1,21 +1,36 @@
 #include "directshow/source/audio_sg_callback.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "core/time_units.h"
 
 namespace quillet {
+namespace {
+
+/// `number`, or the last one that there can be.
+int limited(long long number) {
+  return static_cast<int>(std::min<long long>(number, INT_MAX));
+}
+
+}  // namespace
 
 AudioSGCallback::AudioSGCallback(int samplesPerSecond, int blockAlign)
     : samplesPerSecond(samplesPerSecond), blockAlign(blockAlign) {}
+
+void AudioSGCallback::seeked() {
+  hasPrevious = false;
+  numbersStand = false;
+}
 
 void AudioSGCallback::receive(double time, IMediaSample* sample) {
   if (stop) {
     return;
   }
-  const int first = roundedHalfUp<int>(time * samplesPerSecond);
+  const int stamped = roundedHalfUp<int>(time * samplesPerSecond);
+  const int first = numberOf(stamped, sample);
   lowestFirst = std::min(lowestFirst, first);
   if (!overlap && start < first) {
     firstAvailable = first;
@@ -28,6 +43,8 @@ void AudioSGCallback::receive(double time, IMediaSample* sample) {
     hold();
     return;
   }
+  hasPrevious = true;
+  nextStamp = limited(static_cast<long long>(stamped) + blockBytes / blockAlign);
   if (blockFirst < start && blockLast < start) {
     before = true;
   } else if (blockFirst <= end) {
@@ -36,6 +53,20 @@ void AudioSGCallback::receive(double time, IMediaSample* sample) {
   if (blockLast >= end) {
     hold();
   }
+}
+
+/// The number of a block's first sample, whose time tells `stamped`.
+int AudioSGCallback::numberOf(int stamped, IMediaSample* sample) const {
+  // Containers round times, to milliseconds for one: blocks that follow one another then overlap a little, or leave a
+  // little out.
+  constexpr int roundedTimesPerSecond = 1000;
+  const int tolerance = (samplesPerSecond + roundedTimesPerSecond - 1) / roundedTimesPerSecond;
+  const bool follows = hasPrevious && sample->IsDiscontinuity() != S_OK &&
+                       std::abs(static_cast<long long>(stamped) - nextStamp) <= tolerance;
+  // Of the blocks that pass after a seek the first may have been cut, with what time the source saw fit: the numbers stand
+  // only from the first wanted one on, which follows like the others when its time would leave the start of the run out.
+  const bool continues = follows && (numbersStand || start < stamped);
+  return continues ? limited(blockLast + 1LL) : stamped;
 }
 
 /// Copies the whole block into the buffer, which grows as needed.
@@ -55,8 +86,7 @@ bool AudioSGCallback::keepBlock(int first, IMediaSample* sample) {
     std::memcpy(buffer.get(), data, size);
   }
   blockFirst = first;
-  const long long last = static_cast<long long>(first) + size / blockAlign - 1;
-  blockLast = static_cast<int>(std::min<long long>(last, INT_MAX));
+  blockLast = limited(static_cast<long long>(first) + size / blockAlign - 1);
   blockBytes = size;
   return true;
 }
@@ -64,6 +94,7 @@ bool AudioSGCallback::keepBlock(int first, IMediaSample* sample) {
 /// Copies the block's samples from `from` on to their place in the run.
 void AudioSGCallback::copyToRun(int from) {
   overlap = true;
+  numbersStand = true;
   filledUpTo = std::min(blockLast, end);
   std::memcpy(destination + static_cast<std::size_t>(from - start) * blockAlign, blockFrom(from),
               static_cast<std::size_t>(filledUpTo - from + 1) * blockAlign);

@@ -9,7 +9,8 @@
 
 namespace quillet {
 
-/// Samples are numbered by their time; runs and blocks name their first and last sample.
+/// Runs and blocks name their first and last sample. A block is numbered by its time, or continues the block before where
+/// it follows it.
 class AudioSGCallback : public SampleGrabberCallback {
  public:
   /// @param blockAlign bytes of a sample.
@@ -24,6 +25,9 @@ class AudioSGCallback : public SampleGrabberCallback {
   }
 
   bool hasReceivedBlock() const { return buffer != nullptr; }
+
+  /// Has the next block numbered by its time alone. To be called after each seek.
+  void seeked();
 
   /// @name The request
   /// @{
@@ -48,16 +52,20 @@ class AudioSGCallback : public SampleGrabberCallback {
   int blockFirst = 0;
   int blockLast = -1;
   int blockBytes = 0;
-  /// @}
+  int nextStamp = 0;  ///< The number that a block's time tells which touches this one.
+                      /// @}
 
  private:
   void receive(double time, IMediaSample* sample) override;
+  int numberOf(int stamped, IMediaSample* sample) const;
   bool keepBlock(int first, IMediaSample* sample);
   void copyToRun(int from);
 
   int samplesPerSecond;
   int blockAlign;
   int bufferCapacity = 0;
+  bool hasPrevious = false;   // The last block has come since the last seek.
+  bool numbersStand = false;  // So has a block that overlaps a run.
 };
 
 }  // namespace quillet

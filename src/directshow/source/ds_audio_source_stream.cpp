@@ -4,9 +4,9 @@
 #include <limits>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include <dshow.h>
+#include <wrl/client.h>
 
 #include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
@@ -15,14 +15,61 @@
 #include "core/open_new.h"
 #include "core/time_units.h"
 #include "directshow/base/c_media_type.h"
+#include "directshow/graph/pins.h"
 #include "directshow/source/audio_sg_callback.h"
 #include "directshow/source/source_graph.h"
 #include "directshow/source/tuning.h"
 
 namespace ds_error = quillet::ds_error;
 
+using Microsoft::WRL::ComPtr;
 using quillet::roundedHalfUp;
 using quillet::unitsPerSecond;
+
+namespace {
+
+constexpr long unknownEnd = std::numeric_limits<long>::max();
+
+/// How much passes after a seek, for the decoder to come to what it knows when it reads in order. A step is about a block.
+constexpr int prerollSteps = 8;
+
+/// Whether samples may be decoded on their way to the grabber: PCM does not come all the way. Of a splitter that is given a
+/// file's bytes nobody knows.
+bool comesDecoded(IPin* grabberInput) {
+  ComPtr<IPin> input = grabberInput;
+  // Ends: at the filter that reads the file; a graph has no circles.
+  while (input != nullptr) {
+    quillet::CMediaType type;
+    if (FAILED(input->ConnectionMediaType(&type))) {
+      return false;
+    }
+    if (!IsEqualGUID(type.majortype, MEDIATYPE_Audio) || !IsEqualGUID(type.subtype, MEDIASUBTYPE_PCM)) {
+      return true;
+    }
+    const ComPtr<IPin> output = quillet::peerOf(input.Get());
+    input =
+        output != nullptr ? quillet::firstConnectedPin(quillet::filterOf(output.Get()).Get(), PINDIR_INPUT) : nullptr;
+  }
+  return false;
+}
+
+/// Whether the format is the extended form of integer PCM. One that is cut off before its kind can only be that: the grabber
+/// lets nothing else through.
+bool isExtendedPcm(const quillet::CMediaType& type) {
+  const auto& format = *reinterpret_cast<const WAVEFORMATEXTENSIBLE*>(type.pbFormat);
+  return format.Format.wFormatTag == WAVE_FORMAT_EXTENSIBLE &&
+         (type.cbFormat < sizeof format || IsEqualGUID(format.SubFormat, MEDIASUBTYPE_PCM));
+}
+
+}  // namespace
+
+/// What became of the attempt to read a run.
+enum class DSAudioSourceStream::Reading {
+  complete,
+  gap,        ///< The run begins in a gap, up to the sample that the callback names.
+  lateStart,  ///< The run begins before the stream does.
+  failed,
+};
 
 /// The run returned last, and what was learnt about the stream.
 struct DSAudioSourceStream::Search {
@@ -32,12 +79,17 @@ struct DSAudioSourceStream::Search {
   long runCapacity = 0;  // Samples.
   long cachedFirst = 0;  // The run that the buffer holds; none while cachedLast is -1.
   long cachedLast = -1;
+  bool cachedShifted = false;  // The run began in a gap: its samples are not those of their numbers.
 
   // The last sample that the stream really has, once a run came out short; silence follows.
-  long endOfData = std::numeric_limits<long>::max();
+  long endOfData = unknownEnd;
+  bool isDecoded = false;       // Decoders remember: after a seek something has to pass.
   int stepBack = 1024;          // Samples; used while the size of a block is unknown.
   bool retriedAtStart = false;  // A request was tried again from the first sample that the stream has.
-  bool retryAfterGap = false;   // The next request is tried again from the end of a gap.
+
+  bool hasCached(long first, long last) const {
+    return cachedShifted ? first == cachedFirst && last == cachedLast : first >= cachedFirst && last <= cachedLast;
+  }
 };
 
 DSAudioSourceStream* DSAudioSourceStream::open(const char* fileName, int streamNumber,
@@ -65,7 +117,10 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
     return ds_error::improperStreamFormat;
   }
   std::memcpy(&waveFormat, type.pbFormat, std::min<std::size_t>(type.cbFormat, sizeof waveFormat));
-  const bool isPcm = waveFormat.wFormatTag == WAVE_FORMAT_PCM || waveFormat.wFormatTag == WAVE_FORMAT_EXTENSIBLE;
+  const bool isPcm = waveFormat.wFormatTag == WAVE_FORMAT_PCM || isExtendedPcm(type);
+  // The record is kept whole: without the extension, which tells of channels what their order tells as well.
+  waveFormat.wFormatTag = WAVE_FORMAT_PCM;
+  waveFormat.cbSize = 0;
   const bool hasRate = waveFormat.nSamplesPerSec > 0 && waveFormat.nSamplesPerSec <= std::numeric_limits<int>::max();
   if (!isPcm || !hasRate || waveFormat.nBlockAlign == 0) {
     return ds_error::improperStreamFormat;
@@ -73,6 +128,7 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   if (const int error = graph->querySeeking()) {
     return error;
   }
+  search->isDecoded = comesDecoded(graph->grabberInput.Get());
   length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * waveFormat.nSamplesPerSec);
   if (const int error = graph->graph.queryControl()) {
     return error;
@@ -99,31 +155,47 @@ unsigned char* DSAudioSourceStream::getSamples(long first, long last) {
   if (lastError != ds_error::success) {
     return nullptr;
   }
-  const std::size_t sampleSize = waveFormat.nBlockAlign;
-  BYTE* const run = search->runBuffer.get();
-  if (first >= search->cachedFirst && last <= search->cachedLast) {
-    return run + (first - search->cachedFirst) * sampleSize;
+  if (search->hasCached(first, last)) {
+    return search->runBuffer.get() + static_cast<std::size_t>(first - search->cachedFirst) * waveFormat.nBlockAlign;
   }
   search->cachedFirst = first;
   search->cachedLast = -1;
-  const bool isGapRetry = std::exchange(search->retryAfterGap, false);
-  if (first > search->endOfData) {
+  search->cachedShifted = false;
+  const quillet::AudioSGCallback& callback = *search->callback;
+  if (first > search->endOfData && !callback.blockHolds(first)) {
     return silentRun(last);
   }
-  quillet::AudioSGCallback& callback = *search->callback;
-  BYTE* destination = run;
-  if (isGapRetry) {
-    // The samples after a gap go to the start of the run, with silence behind them: kept so on purpose.
-    silentRun(last);
-    if (last < callback.firstAvailable) {
-      return run;
+  Reading reading = readRun(first, last);
+  // Ends: each round begins behind a gap, at a later sample than the one before and not beyond `last`; and once in the
+  // life of the stream a round is repeated.
+  while (reading == Reading::gap || reading == Reading::lateStart) {
+    if (reading == Reading::lateStart) {
+      search->retriedAtStart = true;
+    } else {
+      // The samples after a gap go to the start of the run, with silence behind them: kept so on purpose.
+      first = callback.firstAvailable;
+      silentRun(last);
+      if (last < first) {
+        return search->runBuffer.get();
+      }
+      search->cachedShifted = true;
     }
-    search->cachedLast = -1;
-    first = callback.firstAvailable;
+    reading = readRun(first, last);
   }
+  search->cachedLast = reading == Reading::complete ? last : -1;
+  return reading == Reading::complete ? search->runBuffer.get() : nullptr;
+}
+
+/// Reads samples `first` to `last` to the start of the run buffer: from the block that the callback keeps, and from the
+/// graph.
+DSAudioSourceStream::Reading DSAudioSourceStream::readRun(long first, long last) {
+  quillet::AudioSGCallback& callback = *search->callback;
+  const std::size_t sampleSize = waveFormat.nBlockAlign;
+  BYTE* destination = search->runBuffer.get();
   if (search->retriedAtStart && first < callback.lowestFirst) {
     if (last < callback.lowestFirst) {
-      return silentRun(last);
+      silentRun(last);
+      return Reading::complete;
     }
     const std::size_t silence = (callback.lowestFirst - first) * sampleSize;
     std::memset(destination, 0, silence);
@@ -134,8 +206,7 @@ unsigned char* DSAudioSourceStream::getSamples(long first, long last) {
     const long inBlock = std::min<long>(callback.blockLast, last) - first + 1;
     std::memcpy(destination, callback.blockFrom(first), inBlock * sampleSize);
     if (callback.blockLast >= last) {
-      search->cachedLast = last;
-      return run;
+      return Reading::complete;
     }
     destination += inBlock * sampleSize;
     first = callback.blockLast + 1;
@@ -145,7 +216,7 @@ unsigned char* DSAudioSourceStream::getSamples(long first, long last) {
   callback.start = first;
   callback.end = last;
   callback.overlap = false;
-  return fetchRun() ? concludeRun(last, isGapRetry) : nullptr;
+  return fetchRun() ? concludeRun(last) : Reading::failed;
 }
 
 /// Makes room for `count` samples in the run buffer; a new buffer holds no run.
@@ -176,13 +247,16 @@ unsigned char* DSAudioSourceStream::silentRun(long last) {
 /// and from further back while the first block comes too late.
 bool DSAudioSourceStream::fetchRun() {
   const quillet::AudioSGCallback& callback = *search->callback;
-  long long position = callback.start * unitsPerSecond / waveFormat.nSamplesPerSec;
+  const long long preroll = search->isDecoded ? static_cast<long long>(prerollSteps) * search->stepBack : 0;
+  long long position = std::max(callback.start - preroll, 0LL) * unitsPerSecond / waveFormat.nSamplesPerSec;
 
+  // What would pass after a seek as well is no loss.
   const long long quickBytes = static_cast<long long>(graph->quickDecodeThreshold) * callback.blockBytes;
-  const long long reach = callback.blockLast + 1 + quickBytes / waveFormat.nBlockAlign;
-  const bool isNear = callback.hasReceivedBlock() && callback.isHolding() && callback.start > callback.blockLast &&
-                      callback.start <= reach;
-  if (!isNear && !seek(position, false)) {
+  const long long reach = callback.blockLast + 1 + quickBytes / waveFormat.nBlockAlign + preroll;
+  // A block that came late is held, but not kept: to run on would lose it.
+  const bool isNear = callback.hasReceivedBlock() && callback.isHolding() && !callback.late &&
+                      callback.start > callback.blockLast && callback.start <= reach;
+  if (!isNear && !seekBlocks(position)) {
     return false;
   }
   if (!runToBlock()) {
@@ -194,11 +268,18 @@ bool DSAudioSourceStream::fetchRun() {
       notification->progress(2);
     }
     position = std::max(position - stepBackUnits(), 0LL);
-    if (!seek(position, false) || !runToBlock()) {
+    if (!seekBlocks(position) || !runToBlock()) {
       return false;
     }
   }
   return true;
+}
+
+/// Seeks, to `position` in units of 100 ns: the blocks that come then are numbered anew.
+bool DSAudioSourceStream::seekBlocks(long long position) {
+  const bool isThere = seek(position, false);
+  search->callback->seeked();
+  return isThere;
 }
 
 /// Lets the graph run until the callback has decided on the run.
@@ -226,32 +307,39 @@ long long DSAudioSourceStream::stepBackUnits() const {
 }
 
 /// Completes a run that the graph was made to deliver, with silence where it has none.
-unsigned char* DSAudioSourceStream::concludeRun(long last, bool isGapRetry) {
+DSAudioSourceStream::Reading DSAudioSourceStream::concludeRun(long last) {
   const quillet::AudioSGCallback& callback = *search->callback;
   if (!callback.late) {
     const long filledUpTo = callback.overlap ? callback.filledUpTo : callback.start - 1;
     if (filledUpTo < last) {
-      // The stream ends early. The rest was made silent before, unless blocks have come out of order.
-      search->endOfData = filledUpTo;
+      // Was made silent before, unless blocks have come out of order.
       const std::size_t filled = static_cast<std::size_t>(filledUpTo + 1 - callback.start) * waveFormat.nBlockAlign;
       const std::size_t rest = static_cast<std::size_t>(last - filledUpTo) * waveFormat.nBlockAlign;
       std::memset(callback.destination + filled, 0, rest);
+      learnEnd(filledUpTo);
     }
-    search->cachedLast = last;
-    return search->runBuffer.get();
+    return Reading::complete;
   }
-  if (callback.before && !isGapRetry) {
-    search->retryAfterGap = true;
-    return getSamples(search->cachedFirst, last);
+  if (callback.before) {
+    return Reading::gap;
   }
-  if (!callback.before && !search->retriedAtStart) {
-    // Not even the start of the stream has the sample: its audio starts later.
-    search->retriedAtStart = true;
-    return getSamples(search->cachedFirst, last);
+  if (!search->retriedAtStart) {
+    return Reading::lateStart;  // Not even the start of the stream has the sample: its audio starts later.
   }
   // The stream does not deliver twice what it delivered once: to try on might never end.
   lastError = ds_error::noFrameFound;
-  return nullptr;
+  return Reading::failed;
+}
+
+/// Takes `filledUpTo` for the last sample of the stream when the run came out short because the stream has ended. It might
+/// also have met a gap.
+void DSAudioSourceStream::learnEnd(long filledUpTo) {
+  if (graph->runActive || graph->runEnd != quillet::FilterGraph::End::completed) {
+    return;
+  }
+  // Continued numbers may lag behind the times, by which the samples are found after a seek.
+  const long end = search->callback->overlap ? std::max<long>(filledUpTo, search->callback->nextStamp - 1) : filledUpTo;
+  search->endOfData = search->endOfData == unknownEnd ? end : std::max(search->endOfData, end);
 }
 
 void DSAudioSourceStream::config(int quickDecode, int stepBack) {
