@@ -15,7 +15,7 @@ prefix=$(realpath -m "$1")
 shift
 
 unset DISPLAY WAYLAND_DISPLAY
-export WINEPREFIX=$prefix WINEARCH=win32 WINEDEBUG=${WINEDEBUG:--all} LC_ALL=C.UTF-8
+export WINEPREFIX=$prefix WINEARCH=${WINEARCH:-win32} WINEDEBUG=${WINEDEBUG:--all} LC_ALL=C.UTF-8
 export WINEDLLOVERRIDES='mscoree,mshtml=;winedbg.exe=d'
 
 # Wine's services outlive the program and keep its output open, so that a reader of a pipe would wait for them: the output
@@ -24,11 +24,11 @@ output=$(mktemp -d)
 trap 'rm -rf "$output"' EXIT
 
 make_prefix() {
-  timeout -k 5 120 wine wineboot --init
+  timeout -k 5 120 "${WINE:-wine}" wineboot --init
   # No graphics driver: windows and dialogs work, and need no display.
-  timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
+  timeout -k 5 60 "${WINE:-wine}" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
   # No audio driver: nothing here makes a sound, and looking for a sound card only fills the error output.
-  timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Audio /d "" /f
+  timeout -k 5 60 "${WINE:-wine}" reg add 'HKCU\Software\Wine\Drivers' /v Audio /d "" /f
   timeout -k 5 60 wineserver -w  # Until the registry is on disk: it ends when the programs above have.
   touch "$prefix/ready-2"
 }
@@ -43,7 +43,7 @@ if [ ! -e "$prefix/ready-2" ]; then
 fi
 
 status=0
-timeout -k 5 "$seconds" wine "$@" >"$output/out" 2>"$output/err" </dev/null || status=$?
+timeout -k 5 "$seconds" "${WINE:-wine}" "$@" >"$output/out" 2>"$output/err" </dev/null || status=$?
 cat "$output/out"
 # GStreamer, which decodes for Wine, writes to the same place when it has no decoder for a stream; the program says so itself.
 grep -vE '^\(wine:[0-9]+\): GStreamer-CRITICAL|^$' "$output/err" >&2 || true
