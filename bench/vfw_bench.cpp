@@ -12,13 +12,16 @@
 
 #include <quillet/quillet.h>
 
+#include "bare_avifile.h"
 #include "comparison.h"
 #include "support/avi_builder.h"
 
 namespace {
 
 using quillet::bench::compare;
+using quillet::bench::openBareStream;
 using quillet::bench::require;
+using quillet::bench::writeBareFile;
 
 constexpr int rounds = 41;
 constexpr LONG width = 320;
@@ -33,12 +36,6 @@ constexpr long runCount = 2000;
 // What was read is looked at, so that no way can leave the reading out.
 unsigned long checksum = 0;
 
-PAVISTREAM openBare(const char* fileName, DWORD kind) {
-  PAVISTREAM stream = nullptr;
-  require(AVIStreamOpenFromFileA(&stream, fileName, kind, 0, OF_READ, nullptr) == 0, "AVIStreamOpenFromFile");
-  return stream;
-}
-
 bool compareVideo() {
   using namespace quillet::test;
   const BITMAPINFOHEADER format = rgb24Format(width, height);
@@ -50,7 +47,7 @@ bool compareVideo() {
 
   const std::unique_ptr<VideoSourceStream> library(VideoSourceStream::open(file.name(), false, 0, nullptr));
   require(library != nullptr && library->lastError == 0, "VideoSourceStream::open");
-  PAVISTREAM bare = openBare(file.name(), streamtypeVIDEO);
+  PAVISTREAM bare = openBareStream(file.name(), streamtypeVIDEO);
   BITMAPINFOHEADER wanted = *library->format();
   PGETFRAME getFrame = AVIStreamGetFrameOpen(bare, &wanted);
   require(getFrame != nullptr, "AVIStreamGetFrameOpen");
@@ -97,7 +94,7 @@ bool compareAudio() {
 
   const std::unique_ptr<AudioSourceStream> library(AudioSourceStream::open(file.name(), false, 0, nullptr));
   require(library != nullptr && library->lastError == 0, "AudioSourceStream::open");
-  PAVISTREAM bare = openBare(file.name(), streamtypeAUDIO);
+  PAVISTREAM bare = openBareStream(file.name(), streamtypeAUDIO);
   const LONG runBytes = runLength * format.nBlockAlign;
 
   // How fast memory is copied depends on where source and destination lie within their pages, more than on anything that
@@ -145,33 +142,14 @@ void writeWithLibrary(const char* fileName, const VIDEOINFOHEADER& format, std::
   require(file->close(), "close");
 }
 
-void writeBare(const char* fileName, VIDEOINFOHEADER format, std::vector<unsigned char>& frame) {
-  PAVIFILE file = nullptr;
-  require(AVIFileOpenA(&file, fileName, OF_WRITE | OF_CREATE, nullptr) == 0, "AVIFileOpen");
-  AVISTREAMINFOA info = {};
-  info.fccType = streamtypeVIDEO;
-  info.dwScale = 1;
-  info.dwRate = framesPerSecond;
-  PAVISTREAM stream = nullptr;
-  require(AVIFileCreateStreamA(file, &stream, &info) == 0, "AVIFileCreateStream");
-  require(AVIStreamSetFormat(stream, 0, &format.bmiHeader, sizeof format.bmiHeader) == 0, "AVIStreamSetFormat");
-  for (long i = 0; i < frameCount; ++i) {
-    frame[0] = static_cast<unsigned char>(i);
-    require(AVIStreamWrite(stream, i, 1, frame.data(), static_cast<LONG>(frame.size()), AVIIF_KEYFRAME, nullptr,
-                           nullptr) == 0,
-            "AVIStreamWrite");
-  }
-  AVIStreamRelease(stream);
-  AVIFileRelease(file);
-}
-
 bool compareWriting() {
   const VIDEOINFOHEADER format = frameFormat();
   std::vector<unsigned char> frame(format.bmiHeader.biSizeImage);
   const quillet::test::TempFile file(".avi");
   return compare(
       "200 RGB24 frames of 320x240, written", writingRounds, 1.05,
-      [&] { writeWithLibrary(file.name(), format, frame); }, [&] { writeBare(file.name(), format, frame); });
+      [&] { writeWithLibrary(file.name(), format, frame); },
+      [&] { writeBareFile(file.name(), format, frame, frameCount); });
 }
 
 }  // namespace

@@ -28,8 +28,7 @@ TempFile::~TempFile() {
 }
 
 void TempFile::write(const Bytes& content) const {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+  writeFile(name(), content);
 }
 
 TempFolder::TempFolder() : path(uniquePath("")) {
@@ -46,6 +45,11 @@ TempFolder::~TempFolder() {
     FindClose(search);
   }
   RemoveDirectoryA(name());
+}
+
+void writeFile(const char* name, const Bytes& content) {
+  std::ofstream(name, std::ios::binary)
+      .write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
 }
 
 Bytes readFile(const char* name) {

@@ -41,6 +41,8 @@ class TempFolder {
   std::string path;
 };
 
+void writeFile(const char* name, const Bytes& content);
+
 /// The content of a file; empty when it cannot be read.
 Bytes readFile(const char* name);
 

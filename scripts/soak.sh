@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Lets the library work for long, over both backends: rounds of opening, reading, writing and deleting, after which it may
+# hold no more than the bare platform does after as many; and threads that read at random, each with streams of its own,
+# what one thread reads. Where they fail, the bare platform gets as long to fail, too. The status is 0 when nothing is the
+# library's.
+#
+#   scripts/soak.sh [MINUTES] [SEED]    default: 10 minutes, a seed of the day
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+minutes=${1:-10}
+seed=${2:-$(date +%j)}
+seconds=$((minutes * 60 / 10))  # Of a schedule: there are six, and the rounds take the time of about four.
+
+scripts/setup.sh
+build=build/mingw-i686
+cmake --preset mingw-i686 -DQUILLET_BUILD_TESTS=ON >/dev/null
+cmake --build "$build" --target quillet_soak -- --quiet
+
+soak() {
+  scripts/wine-run.sh -t $((minutes * 60 + 300)) "$build/wineprefix" "$build/bin/quillet_soak.exe" "$@"
+}
+
+status=0
+soak rounds vfw $((minutes * 100)) || status=1
+soak rounds ds $((minutes * 20)) || status=1
+for backend in vfw ds; do
+  for threads in 1 4 16; do
+    result=0
+    soak threads $backend library $threads $seconds "$seed" || result=$?
+    [ $result -eq 0 ] && continue
+    echo "$backend, $threads threads: failed with status $result"
+    if soak threads $backend bare $threads $seconds "$seed"; then
+      status=1
+    else
+      echo "$backend, $threads threads: so does the bare platform"
+    fi
+  done
+done
+exit "$status"

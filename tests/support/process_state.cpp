@@ -1,0 +1,105 @@
+#include "support/process_state.h"
+
+#include <algorithm>
+
+// Need windows.h.
+#include <tlhelp32.h>
+#include <winternl.h>
+
+#include "core/handles.h"
+
+namespace quillet::test {
+namespace {
+
+/// How many handles the process has open. GetProcessHandleCount would tell, but Wine 8 answers 0; the system's list of
+/// all handles is there on both.
+long openHandles() {
+  struct Handle {
+    ULONG process;
+    BYTE type, flags;
+    USHORT value;
+    void* object;
+    ACCESS_MASK access;
+  };
+  struct HandleList {
+    ULONG count;
+    Handle handles[1];
+  };
+  constexpr auto systemHandleInformation = static_cast<SYSTEM_INFORMATION_CLASS>(16);
+  std::vector<BYTE> buffer(1 << 16);
+  ULONG size = 0;
+  while (NtQuerySystemInformation(systemHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &size) ==
+         static_cast<NTSTATUS>(0xC0000004)) {  // STATUS_INFO_LENGTH_MISMATCH
+    buffer.resize(buffer.size() * 2);
+  }
+  const auto* const list = reinterpret_cast<const HandleList*>(buffer.data());
+  return static_cast<long>(std::count_if(list->handles, list->handles + list->count,
+                                         [](const Handle& handle) { return handle.process == GetCurrentProcessId(); }));
+}
+
+/// Calls `see` with each heap block in use, until it answers false.
+template <class See>
+void walkHeaps(See see) {
+  bool goesOn = true;
+  for (HANDLE heap : processHeaps()) {
+    HeapLock(heap);
+    PROCESS_HEAP_ENTRY entry = {};
+    while (goesOn && HeapWalk(heap, &entry)) {
+      goesOn = (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) == 0 || see(entry);
+    }
+    HeapUnlock(heap);
+  }
+}
+
+}  // namespace
+
+std::vector<HANDLE> processHeaps() {
+  std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
+  heaps.resize(GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
+  return heaps;
+}
+
+HANDLE damagedHeap() {
+  const std::vector<HANDLE> heaps = processHeaps();
+  const auto damaged = std::ranges::find_if(heaps, [](HANDLE heap) { return !HeapValidate(heap, 0, nullptr); });
+  return damaged != heaps.end() ? *damaged : nullptr;
+}
+
+long openThreads() {
+  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+  THREADENTRY32 entry = {};
+  entry.dwSize = sizeof entry;
+  long count = 0;
+  for (BOOL more = Thread32First(snapshot.get(), &entry); more; more = Thread32Next(snapshot.get(), &entry)) {
+    count += entry.th32OwnerProcessID == GetCurrentProcessId();
+  }
+  return count;
+}
+
+void awaitThreads(long before) {
+  const ULONGLONG end = GetTickCount64() + 15000;
+  while (openThreads() > before && GetTickCount64() < end) {
+    Sleep(50);
+  }
+}
+
+Holdings currentHoldings() {
+  Holdings holdings = {openHandles(), 0, openThreads()};
+  walkHeaps([&](const PROCESS_HEAP_ENTRY&) { return ++holdings.blocks, true; });
+  return holdings;
+}
+
+long long bytesInBlock(const void* data) {
+  long long bytes = -1;
+  walkHeaps([&](const PROCESS_HEAP_ENTRY& block) {
+    const auto* const first = static_cast<const BYTE*>(block.lpData);
+    const auto* const wanted = static_cast<const BYTE*>(data);
+    if (wanted >= first && wanted < first + block.cbData) {
+      bytes = first + block.cbData - wanted;
+    }
+    return bytes == -1;
+  });
+  return bytes;
+}
+
+}  // namespace quillet::test
