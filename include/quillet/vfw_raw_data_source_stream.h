@@ -6,6 +6,10 @@
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 
+namespace quillet {
+class ReadBuffer;
+}
+
 /// The samples of an AVIFile stream as the file stores them, one AVIFile read each.
 class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public VfWSourceStream {
  public:
@@ -53,9 +57,8 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
  private:
   VfWRawDataSourceStream() = default;
   int openSource(const char* fileName, bool video, int streamIndex);
-  void makeReadBuffer(unsigned long size);
   int readAt(long first, long& samples, long& bytes);
 
-  long readBufferSize = 0;
-  unsigned char* readBuffer = nullptr;
+  /// The data returned last; owned.
+  quillet::ReadBuffer* readBuffer = nullptr;
 };

@@ -116,6 +116,10 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
   /// -1 when the stream is not open. PCM: as VfWSourceStream.
   long StreamTimeToSample(double& time) override;
 
+  /// Compressed audio whose blocks are known: the exact time of the stream's end in milliseconds, whatever the header says
+  /// of it. Other audio: as VfWSourceStream.
+  double msDuration() override;
+
  private:
   VfWAudioSourceStream() = default;
   int openSource(const char* fileName, int streamIndex);

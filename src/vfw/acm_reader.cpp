@@ -16,12 +16,25 @@
 namespace quillet {
 namespace {
 
-/// Samples in a block of the formats whose blocks all hold the same number of them; 0 for other formats.
-long fixedSamplesPerBlock(const WAVEFORMATEX& format) {
+/// What is known of the blocks of a format.
+struct Coding {
+  long samplesPerBlock = 0;  // 0 when it may differ.
+  long samplesPerFrame = 0;  // Of formats whose blocks are mere pieces of a stream of frames; otherwise 0.
+  long warmUp = 0;           // Samples before a block that it cannot be decoded without.
+};
+
+// What the decoder of GSM remembers fades with the sound: of 20 s of each, noise is the same to the bit 7 blocks after a
+// cold start, a voice 84, a single tone 118.
+constexpr long gsmWarmUpBlocks = 128;
+
+// A frame of MPEG audio may lie in the bytes of up to nine before it, and needs the one before to be decoded.
+constexpr long mpegWarmUpFrames = 12;
+
+Coding codingOf(const WAVEFORMATEX& format) {
   switch (format.wFormatTag) {
     case WAVE_FORMAT_ALAW:
     case WAVE_FORMAT_MULAW:
-      return format.nBlockAlign / std::max<long>(format.nChannels, 1);
+      return {.samplesPerBlock = format.nBlockAlign / std::max<long>(format.nChannels, 1)};
     case WAVE_FORMAT_ADPCM:
     case WAVE_FORMAT_IMA_ADPCM:
     case WAVE_FORMAT_GSM610: {
@@ -30,22 +43,26 @@ long fixedSamplesPerBlock(const WAVEFORMATEX& format) {
       if (format.cbSize >= sizeof samplesPerBlock) {
         std::memcpy(&samplesPerBlock, &format + 1, sizeof samplesPerBlock);
       }
-      return samplesPerBlock;
+      const long warmUpBlocks = format.wFormatTag == WAVE_FORMAT_GSM610 ? gsmWarmUpBlocks : 0;
+      return {.samplesPerBlock = samplesPerBlock, .warmUp = warmUpBlocks * samplesPerBlock};
+    }
+    case WAVE_FORMAT_MPEGLAYER3: {
+      constexpr DWORD leastRateOfMpeg1 = 32000;
+      const long samplesPerFrame = format.nSamplesPerSec < leastRateOfMpeg1 ? 576 : 1152;
+      return {.samplesPerFrame = samplesPerFrame, .warmUp = mpegWarmUpFrames * samplesPerFrame};
     }
     default:
-      return 0;
+      return {};
   }
 }
 
-/// Whether the average data rate is one that converters can count with: some divide by it, MP3's by the bytes of a frame
-/// that follow from it, in 32 bits.
+/// Whether the average data rate is one that the converter can count with: that of MP3 divides by the bytes of a frame,
+/// which follow from it, in 32 bits.
 bool hasUsableDataRate(const WAVEFORMATEX& format) {
-  if (format.wFormatTag != WAVE_FORMAT_MPEGLAYER3) {
-    return format.nAvgBytesPerSec > 0;
-  }
   constexpr std::uint64_t samplesPerFrame = 1152;
   const std::uint64_t product = samplesPerFrame * format.nAvgBytesPerSec;
-  return product >= format.nSamplesPerSec && product <= std::numeric_limits<std::uint32_t>::max();
+  return format.wFormatTag != WAVE_FORMAT_MPEGLAYER3 ||
+         (product >= format.nSamplesPerSec && product <= std::numeric_limits<std::uint32_t>::max());
 }
 
 }  // namespace
@@ -62,8 +79,8 @@ int AcmReader::open(WAVEFORMATEX& outputFormat) {
                        ACM_FORMATSUGGESTF_WFORMATTAG | ACM_FORMATSUGGESTF_NCHANNELS) != 0) {
     return vfw_error::noPcmFormat;
   }
-  samplesPerSecond = static_cast<long>(outputFormat.nSamplesPerSec);
-  sampleSize = outputFormat.nBlockAlign;
+  pcmFormat = outputFormat;
+  sampleSize = pcmFormat.nBlockAlign;
   if (sampleSize == 0) {
     return vfw_error::noPcmFormat;
   }
@@ -85,23 +102,56 @@ int AcmReader::open(WAVEFORMATEX& outputFormat) {
   if (!acmHeader.prepare(acmStream.get(), blockBuffer.data(), blockSize, pcmBuffer.data(), pcmSize)) {
     return vfw_error::cannotInitializeDecompressor;
   }
-  // The ACM's own figure must bear out what the format says.
-  const long fixed = fixedSamplesPerBlock(source());
-  samplesPerBlock = std::int64_t{fixed} * sampleSize == pcmSize ? fixed : 0;
+  findBlocks(pcmSize);
   return vfw_error::success;
+}
+
+/// Finds how blocks and samples correspond.
+/// @param pcmSize bytes that a block decodes to at most, by the ACM.
+void AcmReader::findBlocks(DWORD pcmSize) {
+  const Coding coding = codingOf(source());
+  warmUp = coding.warmUp;
+  // The ACM's own figure must bear out what the format says.
+  if (coding.samplesPerBlock > 0 && Number{coding.samplesPerBlock} * sampleSize == pcmSize) {
+    blocks = SampleBlocks(coding.samplesPerBlock);
+    bytesOfEach = pcmSize;
+    return;
+  }
+  isTimed = coding.samplesPerFrame == 0;
+  if (const AVISTREAMINFOA* const information = aviSource.information()) {
+    blocks = SampleBlocks(information->dwScale, information->dwRate, static_cast<long>(pcmFormat.nSamplesPerSec),
+                          std::max(coding.samplesPerFrame, 1L));
+  }
 }
 
 int AcmReader::measure(long& length) {
   sourceBlocks = aviSource.length();
+  if (sourceBlocks == -1 || !blocks.areKnown()) {
+    return vfw_error::undefinedStreamLength;
+  }
+  if (!isTimed) {
+    const Number end = blocks.firstSampleOf(sourceBlocks);
+    length = static_cast<long>(end);
+    // Blocks that hold not even a sample are none: the header is false.
+    return end == length && (end > 0 || sourceBlocks == 0) ? vfw_error::success : vfw_error::undefinedStreamLength;
+  }
   LONG ms = aviSource.timeOf(sourceBlocks);
-  if (ms == -1 || sourceBlocks == -1) {
+  if (ms == -1) {
     return vfw_error::undefinedStreamLength;
   }
   if (ms > 1) {
     --ms;  // The last millisecond is not counted, so that the length never exceeds what the blocks hold.
   }
-  length = MulDiv(ms, samplesPerSecond, msPerSecond);
+  length = MulDiv(ms, static_cast<int>(pcmFormat.nSamplesPerSec), msPerSecond);
   return length == -1 ? vfw_error::undefinedStreamLength : vfw_error::success;
+}
+
+std::optional<double> AcmReader::msEnd() const {
+  if (isTimed) {
+    return std::nullopt;
+  }
+  const Number end = blocks.firstSampleOf(Number{aviSource.start()} + sourceBlocks);
+  return static_cast<double>(end) * msPerSecond / pcmFormat.nSamplesPerSec;
 }
 
 int AcmReader::read(long first, long last, BYTE* out) {
@@ -112,16 +162,11 @@ int AcmReader::read(long first, long last, BYTE* out) {
   return error;
 }
 
-int AcmReader::decode(SampleNumber first, SampleNumber last, BYTE* out) {
+int AcmReader::decode(Number first, Number last, BYTE* out) {
   if (first >= pcmFirst && first <= pcmLast + 1) {
     cursor = first;  // Inside the block held, or right after it.
-  } else {
-    if (const int error = seek(static_cast<long>(first))) {
-      return error;
-    }
-    if (cursor > first) {  // The stream starts later: silence up to there.
-      std::memset(out, 0, static_cast<std::size_t>((std::min(cursor, last + 1) - first) * sampleSize));
-    }
+  } else if (const int error = seek(first)) {
+    return error;
   }
   while (cursor <= last) {
     if (cursor > pcmLast) {
@@ -131,9 +176,9 @@ int AcmReader::decode(SampleNumber first, SampleNumber last, BYTE* out) {
     }
     // A last block that decodes to nothing leaves the cursor beyond the buffer: its first sample stands in, one at a
     // time.
-    const SampleNumber held = std::max(pcmLast - cursor + 1, SampleNumber{0});
-    const SampleNumber count = std::min(std::max(held, SampleNumber{1}), last - cursor + 1);
-    const SampleNumber lead = std::clamp(first - cursor, SampleNumber{0}, count);  // Decoded only to reach the run.
+    const Number held = std::max(pcmLast - cursor + 1, Number{0});
+    const Number count = std::min(std::max(held, Number{1}), last - cursor + 1);
+    const Number lead = std::clamp(first - cursor, Number{0}, count);  // Decoded only to reach the run.
     const BYTE* const from = pcmBuffer.data() + (held > 0 ? (cursor - pcmFirst) * sampleSize : 0);
     if (count > lead) {
       std::memcpy(out + (cursor + lead - first) * sampleSize, from + lead * sampleSize,
@@ -144,45 +189,53 @@ int AcmReader::decode(SampleNumber first, SampleNumber last, BYTE* out) {
   return vfw_error::success;
 }
 
-/// Moves to the block that holds `first`, from which decoding starts afresh.
-int AcmReader::seek(long first) {
+/// Moves to the block that holds `first`, with the decoder warmed up for it.
+int AcmReader::seek(Number first) {
   pcmFirst = noSample;
-  const LONG block = aviSource.sampleAt(MulDiv(first, msPerSecond, samplesPerSecond));
-  if (block == -1 || !moveTo(AVIStreamFindSample(aviSource.stream(), block, FIND_PREV | FIND_ANY))) {
+  conversionStarted = false;
+  const auto wanted = static_cast<long>(std::min<Number>(blocks.blockOf(first), sourceBlocks - 1));
+  nextBlock = aviSource.findPrevious(wanted);
+  if (nextBlock < 0 || nextBlock > wanted) {
     return vfw_error::cannotSeek;
   }
-  // Whole milliseconds may lead to a block that starts after the sample. Ends at the first block at the latest.
-  while (cursor > first && nextBlock > 0) {
-    const LONG previous = AVIStreamFindSample(aviSource.stream(), nextBlock - 1, FIND_PREV | FIND_ANY);
-    if (previous >= nextBlock || !moveTo(previous)) {
-      break;
-    }
+  const long start = aviSource.start();
+  const auto warmUpBlock =
+      static_cast<long>(blocks.blockOf(std::max(blocks.firstSampleOf(nextBlock) - warmUp, Number{0})));
+  if (warmUpBlock <= start && bytesOfEach == 0) {
+    nextBlock = std::min(nextBlock, start);  // So near to the beginning samples can be counted from there.
   }
+  for (long block = std::max(warmUpBlock, start); block < nextBlock; ++block) {
+    static_cast<void>(convert(block));  // Thrown away: a failure leaves the decoder colder, but is none of the run's.
+  }
+  cursor = blocks.firstSampleOf(nextBlock);
   pcmLast = cursor - 1;
-  conversionStarted = false;
   return vfw_error::success;
 }
 
-/// Makes `block` the next one, and its first sample the next sample.
-/// @return false, with nothing changed, when there is no such block.
-bool AcmReader::moveTo(long block) {
-  const SampleNumber sample = block != -1 ? firstSampleOf(block) : -1;
-  if (sample == -1) {
-    return false;
+/// Reads `block` and converts it into pcmBuffer.
+int AcmReader::convert(long block) {
+  LONG bytes = 0;
+  LONG samples = 0;
+  if (AVIStreamRead(aviSource.stream(), block, 1, blockBuffer.data(), static_cast<LONG>(blockBuffer.size()), &bytes,
+                    &samples) != 0 ||
+      samples < 1) {
+    return vfw_error::errorReadingSamples;
   }
-  nextBlock = block;
-  cursor = sample;
-  return true;
-}
-
-/// The number of a block's first sample, -1 on failure. AVIFile tells it by its time alone, in whole milliseconds; where
-/// all blocks are alike the exact number is known.
-AcmReader::SampleNumber AcmReader::firstSampleOf(long block) const {
-  const LONG ms = aviSource.timeOf(block);
-  if (ms == -1) {
-    return -1;
+  acmHeader->cbDstLengthUsed = 0;
+  acmHeader->cbSrcLength = std::min<DWORD>(bytes, blockBuffer.size());  // Not what an earlier, longer block left.
+  const DWORD start = conversionStarted ? 0 : ACM_STREAMCONVERTF_START;
+  if (acmHeader->cbSrcLength > 0 &&
+      acmStreamConvert(acmStream.get(), acmHeader.get(), ACM_STREAMCONVERTF_BLOCKALIGN | start) != 0) {
+    return vfw_error::cannotDecompress;
   }
-  return samplesPerBlock > 0 ? SampleNumber{block} * samplesPerBlock : MulDiv(ms, samplesPerSecond, msPerSecond);
+  conversionStarted = true;
+  if (acmHeader->cbDstLengthUsed < bytesOfEach) {
+    // The block is damaged. The next one begins where it must nevertheless.
+    std::memset(pcmBuffer.data() + acmHeader->cbDstLengthUsed, silenceOf(pcmFormat),
+                bytesOfEach - acmHeader->cbDstLengthUsed);
+    acmHeader->cbDstLengthUsed = bytesOfEach;
+  }
+  return vfw_error::success;
 }
 
 /// Replaces the block held by the next one that decodes to anything. After the last block, that one is held again,
@@ -193,16 +246,9 @@ int AcmReader::decodeNextBlock() {
     if (nextBlock >= sourceBlocks) {
       break;
     }
-    const LONG block = nextBlock++;
-    if (AVIStreamRead(aviSource.stream(), block, 1, blockBuffer.data(), static_cast<LONG>(blockBuffer.size()), nullptr,
-                      nullptr) != 0) {
-      return vfw_error::errorReadingSamples;
+    if (const int error = convert(nextBlock++)) {
+      return error;
     }
-    const DWORD start = conversionStarted ? 0 : ACM_STREAMCONVERTF_START;
-    if (acmStreamConvert(acmStream.get(), acmHeader.get(), ACM_STREAMCONVERTF_BLOCKALIGN | start) != 0) {
-      return vfw_error::cannotDecompress;
-    }
-    conversionStarted = true;
   } while (acmHeader->cbDstLengthUsed == 0);
   pcmFirst = pcmLast + 1;
   pcmLast += acmHeader->cbDstLengthUsed / sampleSize;

@@ -28,12 +28,18 @@ int AviSource::readFormat(std::vector<BYTE>& format, LONG leastSize, std::size_t
   return vfw_error::success;
 }
 
+LONG AviSource::find(LONG sample, LONG flags) const {
+  const LONG first = start();
+  const bool isBefore = sample < first;
+  return isBefore && flags & FIND_PREV ? -1 : AVIStreamFindSample(stream(), isBefore ? first : sample, flags);
+}
+
 int AviSource::findSample(LONG sample, LONG& found) const {
-  found = AVIStreamFindSample(stream(), sample, FIND_PREV | FIND_ANY);
+  found = findPrevious(sample);
   if (found != -1) {
     return vfw_error::success;
   }
-  found = AVIStreamFindSample(stream(), sample + 1, FIND_NEXT | FIND_ANY);
+  found = find(sample + 1, FIND_NEXT | FIND_ANY);
   return found != -1 ? vfw_error::nextFrameReturned : vfw_error::noFrameFound;
 }
 

@@ -1,10 +1,10 @@
-#include <cstdint>
 #include <new>
 #include <vector>
 
 #include <quillet/error_codes.h>
 #include <quillet/vfw_source_stream.h>
 
+#include "core/format_sizes.h"
 #include "core/open_new.h"
 #include "vfw/avi_source.h"
 
@@ -19,9 +19,21 @@ BITMAPINFOHEADER outputFormat(const BITMAPINFOHEADER& sourceFormat) {
   output.biPlanes = 1;
   output.biBitCount = 24;
   output.biCompression = BI_RGB;
-  const std::int64_t rowBytes = (std::int64_t{sourceFormat.biWidth} * 3 + 3) & ~std::int64_t{3};
-  output.biSizeImage = static_cast<DWORD>(rowBytes * sourceFormat.biHeight);
+  output.biSizeImage = static_cast<DWORD>(quillet::uncompressedFrameSize(output));
   return output;
+}
+
+/// The pixels of a packed DIB: behind the header, the masks that it does not count, and the colours, of which pixels of
+/// more than 8 bits may have some, too.
+unsigned char* pixelsOf(BITMAPINFOHEADER* packedDib) {
+  constexpr WORD paletteBits = 8;
+  constexpr DWORD masks = 3;
+  const BITMAPINFOHEADER& header = *packedDib;
+  const bool areMasksBehind = header.biCompression == BI_BITFIELDS && header.biSize == sizeof header;
+  const DWORD allColours = header.biBitCount <= paletteBits ? 1U << header.biBitCount : 0;
+  const DWORD colours = header.biClrUsed != 0 ? header.biClrUsed : allColours;
+  return reinterpret_cast<unsigned char*>(packedDib) + header.biSize + (areMasksBehind ? masks * sizeof(DWORD) : 0) +
+         colours * sizeof(RGBQUAD);
 }
 
 }  // namespace
@@ -62,7 +74,9 @@ int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
   bitmapFormat = outputFormat(*reinterpret_cast<const BITMAPINFOHEADER*>(format.data()));
 
   decompressor = new Decompressor;
-  decompressor->getFrame.reset(AVIStreamGetFrameOpen(source->stream(), &bitmapFormat));
+  BITMAPINFOHEADER wanted = bitmapFormat;
+  wanted.biClrUsed = wanted.biClrImportant = 0;  // Those of the source: the pictures have no colours of their own.
+  decompressor->getFrame.reset(AVIStreamGetFrameOpen(source->stream(), &wanted));
   return decompressor->getFrame ? vfw_error::success : vfw_error::noDecompressor;
 }
 
@@ -89,5 +103,5 @@ unsigned char* VfWVideoSourceStream::getFrameBits(long& frame) {
     lastError = vfw_error::cannotDecompress;
     return nullptr;
   }
-  return static_cast<unsigned char*>(packedDib) + static_cast<const BITMAPINFOHEADER*>(packedDib)->biSize;
+  return pixelsOf(static_cast<BITMAPINFOHEADER*>(packedDib));
 }
