@@ -23,6 +23,9 @@ struct Coding {
   long warmUp = 0;           // Samples before a block that it cannot be decoded without.
 };
 
+// How many blocks of a single sample are read and decoded at once: each read has AVIFile go through its chunks.
+constexpr long samplesAtOnce = 1024;
+
 // What the decoder of GSM remembers fades with the sound: of 20 s of each, noise is the same to the bit 7 blocks after a
 // cold start, a voice 84, a single tone 118.
 constexpr long gsmWarmUpBlocks = 128;
@@ -71,12 +74,11 @@ AcmReader::AcmReader(const AviSource& aviSource, std::vector<BYTE> sourceFormat)
     : aviSource(aviSource), sourceFormat(std::move(sourceFormat)) {}
 
 int AcmReader::open(WAVEFORMATEX& outputFormat) {
-  auto* const sourcePointer = reinterpret_cast<WAVEFORMATEX*>(sourceFormat.data());
   outputFormat = {};
   outputFormat.wFormatTag = WAVE_FORMAT_PCM;
   outputFormat.nChannels = source().nChannels;
-  if (acmFormatSuggest(nullptr, sourcePointer, &outputFormat, sizeof outputFormat,
-                       ACM_FORMATSUGGESTF_WFORMATTAG | ACM_FORMATSUGGESTF_NCHANNELS) != 0) {
+  if (acmFormatSuggest(nullptr, reinterpret_cast<WAVEFORMATEX*>(sourceFormat.data()), &outputFormat,
+                       sizeof outputFormat, ACM_FORMATSUGGESTF_WFORMATTAG | ACM_FORMATSUGGESTF_NCHANNELS) != 0) {
     return vfw_error::noPcmFormat;
   }
   pcmFormat = outputFormat;
@@ -85,25 +87,32 @@ int AcmReader::open(WAVEFORMATEX& outputFormat) {
     return vfw_error::noPcmFormat;
   }
 
-  HACMSTREAM opened = nullptr;
-  if (acmStreamOpen(&opened, nullptr, sourcePointer, &outputFormat, nullptr, 0, 0, ACM_STREAMOPENF_NONREALTIME) != 0) {
-    return vfw_error::cannotInitializeDecompressor;
-  }
-  acmStream.reset(opened);
-
   const DWORD blockSize = source().nBlockAlign;
   DWORD pcmSize = 0;
-  if (!hasUsableDataRate(source()) ||
+  if (!openDecoder() || !hasUsableDataRate(source()) ||
       acmStreamSize(acmStream.get(), blockSize, &pcmSize, ACM_STREAMSIZEF_SOURCE) != 0) {
     return vfw_error::cannotInitializeDecompressor;
   }
-  blockBuffer.resize(blockSize);
-  pcmBuffer.resize(std::max<std::size_t>(pcmSize, sampleSize));
-  if (!acmHeader.prepare(acmStream.get(), blockBuffer.data(), blockSize, pcmBuffer.data(), pcmSize)) {
-    return vfw_error::cannotInitializeDecompressor;
-  }
   findBlocks(pcmSize);
-  return vfw_error::success;
+  blockBuffer.resize(std::size_t{blockSize} * blocksAtOnce);
+  pcmBuffer.resize(std::max<std::size_t>(std::size_t{pcmSize} * blocksAtOnce, sampleSize));
+  return prepareDecoder() ? vfw_error::success : vfw_error::cannotInitializeDecompressor;
+}
+
+/// Opens the decoder anew, which remembers nothing then.
+bool AcmReader::openDecoder() {
+  acmHeader.unprepare();
+  HACMSTREAM opened = nullptr;
+  auto* const sourcePointer = reinterpret_cast<WAVEFORMATEX*>(sourceFormat.data());
+  const bool isOpen =
+      acmStreamOpen(&opened, nullptr, sourcePointer, &pcmFormat, nullptr, 0, 0, ACM_STREAMOPENF_NONREALTIME) == 0;
+  acmStream.reset(isOpen ? opened : nullptr);
+  return isOpen;
+}
+
+bool AcmReader::prepareDecoder() {
+  return acmHeader.prepare(acmStream.get(), blockBuffer.data(), static_cast<DWORD>(blockBuffer.size()),
+                           pcmBuffer.data(), static_cast<DWORD>(pcmBuffer.size()));
 }
 
 /// Finds how blocks and samples correspond.
@@ -115,6 +124,7 @@ void AcmReader::findBlocks(DWORD pcmSize) {
   if (coding.samplesPerBlock > 0 && Number{coding.samplesPerBlock} * sampleSize == pcmSize) {
     blocks = SampleBlocks(coding.samplesPerBlock);
     bytesOfEach = pcmSize;
+    blocksAtOnce = coding.samplesPerBlock == 1 ? samplesAtOnce : 1;
     return;
   }
   isTimed = coding.samplesPerFrame == 0;
@@ -192,6 +202,10 @@ int AcmReader::decode(Number first, Number last, BYTE* out) {
 /// Moves to the block that holds `first`, with the decoder warmed up for it.
 int AcmReader::seek(Number first) {
   pcmFirst = noSample;
+  // The flag for a new start does not make every decoder forget where it came from.
+  if (warmUp > 0 && conversionStarted && !(openDecoder() && prepareDecoder())) {
+    return vfw_error::cannotSeek;
+  }
   conversionStarted = false;
   const auto wanted = static_cast<long>(std::min<Number>(blocks.blockOf(first), sourceBlocks - 1));
   nextBlock = aviSource.findPrevious(wanted);
@@ -205,20 +219,22 @@ int AcmReader::seek(Number first) {
     nextBlock = std::min(nextBlock, start);  // So near to the beginning samples can be counted from there.
   }
   for (long block = std::max(warmUpBlock, start); block < nextBlock; ++block) {
-    static_cast<void>(convert(block));  // Thrown away: a failure leaves the decoder colder, but is none of the run's.
+    LONG count = 1;
+    static_cast<void>(convert(block, count));  // A failure leaves the decoder colder, but is none of the run's.
   }
   cursor = blocks.firstSampleOf(nextBlock);
   pcmLast = cursor - 1;
   return vfw_error::success;
 }
 
-/// Reads `block` and converts it into pcmBuffer.
-int AcmReader::convert(long block) {
+/// Reads `count` blocks from `block` on, or as many of them as AVIFile gives at once, and converts them into pcmBuffer.
+/// @param count receives their number.
+int AcmReader::convert(long block, LONG& count) {
+  const LONG wanted = count;
   LONG bytes = 0;
-  LONG samples = 0;
-  if (AVIStreamRead(aviSource.stream(), block, 1, blockBuffer.data(), static_cast<LONG>(blockBuffer.size()), &bytes,
-                    &samples) != 0 ||
-      samples < 1) {
+  if (AVIStreamRead(aviSource.stream(), block, wanted, blockBuffer.data(), static_cast<LONG>(blockBuffer.size()),
+                    &bytes, &count) != 0 ||
+      count < 1 || count > wanted) {
     return vfw_error::errorReadingSamples;
   }
   acmHeader->cbDstLengthUsed = 0;
@@ -229,16 +245,17 @@ int AcmReader::convert(long block) {
     return vfw_error::cannotDecompress;
   }
   conversionStarted = true;
-  if (acmHeader->cbDstLengthUsed < bytesOfEach) {
-    // The block is damaged. The next one begins where it must nevertheless.
-    std::memset(pcmBuffer.data() + acmHeader->cbDstLengthUsed, silenceOf(pcmFormat),
-                bytesOfEach - acmHeader->cbDstLengthUsed);
-    acmHeader->cbDstLengthUsed = bytesOfEach;
+  const DWORD decoded = acmHeader->cbDstLengthUsed;
+  const DWORD expected = bytesOfEach * count;
+  if (decoded < expected) {
+    // Damaged blocks. What follows them begins where it must nevertheless.
+    std::memset(pcmBuffer.data() + decoded, silenceOf(pcmFormat), expected - decoded);
+    acmHeader->cbDstLengthUsed = expected;
   }
   return vfw_error::success;
 }
 
-/// Replaces the block held by the next one that decodes to anything. After the last block, that one is held again,
+/// Replaces the block held by the next one that decodes to anything, or by several small ones. After the last block, that one is held again,
 /// under the numbers that follow.
 int AcmReader::decodeNextBlock() {
   // Ends: every turn takes a block, and there are sourceBlocks of them.
@@ -246,9 +263,16 @@ int AcmReader::decodeNextBlock() {
     if (nextBlock >= sourceBlocks) {
       break;
     }
-    if (const int error = convert(nextBlock++)) {
+    LONG count = std::min(blocksAtOnce, sourceBlocks - nextBlock);
+    int error = convert(nextBlock, count);
+    if (error != vfw_error::success && blocksAtOnce > 1) {
+      count = 1;  // The run fails only where its own blocks do.
+      error = convert(nextBlock, count);
+    }
+    if (error != vfw_error::success) {
       return error;
     }
+    nextBlock += count;
   } while (acmHeader->cbDstLengthUsed == 0);
   pcmFirst = pcmLast + 1;
   pcmLast += acmHeader->cbDstLengthUsed / sampleSize;

@@ -42,10 +42,12 @@ class AcmReader : public SampleReader {
   static constexpr Number noSample = std::numeric_limits<Number>::max();
 
   const WAVEFORMATEX& source() const { return *reinterpret_cast<const WAVEFORMATEX*>(sourceFormat.data()); }
+  bool openDecoder();
+  bool prepareDecoder();
   void findBlocks(DWORD pcmSize);
   int decode(Number first, Number last, BYTE* out);
   int seek(Number first);
-  int convert(long block);
+  int convert(long block, LONG& count);
   int decodeNextBlock();
 
   const AviSource& aviSource;
@@ -55,6 +57,7 @@ class AcmReader : public SampleReader {
   SampleBlocks blocks;
   bool isTimed = false;   // Blocks and samples correspond by what the header says of the time of a block.
   DWORD bytesOfEach = 0;  // Bytes that every block decodes to, 0 when they may differ.
+  long blocksAtOnce = 1;  // How many are read and decoded at once.
   long warmUp = 0;        // Samples that the decoder must have seen before what it decodes is right.
   long sourceBlocks = 0;
 
