@@ -46,7 +46,7 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   ///     receives whether the sample read is a key sample.
   /// @return the data, valid until the next call on this stream; NULL with vfw_error::parameterOutOfRange, dataNotFound
   ///     (`sample` lies before the first key sample), noPrecedingKeySample, noFrameFound, errorReadingSamples or
-  ///     notEnoughMemory.
+  ///     notEnoughMemory; after any of them another sample can be read.
   unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) override;
 
   /// Searches for the first key sample that is not empty. open() has done so: firstKeySample() tells the result.
