@@ -42,11 +42,12 @@ void expectFrame(VideoSourceStream& stream, long frame, const Bytes& expected) {
 
 TEST(RgbVideo, LeavesNothingBehindAndHasNothingToConfigure) {
   BITMAPINFOHEADER format = rgb24Format(7, 3);  // Rows are padded.
-  for (const LONG height : {3, -3}) {
+  // Also of files that have colours, and of those that only claim to have them.
+  for (const auto& [height, colours, claimed] : {std::tuple(3L, 16, 16U), {-3L, 0, 0U}, {3L, 0, 16U}}) {
     format.biHeight = height;
-    format.biClrUsed = height == 3 ? 16 : 0;
+    format.biClrUsed = claimed;
     AviStream frames = videoStream(format, 30, 2, pictures(format, 10));
-    frames.format.resize(sizeof format + format.biClrUsed * sizeof(RGBQUAD), 1);
+    frames.format.resize(sizeof format + colours * sizeof(RGBQUAD), 1);
     const TempFile file(".avi", aviFile({frames}).build());
     const auto round = [&] {
       const VideoPointer stream = openVideo(file.name());

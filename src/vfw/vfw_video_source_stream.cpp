@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <new>
 #include <vector>
 
@@ -23,24 +26,37 @@ BITMAPINFOHEADER outputFormat(const BITMAPINFOHEADER& sourceFormat) {
   return output;
 }
 
-/// The pixels of a packed DIB: behind the header, the masks that it does not count, and the colours, of which pixels of
-/// more than 8 bits may have some, too.
-unsigned char* pixelsOf(BITMAPINFOHEADER* packedDib) {
+/// Bytes of the masks that the header does not count, and of the colours, of which pixels of more than 8 bits may have
+/// some, too.
+std::uint64_t tailOf(const BITMAPINFOHEADER& header) {
   constexpr WORD paletteBits = 8;
   constexpr DWORD masks = 3;
-  const BITMAPINFOHEADER& header = *packedDib;
   const bool areMasksBehind = header.biCompression == BI_BITFIELDS && header.biSize == sizeof header;
   const DWORD allColours = header.biBitCount <= paletteBits ? 1U << header.biBitCount : 0;
-  const DWORD colours = header.biClrUsed != 0 ? header.biClrUsed : allColours;
-  return reinterpret_cast<unsigned char*>(packedDib) + header.biSize + (areMasksBehind ? masks * sizeof(DWORD) : 0) +
-         colours * sizeof(RGBQUAD);
+  const std::uint64_t colours = header.biClrUsed != 0 ? header.biClrUsed : allColours;
+  return (areMasksBehind ? masks * sizeof(DWORD) : 0) + colours * sizeof(RGBQUAD);
 }
 
 }  // namespace
 
 struct VfWVideoSourceStream::Decompressor {
   quillet::AviGetFrameHandle getFrame;
+  BITMAPINFOHEADER sourceHeader = {};
+  std::uint64_t sourceTail = 0;  // What the file really holds behind its header.
+
+  unsigned char* pixelsOf(BITMAPINFOHEADER& packedDib) const;
 };
+
+/// The pixels of a picture, behind all that belongs to its header.
+unsigned char* VfWVideoSourceStream::Decompressor::pixelsOf(BITMAPINFOHEADER& packedDib) const {
+  // Pictures of the source that come as they are have what the file has, whatever its header claims.
+  const bool isAsItIs = packedDib.biCompression == sourceHeader.biCompression &&
+                        packedDib.biBitCount == sourceHeader.biBitCount &&
+                        packedDib.biClrUsed == sourceHeader.biClrUsed;
+  const std::uint64_t claimed = tailOf(packedDib);
+  const std::uint64_t tail = isAsItIs ? std::min(claimed, sourceTail) : claimed;
+  return reinterpret_cast<unsigned char*>(&packedDib) + packedDib.biSize + static_cast<std::size_t>(tail);
+}
 
 VfWVideoSourceStream* VfWVideoSourceStream::open(const char* fileName, int streamIndex,
                                                  QuilletNotification* notification) {
@@ -74,6 +90,8 @@ int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
   bitmapFormat = outputFormat(*reinterpret_cast<const BITMAPINFOHEADER*>(format.data()));
 
   decompressor = new Decompressor;
+  std::memcpy(&decompressor->sourceHeader, format.data(), sizeof decompressor->sourceHeader);
+  decompressor->sourceTail = format.size() - std::min<std::size_t>(format.size(), decompressor->sourceHeader.biSize);
   BITMAPINFOHEADER wanted = bitmapFormat;
   wanted.biClrUsed = wanted.biClrImportant = 0;  // Those of the source: the pictures have no colours of their own.
   decompressor->getFrame.reset(AVIStreamGetFrameOpen(source->stream(), &wanted));
@@ -103,5 +121,5 @@ unsigned char* VfWVideoSourceStream::getFrameBits(long& frame) {
     lastError = vfw_error::cannotDecompress;
     return nullptr;
   }
-  return pixelsOf(static_cast<BITMAPINFOHEADER*>(packedDib));
+  return decompressor->pixelsOf(*static_cast<BITMAPINFOHEADER*>(packedDib));
 }
