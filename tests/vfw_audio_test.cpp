@@ -123,15 +123,18 @@ TEST_F(ScriptedPcm, IsReadWholeHoweverLittleComesAtOnce) {
 TEST_F(ScriptedPcm, UnreadableSampleFailsItsRunsOnly) {
   source.unreadable.insert(50);
   const AudioPointer stream = open();
+  script->calls.clear();
   for (const auto& [first, last] : {std::pair{50L, 50L}, {0L, 99L}, {49L, 50L}, {50L, 60L}}) {
     expectFailure(*stream, first, last, vfw_error::errorReadingSamples);
   }
   EXPECT_EQ(readValues(*stream, 0, 49), countFrom(0, 50));
   EXPECT_EQ(readValues(*stream, 51, 99), countFrom(51, 49));
   EXPECT_EQ(script->count(AviScriptCall::findSample), 0) << "samples of one size need no search";
-  source.info.dwSampleSize = 0;
   source.canSeek = false;
-  expectFailure(*open(), 0, 1, vfw_error::cannotSeek);
+  for (const DWORD size : {2, 0}) {
+    source.info.dwSampleSize = size;
+    expectFailure(*open(), 0, 1, vfw_error::cannotSeek);
+  }
 }
 
 TEST_F(ScriptedPcm, BeginsSilentWhenTheStreamStartsLater) {
@@ -292,11 +295,9 @@ TEST_F(ScriptedBlocks, BadBlockFailsItsRunsOnly) {
       EXPECT_EQ(readValues(*stream, 240, 319), countFrom(240, 80));
       EXPECT_EQ(readValues(*stream, 400, 480), countFrom(400, 81));
     }
-    const AviScriptStream good = source;
-    source.info.dwSampleSize = 0;
     source.canSeek = false;
     expectFailure(*open(), 0, 1, vfw_error::cannotSeek);
-    source = good;
+    source.canSeek = true;
   }
 }
 

@@ -13,6 +13,8 @@ int AviSource::open(const char* fileName, DWORD kind, int index) {
   }
   aviStream.reset(opened);
   hasInformation = AVIStreamInfoA(opened, &info, sizeof info) == 0;
+  // A file that was cut short may have none of the samples that its header tells of. The first one is quickly found.
+  isHollow = hasFixedSampleSize() && find(start(), FIND_PREV | FIND_ANY) == -1;
   return vfw_error::success;
 }
 
@@ -32,6 +34,13 @@ LONG AviSource::find(LONG sample, LONG flags) const {
   const LONG first = start();
   const bool isBefore = sample < first;
   return isBefore && flags & FIND_PREV ? -1 : AVIStreamFindSample(stream(), isBefore ? first : sample, flags);
+}
+
+LONG AviSource::findPrevious(LONG sample) const {
+  if (!hasFixedSampleSize()) {
+    return find(sample, FIND_PREV | FIND_ANY);
+  }
+  return isHollow ? -1 : sample;
 }
 
 int AviSource::findSample(LONG sample, LONG& found) const {

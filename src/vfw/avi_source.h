@@ -50,7 +50,7 @@ class AviSource {
 
   /// Finds the nearest sample at or before `sample` that is not empty.
   /// @return its number, -1 when there is none.
-  LONG findPrevious(LONG sample) const { return hasFixedSampleSize() ? sample : find(sample, FIND_PREV | FIND_ANY); }
+  LONG findPrevious(LONG sample) const;
 
   /// Finds the nearest sample at or before `sample` that is not empty; when there is none, the next one.
   /// @param found receives its number, -1 when there is none at all.
@@ -72,6 +72,7 @@ class AviSource {
   AviStreamHandle aviStream;
   AVISTREAMINFOA info = {};
   bool hasInformation = false;
+  bool isHollow = false;
 };
 
 }  // namespace quillet

@@ -154,8 +154,8 @@ unsigned char* VfWRawDataSourceStream::getData(long& sample, long& samples, long
   }
   long found = -1;
   if (source->hasFixedSampleSize()) {
-    found = sample;
-    lastError = key ? lastError : static_cast<int>(vfw_error::success);
+    found = source->findPrevious(sample);
+    lastError = found == -1 ? static_cast<int>(vfw_error::noFrameFound) : key ? lastError : vfw_error::success;
   } else if (key) {
     found = source->find(sample, FIND_PREV | FIND_KEY);
     lastError = found == -1 ? static_cast<int>(vfw_error::noPrecedingKeySample) : lastError;
