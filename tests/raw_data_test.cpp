@@ -27,8 +27,8 @@ namespace {
 
 using Raw = std::unique_ptr<RawDataSourceStream>;
 
-Raw openRaw(const char* name, bool directShow, bool video = true) {
-  return Raw(RawDataSourceStream::open(name, video, directShow, 0, nullptr));
+Raw openRaw(const char* name, bool directShow, bool video = true, int index = 0) {
+  return Raw(RawDataSourceStream::open(name, video, directShow, index, nullptr));
 }
 
 /// While it lives, files are split by Wine's own splitters: the one that comes first hands out decoded samples only.
@@ -99,6 +99,9 @@ TEST(RealFiles, HoldWhatAnotherProgramFinds) {
   const std::string both = mediaFile("compressed.avi");
   expectPackets(*openRaw(mediaFile("cinepak.avi").c_str(), false), "cinepak.txt", 25.0);
   expectPackets(*openRaw(both.c_str(), false), "compressed_video.txt", 50.0);
+  if (wine_gap::piecesOfSoundHaveNoSize) {
+    expectRead(*openRaw(both.c_str(), false, false), 0, false, {}, vfw_error::errorReadingSamples);
+  }
   const WithoutDecodingSplitter compressed;
   expectPackets(*openRaw(both.c_str(), true), "compressed_video.txt", 50.0);
   expectPackets(*openRaw(both.c_str(), true, false), "compressed_audio.txt", 44100.0);
@@ -167,7 +170,9 @@ TEST(Backends, ReadAlike) {
 TEST(VideoForWindows, FindsWhatThereIs) {
   const auto script = std::make_shared<AviScript>();
   // Frames 0 (a key frame), 3 and 6 are empty; 1 and 5 are key frames.
-  script->streams = {aviScriptVideo(rgb24Format(4, 4), 25, 1, {{}, {1, 1}, {2}, {}, {4}, {5}, {}, {7}})};
+  script->streams = {aviScriptVideo(rgb24Format(4, 4), 25, 1, {{}, {1, 1}, {2}, {}, {4}, {5}, {}, {7}}),
+                     aviScriptAudio(bytesOf(pcmFormat(8000, 1, 16)), 8000, 1, {{0, 1}, {2, 3}}),
+                     aviScriptAudio(bytesOf(pcmFormat(8000, 1, 16)), 8000, 1, {{4, 5}, {6, 7}, {8, 9}})};
   AviScriptStream& played = script->streams[0];
   played.deltas = {2, 3, 4, 6, 7};
   played.info.dwSuggestedBufferSize = 0;
@@ -182,6 +187,24 @@ TEST(VideoForWindows, FindsWhatThereIs) {
   }
   played.unreadable = {4};
   expectRead(*stream, 4, false, {}, vfw_error::errorReadingSamples);
+
+  // The second stream of its kind, which starts late, and whose samples are of one size: none is searched for.
+  script->streams[2].info.dwStart = 1;
+  const Raw sound = openRaw(file.name(), false, false, 1);
+  EXPECT_EQ(sound->firstKeySample(), 1);
+  script->calls.clear();
+  expectRead(*sound, 0, false, {}, vfw_error::dataNotFound);
+  expectRead(*sound, 2, false, sampleOf(2, 1, true, {8, 9}));
+  EXPECT_EQ(script->count(AviScriptCall::findSample), 0);
+
+  // A sample that there is no memory for, again and again, and then there is.
+  const Raw starving = openRaw(file.name(), false);
+  played.claimedSize = std::numeric_limits<long>::max();
+  for (int i = 0; i < 2; ++i) {
+    expectRead(*starving, 1, false, {}, vfw_error::notEnoughMemory);
+  }
+  played.claimedSize = 0;
+  expectRead(*starving, 1, false, sampleOf(1, 1, true, played.samples[1]));
 
   played.deltas = {0, 1, 2, 3, 4, 5, 6, 7};
   const Raw keyless = openRaw(file.name(), false);

@@ -1,6 +1,7 @@
 // Video frames by number, through Video for Windows.
 
 #include <functional>
+#include <limits>
 
 #include "support/avi_builder.h"
 #include "support/avifile_handler.h"
@@ -40,18 +41,25 @@ void expectFrame(VideoSourceStream& stream, long frame, const Bytes& expected) {
 }
 
 TEST(RgbVideo, LeavesNothingBehindAndHasNothingToConfigure) {
-  const BITMAPINFOHEADER format = rgb24Format(5, 3);
-  const TempFile file(".avi", aviFile({videoStream(format, 30, 2, pictures(format, 10))}).build());
-  const auto round = [&] {
-    const VideoPointer stream = openVideo(file.name());
-    EXPECT_EQ(stream->frameRate(), 15.0);
-    EXPECT_EQ(bytesOf(*stream->format()), bytesOf(format));
-    expectFrame(*stream, 7, picture(format, 7));
-    expectFrame(*stream, 3, picture(format, 3));
-    stream->configure(nullptr);
-    EXPECT_EQ(stream->lastError, vfw_error::noConfigurationDialog);
-  };
-  EXPECT_TRUE(leavesNothingBehind(round));
+  BITMAPINFOHEADER format = rgb24Format(7, 3);  // Rows are padded.
+  // Also of files that have colours, and of those that only claim to have them.
+  for (const auto& [height, colours, claimed] : {std::tuple(3L, 16, 16U), {-3L, 0, 0U}, {3L, 0, 16U}}) {
+    format.biHeight = height;
+    format.biClrUsed = claimed;
+    AviStream frames = videoStream(format, 30, 2, pictures(format, 10));
+    frames.format.resize(sizeof format + colours * sizeof(RGBQUAD), 1);
+    const TempFile file(".avi", aviFile({frames}).build());
+    const auto round = [&] {
+      const VideoPointer stream = openVideo(file.name());
+      EXPECT_EQ(stream->frameRate(), 15.0);
+      EXPECT_EQ(bytesOf(*stream->format()), bytesOf(format));
+      expectFrame(*stream, 7, picture(format, 7));
+      expectFrame(*stream, 3, picture(format, 3));
+      stream->configure(nullptr);
+      EXPECT_EQ(stream->lastError, vfw_error::noConfigurationDialog);
+    };
+    EXPECT_TRUE(leavesNothingBehind(round));
+  }
 }
 
 TEST(DeltaVideo, CinepakIsTheSameInAnyOrder) {
@@ -157,6 +165,28 @@ TEST_F(ScriptedVideo, FailingDecompressionIsReported) {
   long frame = 0;
   EXPECT_TRUE(failed(stream->getFrameBits(frame), *stream, vfw_error::cannotDecompress));
   expectFrame(*stream, 2, last);
+}
+
+TEST_F(ScriptedVideo, SizesOfAnyKindAndPicturesWithColoursOfTheirOwnAreKnown) {
+  const Bytes pixels = picture(format, 5);
+  const struct { DWORD compression, colours, tail; } dibs[] = {{BI_RGB, 0, 0}, {BI_RGB, 2, 8}, {BI_BITFIELDS, 0, 12}};
+  for (const auto& [compression, colours, tail] : dibs) {
+    BITMAPINFOHEADER header = format;
+    header.biCompression = compression;
+    header.biClrUsed = colours;
+    source.packedDib = bytesOf(header);
+    source.packedDib.resize(sizeof header + tail);
+    source.packedDib.insert(source.packedDib.end(), pixels.begin(), pixels.end());
+    expectFrame(*open(), 1, pixels);
+  }
+  BITMAPINFOHEADER vast = format;
+  vast.biWidth = vast.biHeight = std::numeric_limits<LONG>::max();
+  source.format = bytesOf(vast);
+  const VideoPointer stream = open();
+  EXPECT_EQ(stream->format()->biSizeImage, std::numeric_limits<DWORD>::max());
+  VIDEOINFOHEADER info = {};
+  ASSERT_NE(stream->videoInfo(info), nullptr);
+  EXPECT_EQ(info.dwBitRate, std::numeric_limits<DWORD>::max());
 }
 
 // Times that AVIFile cannot tell are warnings; a stream's info may go away while it is open.

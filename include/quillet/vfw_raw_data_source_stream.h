@@ -6,6 +6,10 @@
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 
+namespace quillet {
+class ReadBuffer;
+}
+
 /// The samples of an AVIFile stream as the file stores them, one AVIFile read each.
 class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public VfWSourceStream {
  public:
@@ -42,7 +46,7 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   ///     receives whether the sample read is a key sample.
   /// @return the data, valid until the next call on this stream; NULL with vfw_error::parameterOutOfRange, dataNotFound
   ///     (`sample` lies before the first key sample), noPrecedingKeySample, noFrameFound, errorReadingSamples or
-  ///     notEnoughMemory.
+  ///     notEnoughMemory; after any of them another sample can be read.
   unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) override;
 
   /// Searches for the first key sample that is not empty. open() has done so: firstKeySample() tells the result.
@@ -53,9 +57,8 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
  private:
   VfWRawDataSourceStream() = default;
   int openSource(const char* fileName, bool video, int streamIndex);
-  void makeReadBuffer(unsigned long size);
   int readAt(long first, long& samples, long& bytes);
 
-  long readBufferSize = 0;
-  unsigned char* readBuffer = nullptr;
+  /// The data returned last; owned.
+  quillet::ReadBuffer* readBuffer = nullptr;
 };

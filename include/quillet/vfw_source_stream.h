@@ -66,7 +66,8 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
   /// @return its number; -1 with vfw_error::parameterOutOfRange or noFrameFound.
   long findFrame(long frame) override;
 
-  /// Decodes the frame that findFrame() finds.
+  /// Decodes the frame that findFrame() finds. The pixels are in 24 bits, in rows from bottom to top, or from top to bottom
+  /// where the height of format() is negative; its biClrUsed is that of the file and means nothing for them.
   /// @param frame frame number; receives the number of the frame found, -1 when none was.
   /// @return the pixels, in the decompressor's own buffer, valid until the next call on this stream; NULL with one of
   ///     findFrame()'s codes or vfw_error::cannotDecompress.
@@ -84,7 +85,17 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
 /// Compression Manager.
 ///
 /// Compressed runs that follow one another are decoded without a seek; a run that starts neither in the block decoded last
-/// nor right after it seeks to its own.
+/// nor right after it seeks to its own. What that leaves between a run read after a seek and the same run read in order:
+/// - PCM, A-law, mu-law, IMA and MS ADPCM: nothing, whatever the header says of times. duration() is exact, too: all that
+///   the blocks hold.
+/// - GSM: the decoder remembers what it has decoded, so that 5.1 s are decoded before the run and thrown away. Noise,
+///   voices and single tones are then the same to the bit; of steady chords samples were off by up to 80 of 32768.
+/// - MP3 of a constant data rate, in WAV: the same sample numbers, and values that differ by up to 4 of 32768, as the
+///   decoder does by itself. duration() counts whole frames. Where the data rate varies, numbers after a seek are those of
+///   the average rate, and can be off by as much as the rate is.
+/// - Other formats: numbers after a seek are those of AVIFile's times, so that they are as exact as the header.
+///
+/// The samples of a stream that starts late are silent up to its start.
 class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSourceStream {
  public:
   using AudioSourceStream::getSamples;
@@ -105,7 +116,8 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
 
   /// @return samples `first` to `last`, in the stream's own buffer, valid until the next call on this stream; NULL with
   ///     vfw_error::parameterOutOfRange, notEnoughMemory, cannotSeek, errorReadingSamples or cannotDecompress. Samples
-  ///     that a compressed stream promises but does not hold repeat what was decoded last.
+  ///     that a compressed stream promises but does not hold repeat what was decoded last; of formats whose blocks are all
+  ///     alike, those that a damaged block fails to hold are silent.
   unsigned char* getSamples(long first, long last) override;
 
   /// Compressed audio: the exact time of a decoded sample in milliseconds, unchecked, and #lastError is left alone; -1.0
@@ -115,6 +127,10 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
   /// Compressed audio: the decoded sample at `time` milliseconds, rounded down and unchecked, and #lastError is left alone;
   /// -1 when the stream is not open. PCM: as VfWSourceStream.
   long StreamTimeToSample(double& time) override;
+
+  /// Compressed audio whose blocks are known: the exact time of the stream's end in milliseconds, whatever the header says
+  /// of it. Other audio: as VfWSourceStream.
+  double msDuration() override;
 
  private:
   VfWAudioSourceStream() = default;

@@ -2,13 +2,12 @@
 
 #include <quillet/source_stream.h>
 
-#include <cstdlib>
-
 #include <quillet/audio_source_stream.h>
 #include <quillet/error_codes.h>
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/video_source_stream.h>
 
+#include "core/format_sizes.h"
 #include "core/media_type.h"
 #include "core/time_units.h"
 
@@ -50,12 +49,9 @@ VIDEOINFOHEADER* VideoSourceStream::videoInfo(VIDEOINFOHEADER& info) {
   info.bmiHeader = bitmapFormat;
   info.AvgTimePerFrame = quillet::roundedHalfUp<REFERENCE_TIME>(quillet::unitsPerSecond / rate);
 
-  constexpr long long rowAlignment = 32;
-  const long long rowBits =
-      (1LL * bitmapFormat.biBitCount * bitmapFormat.biWidth + rowAlignment - 1) & ~(rowAlignment - 1);
-  // A top-down picture, whose height is negative, has no fewer bits.
-  const long long frameBits = rowBits * std::abs(1LL * bitmapFormat.biHeight);
-  info.dwBitRate = quillet::truncated<DWORD>(static_cast<double>(frameBits) * rate);
+  constexpr double bitsPerByte = 8.0;
+  const auto frameSize = static_cast<double>(quillet::uncompressedFrameSize(bitmapFormat));
+  info.dwBitRate = quillet::truncated<DWORD>(frameSize * bitsPerByte * rate);
 
   lastError = success;
   return &info;

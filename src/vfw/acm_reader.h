@@ -2,14 +2,15 @@
 
 #pragma once
 
-#include <cstdint>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include <windows.h>
 
 #include "core/handles.h"
 #include "vfw/avi_source.h"
+#include "vfw/sample_blocks.h"
 #include "vfw/sample_reader.h"
 
 namespace quillet {
@@ -28,28 +29,36 @@ class AcmReader : public SampleReader {
   /// @return a vfw_error code.
   int measure(long& length);
 
+  /// The time of the stream's end in milliseconds. Nothing where only AVIFile tells it, by the header.
+  std::optional<double> msEnd() const;
+
+  std::int64_t start() const override { return blocks.firstSampleOf(aviSource.start()); }
   int read(long first, long last, BYTE* out) override;
 
  private:
-  // Wide enough for whatever a file's block numbers and times come to.
-  using SampleNumber = std::int64_t;
+  using Number = SampleBlocks::Number;
 
   // The number of no sample: as the first one held it makes every request seek.
-  static constexpr SampleNumber noSample = std::numeric_limits<SampleNumber>::max();
+  static constexpr Number noSample = std::numeric_limits<Number>::max();
 
   const WAVEFORMATEX& source() const { return *reinterpret_cast<const WAVEFORMATEX*>(sourceFormat.data()); }
-  int decode(SampleNumber first, SampleNumber last, BYTE* out);
-  int seek(long first);
-  bool moveTo(long block);
-  SampleNumber firstSampleOf(long block) const;
+  bool openDecoder();
+  bool prepareDecoder();
+  void findBlocks(DWORD pcmSize);
+  int decode(Number first, Number last, BYTE* out);
+  int seek(Number first);
+  int convert(long block, LONG& count);
   int decodeNextBlock();
 
   const AviSource& aviSource;
   std::vector<BYTE> sourceFormat;
-  long samplesPerSecond = 0;
+  WAVEFORMATEX pcmFormat = {};
   long sampleSize = 0;
-  // Samples that every block decodes to, 0 when they may differ.
-  long samplesPerBlock = 0;
+  SampleBlocks blocks;
+  bool isTimed = false;   // Blocks and samples correspond by what the header says of the time of a block.
+  DWORD bytesOfEach = 0;  // Bytes that every block decodes to, 0 when they may differ.
+  long blocksAtOnce = 1;  // How many are read and decoded at once.
+  long warmUp = 0;        // Samples that the decoder must have seen before what it decodes is right.
   long sourceBlocks = 0;
 
   std::vector<BYTE> blockBuffer;
@@ -58,10 +67,10 @@ class AcmReader : public SampleReader {
   AcmHeader acmHeader;  // After the stream that it is prepared for, so that it is unprepared first.
 
   // The decoding position, kept from one run to the next.
-  SampleNumber pcmFirst = noSample;  // First and last sample held in pcmBuffer.
-  SampleNumber pcmLast = -1;
+  Number pcmFirst = noSample;  // First and last sample held in pcmBuffer.
+  Number pcmLast = -1;
   long nextBlock = 0;
-  SampleNumber cursor = 0;  // Next sample to produce.
+  Number cursor = 0;  // Next sample to produce.
   bool conversionStarted = false;
 };
 

@@ -13,6 +13,8 @@ int AviSource::open(const char* fileName, DWORD kind, int index) {
   }
   aviStream.reset(opened);
   hasInformation = AVIStreamInfoA(opened, &info, sizeof info) == 0;
+  // A file that was cut short may have none of the samples that its header tells of. The first one is quickly found.
+  isHollow = hasFixedSampleSize() && find(start(), FIND_PREV | FIND_ANY) == -1;
   return vfw_error::success;
 }
 
@@ -28,12 +30,25 @@ int AviSource::readFormat(std::vector<BYTE>& format, LONG leastSize, std::size_t
   return vfw_error::success;
 }
 
+LONG AviSource::find(LONG sample, LONG flags) const {
+  const LONG first = start();
+  const bool isBefore = sample < first;
+  return isBefore && flags & FIND_PREV ? -1 : AVIStreamFindSample(stream(), isBefore ? first : sample, flags);
+}
+
+LONG AviSource::findPrevious(LONG sample) const {
+  if (!hasFixedSampleSize()) {
+    return find(sample, FIND_PREV | FIND_ANY);
+  }
+  return isHollow ? -1 : sample;
+}
+
 int AviSource::findSample(LONG sample, LONG& found) const {
-  found = AVIStreamFindSample(stream(), sample, FIND_PREV | FIND_ANY);
+  found = findPrevious(sample);
   if (found != -1) {
     return vfw_error::success;
   }
-  found = AVIStreamFindSample(stream(), sample + 1, FIND_NEXT | FIND_ANY);
+  found = find(sample + 1, FIND_NEXT | FIND_ANY);
   return found != -1 ? vfw_error::nextFrameReturned : vfw_error::noFrameFound;
 }
 

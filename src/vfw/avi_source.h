@@ -40,6 +40,18 @@ class AviSource {
   /// Length in AVIFile's samples: frames, or blocks of audio; -1 on failure.
   LONG length() const { return AVIStreamLength(stream()); }
 
+  /// The number of AVIFile's first sample, for a stream that starts late. AVIFile must be asked for none before it.
+  LONG start() const { return AVIStreamStart(stream()); }
+
+  /// Searches from `sample`, which may lie before the start.
+  /// @param flags those of AVIStreamFindSample, with a direction.
+  /// @return the number of a sample, -1 when there is none.
+  LONG find(LONG sample, LONG flags) const;
+
+  /// Finds the nearest sample at or before `sample` that is not empty.
+  /// @return its number, -1 when there is none.
+  LONG findPrevious(LONG sample) const;
+
   /// Finds the nearest sample at or before `sample` that is not empty; when there is none, the next one.
   /// @param found receives its number, -1 when there is none at all.
   /// @return vfw_error::nextFrameReturned for a later sample, noFrameFound for none.
@@ -60,6 +72,7 @@ class AviSource {
   AviStreamHandle aviStream;
   AVISTREAMINFOA info = {};
   bool hasInformation = false;
+  bool isHollow = false;
 };
 
 }  // namespace quillet

@@ -2,24 +2,23 @@
 
 #pragma once
 
-#include <windows.h>
-
-#include <vfw.h>
-
+#include "vfw/avi_source.h"
 #include "vfw/sample_reader.h"
 
 namespace quillet {
 
 class PcmReader : public SampleReader {
  public:
-  /// @param sampleSize bytes of a sample.
-  PcmReader(PAVISTREAM aviStream, LONG sampleSize) : aviStream(aviStream), sampleSize(sampleSize) {}
+  PcmReader(const AviSource& aviSource, const WAVEFORMATEX& format) : aviSource(aviSource), format(format) {}
 
+  std::int64_t start() const override { return aviSource.start(); }
   int read(long first, long last, BYTE* out) override;
 
  private:
-  PAVISTREAM aviStream;
-  LONG sampleSize;
+  long readSome(long position, long count, BYTE* out) const;
+
+  const AviSource& aviSource;
+  const WAVEFORMATEX format;
 };
 
 }  // namespace quillet

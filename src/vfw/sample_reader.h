@@ -2,16 +2,29 @@
 
 #pragma once
 
+#include <cstdint>
+
 #include <windows.h>
 
+#include <mmreg.h>
+
 namespace quillet {
+
+/// The byte that silence consists of: samples of 8 bits have no sign, their middle is silent.
+inline int silenceOf(const WAVEFORMATEX& pcmFormat) {
+  constexpr int middle = 0x80;
+  return pcmFormat.wBitsPerSample == 8 ? middle : 0;
+}
 
 /// Reads runs of PCM samples of one stream. The stream is the owner's and outlives the reader.
 class SampleReader {
  public:
   virtual ~SampleReader() = default;
 
-  /// Reads samples `first` to `last`, both within the stream, into `out`.
+  /// The number of the first sample that the stream holds.
+  virtual std::int64_t start() const = 0;
+
+  /// Reads samples `first` to `last`, both within the stream and none before its start, into `out`.
   /// @return a vfw_error code.
   virtual int read(long first, long last, BYTE* out) = 0;
 };

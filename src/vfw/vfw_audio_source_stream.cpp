@@ -1,8 +1,9 @@
 #include <algorithm>
 #include <cstdint>
-#include <limits>
+#include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -15,32 +16,26 @@
 #include "vfw/acm_reader.h"
 #include "vfw/avi_source.h"
 #include "vfw/pcm_reader.h"
+#include "vfw/read_buffer.h"
 
 namespace vfw_error = quillet::vfw_error;
 
 struct VfWAudioSourceStream::Reader {
   std::unique_ptr<quillet::SampleReader> samples;
-  bool isCompressed = false;
+  quillet::AcmReader* decoder = nullptr;  // The same, where the file holds compressed samples.
+  quillet::ReadBuffer run;                // What was returned last.
 
-  // The run last returned. Only grows; capacity in samples.
-  std::unique_ptr<BYTE[]> runBuffer;
-  long runCapacity = 0;
-
-  /// Makes room for `count` samples of `sampleSize` bytes.
-  void reserve(long count, WORD sampleSize);
+  /// Reads a run into the buffer. What lies before the start of the stream is silent, and nobody is asked for it.
+  int read(long first, long last, const WAVEFORMATEX& format);
 };
 
-void VfWAudioSourceStream::Reader::reserve(long count, WORD sampleSize) {
-  if (runBuffer != nullptr && runCapacity >= count) {
-    return;
-  }
-  const std::int64_t bytes = std::int64_t{count} * sampleSize;
-  if (bytes > std::numeric_limits<LONG>::max()) {
-    throw std::bad_alloc();  // More than AVIFile can read at once.
-  }
-  runBuffer.reset();
-  runBuffer.reset(new BYTE[static_cast<std::size_t>(bytes)]);
-  runCapacity = count;
+int VfWAudioSourceStream::Reader::read(long first, long last, const WAVEFORMATEX& format) {
+  const std::int64_t count = std::int64_t{last} - first + 1;
+  run.reserve(count * format.nBlockAlign);
+  const auto silent = static_cast<long>(std::clamp<std::int64_t>(samples->start() - first, 0, count));
+  const std::size_t silentBytes = static_cast<std::size_t>(silent) * format.nBlockAlign;
+  std::memset(run.data(), quillet::silenceOf(format), silentBytes);
+  return silent == count ? vfw_error::success : samples->read(first + silent, last, run.data() + silentBytes);
 }
 
 VfWAudioSourceStream* VfWAudioSourceStream::open(const char* fileName, int streamIndex,
@@ -68,13 +63,12 @@ int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
   if (sourceFormat.wFormatTag == WAVE_FORMAT_PCM) {
     waveFormat = sourceFormat;
     waveFormat.cbSize = 0;  // Says nothing in PCM.
-    reader->samples = std::make_unique<quillet::PcmReader>(source->stream(), waveFormat.nBlockAlign);
+    reader->samples = std::make_unique<quillet::PcmReader>(*source, waveFormat);
     length = source->length();
     return length == -1 ? vfw_error::undefinedStreamLength : vfw_error::success;
   }
   // Where the file holds less than it says, zeros take its place: the ACM reads as far as that.
   format.resize(std::max(format.size(), sizeof(WAVEFORMATEX) + sourceFormat.cbSize));
-  reader->isCompressed = true;
   auto decoder = std::make_unique<quillet::AcmReader>(*source, std::move(format));
   if (const int error = decoder->open(waveFormat)) {
     return error;
@@ -82,6 +76,7 @@ int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
   if (const int error = decoder->measure(length)) {
     return error;
   }
+  reader->decoder = decoder.get();
   reader->samples = std::move(decoder);
   return vfw_error::success;
 }
@@ -94,18 +89,15 @@ unsigned char* VfWAudioSourceStream::getSamples(long first, long last) {
     lastError = vfw_error::parameterOutOfRange;
     return nullptr;
   }
-  lastError = quillet::guarded([&] {
-    reader->reserve(last - first + 1, waveFormat.nBlockAlign);
-    return reader->samples->read(first, last, reader->runBuffer.get());
-  });
-  return lastError == vfw_error::success ? reader->runBuffer.get() : nullptr;
+  lastError = quillet::guarded([&] { return reader->read(first, last, waveFormat); });
+  return lastError == vfw_error::success ? reader->run.data() : nullptr;
 }
 
 double VfWAudioSourceStream::StreamSampleToTime(long& sample) {
   if (!requireOpened()) {
     return -1.0;
   }
-  if (!reader->isCompressed) {
+  if (reader->decoder == nullptr) {
     return VfWSourceStream::StreamSampleToTime(sample);
   }
   return sample * static_cast<double>(quillet::msPerSecond) / waveFormat.nSamplesPerSec;
@@ -115,8 +107,20 @@ long VfWAudioSourceStream::StreamTimeToSample(double& time) {
   if (!requireOpened()) {
     return -1;
   }
-  if (!reader->isCompressed) {
+  if (reader->decoder == nullptr) {
     return VfWSourceStream::StreamTimeToSample(time);
   }
   return quillet::truncated<long>(waveFormat.nSamplesPerSec * time * 0.001);
+}
+
+double VfWAudioSourceStream::msDuration() {
+  if (!requireOpened()) {
+    return -1.0;
+  }
+  const auto end = reader->decoder != nullptr ? reader->decoder->msEnd() : std::nullopt;
+  if (!end) {
+    return VfWSourceStream::msDuration();
+  }
+  lastError = vfw_error::success;
+  return *end;
 }

@@ -19,6 +19,7 @@
 #include "directshow/base/c_media_type.h"
 #include "directshow/graph/video_format.h"
 #include "vfw/avi_source.h"
+#include "vfw/read_buffer.h"
 
 namespace vfw_error = quillet::vfw_error;
 
@@ -72,7 +73,7 @@ VfWRawDataSourceStream* VfWRawDataSourceStream::open(const char* fileName, bool 
 }
 
 VfWRawDataSourceStream::~VfWRawDataSourceStream() {
-  delete[] readBuffer;
+  delete readBuffer;
 }
 
 int VfWRawDataSourceStream::openSource(const char* fileName, bool video, int streamIndex) {
@@ -98,21 +99,10 @@ int VfWRawDataSourceStream::openSource(const char* fileName, bool video, int str
   if (const int error = video ? describeVideo(format, *information, type) : describeAudio(format, type)) {
     return error;
   }
-  makeReadBuffer(information->dwSuggestedBufferSize);
+  readBuffer = new quillet::ReadBuffer;
+  readBuffer->reserve(information->dwSuggestedBufferSize);
   type.copyTo(mediaType);  // Last: the base frees it only when the stream is open.
   return vfw_error::success;
-}
-
-/// Replaces the read buffer.
-void VfWRawDataSourceStream::makeReadBuffer(unsigned long size) {
-  if (size > static_cast<unsigned long>(std::numeric_limits<LONG>::max())) {
-    throw std::bad_alloc();  // More than AVIFile can read at once.
-  }
-  delete[] readBuffer;
-  readBuffer = nullptr;
-  readBufferSize = 0;
-  readBuffer = new unsigned char[size];
-  readBufferSize = static_cast<long>(size);
 }
 
 long VfWRawDataSourceStream::_firstKeySample(bool) {
@@ -121,9 +111,9 @@ long VfWRawDataSourceStream::_firstKeySample(bool) {
   }
   lastError = vfw_error::success;
   IAVIStream* const stream = source->stream();
-  long sample = AVIStreamFindSample(stream, 0, FIND_PREV | FIND_KEY);
+  long sample = source->find(0, FIND_PREV | FIND_KEY);
   if (sample != 0) {
-    sample = AVIStreamFindSample(stream, 1, FIND_NEXT | FIND_KEY);
+    sample = source->find(1, FIND_NEXT | FIND_KEY);
   }
   // Ends: a search that does not come farther, because it finds nothing (-1) or its handler errs, is the last.
   for (long reached = -1; sample > reached;) {
@@ -136,7 +126,7 @@ long VfWRawDataSourceStream::_firstKeySample(bool) {
       return sample;
     }
     reached = sample;
-    sample = AVIStreamFindSample(stream, sample + 1, FIND_NEXT | FIND_KEY);
+    sample = source->find(sample + 1, FIND_NEXT | FIND_KEY);
   }
   lastError = vfw_error::noNonEmptyKeySample;
   return -1;
@@ -164,10 +154,10 @@ unsigned char* VfWRawDataSourceStream::getData(long& sample, long& samples, long
   }
   long found = -1;
   if (source->hasFixedSampleSize()) {
-    found = sample;
-    lastError = key ? lastError : static_cast<int>(vfw_error::success);
+    found = source->findPrevious(sample);
+    lastError = found == -1 ? static_cast<int>(vfw_error::noFrameFound) : key ? lastError : vfw_error::success;
   } else if (key) {
-    found = AVIStreamFindSample(source->stream(), sample, FIND_PREV | FIND_KEY);
+    found = source->find(sample, FIND_PREV | FIND_KEY);
     lastError = found == -1 ? static_cast<int>(vfw_error::noPrecedingKeySample) : lastError;
   } else {
     lastError = source->findSample(sample, found);
@@ -180,8 +170,8 @@ unsigned char* VfWRawDataSourceStream::getData(long& sample, long& samples, long
     return nullptr;
   }
   sample = found;
-  key = source->hasFixedSampleSize() || found == AVIStreamFindSample(source->stream(), found, FIND_PREV | FIND_KEY);
-  return readBuffer;
+  key = source->hasFixedSampleSize() || found == source->find(found, FIND_PREV | FIND_KEY);
+  return readBuffer->data();
 }
 
 /// Reads what AVIFile finds convenient to read at sample `first`.
@@ -189,15 +179,16 @@ unsigned char* VfWRawDataSourceStream::getData(long& sample, long& samples, long
 int VfWRawDataSourceStream::readAt(long first, long& samples, long& bytes) {
   IAVIStream* const stream = source->stream();
   const auto read = [&] {
-    return AVIStreamRead(stream, first, AVISTREAMREAD_CONVENIENT, readBuffer, readBufferSize, &bytes, &samples);
+    return AVIStreamRead(stream, first, AVISTREAMREAD_CONVENIENT, readBuffer->data(), readBuffer->size(), &bytes,
+                         &samples);
   };
   HRESULT result = read();
   LONG size = 0;
   // Some files promise too small samples, or tell no size.
   if (result == AVIERR_BUFFERTOOSMALL &&
       AVIStreamRead(stream, first, 1, nullptr, std::numeric_limits<LONG>::max(), &size, nullptr) == 0 &&
-      size > readBufferSize) {
-    makeReadBuffer(static_cast<unsigned long>(size));
+      size > readBuffer->size()) {
+    readBuffer->reserve(size);
     result = read();
   }
   // A handler that reads nothing within the stream would keep its reader from coming on.

@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <vector>
 
 #include <quillet/error_codes.h>
 #include <quillet/vfw_source_stream.h>
 
+#include "core/format_sizes.h"
 #include "core/open_new.h"
 #include "vfw/avi_source.h"
 
@@ -19,16 +22,41 @@ BITMAPINFOHEADER outputFormat(const BITMAPINFOHEADER& sourceFormat) {
   output.biPlanes = 1;
   output.biBitCount = 24;
   output.biCompression = BI_RGB;
-  const std::int64_t rowBytes = (std::int64_t{sourceFormat.biWidth} * 3 + 3) & ~std::int64_t{3};
-  output.biSizeImage = static_cast<DWORD>(rowBytes * sourceFormat.biHeight);
+  output.biSizeImage = static_cast<DWORD>(quillet::uncompressedFrameSize(output));
   return output;
+}
+
+/// Bytes of the masks that the header does not count, and of the colours, of which pixels of more than 8 bits may have
+/// some, too.
+std::uint64_t tailOf(const BITMAPINFOHEADER& header) {
+  constexpr WORD paletteBits = 8;
+  constexpr DWORD masks = 3;
+  const bool areMasksBehind = header.biCompression == BI_BITFIELDS && header.biSize == sizeof header;
+  const DWORD allColours = header.biBitCount <= paletteBits ? 1U << header.biBitCount : 0;
+  const std::uint64_t colours = header.biClrUsed != 0 ? header.biClrUsed : allColours;
+  return (areMasksBehind ? masks * sizeof(DWORD) : 0) + colours * sizeof(RGBQUAD);
 }
 
 }  // namespace
 
 struct VfWVideoSourceStream::Decompressor {
   quillet::AviGetFrameHandle getFrame;
+  BITMAPINFOHEADER sourceHeader = {};
+  std::uint64_t sourceTail = 0;  // What the file really holds behind its header.
+
+  unsigned char* pixelsOf(BITMAPINFOHEADER& packedDib) const;
 };
+
+/// The pixels of a picture, behind all that belongs to its header.
+unsigned char* VfWVideoSourceStream::Decompressor::pixelsOf(BITMAPINFOHEADER& packedDib) const {
+  // Pictures of the source that come as they are have what the file has, whatever its header claims.
+  const bool isAsItIs = packedDib.biCompression == sourceHeader.biCompression &&
+                        packedDib.biBitCount == sourceHeader.biBitCount &&
+                        packedDib.biClrUsed == sourceHeader.biClrUsed;
+  const std::uint64_t claimed = tailOf(packedDib);
+  const std::uint64_t tail = isAsItIs ? std::min(claimed, sourceTail) : claimed;
+  return reinterpret_cast<unsigned char*>(&packedDib) + packedDib.biSize + static_cast<std::size_t>(tail);
+}
 
 VfWVideoSourceStream* VfWVideoSourceStream::open(const char* fileName, int streamIndex,
                                                  QuilletNotification* notification) {
@@ -62,7 +90,11 @@ int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
   bitmapFormat = outputFormat(*reinterpret_cast<const BITMAPINFOHEADER*>(format.data()));
 
   decompressor = new Decompressor;
-  decompressor->getFrame.reset(AVIStreamGetFrameOpen(source->stream(), &bitmapFormat));
+  std::memcpy(&decompressor->sourceHeader, format.data(), sizeof decompressor->sourceHeader);
+  decompressor->sourceTail = format.size() - std::min<std::size_t>(format.size(), decompressor->sourceHeader.biSize);
+  BITMAPINFOHEADER wanted = bitmapFormat;
+  wanted.biClrUsed = wanted.biClrImportant = 0;  // Those of the source: the pictures have no colours of their own.
+  decompressor->getFrame.reset(AVIStreamGetFrameOpen(source->stream(), &wanted));
   return decompressor->getFrame ? vfw_error::success : vfw_error::noDecompressor;
 }
 
@@ -89,5 +121,5 @@ unsigned char* VfWVideoSourceStream::getFrameBits(long& frame) {
     lastError = vfw_error::cannotDecompress;
     return nullptr;
   }
-  return static_cast<unsigned char*>(packedDib) + static_cast<const BITMAPINFOHEADER*>(packedDib)->biSize;
+  return decompressor->pixelsOf(*static_cast<BITMAPINFOHEADER*>(packedDib));
 }

@@ -7,16 +7,35 @@
 // The header declares the interfaces without ids, and its IID_ constants are import thunks.
 __CRT_UUID_DECL(IAVIFile, 0x00020020, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46)
 __CRT_UUID_DECL(IAVIStream, 0x00020021, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46)
+__CRT_UUID_DECL(IGetFrame, 0x00020023, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46)
 
 namespace quillet::test {
 namespace {
 
 constexpr CLSID aviFileHandlerClass = {0x00020000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
+/// Decompresses every frame to the same picture.
+class Pictures : public ComObject<IGetFrame> {
+ public:
+  explicit Pictures(Bytes packedDib) : packedDib(std::move(packedDib)) {}
+  STDMETHODIMP_(LPVOID) GetFrame(LONG) override { return packedDib.data(); }
+  STDMETHODIMP Begin(LONG, LONG, LONG) override { return S_OK; }
+  STDMETHODIMP End() override { return S_OK; }
+  STDMETHODIMP SetFormat(LPBITMAPINFOHEADER, LPVOID, int, int, int, int) override { return S_OK; }
+
+ private:
+  Bytes packedDib;
+};
+
 class StreamObject : public ComObject<IAVIStream> {
  public:
   StreamObject(std::shared_ptr<AviScript> script, DWORD number) : script(std::move(script)), number(number) {}
 
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    return iid == __uuidof(IGetFrame) && !stream().packedDib.empty()
+               ? makeCom<Pictures>(stream().packedDib)->QueryInterface(iid, object)
+               : ComObject::QueryInterface(iid, object);
+  }
   STDMETHODIMP Create(LPARAM, LPARAM) override { return AVIERR_UNSUPPORTED; }
 
   STDMETHODIMP Info(AVISTREAMINFOW* info, LONG size) override {
@@ -73,7 +92,7 @@ class StreamObject : public ComObject<IAVIStream> {
       bytes += sampleSize;
     }
     if (bytesRead != nullptr) {
-      *bytesRead = bytes;
+      *bytesRead = buffer != nullptr ? bytes : std::max<LONG>(bytes, stream().claimedSize);
     }
     if (samplesRead != nullptr) {
       *samplesRead = done;

@@ -27,7 +27,9 @@ struct AviScriptStream {
   long samplesPerRead = std::numeric_limits<long>::max();
   bool hasInfo = true;  // Otherwise the stream refuses to tell its info.
   bool hasFormat = true;
-  bool canSeek = true;  // Otherwise it finds no sample.
+  bool canSeek = true;   // Otherwise it finds no sample.
+  long claimedSize = 0;  // What it says of the size of a sample that is smaller.
+  Bytes packedDib;       // If any, what it makes of each frame by itself.
 };
 
 AviScriptStream aviScriptVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames);

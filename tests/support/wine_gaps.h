@@ -13,9 +13,9 @@ inline constexpr bool aviFileExitKeepsApartment = true;
 /// frame cannot be read.
 inline constexpr bool getFrameIgnoresCodecErrors = true;
 
-/// The run-length codec does not decompress to 24 bits when their format has a number of colours, as ours has that of the
-/// stream.
-inline constexpr bool runLengthCodecRefusesColours = true;
+/// Sound in chunks of different sizes (MP3, AC3) opens with samples of an invented size, of which every read gives none: the
+/// raw source fails with the code for reading, and a decoded source has no length. A read far inside ends the process.
+inline constexpr bool piecesOfSoundHaveNoSize = true;
 
 /// AVIStreamWrite counts a chunk of audio as one sample, and refuses the next one at the right position.
 inline constexpr bool audioIsWrittenByChunks = true;
