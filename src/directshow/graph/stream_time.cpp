@@ -46,8 +46,8 @@ double StreamTime::of(double sampleTime, IMediaSample* sample, double framePerio
   return isCorrecting ? segmentStart + sampleTime - lostStart(sample, framePeriod) : sampleTime;
 }
 
-/// What was cut off the start of the sample, in seconds. A sample that was cut begins where its segment does; how long it
-/// was before, the others tell.
+/// What was cut off the start of the sample, in seconds. Only the first sample of a segment can have been cut, and then it
+/// does not begin before it; how long it was before, the others tell.
 double StreamTime::lostStart(IMediaSample* sample, double framePeriod) {
   const bool isFirst = std::exchange(mayBeCut, false);
   REFERENCE_TIME start = 0;
@@ -56,7 +56,7 @@ double StreamTime::lostStart(IMediaSample* sample, double framePeriod) {
     return 0.0;
   }
   const double duration = static_cast<double>(end - start) / unitsPerSecond;
-  if (!isFirst || start != 0) {
+  if (!isFirst || start < 0) {
     shortest = std::min(shortest, duration);
     return 0.0;
   }
