@@ -8,11 +8,11 @@
 // Needs windows.h.
 #include <evcode.h>
 
-#include "directshow/graph/sample_grabber.h"
 #include "support/avi_builder.h"
 #include "support/ds_streams.h"
 #include "support/graph_override.h"
 #include "support/leak_check.h"
+#include "support/unused_grabber.h"
 #include "support/wine_gaps.h"
 #include "support/writing.h"
 
@@ -95,17 +95,7 @@ class BareFilter : public CBaseFilter {
   const HRESULT joining;
 };
 
-class BareGrabber : public WithInterfaces<BareFilter, ISampleGrabber> {
- public:
-  using WithInterfaces::WithInterfaces;
-  STDMETHODIMP SetOneShot(BOOL) override { return S_OK; }
-  STDMETHODIMP SetMediaType(const AM_MEDIA_TYPE*) override { return E_FAIL; }
-  STDMETHODIMP GetConnectedMediaType(AM_MEDIA_TYPE*) override { return E_FAIL; }
-  STDMETHODIMP SetBufferSamples(BOOL) override { return S_OK; }
-  STDMETHODIMP GetCurrentBuffer(LONG*, LONG*) override { return E_FAIL; }
-  STDMETHODIMP GetCurrentSample(IMediaSample**) override { return E_FAIL; }
-  STDMETHODIMP SetCallback(ISampleGrabberCB*, LONG) override { return S_OK; }
-};
+using BareGrabber = UnusedGrabber<WithInterfaces<BareFilter, ISampleGrabber>>;
 
 /// A source whose pins nobody gets to know.
 class SecretiveSource : public ScriptedSource {
@@ -292,31 +282,6 @@ TEST(Aborts, FailTheReadAndTellNothingOfTheStream) {
   }
 }
 
-TEST(Aborts, WhileASampleIsHeldCostOneRead) {
-  const TimeLimit limit;
-  const auto script = scriptOf(video(40));
-  const ScriptedFile file(script);
-  const GraphOverride graph;
-  DSVideo stream = openVideo(file.name());
-  for (const long event : {EC_ERRORABORT, EC_USERABORT}) {
-    for (long frame = 20; frame >= 5; --frame) {
-      expectFrame(stream, *script, frame);
-      graph.notify(event);
-      // The graph takes the event in its own time.
-      int lost = 0;
-      for (const long next : {frame + 1, frame + 2, frame + 3}) {
-        if (stream->findFrame(next) == -1) {
-          ++lost;
-          ASSERT_EQ(stream->lastError, ds_error::dataNotFound);
-        } else {
-          expectFrame(stream, *script, next);
-        }
-      }
-      ASSERT_LE(lost, 1);
-    }
-  }
-}
-
 TEST(Aborts, InAStormGiveNoFalsePicture) {
   const TimeLimit limit(60);
   const auto script = scriptOf(scriptedVideo(640, 480, 30, frameTime));
@@ -336,13 +301,10 @@ TEST(Aborts, InAStormGiveNoFalsePicture) {
   for (int i = 0; i < 400; ++i) {
     long frame = between(0, 29, random);
     const unsigned char* const bits = stream->getFrameBits(frame);
-    ASSERT_TRUE(bits != nullptr || stream->lastError == ds_error::dataNotFound ||
-                stream->lastError == ds_error::noFrameFound)
-        << stream->lastError;
-    if (bits != nullptr) {
-      ++found;
-      EXPECT_TRUE(std::equal(frames[frame].begin(), frames[frame].end(), bits)) << frame;
-    }
+    const int code = stream->lastError;
+    ASSERT_TRUE(bits != nullptr || code == ds_error::dataNotFound || code == ds_error::noFrameFound) << code;
+    ASSERT_TRUE(bits == nullptr || std::equal(frames[frame].begin(), frames[frame].end(), bits)) << frame;
+    found += bits != nullptr;
   }
   isOver = true;
   EXPECT_GT(found, 10);
@@ -369,7 +331,6 @@ TEST(Viewers, CannotKeepAReaderWaiting) {
   expectFrame(stream, *script, 3);
   graph.pause();
   expectFrame(stream, *script, 4);
-  expectFrame(stream, *script, 5);
 }
 
 TEST(Deleting, EndsInEveryState) {

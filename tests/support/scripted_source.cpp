@@ -12,10 +12,10 @@
 #include <vfwmsgs.h>
 
 #include "core/time_units.h"
-#include "directshow/graph/sample_grabber.h"
 #include "directshow/graph/stream_time.h"
 #include "directshow/graph/video_format.h"
 #include "support/avi_builder.h"
+#include "support/unused_grabber.h"
 #include "support/unused_seeking.h"
 #include "support/wrapped.h"
 
@@ -173,7 +173,7 @@ GUID newGuid() {
 
 /// The system's sample grabber, which adds the start of the segment to the times that it tells, as Windows' does. It lives
 /// until its callback is taken from it.
-class AbsoluteGrabber : public Wrapped<ISampleGrabber, ISampleGrabberCB> {
+class AbsoluteGrabber : public UnusedGrabber<Wrapped<ISampleGrabber, ISampleGrabberCB>> {
  public:
   AbsoluteGrabber() { ++living; }
   ~AbsoluteGrabber() override { --living; }
@@ -184,12 +184,7 @@ class AbsoluteGrabber : public Wrapped<ISampleGrabber, ISampleGrabberCB> {
   }
 
   // ISampleGrabber
-  STDMETHODIMP SetOneShot(BOOL a) override { return grabber->SetOneShot(a); }
   STDMETHODIMP SetMediaType(const AM_MEDIA_TYPE* a) override { return grabber->SetMediaType(a); }
-  STDMETHODIMP GetConnectedMediaType(AM_MEDIA_TYPE* a) override { return grabber->GetConnectedMediaType(a); }
-  STDMETHODIMP SetBufferSamples(BOOL a) override { return grabber->SetBufferSamples(a); }
-  STDMETHODIMP GetCurrentBuffer(LONG* a, LONG* b) override { return grabber->GetCurrentBuffer(a, b); }
-  STDMETHODIMP GetCurrentSample(IMediaSample** a) override { return grabber->GetCurrentSample(a); }
   STDMETHODIMP SetCallback(ISampleGrabberCB* a, LONG b) override {
     callback = a;
     return grabber->SetCallback(a != nullptr ? this : nullptr, b);
