@@ -20,8 +20,8 @@ constexpr long sampleCallbackMethod = 0;
 
 DSSourceStream::Graph::~Graph() {
   if (callback != nullptr) {
-    grabberControl->SetCallback(nullptr,
-                                sampleCallbackMethod);  // Whoever else holds the grabber outlives the callback.
+    // Whoever else holds the grabber outlives the callback.
+    grabberControl->SetCallback(nullptr, sampleCallbackMethod);
   }
 }
 
