@@ -84,6 +84,8 @@ void check(const char* name, const std::vector<double>& times, double length, co
     EXPECT_TRUE(bits == (step.returned < 0 ? Bytes() : scriptedPayload(step.picture, 24)));
     const auto seeked = graph.takeSeeks<double>(frameTime);
     EXPECT_EQ(seeked, step.seeked);
+    EXPECT_TRUE(seeked.empty() || graph.faults.seekEnd == stream.duration);
+    EXPECT_LE(graph.faults.runs.exchange(0), static_cast<int>(seeked.size())) << "what has ended is run again";
     // All but the first seek go back; without a frame at the first position the graph is asked nothing more.
     EXPECT_EQ(phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeked.size(), 1)) - 1);
   }
@@ -112,6 +114,7 @@ TEST(Search, TakesTheFrameBefore) {
          Step(8).gives(6, 4).tuned(2, 1, 2), Step(9).gives(9, 5), Step(8).gives(6, 4)});
   check("early end", upTo(5), 10,
         {Step(4).seeks(4.5), Step(5).gives(4, 4), Step(5).gives(4, 4), Step(8).gives(4, 4).seeks(8.5),
+         Step(9).gives(4, 4).tuned(9, 1, 2), Step(9).gives(4, 4).tuned(1, 1, 2).seeks(justBefore(9)),
          Step(9).gives(4, 4).seeks(justBefore(9)), Step(9).gives(4, 4).seeks(justBefore(9)), Step(3).seeks(3.5), 4});
   check("two frames at one time", {0, 1, 1, 2}, 3,
         {Step(1).gives(1, 2).seeks(1.5), Step(0).seeks(0.5), 1, Step(2).gives(2, 3)});
@@ -142,6 +145,19 @@ TEST(Search, GoesBackFromSeeksThatMiss) {
         {Step(7).seeks(7.5), Step(14).seeks(14.5), 15, Step(4).seeks(4.5)}, landOnPreviousKey, {0, 5, 15});
 }
 
+TEST(Search, KnowsShortFramesFromCutOnes) {
+  const TimeLimit limit;
+  ScriptedStream stream = framesAt(upTo(20), 20);
+  for (ScriptedSample& sample : stream.samples) {
+    *sample.stop -= frameTime * 3 / 4;
+  }
+  const ScriptedFile file(scriptOf(stream));
+  const DSVideo video = openVideo(file.name());
+  for (const long frame : {5, 6, 2, 12}) {
+    EXPECT_EQ(frameOf(*video, frame), scriptedPayload(frame, 24));
+  }
+}
+
 TEST(Search, HoldsAtTheEdgeBefore) {
   const TimeLimit limit;
   const auto script = scriptOf(framesAt({0, 1, 2, 3, 4.5, 6, 7}, 8));
@@ -168,11 +184,18 @@ TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
     EXPECT_EQ(phases.counts, std::vector<int>({static_cast<int>(times.size()), 1, 0, 0}));
     EXPECT_EQ(frameOf(*video, count - 1), scriptedPayload(times.size() - 1, 24));
   }
+  ScriptedStream told = framesAt(upTo(9), 9);
+  withoutFrameTime(told);
+  told.frameTimeUpstream = frameTime;
+  EXPECT_EQ(openVideo(ScriptedFile(scriptOf(told)).name())->frameRate(), rate);
+
   const quillet::KernelHandle never = manualEvent();
   ScriptedStream aborted = framesAt(upTo(9), 9);
   aborted.samples[5].event = EC_ERRORABORT;
   aborted.samples[6].waitFor = never.get();
-  for (ScriptedStream stream : {framesAt({}, 9), framesAt({0}, 9), framesAt({0, 0, 0}, 9), aborted}) {
+  ScriptedStream broken = framesAt(upTo(9), 9);
+  broken.samples[5].failure = E_FAIL;
+  for (ScriptedStream stream : {framesAt({}, 9), framesAt({0}, 9), framesAt({0, 0, 0}, 9), aborted, broken}) {
     withoutFrameTime(stream);
     const auto script = scriptOf(stream);
     const ScriptedFile file(script);

@@ -11,8 +11,12 @@
 /// renderer. The graph runs on a worker thread and is held at the sample that was asked for.
 ///
 /// The thread that calls must have called QuilletThread(). Every operation fails with code 1 while the stream is not
-/// open. Reads return when the sample has come, when the stream has ended or when the graph has aborted. They do not wait
-/// for a clock, unless the graph refuses to go without one.
+/// open. Reads return when the sample has come, when the stream has ended or when the graph has aborted; then they fail
+/// with ds_error::dataNotFound, since nobody knows whether the stream has more. They do not wait for a clock, neither for
+/// audio nor for video, unless the graph refuses to go without one.
+///
+/// Graph viewers find the graph. One that somebody has paused is run on by the next read, in half a second; when somebody
+/// has stopped it the read fails with ds_error::cannotRunGraph. The reads after a failure seek.
 class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual SourceStream {
  public:
   ~DSSourceStream() override;
@@ -20,7 +24,8 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   /// @return the stream's duration in milliseconds, -1.0 when it is not open.
   double msDuration() override;
 
-  /// Tunes the choice between decoding on and seeking; the subclasses' own forms tune more. Leaves #lastError alone.
+  /// Tunes the choice between decoding on and seeking; the subclasses' own forms tune more. Leaves #lastError alone, but for
+  /// code 1 when the stream is not open.
   /// @param quickDecodeThreshold number of samples (video: frames, audio: blocks) that it is quicker to decode than to
   ///     seek over; values below 1 count as 1.
   void config(int quickDecodeThreshold);
@@ -86,9 +91,11 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   ~DSVideoSourceStream() override;
 
   /// Makes a frame the current one: the frame itself, or the nearest earlier one when the stream has none of that
-  /// number, or the next one with the warning ds_error::nextFrameReturned when it has no earlier one either.
+  /// number, or the next one with the warning ds_error::nextFrameReturned when it has no earlier one either. Which frame
+  /// it is does not depend on what was read before, unless the stream has two within half a frame of one number's time:
+  /// then reading on finds the first of them, a seek the second.
   /// @param frame frame number, from 0 to duration() - 1.
-  /// @return its number; -1 with code 1, ds_error::parameterOutOfRange, noFrameFound or a code of the graph
+  /// @return its number; -1 with code 1, ds_error::parameterOutOfRange, noFrameFound, dataNotFound or a code of the graph
   ///     (cannotCreateThread, cannotRunGraph, cannotStopGraph, getStateFailed, unseekableMedia).
   long findFrame(long frame) override;
 
@@ -97,7 +104,7 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   ///     biHeight is negative; valid until the next findFrame() or getFrameBits(). NULL with one of findFrame()'s codes.
   unsigned char* getFrameBits(long& frame) override;
 
-  /// Tunes the search for frames.
+  /// Tunes the search for frames. Leaves #lastError alone, but for code 1 when the stream is not open.
   /// @param quickDecode frames that it is quicker to decode than to seek over; values below 1 count as 1.
   /// @param backtrackStep first step back, in frames, when a seek lands after the wanted frame; values below 1 count as
   ///     `quickDecode`.
@@ -160,10 +167,11 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   /// run from before the gap to have both in their places. It is not kept for other requests.
   ///
   /// @return samples `first` to `last`, valid until the next call on this stream; NULL with code 1,
-  ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound or a code of the graph.
+  ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound, dataNotFound or a code of the
+  ///     graph.
   unsigned char* getSamples(long first, long last) override;
 
-  /// Tunes the search for samples.
+  /// Tunes the search for samples. Leaves #lastError alone, but for code 1 when the stream is not open.
   /// @param quickDecode blocks that it is quicker to decode than to seek over; values below 1 count as 1.
   /// @param stepBack samples to step back when a seek lands too late and no block was seen yet; values below 1 count as
   ///     1024. Where the stream may be compressed 8 times as many pass after each seek, for the decoder to warm up.

@@ -20,6 +20,10 @@ class FaultyGraph : public UnusedSeeking<Wrapped<IMediaControl, IMediaSeeking>> 
     takeIn("quartz.dll", CLSID_FilterGraph);
     control = static_cast<IMediaControl*>(ofPart(IID_IMediaControl));
     seeking = static_cast<IMediaSeeking*>(ofPart(IID_IMediaSeeking));
+    if (isMissing(IID_IMediaFilter)) {
+      // A clock that the client cannot remove, removed: Wine's may wait for its own thread when it is released.
+      static_cast<IMediaFilter*>(ofPart(IID_IMediaFilter))->SetSyncSource(nullptr);
+    }
   }
 
   // IDispatch
@@ -31,7 +35,10 @@ class FaultyGraph : public UnusedSeeking<Wrapped<IMediaControl, IMediaSeeking>> 
   }
 
   // IMediaControl
-  STDMETHODIMP Run() override { return FAILED(faults.run) ? faults.run : control->Run(); }
+  STDMETHODIMP Run() override {
+    ++faults.runs;
+    return FAILED(faults.run) ? faults.run : control->Run();
+  }
   STDMETHODIMP Pause() override { return control->Pause(); }
   STDMETHODIMP Stop() override {
     const HRESULT result = control->Stop();
@@ -55,18 +62,18 @@ class FaultyGraph : public UnusedSeeking<Wrapped<IMediaControl, IMediaSeeking>> 
   }
   STDMETHODIMP SetPositions(LONGLONG* a, DWORD b, LONGLONG* c, DWORD d) override {
     faults.seeks.push_back(*a);
+    faults.seekEnd = d == AM_SEEKING_AbsolutePositioning ? *c : -1;
     return FAILED(faults.setPositions) ? faults.setPositions : seeking->SetPositions(a, b, c, d);
   }
 
  protected:
-  IUnknown* findInterface(REFIID id) override {
-    if (std::find(faults.missing.begin(), faults.missing.end(), id) != faults.missing.end()) {
-      return nullptr;
-    }
-    return UnusedSeeking::findInterface(id);
-  }
+  IUnknown* findInterface(REFIID id) override { return isMissing(id) ? nullptr : UnusedSeeking::findInterface(id); }
 
  private:
+  bool isMissing(REFIID id) const {
+    return std::find(faults.missing.begin(), faults.missing.end(), id) != faults.missing.end();
+  }
+
   GraphFaults& faults;
   IMediaControl* control = nullptr;
   IMediaSeeking* seeking = nullptr;

@@ -29,7 +29,9 @@ struct GraphFaults {
   HRESULT getDuration = S_OK;
   HRESULT setPositions = S_OK;
   std::atomic<int> graphs = 0;  ///< That there are.
+  std::atomic<int> runs = 0;    ///< That the client has started.
   std::vector<LONGLONG> seeks;  ///< Where the client has seeked to; a graph that is stopped also seeks by itself.
+  LONGLONG seekEnd = 0;         ///< Where the stream was to end since the last of them.
 };
 
 /// While it lives, every filter graph that is made on a thread of the multithreaded apartment has these faults.

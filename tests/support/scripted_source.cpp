@@ -1,25 +1,44 @@
 #include "support/scripted_source.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
+
+#include <gtest/gtest.h>
 
 #include <amvideo.h>
 #include <vfwmsgs.h>
 
 #include "core/time_units.h"
+#include "directshow/graph/stream_time.h"
+#include "directshow/graph/video_format.h"
 #include "support/avi_builder.h"
+#include "support/unused_grabber.h"
 #include "support/unused_seeking.h"
+#include "support/wrapped.h"
 
 namespace quillet::test {
 namespace {
+
+/// Where the segment begins that this streaming thread delivers.
+thread_local REFERENCE_TIME startOfSegment = 0;
 
 /// A pin, which plays one stream.
 class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSeeking>> {
  public:
   ScriptedPin(ScriptedSource& source, Script& script, const ScriptedStream& stream, const wchar_t* name)
       : UnusedSeeking(source, name), script(script), stream(stream) {}
+
+  // IPin
+  STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* type) override {
+    const HRESULT result = UnusedSeeking::ConnectionMediaType(type);
+    if (SUCCEEDED(result) && stream.frameTimeUpstream != 0) {
+      setTimePerFrame(*type, stream.frameTimeUpstream);
+    }
+    return result;
+  }
 
   // CSourceStream
   HRESULT GetMediaType(CMediaType* type) override {
@@ -77,7 +96,10 @@ class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSee
     script.threadsStarted += SUCCEEDED(stream.beginning);
     return stream.beginning;
   }
-  HRESULT OnThreadStartPlay() override { return DeliverNewSegment(position, stream.duration, 1.0); }
+  HRESULT OnThreadStartPlay() override {
+    startOfSegment = position;
+    return DeliverNewSegment(position, stream.duration, 1.0);
+  }
   void OnThreadDestroy() override { ++script.threadsEnded; }
 
   HRESULT FillBuffer(IMediaSample* sample) override {
@@ -85,6 +107,9 @@ class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSee
       return S_FALSE;
     }
     const ScriptedSample& item = stream.samples[next];
+    if (item.reached != nullptr) {
+      SetEvent(item.reached);
+    }
     if (item.waitFor != nullptr) {
       const HANDLE events[] = {stopRequest(), item.waitFor};
       if (WaitForMultipleObjects(2, events, FALSE, INFINITE) == WAIT_OBJECT_0) {
@@ -138,11 +163,45 @@ ScriptedStream streamOf(CMediaType type, std::size_t samples, long size, Time ti
   return stream;
 }
 
+/// A new id, whose first byte is not that of any other kind of file: a whole random one may look like MPEG audio.
 GUID newGuid() {
   GUID result = {};
   CoCreateGuid(&result);
+  result.Data1 = (result.Data1 & ~0xFFUL) | 'Q';
   return result;
 }
+
+/// The system's sample grabber, which adds the start of the segment to the times that it tells, as Windows' does. It lives
+/// until its callback is taken from it.
+class AbsoluteGrabber : public UnusedGrabber<Wrapped<ISampleGrabber, ISampleGrabberCB>> {
+ public:
+  AbsoluteGrabber() { ++living; }
+  ~AbsoluteGrabber() override { --living; }
+
+  void takeInGrabber() {
+    takeIn("qedit.dll", CLSID_SampleGrabber);
+    grabber = static_cast<ISampleGrabber*>(ofPart(__uuidof(ISampleGrabber)));
+  }
+
+  // ISampleGrabber
+  STDMETHODIMP SetMediaType(const AM_MEDIA_TYPE* a) override { return grabber->SetMediaType(a); }
+  STDMETHODIMP SetCallback(ISampleGrabberCB* a, LONG b) override {
+    callback = a;
+    return grabber->SetCallback(a != nullptr ? this : nullptr, b);
+  }
+
+  // ISampleGrabberCB
+  STDMETHODIMP SampleCB(double time, IMediaSample* sample) override {
+    return callback->SampleCB(time + static_cast<double>(startOfSegment) / unitsPerSecond, sample);
+  }
+  STDMETHODIMP BufferCB(double, BYTE*, long) override { return E_NOTIMPL; }
+
+  static inline std::atomic<int> living = 0;
+
+ private:
+  ISampleGrabber* grabber = nullptr;
+  ISampleGrabberCB* callback = nullptr;
+};
 
 std::wstring text(const GUID& id) {
   wchar_t buffer[39];
@@ -236,6 +295,31 @@ ScriptedStream scriptedAudio(const WAVEFORMATEX& format, std::size_t blocks, lon
   });
 }
 
+/// While one lives, streams are read as on Windows.
+class WindowsGrabber {
+ public:
+  WindowsGrabber() {
+    ++living;
+    correctsSampleTimes() = false;
+  }
+  WindowsGrabber(const WindowsGrabber&) = delete;
+  WindowsGrabber& operator=(const WindowsGrabber&) = delete;
+  ~WindowsGrabber() {
+    if (--living == 0) {
+      correctsSampleTimes() = true;
+      EXPECT_EQ(AbsoluteGrabber::living, 0) << "a grabber keeps its callback";
+    }
+  }
+
+ private:
+  static inline int living = 0;
+  const ClassObjectOverride grabber{CLSID_SampleGrabber, [](REFIID iid, void** object) {
+                                      const auto made = makeCom<AbsoluteGrabber>();
+                                      made->takeInGrabber();
+                                      return made->QueryInterface(iid, object);
+                                    }};
+};
+
 ScriptedSource::ScriptedSource(std::shared_ptr<Script> played)
     : WithInterfaces(nullptr, CLSID_NULL), script(std::move(played)) {
   ++script->filters;
@@ -250,9 +334,11 @@ ScriptedSource::~ScriptedSource() {
 }
 
 ScriptedFile::ScriptedFile(std::shared_ptr<Script> script)
-    : id(newGuid()), file(".scripted", bytesOf(id)), source(id, [script](REFIID iid, void** object) {
-        return makeCom<ScriptedSource>(script)->QueryInterface(iid, object);
-      }) {
+    : id(newGuid()),
+      file(".scripted", bytesOf(id)),
+      source(id, [script](REFIID iid,
+                          void** object) { return makeCom<ScriptedSource>(script)->QueryInterface(iid, object); }),
+      grabber(std::getenv("QUILLET_TEST_GRABBER") != nullptr ? std::make_unique<WindowsGrabber>() : nullptr) {
   std::wstring pattern = L"0,16,,";  // Offset, length, mask; the value follows.
   for (const std::uint8_t byte : bytesOf(id)) {
     constexpr wchar_t digits[] = L"0123456789ABCDEF";

@@ -32,7 +32,8 @@ struct ScriptedSample {
   bool sync = true;
   bool discontinuity = false;
   bool timed = true;  ///< Otherwise the sample carries no time.
-  /// The source waits for this event before it goes on; not owned.
+  /// The source signals the first event and waits for the second one before it goes on; not owned.
+  HANDLE reached = nullptr;
   HANDLE waitFor = nullptr;
   /// An event that the filter sends to the graph before the sample, 0 for none.
   long event = 0;
@@ -53,6 +54,8 @@ struct ScriptedStream {
   std::vector<ScriptedSample> samples;
   REFERENCE_TIME duration = 0;
   Seek seek;
+  /// What the source's end of the connection tells for the time of a frame; 0: the same as the other end.
+  REFERENCE_TIME frameTimeUpstream = 0;
   /// What the thread of the stream answers when it is to begin.
   HRESULT beginning = S_OK;
 
@@ -100,7 +103,11 @@ class ScriptedSource : public WithInterfaces<CSource, IFileSourceFilter> {
   const std::shared_ptr<Script> script;
 };
 
-/// A file that every graph of the process opens with a source that plays the script.
+class WindowsGrabber;
+
+/// A file that every graph of the process opens with a source that plays the script. With QUILLET_TEST_GRABBER=windows in
+/// the environment they have a sample grabber that tells times as Windows' own does, and the library takes them as on
+/// Windows.
 class ScriptedFile {
  public:
   explicit ScriptedFile(std::shared_ptr<Script> script);
@@ -115,6 +122,7 @@ class ScriptedFile {
   const GUID id;
   const TempFile file;
   const ClassObjectOverride source;
+  const std::unique_ptr<WindowsGrabber> grabber;
 };
 
 }  // namespace quillet::test

@@ -16,9 +16,11 @@ namespace quillet {
 
 /// The members are released in the reverse order of theirs.
 struct FilterGraph {
-  /// Makes the graph, and registers it for graph viewers.
+  /// Makes the graph.
+  /// @param isListed whether it is registered for graph viewers, through which anybody can pause and stop it: whoever runs
+  ///     it then has to look after it, with keepsRunning().
   /// @return a ds_error code.
-  int create();
+  int create(bool isListed = true);
 
   /// Gets the interfaces that run the graph.
   /// @return a ds_error code.
@@ -31,6 +33,10 @@ struct FilterGraph {
   /// Stops the graph and waits until it is stopped.
   /// @return a ds_error code.
   int stop();
+
+  /// Runs the running graph on where somebody else has paused it.
+  /// @return false when it cannot be run on, or somebody has stopped it.
+  bool keepsRunning();
 
   /// Stops every filter by itself: after a failed start, when the graph may count as stopped while some of them do not.
   void stopFilters();
@@ -45,20 +51,20 @@ struct FilterGraph {
   };
 
   /// Waits until the running graph has completed or aborted.
-  /// @param interruption an event that ends the wait as well; may be null.
-  /// @param timeoutMs how long; what other events come meanwhile lengthens it.
+  /// @param interruption an event that ends the wait as well, and before all others; may be null.
   End waitForEnd(HANDLE interruption, DWORD timeoutMs = INFINITE);
 
-  /// Takes the events that are waiting, up to one that means that the graph plays no more: EC_COMPLETE, EC_ERRORABORT or
-  /// EC_USERABORT.
-  /// @return that event's code; 0 when there was none.
-  long takeEvents();
+  /// Takes the events that are waiting, for the next wait not to find them.
+  /// @return whether one told of an abort.
+  bool forgetEvents();
 
   Microsoft::WRL::ComPtr<IGraphBuilder> builder;
   Microsoft::WRL::ComPtr<IMediaControl> control;
   Microsoft::WRL::ComPtr<IMediaEvent> events;
 
  private:
+  long takeEvents();
+
   RunningObjectRegistration registration;
 };
 

@@ -1,5 +1,8 @@
 #include "directshow/graph/stream_time.h"
 
+#include <algorithm>
+#include <utility>
+
 #include <wrl/client.h>
 
 #include "core/time_units.h"
@@ -9,14 +12,6 @@ using Microsoft::WRL::ComPtr;
 
 namespace quillet {
 namespace {
-
-bool isWine() {
-  static const bool wine = [] {
-    const HMODULE ntdll = GetModuleHandleA("ntdll.dll");
-    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
-  }();
-  return wine;
-}
 
 /// Where the filters upstream say that the last seek has landed, in units of 100 ns.
 LONGLONG landing(IPin* grabberInput, LONGLONG position) {
@@ -31,25 +26,43 @@ LONGLONG landing(IPin* grabberInput, LONGLONG position) {
 
 }  // namespace
 
+bool& correctsSampleTimes() {
+  static bool corrects = [] {
+    const HMODULE ntdll = GetModuleHandleA("ntdll.dll");
+    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
+  }();
+  return corrects;
+}
+
 void StreamTime::seeked(IPin* grabberInput, long long position) {
-  if (isWine()) {
-    segmentStart = static_cast<double>(landing(grabberInput, position)) / unitsPerSecond;
-    mayBeCut = true;
+  if (isCorrecting) {
+    const LONGLONG start = landing(grabberInput, position);
+    segmentStart = static_cast<double>(start) / unitsPerSecond;
+    mayBeCut = start > 0;
   }
 }
 
 double StreamTime::of(double sampleTime, IMediaSample* sample, double framePeriod) {
-  if (mayBeCut) {
-    mayBeCut = false;
-    REFERENCE_TIME start = 0;
-    REFERENCE_TIME end = 0;
-    if (sample->GetTime(&start, &end) == S_OK) {
-      const double missing = framePeriod - static_cast<double>(end - start) / unitsPerSecond;
-      constexpr double rounding = 1e-6;
-      sampleTime -= missing > rounding ? missing : 0.0;
-    }
+  return isCorrecting ? segmentStart + sampleTime - lostStart(sample, framePeriod) : sampleTime;
+}
+
+/// What was cut off the start of the sample, in seconds. Only the first sample of a segment can have been cut, and then it
+/// does not begin before it; how long it was before, the others tell.
+double StreamTime::lostStart(IMediaSample* sample, double framePeriod) {
+  const bool isFirst = std::exchange(mayBeCut, false);
+  REFERENCE_TIME start = 0;
+  REFERENCE_TIME end = 0;
+  if (sample->GetTime(&start, &end) != S_OK || end <= start) {
+    return 0.0;
   }
-  return segmentStart + sampleTime;
+  const double duration = static_cast<double>(end - start) / unitsPerSecond;
+  if (!isFirst || start < 0) {
+    shortest = std::min(shortest, duration);
+    return 0.0;
+  }
+  constexpr double rounding = 1e-6;
+  const double missing = std::min(framePeriod, shortest) - duration;
+  return missing > rounding ? missing : 0.0;
 }
 
 }  // namespace quillet

@@ -2,11 +2,16 @@
 
 #pragma once
 
+#include <limits>
+
 #include <windows.h>
 
 #include <strmif.h>
 
 namespace quillet {
+
+/// Whether stream times are made of Wine's: so where Wine runs the program. Tests set it, before they open a stream.
+bool& correctsSampleTimes();
 
 /// Turns the times that the sample grabber reports into stream times.
 ///
@@ -22,14 +27,19 @@ class StreamTime {
   void seeked(IPin* grabberInput, long long position);
 
   /// @param sampleTime what the grabber reports, in seconds.
-  /// @param framePeriod the least duration of a whole sample, in seconds; 0 when samples may have any duration.
+  /// @param framePeriod how long a sample lasts that is not shorter than the others, in seconds; 0 when samples may have
+  ///     any duration.
   /// @return the stream time of the sample, in seconds.
   double of(double sampleTime, IMediaSample* sample, double framePeriod);
 
  private:
-  // Both stay as they are on Windows.
+  double lostStart(IMediaSample* sample, double framePeriod);
+
+  // These stay as they are on Windows.
+  const bool isCorrecting = correctsSampleTimes();
   double segmentStart = 0.0;
-  bool mayBeCut = false;  // The next sample is the first since a seek.
+  bool mayBeCut = false;  // The next sample is the first since a seek that did not go to the start.
+  double shortest = std::numeric_limits<double>::max();  // Of the whole samples seen, in seconds.
 };
 
 }  // namespace quillet

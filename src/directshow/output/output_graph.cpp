@@ -152,12 +152,8 @@ bool DSOutputAVIFile::Graph::endStreams() {
 
 /// Whether the ended streams can still be on their way: not when somebody has stopped the graph, or a filter has refused to
 /// take more of a stream. Where somebody has paused it, it goes on: paused, the file writer would not tell of the end.
-bool DSOutputAVIFile::Graph::canComplete() const {
-  OAFilterState state = State_Stopped;
-  if (FAILED(graph.control->GetState(0, &state)) || state == State_Stopped) {
-    return false;
-  }
-  if (state == State_Paused && FAILED(graph.control->Run())) {
+bool DSOutputAVIFile::Graph::canComplete() {
+  if (!graph.keepsRunning()) {
     return false;
   }
   const Stream* const streams[] = {&video, &audio};

@@ -83,5 +83,5 @@ struct DSOutputAVIFile::Graph {
   int addFileWriter(ComPtr<IBaseFilter>& writer);
   int addMux();
   bool endStreams();
-  bool canComplete() const;
+  bool canComplete();
 };

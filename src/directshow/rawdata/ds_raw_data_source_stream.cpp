@@ -321,15 +321,11 @@ const quillet::KeptSample* DSRawDataSourceStream::search(long sample, bool keyWa
   for (;;) {
     callback.rotate(seeking);
     if ((seeking && !seek(position, keyWanted)) || !run()) {
+      callback.rotate(true);  // What was kept does not end where the stream broke off.
       return nullptr;
     }
     if (callback.outOfMemory()) {
       lastError = ds_error::notEnoughMemory;
-      return nullptr;
-    }
-    if (!callback.isHolding() && graph->runEnd == quillet::FilterGraph::End::aborted) {
-      callback.rotate(true);  // What was kept does not end where the stream broke off.
-      lastError = ds_error::dataNotFound;
       return nullptr;
     }
     bool isBeyond = false;

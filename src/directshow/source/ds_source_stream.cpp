@@ -59,18 +59,22 @@ void DSSourceStream::runGraph(void* stream) {
 }
 
 bool DSSourceStream::run() {
-  if (!graph->runActive && graph->callback->isHolding()) {
-    halt();  // A sample that came after the end of its run.
+  if (graph->ended) {
+    return lastError == ds_error::success;
   }
   graph->callback->stop = false;
   if (!graph->callback->letGo() && !requestRun()) {
     return false;
   }
-  // Ends: either a sample is held, or the run ends, which it does when the stream has ended, when the graph has aborted and
-  // when it could not be run. A source that fails must say so by one of these (it ends its stream or sends an event).
+  // Ends: either a sample is held, or the run ends, which it does when the stream has ended, when the graph has aborted,
+  // when it could not be run and when somebody else has stopped it. A source that fails must say so by one of these (it
+  // ends its stream or sends an event).
   const HANDLE outcomes[] = {graph->callback->delivered.get(), graph->runEnded.get()};
   if (WaitForMultipleObjects(2, outcomes, FALSE, INFINITE) != WAIT_OBJECT_0) {
     takeRunEnd();
+    if (graph->runEnd == quillet::FilterGraph::End::aborted && lastError == ds_error::success) {
+      lastError = ds_error::dataNotFound;  // Whether the stream has more, nobody knows.
+    }
   }
   return lastError == ds_error::success;
 }
@@ -81,9 +85,10 @@ void DSSourceStream::takeRunEnd() {
   if (graph->runError != ds_error::success) {
     lastError = graph->runError;
   }
-  if (graph->runEnd == quillet::FilterGraph::End::aborted) {
-    halt();  // An aborted graph may go on delivering, to nobody.
-  }
+  // The graph may go on delivering: when it has aborted, or when it was told of an end that was none. A sample on its way
+  // must not come into buffers that are being read.
+  halt();
+  graph->ended = graph->runEnd == quillet::FilterGraph::End::completed;
 }
 
 /// Has the worker thread run the graph, unless it does. Starts the thread the first time.
@@ -114,8 +119,9 @@ bool DSSourceStream::seek(long long position, bool toKeyFrame) {
 
 void DSSourceStream::stopRun() {
   if (graph->runActive) {
-    // Ends: the worker waits for nothing but the graph's events and this request, and lets the callback go before it stops
-    // the graph.
+    // First: somebody else's stop may wait for the sample, and the worker for that.
+    graph->callback->dismiss(!graph->destroying);
+    // Ends: the worker waits for nothing but the graph's events and this request.
     SignalObjectAndWait(graph->stopRequested.get(), graph->runEnded.get(), INFINITE, FALSE);
     if (graph->runEnd != quillet::FilterGraph::End::interrupted) {
       ResetEvent(graph->stopRequested.get());  // The run has ended by itself, and left the request to the next one.
@@ -126,7 +132,7 @@ void DSSourceStream::stopRun() {
 }
 
 /// Stops the graph when it runs although no run is active, as it does after the end of the stream: positioned so it would
-/// deliver to nobody, and releasing it might wait for ever.
+/// deliver at once, and releasing it might wait for ever.
 void DSSourceStream::halt() {
   if (!graph->running) {
     return;
@@ -139,11 +145,11 @@ void DSSourceStream::halt() {
 
 bool DSSourceStream::parseStream(bool flag) {
   graph->callback->beginParse(flag, notification);
-  const bool ended = graph->playToEnd();
+  graph->playToEnd();
   graph->callback->endParse();
   const bool rewound = graph->rewind() == ds_error::success;
   if (notification != nullptr) {
     notification->progress(1);
   }
-  return ended && rewound;
+  return rewound && graph->runEnd == quillet::FilterGraph::End::completed;
 }

@@ -69,7 +69,7 @@ class SGCallback {
   /// Tells the stream times of samples.
   StreamTime streamTime;
 
-  /// The duration of every whole sample, in seconds; 0 when they differ or it is unknown.
+  /// How long a sample lasts that is not shorter than the others, in seconds; 0 when they differ or it is unknown.
   double samplePeriod = 0.0;
 
  protected:

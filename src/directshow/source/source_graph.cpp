@@ -11,6 +11,20 @@
 namespace ds_error = quillet::ds_error;
 using End = quillet::FilterGraph::End;
 
+namespace {
+
+/// What the grabber calls for each sample: SampleCB.
+constexpr long sampleCallbackMethod = 0;
+
+}  // namespace
+
+DSSourceStream::Graph::~Graph() {
+  if (callback != nullptr) {
+    // Whoever else holds the grabber outlives the callback.
+    grabberControl->SetCallback(nullptr, sampleCallbackMethod);
+  }
+}
+
 int DSSourceStream::Graph::build(const char* fileName, const Choice& streamChoice) {
   choice = streamChoice;
   if (const int error = graph.create()) {
@@ -25,7 +39,7 @@ int DSSourceStream::Graph::build(const char* fileName, const Choice& streamChoic
 
 int DSSourceStream::Graph::buildLike(const Graph& other) {
   choice = other.choice;
-  const int error = graph.create();
+  const int error = graph.create(false);
   return error != ds_error::success ? error : addFilters(other.wideName.get());
 }
 
@@ -88,7 +102,6 @@ int DSSourceStream::Graph::querySeeking() {
 
 void DSSourceStream::Graph::installCallback(std::unique_ptr<quillet::SampleGrabberCallback> sampleCallback) {
   callback = std::move(sampleCallback);
-  constexpr long sampleCallbackMethod = 0;
   grabberControl->SetCallback(callback.get(), sampleCallbackMethod);
   grabberControl->SetOneShot(FALSE);
   grabberControl->SetBufferSamples(FALSE);
@@ -103,10 +116,6 @@ int DSSourceStream::Graph::createEvents() {
 }
 
 HRESULT DSSourceStream::Graph::start() {
-  // A graph that has played to its end is still running, and a second Run would neither deliver nor complete again.
-  if (running) {
-    graph.control->Pause();
-  }
   running = true;
   return graph.control->Run();
 }
@@ -116,16 +125,36 @@ int DSSourceStream::Graph::runUntilEnd() {
   if (FAILED(start())) {
     return ds_error::cannotRunGraph;
   }
-  runEnd = graph.waitForEnd(stopRequested.get());
-  if (runEnd == End::failed) {
-    runEnd = End::aborted;
-    return ds_error::cannotRunGraph;
+  switch (waitForEnd(stopRequested.get())) {
+    case End::completed:
+      // A stream ends after its last sample: while one is held, it was somebody else who has sent the event.
+      runEnd = callback->isHolding() ? End::aborted : End::completed;
+      return ds_error::success;
+    case End::aborted:
+      return ds_error::success;
+    case End::interrupted:
+      runEnd = End::interrupted;
+      return stop();
+    default:
+      return ds_error::cannotRunGraph;
   }
-  return runEnd == End::interrupted ? stop() : static_cast<int>(ds_error::success);
 }
 
-bool DSSourceStream::Graph::playToEnd() {
-  return SUCCEEDED(start()) && graph.waitForEnd(nullptr) == End::completed;
+/// Waits until the graph has ended, and sees to it meanwhile that it runs.
+/// @return #End::timedOut when somebody else has stopped it.
+End DSSourceStream::Graph::waitForEnd(HANDLE interruption) {
+  constexpr DWORD lookAfterMs = 500;
+  End end = End::timedOut;
+  // Ends: while no sample is held, with the end of the stream, or of the graph's running. While one is held, the graph is
+  // left alone: whoever is stopping it then waits for the reader, and the graph's state could not be had before that.
+  do {
+    end = graph.waitForEnd(interruption, lookAfterMs);
+  } while (end == End::timedOut && (callback->isHolding() || graph.keepsRunning()));
+  return end;
+}
+
+void DSSourceStream::Graph::playToEnd() {
+  runEnd = SUCCEEDED(start()) ? waitForEnd(nullptr) : End::failed;
 }
 
 int DSSourceStream::Graph::rewind() {
@@ -136,7 +165,7 @@ int DSSourceStream::Graph::rewind() {
   if (FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning))) {
     return ds_error::unseekableMedia;
   }
-  callback->streamTime.seeked(grabberInput.Get(), first);
+  moved(first);
   return ds_error::success;
 }
 
@@ -146,8 +175,13 @@ bool DSSourceStream::Graph::seek(long long position, bool toKeyFrame) {
   if (FAILED(mediaSeeking->SetPositions(&position, flags, &end, AM_SEEKING_AbsolutePositioning))) {
     return false;
   }
-  callback->streamTime.seeked(grabberInput.Get(), position);
+  moved(position);
   return true;
+}
+
+void DSSourceStream::Graph::moved(long long position) {
+  ended = false;
+  callback->streamTime.seeked(grabberInput.Get(), position);
 }
 
 int DSSourceStream::Graph::stop() {
@@ -156,8 +190,10 @@ int DSSourceStream::Graph::stop() {
     return error;
   }
   running = false;
-  // Samples that were let go may have carried the stream to its end: that completion is not the next run's.
-  while (graph.takeEvents() != 0) {
+  // Samples that were let go may have carried the stream to its end: that completion is not the next run's. An abort that
+  // waits behind the completion of this run is the truth about it: sources that fail end their stream first.
+  if (graph.forgetEvents() && runEnd == End::completed) {
+    runEnd = End::aborted;
   }
   return ds_error::success;
 }

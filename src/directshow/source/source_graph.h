@@ -33,10 +33,15 @@ struct DSSourceStream::Graph {
     int streamNumber = 0;  ///< 0-based, among those that can reach the grabber.
   };
 
+  Graph() = default;
+  Graph(const Graph&) = delete;
+  Graph& operator=(const Graph&) = delete;
+  ~Graph();
+
   /// Builds the graph up to the null renderer.
   int build(const char* fileName, const Choice& streamChoice);
 
-  /// The same for the stream that another graph plays.
+  /// The same for the stream that another graph plays, unseen by graph viewers: nobody looks after it while it runs.
   /// @param other was built; its file name must outlive this graph.
   int buildLike(const Graph& other);
 
@@ -49,14 +54,14 @@ struct DSSourceStream::Graph {
 
   int createEvents();
 
-  /// Runs the graph until its stream ends, which leaves it running, or until a stop is requested.
+  /// Runs the graph until its stream ends, which leaves it running, until a stop is requested, or until somebody else has
+  /// stopped it.
   int runUntilEnd();
 
-  /// Runs the graph through its whole stream, with a callback that holds nothing.
-  /// @return whether it came to the end.
-  bool playToEnd();
+  /// Runs the graph through its whole stream, with a callback that holds nothing; #runEnd tells how far, once the graph is
+  /// stopped.
+  void playToEnd();
 
-  /// Starts the graph, also when it still runs from a stream that has ended.
   HRESULT start();
 
   /// Stops the graph and positions it at its start.
@@ -65,7 +70,8 @@ struct DSSourceStream::Graph {
   /// Positions the stopped graph; it will run to the end of the stream.
   bool seek(long long position, bool toKeyFrame);
 
-  /// Dismisses the callback, stops the graph, however it stands, and waits until it is stopped.
+  /// Dismisses the callback, stops the graph, however it stands, and waits until it is stopped. What then turns out to have
+  /// been an abort is one in #runEnd, too.
   int stop();
 
   /// Tells the worker thread to end, and nobody to wait until the callback has left its sample.
@@ -84,7 +90,7 @@ struct DSSourceStream::Graph {
   /// A run was requested, and the reading thread has not taken its end.
   bool runActive = false;
 
-  /// Why the last run has ended; written by the worker before it signals the end.
+  /// Why the last run has ended; written by the worker before it signals the end. Certain once the graph is stopped.
   quillet::FilterGraph::End runEnd = quillet::FilterGraph::End::interrupted;
 
   /// The last run's ds_error code; written like #runEnd.
@@ -101,6 +107,9 @@ struct DSSourceStream::Graph {
   /// The graph may be running: it was started and not stopped since.
   bool running = false;
 
+  /// The stream was played to its end and not moved since: it can deliver nothing.
+  bool ended = false;
+
   quillet::constOLEstring wideName;
   Choice choice;
   ComPtr<IBaseFilter> renderer;
@@ -111,6 +120,8 @@ struct DSSourceStream::Graph {
   ComPtr<IMediaSeeking> mediaSeeking;
 
  private:
+  quillet::FilterGraph::End waitForEnd(HANDLE interruption);
+  void moved(long long position);
   int addFilters(const OLECHAR* fileName);
   int addGrabber();
   int addRenderer();
