@@ -134,6 +134,7 @@ TEST_F(DSOutput, FramesOfEveryFormatComeBackAsTheyAre) {
     EXPECT_EQ(muxScript->buffers.back().cbBuffer, c.size);
 
     const auto read = openRaw(true);
+    ASSERT_EQ(read->lastError, 0);
     Bytes block = formatBlockOf(*read);
     reinterpret_cast<BITMAPINFOHEADER*>(block.data())->biClrUsed =
         format.bmiHeader.biClrUsed;  // AVIFile counts for us.
@@ -248,7 +249,7 @@ TEST_F(DSOutput, NobodyIsStrandedInAWrite) {
     EXPECT_TRUE(writer->setAutomaticInterleaving(true));
     std::atomic<long> written = 0;
     const auto write = [&] {
-      while (writePicture(*writer, written)) {
+      while (written < 1000 && writePicture(*writer, written)) {
         ++written;
       }
     };
@@ -275,7 +276,9 @@ TEST_F(DSOutput, TheEndComesUnlessSomethingMoves) {
     return picture != nullptr && (kept.push_back(picture), true);
   };
   const Keep loseTheEnd = [](auto&, IMediaSample* picture) { return picture == nullptr; };
-  const Keep thinkLong = [](auto&, IMediaSample* picture) { return Sleep(picture != nullptr ? slowMs : 0), false; };
+  const Keep thinkLong = [](auto&, IMediaSample* picture) {
+    return Sleep(picture != nullptr ? slowMs : 0), picture != nullptr;  // And passes nothing on.
+  };
   const Keep comeLate = [&](CompressorOutput& output, IMediaSample* picture) {
     if (picture != nullptr) {
       last = picture;
