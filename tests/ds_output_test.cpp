@@ -12,7 +12,7 @@
 #include "support/graph_override.h"
 #include "support/leak_check.h"
 #include "support/registered_compressor.h"
-#include "support/test_codec.h"
+#include "support/test_compressor.h"
 #include "support/wine_gaps.h"
 #include "support/writing.h"
 
@@ -47,9 +47,10 @@ class DSOutput : public testing::Test {
   }
 
   const TimeLimit limit{60};
-  const std::shared_ptr<MuxScript> muxScript = std::make_shared<MuxScript>();
+  std::shared_ptr<MuxScript> muxScript = std::make_shared<MuxScript>();  // Of the multiplexers that are made next.
   const std::shared_ptr<WriterFaults> faults = std::make_shared<WriterFaults>();
-  const ClassObjectOverride mux{CLSID_AviDest, aviMux(muxScript)};
+  const ClassObjectOverride mux{CLSID_AviDest,
+                                [this](REFIID id, void** object) { return aviMux(muxScript)(id, object); }};
   const ClassObjectOverride fileWriter{CLSID_FileWriter, quillet::test::fileWriter(faults)};
   const VIDEOINFOHEADER video = videoFormat();
   const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
@@ -81,15 +82,16 @@ TEST_F(DSOutput, BothStreamsComeBackThroughEitherBackend) {
   }
 }
 
-/// A video format with what follows the header.
-Bytes formatBlock(WORD bits, DWORD compression, long size, const std::vector<DWORD>& appendix, LONG rows = 4) {
+/// A video format with what follows the header, whether or not `biSize` counts it.
+Bytes formatBlock(WORD bits, DWORD compression, long size, const std::vector<DWORD>& appendix, LONG rows = 4,
+                  bool isCounted = true) {
   VIDEOINFOHEADER format = videoFormat();
   format.bmiHeader.biWidth = 5;  // Rows are padded.
   format.bmiHeader.biHeight = rows;
   format.bmiHeader.biBitCount = bits;
   format.bmiHeader.biCompression = compression;
-  format.bmiHeader.biClrUsed = bits == 8 ? static_cast<DWORD>(appendix.size()) : 0;
-  format.bmiHeader.biSize += static_cast<DWORD>(appendix.size() * sizeof(DWORD));
+  format.bmiHeader.biClrUsed = bits == 8 && isCounted ? static_cast<DWORD>(appendix.size()) : 0;
+  format.bmiHeader.biSize += isCounted ? static_cast<DWORD>(appendix.size() * sizeof(DWORD)) : 0;
   format.bmiHeader.biSizeImage = static_cast<DWORD>(size);
   Bytes block = bytesOf(format);
   for (const DWORD word : appendix) {
@@ -100,18 +102,22 @@ Bytes formatBlock(WORD bits, DWORD compression, long size, const std::vector<DWO
 }
 
 TEST_F(DSOutput, FramesOfEveryFormatComeBackAsTheyAre) {
+  GUID codecSubtype = MEDIATYPE_Video;
+  codecSubtype.Data1 = TestCodec::fourcc;
   const struct {
     const char* name;
     Bytes format;
     long size;
+    GUID subtype = MEDIASUBTYPE_RGB24;
   } cases[] = {
       {"24 bits", formatBlock(24, BI_RGB, 64, {}), 64},
-      {"32 bits", formatBlock(32, BI_RGB, 80, {}), 80},
-      {"8 bits with a palette", formatBlock(8, BI_RGB, 32, {0x010203, 0x040506}), 32},
-      {"5-5-5", formatBlock(16, BI_BITFIELDS, 48, {0x7C00, 0x3E0, 0x1F}), 48},
-      {"5-6-5", formatBlock(16, BI_BITFIELDS, 48, {0xF800, 0x7E0, 0x1F}), 48},
+      {"32 bits", formatBlock(32, BI_RGB, 80, {}), 80, MEDIASUBTYPE_RGB32},
+      {"8 bits with a palette", formatBlock(8, BI_RGB, 32, {0x010203, 0x040506}), 32, MEDIASUBTYPE_RGB8},
+      {"all of 8 bits", formatBlock(8, BI_RGB, 32, std::vector<DWORD>(256, 7), 4, false), 32, MEDIASUBTYPE_RGB8},
+      {"5-5-5", formatBlock(16, BI_BITFIELDS, 48, {0x7C00, 0x3E0, 0x1F}), 48, MEDIASUBTYPE_RGB555},
+      {"5-6-5", formatBlock(16, BI_BITFIELDS, 48, {0xF800, 0x7E0, 0x1F}, 4, false), 48, MEDIASUBTYPE_RGB565},
       {"top-down", formatBlock(24, BI_RGB, 64, {}, -4), 64},
-      {"a codec's", formatBlock(24, TestCodec::fourcc, 97, {}), 97},
+      {"a codec's", formatBlock(24, TestCodec::fourcc, 97, {}), 97, codecSubtype},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -123,9 +129,16 @@ TEST_F(DSOutput, FramesOfEveryFormatComeBackAsTheyAre) {
       EXPECT_TRUE(writer->writeFrame(frame, picture(frame, c.size).data(), 1, hasDeltas ? c.size : -1, frame % 3 == 0));
     }
     EXPECT_TRUE(writer->close());
+    EXPECT_EQ(muxScript->subtypes.back(), c.subtype);
+    EXPECT_EQ(muxScript->buffers.back().cBuffers, 1) << "so that each write waits for the one before";
+    EXPECT_EQ(muxScript->buffers.back().cbBuffer, c.size);
 
     const auto read = openRaw(true);
-    EXPECT_EQ(formatBlockOf(*read), Bytes(c.format.end() - format.bmiHeader.biSize, c.format.end()));
+    ASSERT_EQ(read->lastError, 0);
+    Bytes block = formatBlockOf(*read);
+    reinterpret_cast<BITMAPINFOHEADER*>(block.data())->biClrUsed =
+        format.bmiHeader.biClrUsed;  // AVIFile counts for us.
+    EXPECT_EQ(block, Bytes(c.format.begin() + offsetof(VIDEOINFOHEADER, bmiHeader), c.format.end()));
     EXPECT_EQ(read->duration(), 6);
     for (const long frame : {0, 1, 2, 3, 4, 5}) {
       const long found = frame == 4 ? 3 : frame;  // The one that is missing has become a dropped one.
@@ -159,12 +172,32 @@ TEST_F(DSOutput, CompressedAudioComesBackAsItIs) {
   EXPECT_FALSE(std::ranges::search(written, blocks).empty());
 }
 
+TEST_F(DSOutput, TheMultiplexerLearnsTheTimesAndTheKeys) {
+  VIDEOINFOHEADER ntsc = videoFormat(333'667);
+  const WAVEFORMATEX cdAudio = pcmFormat(44100, 2, 16);
+  const Writer writer = started(&ntsc, &cdAudio);
+  for (const long frame : {0, 1, 3}) {
+    EXPECT_TRUE(writePicture(*writer, frame, frame != 1));
+    EXPECT_TRUE(writer->writeSample(frame, Bytes(12).data(), 3, -1, frame == 1));
+  }
+  EXPECT_TRUE(writer->close());
+  std::ranges::stable_sort(muxScript->samples, {}, &MuxSample::stream);
+  EXPECT_EQ(muxScript->samples, (std::vector<MuxSample>{{0, 0, 333'667, pictureSize, true},
+                                                        {0, 333'667, 667'334, pictureSize, false},
+                                                        {0, 1'001'001, 1'334'668, pictureSize, true},
+                                                        {1, 0, 680, 12, false},
+                                                        {1, 226, 907, 12, true},
+                                                        {1, 680, 1360, 12, false}}));
+}
+
 TEST_F(DSOutput, AWriteThatDoesNotFitLeavesTheNextOneAlone) {
   const Writer writer = started(&video, &audio);
   Bytes large(pictureSize + 1);
   EXPECT_TRUE(writePicture(*writer, 0));
   EXPECT_TRUE(failed(writer->writeFrame(1, large.data(), 1, pictureSize + 1, true), *writer, ds_error::writeError));
-  EXPECT_FALSE(writer->writeFrame(1, nullptr, 1, 0, true)) << "which is not the end of the stream";
+  EXPECT_TRUE(failed(writer->writeFrame(1, nullptr, 1, 0, true), *writer, ds_error::writeError))
+      << "which is not the end of the stream";
+  EXPECT_FALSE(writer->writeSample(LONG_MAX, large.data(), 1, 2, true)) << "no number could follow";
   EXPECT_EQ(writer->nextFrame_number(), 1);
   EXPECT_TRUE(writePicture(*writer, 1));
   EXPECT_TRUE(writeCounted(*writer, 0, 8000));
@@ -214,18 +247,101 @@ TEST_F(DSOutput, NobodyIsStrandedInAWrite) {
     SCOPED_TRACE(c.name);
     const Writer writer = started(&video, &audio);
     EXPECT_TRUE(writer->setAutomaticInterleaving(true));
+    std::atomic<long> written = 0;
+    const auto write = [&] {
+      while (written < 1000 && writePicture(*writer, written)) {
+        ++written;
+      }
+    };
     {
-      const Thread videoThread([&] {
-        for (long frame = 0; frame < 50 && writePicture(*writer, frame); ++frame) {
-        }
-      });
+      const Thread videoThread(write);
       EXPECT_FALSE(videoThread.endsWithin(100)) << "held back";
       c.happen(*writer);
     }
-    EXPECT_FALSE(writePicture(*writer, 50)) << "nor does the next write wait";
+    EXPECT_FALSE(writePicture(*writer, written)) << "nor does the next write wait";
     EXPECT_EQ(writer->close(), c.closeCode == 0);
     EXPECT_EQ(writer->lastError, c.closeCode);
+    if (c.closeCode == ds_error::notOpened) {
+      expectPictures(file.name(), written);  // All that the writes have said to be.
+    }
   }
+}
+
+TEST_F(DSOutput, TheEndComesUnlessSomethingMoves) {
+  constexpr DWORD slowMs = 12'000;  // Less than what makes a stall; twice that is more.
+  using Keep = decltype(CompressorScript::keep);
+  std::vector<ComPtr<IMediaSample>> kept;
+  ComPtr<IMediaSample> last;
+  const Keep keepAll = [&](auto&, IMediaSample* picture) { return kept.push_back(picture), true; };
+  const Keep loseTheEnd = [](auto&, IMediaSample* picture) { return picture == nullptr; };
+  const Keep thinkLong = [](auto&, IMediaSample* picture) {
+    return Sleep(picture != nullptr ? slowMs : 0), picture != nullptr;  // And passes nothing on.
+  };
+  const Keep comeLate = [&](CompressorOutput& output, IMediaSample* picture) {
+    if (picture != nullptr) {
+      last = picture;
+      return true;
+    }
+    for (int i = 0; i < 2; ++i) {
+      Sleep(slowMs);
+      output.compress(*last.Get());
+    }
+    return false;
+  };
+  struct Run {
+    const char* name;
+    Keep keep;
+    int closeCode;
+    long frames;          // That come before the end.
+    bool isHeld = false;  // The write of the last one waits, or of one more.
+    DWORD msPerPiece = 0;
+    bool isDestroyed = false;  // Instead of closed.
+
+    const SharedScript script = std::make_shared<CompressorScript>();
+    const TempFile file{".avi"};
+    Writer writer = nullptr;
+    long written = 0;
+    std::unique_ptr<Thread> writing = nullptr, closing = nullptr;
+  } runs[] = {{"keeps its buffer", keepAll, ds_error::writeError, 1, true},
+              {"loses the end", loseTheEnd, ds_error::writeError, 2},
+              {"loses the end before destruction", loseTheEnd, 0, 2, false, 0, true},
+              {"is slow", thinkLong, 0, 2, true},
+              {"has a picture left", comeLate, 0, 1},
+              {"has a slow disk", nullptr, 0, 700, false, slowMs}};
+  const GraphOverride graph;
+  for (Run& run : runs) {
+    SCOPED_TRACE(run.name);
+    muxScript = std::make_shared<MuxScript>();
+    muxScript->msPerPiece = run.msPerPiece;
+    run.script->keep = run.keep;
+    run.script->connection.majortype = MEDIATYPE_Video;
+    run.script->connection.formattype = FORMAT_VideoInfo;
+    run.script->connection.setFormat(&video, sizeof video);
+    ComPtr<IMoniker> moniker;
+    CreatePointerMoniker(ComPtr<IBaseFilter>(new TestCompressor(run.script)).Get(), &moniker);
+    run.writer.reset(OutputAVIFile::create(run.file.name(), &video, true, nullptr, false, true));
+    ASSERT_TRUE(run.writer->setCompressor(true, moniker.Get()) && run.writer->start()) << run.writer->lastError;
+    run.writing = std::make_unique<Thread>([&run] {
+      const long wanted = std::max(run.frames, run.isHeld ? 2L : 1L);
+      while (run.written < wanted && writePicture(*run.writer, run.written)) {
+        ++run.written;
+      }
+    });
+  }
+  for (Run& run : runs) {
+    EXPECT_EQ(run.writing->endsWithin(run.isHeld ? 1500 : 20'000), !run.isHeld) << run.name;
+    run.closing =
+        std::make_unique<Thread>([&run] { run.isDestroyed ? run.writer.reset() : void(run.writer->close()); });
+  }
+  for (Run& run : runs) {
+    SCOPED_TRACE(run.name);
+    EXPECT_TRUE(run.closing->endsWithin(45'000) && run.writing->endsWithin(5000));
+    EXPECT_EQ(run.written, run.frames);
+    EXPECT_TRUE(run.isDestroyed || run.writer->lastError == run.closeCode) << run.writer->lastError;
+    run.writer.reset();
+    EXPECT_EQ(run.script.use_count(), 1) << "the compressor is still held";
+  }
+  EXPECT_EQ(graph.faults.graphs, 0);
 }
 
 TEST_F(DSOutput, APausedGraphGoesOnToItsEnd) {
@@ -247,6 +363,12 @@ TEST_F(DSOutput, AFailureOfTheFiltersFailsTheWritesAndTheClosing) {
   EXPECT_LE(frame, 4) << "one is taken before the failure is known";
   EXPECT_EQ(writer->lastError, ds_error::writeError);
   EXPECT_TRUE(failed(writer->close(), *writer, ds_error::writeError));
+
+  *muxScript = {};
+  muxScript->complete = E_FAIL;
+  const Writer late = started(&video, nullptr);
+  EXPECT_TRUE(writePicture(*late, 0));
+  EXPECT_TRUE(failed(late->close(), *late, ds_error::writeError)) << "after all was written";
 }
 
 TEST_F(DSOutput, DestructionCompletesTheFileWhateverIsHeldBack) {
@@ -281,6 +403,7 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
       const Writer writer = create(&video, &audio);
       EXPECT_EQ(writer->lastError, code);
       if (code != 0) {
+        EXPECT_TRUE(failed(writer->canRun(), *writer, ds_error::notOpened));
         EXPECT_TRUE(failed(writer->start(), *writer, ds_error::notOpened));
       } else {
         EXPECT_TRUE(writer->start() && writePicture(*writer, 0) && writeCounted(*writer, 0, 80));
@@ -332,6 +455,9 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
   const Writer writer = create(&video, nullptr);
   EXPECT_TRUE(failed(writer->start(), *writer, ds_error::cannotRunGraph));
   EXPECT_TRUE(failed(writePicture(*writer, 0), *writer, ds_error::graphNotStarted)) << "and does not wait";
+  graph.notify(EC_ERRORABORT);
+  graph.faults.run = S_OK;
+  EXPECT_TRUE(writer->start() && writePicture(*writer, 0) && writer->close()) << "what was before counts no more";
 }
 
 TEST_F(DSOutput, TakesCompressorsOrNone) {
@@ -354,6 +480,10 @@ TEST_F(DSOutput, TakesCompressorsOrNone) {
   EXPECT_TRUE(failed(audioOnly->canSetCompressor(true), *audioOnly, output_error::noVideoStream));
 
   const Writer direct = create(&video, nullptr, true);
+  muxScript->acceptInput = VFW_E_TYPE_NOT_ACCEPTED;
+  EXPECT_TRUE(failed(direct->setCompressor(true, nullptr), *direct, ds_error::cannotConnectFilters));
+  EXPECT_TRUE(direct->compressedVideo()) << "still to be";
+  muxScript->acceptInput = S_OK;
   EXPECT_TRUE(direct->setCompressor(true, nullptr));
   EXPECT_TRUE(direct->start() && writePicture(*direct, 0) && direct->close());
   expectPictures(file.name(), 1);
@@ -396,6 +526,16 @@ TEST_F(DSOutput, ThePeriodIsTheMultiplexers) {
   EXPECT_TRUE(writer->setInterleavingPeriod(1));
   EXPECT_TRUE(writer->start() && writeCounted(*writer, 0, 1)) << "never less than a sample";
   EXPECT_FALSE(writeCounted(*writer, 1, 2));
+  for (const HRESULT answer : {S_OK, VFW_E_TYPE_NOT_ACCEPTED}) {
+    const Writer unchanged = create(&video, &audio);
+    muxScript->acceptInput = answer;
+    EXPECT_TRUE(
+        failed(unchanged->setInterleavingPeriod(LLONG_MAX), *unchanged, ds_error::cannotChangeInterleavingPeriod));
+    EXPECT_EQ(unchanged->interleavingPeriod(), 10'000'000);
+    EXPECT_EQ(unchanged->start() && writeCounted(*unchanged, 0, 8000), answer == S_OK)
+        << "the connection is there again, where it can be had";
+    muxScript->acceptInput = S_OK;
+  }
 
   muxScript->noPropertyPages = true;
   writer->configureAVI(nullptr);

@@ -37,7 +37,7 @@ class Recorder : public OutputAVIFile {
   bool usesDirectShow() override { return false; }
   void configureAVI(void*) override {}
   bool isAutomaticallyInterleaved() override { return automatic; }
-  long long interleavingPeriod() override { return period; }
+  long long interleavingPeriod() override { return whenAsked(), period; }
   bool setAutomaticInterleaving(bool on) override { return canSwitch && (automatic = on, true); }
   bool canSetCompressor(bool) override { return false; }
   bool setCompressor(bool, void*) override { return false; }
@@ -67,7 +67,8 @@ class Recorder : public OutputAVIFile {
   bool automatic = false;
   bool canSwitch = true;
   long long period = 0;
-  std::atomic<bool> overlapped = false;  // Two threads were in a write at once.
+  std::function<void()> whenAsked = [] {};  // For the period.
+  std::atomic<bool> overlapped = false;     // Two threads were in a write at once.
 
  private:
   bool record(Write write) {
@@ -176,7 +177,15 @@ TEST(AudioBuffer, RefusesWhatItCanNeverTakeAndLosesWhatFails) {
   EXPECT_TRUE(writeSamples(writer, 0, 100)) << "just full";
   EXPECT_TRUE(failed(writeSamples(writer, 100, 101), writer, output_error::audioBufferOverflow));
   unsigned char data[2] = {};
-  EXPECT_FALSE(writer.bufferedWriteSample(100, data, -1, -1, true));
+  const struct {
+    long first;
+    unsigned char* data;
+    long count, bytes;
+  } impossible[] = {{100, data, -1, -1}, {100, data, -1, 2}, {100, nullptr, 1, 2}, {LONG_MAX - 1, data, 2, 2}};
+  for (const auto& run : impossible) {
+    EXPECT_TRUE(failed(writer.bufferedWriteSample(run.first, run.data, run.count, run.bytes, true), writer,
+                       quillet::vfw_error::writeError));
+  }
   EXPECT_EQ(writer.nextSample_number_inBuffer(), 100) << "a refused write changes nothing";
 
   writer.failAt = 0;
@@ -190,6 +199,12 @@ TEST(AudioBuffer, RefusesWhatItCanNeverTakeAndLosesWhatFails) {
   EXPECT_TRUE(writeSamples(writer, 190, 800));
   EXPECT_TRUE(writer.flushAudio());
   EXPECT_EQ(writer.writes.back().data, countedSamples(100, 890));
+
+  // Nor do samples go on that would fit by their number, but not by their size.
+  for (const long first : {990, 995}) {
+    EXPECT_TRUE(writer.bufferedWriteSample(first, Bytes(1001).data(), 5, 1001, true));
+  }
+  EXPECT_EQ(writer.writes.back().data.size(), 1001U);
 }
 
 using Engine = AutomaticInterleaveEngine;
@@ -230,20 +245,17 @@ class Interleaving : public testing::Test {
 };
 
 TEST_F(Interleaving, TakesTurnsOfAPeriodWithAudioFirst) {
-  writer.period = 800'000;  // Two frames: a turn is the first chunk and a period's worth.
-  ASSERT_TRUE(engine.setOutputStream(&writer, true));
-  produceBoth(12, 480, 40);
-  EXPECT_TRUE(engine.close());
-  // Audio goes through the buffer, which holds one chunk and so lags by one.
-  EXPECT_EQ(order(), "aavvvaaavvvaaavvvaaavvva");
-}
-
-TEST_F(Interleaving, AlternatesEveryTwoChunksWithoutAPeriod) {
-  ASSERT_TRUE(engine.setOutputStream(&writer, true));
-  produceBoth(4, 160, 40);
-  EXPECT_TRUE(engine.close());
-  EXPECT_EQ(order(), "avvaavva");
-  EXPECT_FALSE(engine.close()) << "the file was let go";
+  // A turn is the first chunk and a period's worth. Audio goes through the buffer, which holds one chunk and so lags by one.
+  for (const auto& [period, frames, expected] :
+       {std::tuple(800'000, 12L, "aavvvaaavvvaaavvvaaavvva"), {0, 4L, "avvaavva"}}) {
+    writer.writes.clear();
+    writer.period = period;
+    ASSERT_TRUE(engine.setOutputStream(&writer, true));
+    produceBoth(frames, frames * 40, 40);
+    EXPECT_TRUE(engine.close());
+    EXPECT_EQ(order(), expected);
+    EXPECT_FALSE(engine.close()) << "the file was let go";
+  }
 }
 
 TEST_F(Interleaving, LetsOneStreamPass) {
@@ -296,9 +308,15 @@ TEST_F(Interleaving, LeavesItsWaitsWhenTheUserStops) {
   // Until it has another file.
   Recorder second(&video, &audio, 40);
   second.automatic = true;
-  ASSERT_TRUE(engine.setOutputStream(&second, true));
   second.continueAt(7, 9);
-  EXPECT_TRUE(engine.WriteNext(Engine::AudioThread, data, 1, 2, true));
+  {
+    std::unique_ptr<Thread> early;
+    second.whenAsked = [&] {
+      early = std::make_unique<Thread>([&] { EXPECT_TRUE(engine.WriteNext(Engine::AudioThread, data, 1, 2, true)); });
+      EXPECT_FALSE(early->endsWithin(50)) << "the file is not ready for it yet";
+    };
+    ASSERT_TRUE(engine.setOutputStream(&second, true));
+  }
   engine.exit(Engine::AudioThread);
   EXPECT_TRUE(engine.WriteNext(Engine::VideoThread, data, 1, 2, true));
   second.failAt = 1;

@@ -10,9 +10,11 @@
 
 #include "core/media_type.h"
 #include "directshow/graph/filter_graph.h"
+#include "directshow/output/msd_filter.h"
 #include "support/ds_streams.h"
 #include "support/input_pin.h"
 #include "support/leak_check.h"
+#include "support/writing.h"
 
 using Microsoft::WRL::ComPtr;
 using namespace quillet;
@@ -179,6 +181,42 @@ TEST(Pins, ConnectOnceAndOnlyWhenStopped) {
   EXPECT_EQ(pair.out->Disconnect(), S_OK);
   ASSERT_EQ(pair.source->Pause(), S_OK);
   EXPECT_EQ(pair.connect(), VFW_E_NOT_STOPPED);
+}
+
+TEST(Pins, AnswerAReceiverWhileTheirFilterIsBeingStopped) {
+  const VIDEOINFOHEADER format = videoFormat();
+  HRESULT made = S_OK;
+  const ComPtr<MSDfilter> source(new MSDfilter(&made, nullptr, &format));
+  const ComPtr<SinkFilter> sink(new SinkFilter);
+  IPin& pin = source->output();
+  ASSERT_EQ(pin.Connect(&sink->pin, nullptr), S_OK);
+  {
+    // As Stop() holds it while it waits for the streaming thread, which is in the receiver.
+    const std::lock_guard stopping(source->stateLock());
+    const Thread receiver([&] {
+      ComPtr<IPin> peer;
+      ComPtr<IEnumMediaTypes> types;
+      ComPtr<IEnumPins> pins;
+      ComPtr<IReferenceClock> clock;
+      AM_MEDIA_TYPE carried;
+      FILTER_INFO info;
+      EXPECT_EQ(pin.ConnectedTo(&peer), S_OK);
+      EXPECT_EQ(pin.ConnectionMediaType(&carried), S_OK);
+      EXPECT_EQ(pin.QueryAccept(&carried), S_OK);
+      FreeMediaType(carried);
+      EXPECT_EQ(pin.EnumMediaTypes(&types), S_OK);
+      EXPECT_EQ(source->EnumPins(&pins), S_OK);
+      EXPECT_EQ(source->FindPin(L"Video MSD output pin", peer.ReleaseAndGetAddressOf()), S_OK);
+      EXPECT_EQ(source->QueryFilterInfo(&info), S_OK);
+      EXPECT_EQ(source->GetSyncSource(&clock), S_OK);
+    });
+  }
+  ComPtr<IUnknown> identities[2];
+  EXPECT_EQ(pin.QueryInterface(IID_PPV_ARGS(&identities[0])), S_OK);
+  EXPECT_EQ(static_cast<IQualityControl&>(source->output()).QueryInterface(IID_PPV_ARGS(&identities[1])), S_OK);
+  EXPECT_EQ(identities[0], identities[1]) << "there is one, however it is asked for";
+  pin.Disconnect();
+  sink->pin.Disconnect();
 }
 
 TEST(Pins, RefuseAndStayAsTheyWere) {

@@ -82,32 +82,39 @@ TEST_F(VfWOutput, FramesComeBack) {
     EXPECT_TRUE(writer->writeFrame(1, picture(1).data(), 1, pictureSize, true));
     EXPECT_TRUE(writePicture(*writer, 2));
     EXPECT_TRUE(failed(writer->writeFrame(3, picture(3).data(), -1, -1, true), *writer, vfw_error::writeError));
+    EXPECT_FALSE(writer->writeFrame(LONG_MAX, picture(3).data(), 1, -1, true)) << "no number could follow";
     EXPECT_TRUE(writer->close());
   }
   expectPictures(file.name(), 3);
 }
 
-TEST_F(VfWOutputToScript, ACodecsFramesHaveTheSizeOfTheFormat) {
-  VIDEOINFOHEADER format = video;
-  format.bmiHeader.biCompression = TestCodec::fourcc;
-  format.bmiHeader.biSizeImage = 77;
-  const Writer writer(OutputAVIFile::create(file.name(), &format, false, nullptr, false, false));
-  EXPECT_TRUE(writer->start() && writer->writeFrame(0, Bytes(100).data(), 1, -1, true));
-  EXPECT_EQ(script->streams.at(0).samples.at(0).size(), 77U);
-  EXPECT_EQ(script->streams.at(0).info.fccHandler, TestCodec::fourcc);
-}
-
-TEST_F(VfWOutputToScript, APaletteGoesAlongWithItsHeader) {
-  struct {
-    VIDEOINFOHEADER video;
-    RGBQUAD colours[3];
-  } format = {video, {{1, 2, 3, 0}, {4, 5, 6, 0}, {7, 8, 9, 0}}};
-  format.video.bmiHeader.biBitCount = 8;
-  format.video.bmiHeader.biClrUsed = std::size(format.colours);
-  const Writer writer(OutputAVIFile::create(file.name(), &format.video, false, nullptr, false, false));
-  EXPECT_TRUE(writer->start());
-  const auto* const header = reinterpret_cast<const std::uint8_t*>(&format.video.bmiHeader);
-  EXPECT_EQ(script->streams.at(0).format, Bytes(header, header + sizeof(BITMAPINFOHEADER) + sizeof format.colours));
+TEST_F(VfWOutputToScript, WhatBelongsToAHeaderGoesAlong) {
+  const struct {
+    WORD bits;
+    DWORD compression, coloursUsed;
+    std::size_t wordsBehind;
+  } cases[] = {
+      {8, BI_RGB, 3, 3},   {8, BI_RGB, 0, 256},      {8, BI_RLE8, 0, 256},         {4, BI_RGB, 0, 16},
+      {1, BI_RGB, 300, 2}, {24, BI_RGB, 16, 0},      {8, TestCodec::fourcc, 0, 0}, {0, TestCodec::fourcc, 9, 0},
+      {16, BI_RGB, 0, 0},  {16, BI_BITFIELDS, 0, 3}, {8, TestCodec::fourcc, 7, 7}};
+  for (const auto& c : cases) {
+    script->streams.clear();
+    Bytes block = noise(sizeof video + 256 * sizeof(RGBQUAD));
+    auto& format = *reinterpret_cast<VIDEOINFOHEADER*>(block.data());
+    format = video;
+    format.bmiHeader.biBitCount = c.bits;
+    format.bmiHeader.biCompression = c.compression;
+    format.bmiHeader.biClrUsed = c.coloursUsed;
+    format.bmiHeader.biSizeImage = 77;  // Of a codec's frames; that of others follows from their bits.
+    const Writer writer(OutputAVIFile::create(file.name(), &format, false, nullptr, false, false));
+    EXPECT_TRUE(writer->start() && writer->writeFrame(0, Bytes(200).data(), 1, -1, true));
+    const bool isRgb = c.compression == BI_RGB;
+    EXPECT_EQ(script->streams.at(0).samples.at(0).size(), isRgb ? 4U * std::max<WORD>(c.bits, 4) : 77U);
+    EXPECT_EQ(script->streams.at(0).info.fccHandler, c.compression);
+    const auto header = block.begin() + offsetof(VIDEOINFOHEADER, bmiHeader);
+    EXPECT_EQ(script->streams.at(0).format,
+              Bytes(header, header + sizeof(BITMAPINFOHEADER) + c.wordsBehind * sizeof(DWORD)));
+  }
 }
 
 TEST_F(VfWOutput, CompressesVideo) {
@@ -147,6 +154,10 @@ TEST_F(VfWOutputToScript, WritesPiecesUntilAllIsWritten) {
   EXPECT_TRUE(writeCounted(*writer, 0, 250));
   EXPECT_EQ(writer->nextSample_number(), 250);
   ASSERT_EQ(script->calls.size(), 3U);
+  Bytes written;
+  std::ranges::for_each(script->streams[0].samples,
+                        [&](const Bytes& s) { written.insert(written.end(), s.begin(), s.end()); });
+  EXPECT_EQ(written, countedSamples(0, 250));
   const long expected[][3] = {{0, 250, AVIIF_KEYFRAME}, {100, 150, 0}, {200, 50, 0}};
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_EQ(script->calls[i].position, expected[i][0]);
@@ -235,6 +246,7 @@ TEST_F(VfWOutputToScript, RefusesAudioThatDoesNotFitOrConvert) {
   EXPECT_EQ(script->streams[0].samples.size(), 119U);
   EXPECT_TRUE(failed(writeCounted(*writer, 0xFFFF, 100), *writer, vfw_error::audioCompressionFailure))
       << "the driver refuses these";
+  EXPECT_TRUE(failed(writer->writeSample(0, nullptr, 1, 2, true), *writer, vfw_error::writeError));
 
   // A second start begins afresh, or leaves nothing to write to.
   EXPECT_TRUE(writer->start());
@@ -397,7 +409,8 @@ TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
     ASSERT_NE(writer, nullptr);
     EXPECT_EQ(writer->lastError, code);
     unsigned char data[4] = {};
-    const std::function<bool()> operations[] = {[&] { return writer->start(); },
+    const std::function<bool()> operations[] = {[&] { return writer->canRun(); },
+                                                [&] { return writer->start(); },
                                                 [&] { return writer->close(); },
                                                 [&] { return writer->writeFrame(0, data, 1, 4, true); },
                                                 [&] { return writer->writeSample(0, data, 1, 2, true); },
@@ -408,7 +421,7 @@ TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
       EXPECT_FALSE(operation());
       EXPECT_EQ(writer->lastError, vfw_error::notOpened);
     }
-    EXPECT_FALSE(writer->canRun() || writer->canSetCompressor(true));
+    EXPECT_FALSE(writer->canSetCompressor(true));
   };
   expectCode("Z:\\no such folder\\x.avi", &video, false, nullptr, vfw_error::cannotCreateFile);
   expectCode(nullptr, &video, false, nullptr, vfw_error::cannotCreateFile);

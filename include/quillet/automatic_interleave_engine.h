@@ -40,7 +40,12 @@ class QUILLET_API AutomaticInterleaveEngine {
   bool Write(ThreadType t, long number, unsigned char* data, long count, long bytes, bool key);
 
   /// The same, with the number that follows what the file has written of the stream: nextFrame_number() or
-  /// nextSample_number(), which does not count samples that are still buffered.
+  /// nextSample_number().
+  ///
+  /// That is seldom what is wanted. Audio goes through the file's buffer, and samples that are still in it do not count: a
+  /// second chunk gets the first one's number again. A file without audio gives its frames the number -1. Use Write():
+  /// for audio with the file's nextSample_number_inBuffer(), which counts the buffered samples; for video with a number of
+  /// your own, which you raise by `count` after every chunk that was written.
   bool WriteNext(ThreadType t, unsigned char* data, long count, long bytes, bool key);
 
   /// Tells that the thread has no more data. Called by the thread that `t` names, or after its end.

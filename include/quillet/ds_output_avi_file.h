@@ -9,10 +9,11 @@
 /// Writes an AVI file through a filter graph: a source for each stream, a compressor where one is set, the system's AVI
 /// multiplexer and file writer.
 ///
-/// Each write waits until its data is in a media sample. The multiplexer may make a stream wait that is far ahead of the
+/// Each write waits until its data is in a media sample, of which each stream has one: for as long as it takes what follows
+/// to let go of it. The multiplexer may make a stream wait that is far ahead of the
 /// other one: one thread for each stream, or an AutomaticInterleaveEngine, keeps that from lasting. Video and audio may be
-/// written by two threads at once (then only the writes' results count: #lastError is of either); all else is for one thread
-/// at a time. Every operation that sets a code fails with code 1 while the file is not open, and again after close(). The
+/// written by two threads at once, and a third may close() meanwhile (then only the results count: #lastError is of any of
+/// them); all else is for one thread at a time. Every operation that sets a code fails with code 1 while the file is not open, and again after close(). The
 /// threads that call must have called QuilletThread().
 class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAVIFile {
  public:
@@ -34,9 +35,10 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   static DSOutputAVIFile* create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
                                  const WAVEFORMATEX* audio, bool compressAudio);
 
-  /// Closes the file, as close() does, when it is being written.
+  /// Closes the file, as close() does, when it is being written. No thread may be writing any more.
   ~DSOutputAVIFile() override;
 
+  /// @return whether every stream is connected. Leaves #lastError alone while the file is open.
   bool canRun() override;
 
   /// Runs the graph.
@@ -44,8 +46,13 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   ///     cannotChangeReferenceClock when the graph will run at the clock's pace. A second start does nothing.
   bool start() override;
 
-  /// Ends both streams, waits until the multiplexer has completed the file, and stops the graph.
-  /// @return false with ds_error::graphNotStarted, writeError (the graph has aborted: the file is not complete),
+  /// Ends both streams, waits until the multiplexer has completed the file, and stops the graph. Writes that wait in other
+  /// threads come back: what was taken before the end is in the file, and a write that the end overtakes fails with
+  /// writeError.
+  ///
+  /// The wait ends as well when nothing has moved for 20 seconds, as when a compressor loses the end of its stream, or keeps
+  /// the one buffer that its source has: however slow a compressor is, what it takes and gives away counts as moving.
+  /// @return false with ds_error::graphNotStarted, writeError (the graph has aborted or stalled: the file is not complete),
   ///     cannotStopGraph or getStateFailed.
   bool close() override;
 
@@ -126,11 +133,10 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   int addVideoSource();
   int addAudioSource();
   static void runGraph(void* file);
-  int endThread();
   bool requireRunning(bool isVideo);
   template <class Operation>
   bool withInterleaving(Operation operation);
-  bool renegotiateAudioBuffer();
+  bool renegotiateAudioBuffer(bool atOnce);
 
   struct Graph;
   Graph* graph = nullptr;

@@ -18,8 +18,10 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// The calling thread must have called QuilletThread(). The formats are not copied: they must outlive the object.
   ///
   /// @param file name of the file, in the system's ANSI code page; an existing file is overwritten.
-  /// @param video format of the frames that will be written; NULL for no video stream. What stands behind the header goes
-  ///     into the file when `biSize` counts it, a palette also when `biClrUsed` does.
+  /// @param video format of the frames that will be written; NULL for no video stream. What belongs to the header must
+  ///     stand behind it, and goes into the file, whether or not `biSize` counts it: the three masks of BI_BITFIELDS, or
+  ///     the palette of up to 8 bits, of `biClrUsed` colours (0: of all that the bits can tell apart, unless the frames
+  ///     are a codec's).
   /// @param compressVideo whether the library is to compress the video stream.
   /// @param audio format of the samples that will be written; NULL for no audio stream.
   /// @param compressAudio whether the library is to compress the audio stream.
@@ -68,7 +70,7 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// Shows the settings of the stream's compressor. The outcome is in #lastError.
   virtual void configureCompressor(void* parentWindow, bool video) = 0;
 
-  /// @return whether the file and its streams are configured enough to start.
+  /// @return whether the file and its streams are configured enough to start; false with code 1 while it is not open.
   virtual bool canRun() = 0;
 
   /// Readies the file for writing.
@@ -132,8 +134,9 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// @param count number of samples.
   /// @param bytes size of `data`; when negative it is computed from `count` and the audio format.
   /// @param key whether the samples are key samples.
-  /// @return false with code 1, 2, output_error::noAudioStream, audioBufferOverflow (more than the buffer can ever take) or
-  ///     the code of a failed flushAudio(). Success leaves #lastError alone.
+  /// @return false with code 1, 2, output_error::noAudioStream, audioBufferOverflow (more than the buffer can ever take), the
+  ///     backend's writeError (no data, or less than no samples) or the code of a failed flushAudio(). Success leaves
+  ///     #lastError alone.
   bool bufferedWriteSample(long sample, unsigned char* data, long count, long bytes, bool key);
 
   /// Writes the buffered audio, and empties the buffer even when that fails.
@@ -152,12 +155,21 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// @param isSet whether it has its compressor.
   bool requireUnsetCompressor(bool isVideo, bool isSet);
 
-  /// Settles the size of what is to be written.
-  /// @param count number of frames or samples.
-  /// @param computedSize their size when the caller does not tell it.
+  /// The entrance of everything that is written: settles the size of a run of frames or samples. Sets the backend's code
+  /// of a write error when there can be no such run: without data, of less than no frames or samples, of numbers or a size
+  /// beyond a `long`.
+  /// @param first number of the first frame or sample.
+  /// @param data the frames or samples.
+  /// @param count number of them.
   /// @param bytes the caller's size, negative when it is to be computed; receives the size.
-  /// @return false when there can be no such run.
-  static bool settleSize(long count, long long computedSize, long& bytes);
+  /// @param size what one takes, in parts of a byte.
+  /// @param parts how many of them a byte has.
+  bool admit(long first, const unsigned char* data, long count, long& bytes, long long size, int parts = 1);
+
+  /// What a sample of the audio format takes, for admit().
+  long long bitsPerSample() const;
+  /// @copydoc bitsPerSample
+  static constexpr int bitsPerByte = 8;
 
   /// Number of the next frame to write; kept by the backend.
   long nextFrame = 0;

@@ -119,19 +119,20 @@ bool AutomaticInterleaveEngine::setOutputStream(OutputAVIFile* file, bool contin
   if (isAutomatic && !file->setAutomaticInterleaving(false)) {
     return false;
   }
+  for (const quillet::KernelHandle& turn : state->turn) {
+    ResetEvent(turn.get());
+  }
   state->restoreAutomatic = isAutomatic;
   state->output = file;
   state->stopped = false;
   state->finished[VideoThread] = file->videoFormat() == nullptr;
   state->finished[AudioThread] = file->audioFormat() == nullptr;
-  // The audio thread writes first.
-  const ThreadType first = state->finished[AudioThread] ? VideoThread : AudioThread;
-  ResetEvent(state->turn[otherThan(first)].get());
-  SetEvent(state->turn[first].get());
   state->failed = false;
   state->startOfTurn[VideoThread] = state->startOfTurn[AudioThread] = true;
   state->continueAlone = continueAlone;
   state->period = file->interleavingPeriod();
+  // The audio thread writes first. Last of all: it may wait already.
+  SetEvent(state->turn[state->finished[AudioThread] ? VideoThread : AudioThread].get());
   return true;
 }
 

@@ -24,12 +24,25 @@ inline bool canBeWhole(const WAVEFORMATEX& format) {
          format.cbSize >= sizeof(WAVEFORMATEXTENSIBLE) - sizeof(WAVEFORMATEX);
 }
 
-/// Bytes of the header with what belongs to it: what biSize counts, and the colours that biClrUsed tells of.
-inline DWORD formatSize(const BITMAPINFOHEADER& format) {
+/// Colours of the palette behind the header. Of frames of more than 8 bits biClrUsed is but a hint, and copied with headers
+/// that have no colours.
+inline DWORD paletteSize(const BITMAPINFOHEADER& format) {
   constexpr WORD paletteBits = 8;
-  constexpr DWORD mostColours = 1 << paletteBits;
-  const DWORD colours = format.biBitCount <= paletteBits ? std::min(format.biClrUsed, mostColours) : 0;
-  return std::max<DWORD>(format.biSize, sizeof format + colours * sizeof(RGBQUAD));
+  if (format.biBitCount == 0 || format.biBitCount > paletteBits) {
+    return 0;
+  }
+  const DWORD all = 1U << format.biBitCount;
+  // Where the count is left out, there are all that a pixel can have; but a codec's frames may do without.
+  const bool isImplied = format.biClrUsed == 0 && format.biCompression <= BI_RLE4;
+  return isImplied ? all : std::min(format.biClrUsed, all);
+}
+
+/// Bytes of the header with what belongs to it, whether or not biSize counts that: the masks of bit fields, or the palette.
+inline DWORD formatSize(const BITMAPINFOHEADER& format) {
+  constexpr DWORD masks = 3;
+  const DWORD tail =
+      format.biCompression == BI_BITFIELDS ? masks * sizeof(DWORD) : paletteSize(format) * sizeof(RGBQUAD);
+  return std::max<DWORD>(format.biSize, sizeof format + tail);
 }
 
 /// Bytes of an uncompressed frame, whose rows are padded to whole double words. Frames larger than a double word can say,

@@ -13,7 +13,9 @@
 #include <quillet/error_codes.h>
 
 namespace common_error = quillet::common_error;
+namespace ds_error = quillet::ds_error;
 namespace output_error = quillet::output_error;
+namespace vfw_error = quillet::vfw_error;
 
 OutputAVIFile::OutputAVIFile() {
   InitCommonControls();
@@ -104,12 +106,11 @@ bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long c
   if (!requireStream(false)) {
     return false;
   }
+  if (!admit(sample, data, count, bytes, bitsPerSample(), bitsPerByte)) {
+    return false;
+  }
   const long long capacity = static_cast<long long>(bufferSamples) * audio->nBlockAlign;
-  constexpr int bitsPerByteShift = 3;
-  const long long size =
-      bytes >= 0 ? bytes
-                 : (static_cast<long long>(audio->wBitsPerSample) * audio->nChannels * count) >> bitsPerByteShift;
-  if (size < 0 || size > capacity) {  // Below 0 when the count is.
+  if (bytes > capacity) {
     lastError = output_error::audioBufferOverflow;
     return false;
   }
@@ -117,9 +118,9 @@ bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long c
     lastError = common_error::notEnoughMemory;
     return false;
   }
-  if (continuesBuffer(sample, count, size, key, capacity)) {
-    std::memcpy(buffer + bufferBytes, data, static_cast<std::size_t>(size));
-    bufferBytes += static_cast<long>(size);
+  if (continuesBuffer(sample, count, bytes, key, capacity)) {
+    std::memcpy(buffer + bufferBytes, data, static_cast<std::size_t>(bytes));
+    bufferBytes += bytes;
     bufferLast = sample + count - 1;
     return true;
   }
@@ -129,8 +130,8 @@ bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long c
   bufferFirst = sample;
   bufferLast = sample + count - 1;
   bufferKey = key;
-  std::memcpy(buffer, data, static_cast<std::size_t>(size));
-  bufferBytes = static_cast<long>(size);
+  std::memcpy(buffer, data, static_cast<std::size_t>(bytes));
+  bufferBytes = bytes;
   return true;
 }
 
@@ -170,10 +171,23 @@ bool OutputAVIFile::requireUnsetCompressor(bool isVideo, bool isSet) {
   return true;
 }
 
-bool OutputAVIFile::settleSize(long count, long long computedSize, long& bytes) {
-  const long long size = bytes < 0 ? computedSize : bytes;
-  bytes = static_cast<long>(size);
-  return count >= 0 && size >= 0 && size <= std::numeric_limits<long>::max();
+bool OutputAVIFile::admit(long first, const unsigned char* data, long count, long& bytes, long long size, int parts) {
+  constexpr long long most = std::numeric_limits<long>::max();
+  const bool isRun = data != nullptr && count >= 0 && first <= most - count;
+  // Asked without the product, which may be beyond any number.
+  const bool isTooLarge = bytes < 0 && count > 0 && size > most * parts / count;
+  if (!isRun || isTooLarge) {
+    lastError = usesDirectShow() ? static_cast<int>(ds_error::writeError) : vfw_error::writeError;
+    return false;
+  }
+  if (bytes < 0) {
+    bytes = static_cast<long>(size * count / parts);
+  }
+  return true;
+}
+
+long long OutputAVIFile::bitsPerSample() const {
+  return static_cast<long long>(audio->wBitsPerSample) * audio->nChannels;
 }
 
 /// Makes the buffer as large as `capacity` bytes; a change of the interleaving may have made it too small.

@@ -189,7 +189,7 @@ void VfWOutputAVIFile::configureCompressor(void* parentWindow, bool isVideo) {
 }
 
 bool VfWOutputAVIFile::canRun() {
-  return !notOpened && canRunStream(true) && canRunStream(false);
+  return requireOpened() && canRunStream(true) && canRunStream(false);
 }
 
 bool VfWOutputAVIFile::start() {
@@ -277,8 +277,9 @@ bool VfWOutputAVIFile::setAutomaticInterleaving(bool) {
 }
 
 long long VfWOutputAVIFile::interleavingPeriod() {
+  const bool isRunnable = canRun();
   lastError = vfw_error::success;
-  if (canRun() && video != nullptr && audio != nullptr && compressAudio && state->isInterleavedByOptions() &&
+  if (isRunnable && video != nullptr && audio != nullptr && compressAudio && state->isInterleavedByOptions() &&
       state->audioCompression.options().dwInterleaveEvery != 0) {
     return state->audioCompression.options().dwInterleaveEvery * video->AvgTimePerFrame;
   }
@@ -327,8 +328,7 @@ bool VfWOutputAVIFile::writeFrame(long frame, unsigned char* data, long frames, 
   const BITMAPINFOHEADER& format = video->bmiHeader;
   const std::int64_t frameSize =
       format.biCompression != BI_RGB ? std::int64_t{format.biSizeImage} : quillet::uncompressedFrameSize(format);
-  if (!settleSize(frames, frames * frameSize, bytes)) {
-    lastError = vfw_error::writeError;
+  if (!admit(frame, data, frames, bytes, frameSize)) {
     return false;
   }
   PAVISTREAM stream = state->compressedVideoStream ? state->compressedVideoStream.get() : state->videoStream.get();
@@ -339,8 +339,7 @@ bool VfWOutputAVIFile::writeSample(long sample, unsigned char* data, long sample
   if (!requireStream(false) || !requireStarted()) {
     return false;
   }
-  if (!settleSize(samples, std::int64_t{audio->nBlockAlign} * samples, bytes)) {
-    lastError = vfw_error::writeError;
+  if (!admit(sample, data, samples, bytes, audio->nBlockAlign)) {
     return false;
   }
   if (!compressAudio) {
@@ -357,8 +356,12 @@ bool VfWOutputAVIFile::writeSample(long sample, unsigned char* data, long sample
 bool VfWOutputAVIFile::writeConverted(bool keyFrame) {
   quillet::AudioCompression& compression = state->audioCompression;
   const auto blocks = static_cast<long>(compression.outputBlocks());
-  const bool isWritten = write(state->audioStream.get(), compression.nextBlock, compression.output(), blocks,
-                               static_cast<long>(compression.outputSize()), keyFrame, nextSample);
+  auto bytes = static_cast<long>(compression.outputSize());
+  if (!admit(compression.nextBlock, compression.output(), blocks, bytes, compression.format().nBlockAlign)) {
+    return false;  // There have been more blocks than a stream can number.
+  }
+  const bool isWritten =
+      write(state->audioStream.get(), compression.nextBlock, compression.output(), blocks, bytes, keyFrame, nextSample);
   compression.nextBlock += blocks;
   return isWritten;
 }

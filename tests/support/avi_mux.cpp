@@ -17,6 +17,7 @@
 #include "directshow/base/c_base_output_pin.h"
 #include "support/avi_builder.h"
 #include "support/input_pin.h"
+#include "support/unused_seeking.h"
 
 namespace quillet::test {
 namespace {
@@ -59,9 +60,10 @@ class Output : public CBaseOutputPin {
 
   /// Writes the file, in pieces of the buffers' size.
   /// @return what the writer answers other than S_OK.
-  HRESULT write(const Bytes& file) {
+  HRESULT write(const Bytes& file, DWORD msPerPiece) {
     LONGLONG position = 0;
     while (position < static_cast<LONGLONG>(file.size())) {
+      Sleep(msPerPiece);
       Microsoft::WRL::ComPtr<IMediaSample> sample;
       if (const HRESULT result = GetDeliveryBuffer(&sample, nullptr, nullptr, 0); FAILED(result)) {
         return result;
@@ -81,10 +83,11 @@ class Output : public CBaseOutputPin {
   }
 };
 
-class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyPropertyPages> {
+class AviMux
+    : public UnusedSeeking<WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyPropertyPages, IMediaSeeking>> {
  public:
   explicit AviMux(std::shared_ptr<MuxScript> muxScript)
-      : WithInterfaces(nullptr, CLSID_AviDest),
+      : UnusedSeeking(nullptr, CLSID_AviDest),
         script(std::move(muxScript)),
         output(addPin(std::make_unique<Output>(*this))) {
     offerFreeInput();
@@ -110,6 +113,9 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyP
     return script->getInterleaving;
   }
 
+  // IMediaSeeking
+  STDMETHODIMP GetCurrentPosition(LONGLONG* result) override { return give(result, progress.load()); }
+
   // ISpecifyPropertyPages
   STDMETHODIMP GetPages(CAUUID* pages) override {
     pages->cElems = 2;
@@ -122,7 +128,7 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyP
   IUnknown* findInterface(REFIID id) override {
     const bool isRefused = (script->refuseInterleavingInterface && id == __uuidof(IConfigInterleaving)) ||
                            (script->noPropertyPages && id == __uuidof(ISpecifyPropertyPages));
-    return isRefused ? nullptr : WithInterfaces::findInterface(id);
+    return isRefused ? nullptr : UnusedSeeking::findInterface(id);
   }
 
  private:
@@ -166,6 +172,10 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyP
     }
 
     // IMemInputPin
+    STDMETHODIMP NotifyAllocator(IMemAllocator* allocator, BOOL) override {
+      mux.script->subtypes.push_back(connectionType().subtype);
+      return allocator->GetProperties(&mux.script->buffers.emplace_back());
+    }
     STDMETHODIMP ReceiveCanBlock() override { return S_OK; }
     STDMETHODIMP Receive(IMediaSample* sample) override {
       return mux.stream([&] { return receive(*sample); });
@@ -199,7 +209,7 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyP
     }
 
     HRESULT receive(IMediaSample& sample) {
-      MuxSample record = {number, 0, 0, sample.GetActualDataLength()};
+      MuxSample record = {number, 0, 0, sample.GetActualDataLength(), sample.IsSyncPoint() == S_OK};
       sample.GetTime(&record.start, &record.stop);
       position = std::max(position, record.start);
       mux.wakeAll();
@@ -218,8 +228,9 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyP
       }
       BYTE* data = nullptr;
       sample.GetPointer(&data);
-      keep(record.start, {Bytes(data, data + record.size), sample.IsSyncPoint() == S_OK});
+      keep(record.start, {Bytes(data, data + record.size), record.key});
       position = std::max(position, record.stop);
+      mux.progress = position;
       mux.script->samples.push_back(record);
       mux.wakeAll();
       return S_OK;
@@ -292,7 +303,8 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyP
   HRESULT complete() {
     std::vector<AviStream> all;
     std::ranges::transform(streams, std::back_inserter(all), &Input::stream);
-    const HRESULT written = output.write(aviFile(std::move(all)).build());
+    const HRESULT written =
+        FAILED(script->complete) ? script->complete : output.write(aviFile(std::move(all)).build(), script->msPerPiece);
     return written == S_OK ? output.DeliverEndOfStream() : written;
   }
 
@@ -302,6 +314,7 @@ class AviMux : public WithInterfaces<CBaseFilter, IConfigInterleaving, ISpecifyP
   InterleavingMode mode = INTERLEAVE_NONE;
   REFERENCE_TIME interleaving = unitsPerSecond;
   REFERENCE_TIME preroll = 0;
+  std::atomic<REFERENCE_TIME> progress = 0;  // The end of the last sample.
 
   // Guards what streaming changes. A streaming thread takes no other lock of the filter, and whoever holds it waits for no
   // thread: the writer writes at once, and an event only goes to the graph's queue.

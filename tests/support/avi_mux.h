@@ -19,6 +19,8 @@ struct MuxSample {
   std::size_t stream;
   REFERENCE_TIME start, stop;
   long size;
+  bool key;
+  bool operator==(const MuxSample&) const = default;
 };
 
 /// What a multiplexer refuses to do, and what it was given. Shared with the test.
@@ -29,8 +31,12 @@ struct MuxScript {
   HRESULT getInterleaving = S_OK;
   HRESULT acceptInput = S_OK;                   ///< A failure refuses every type.
   std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.
+  HRESULT complete = S_OK;                      ///< What the writing of the file answers, when all streams have ended.
+  DWORD msPerPiece = 0;                         ///< How long each piece of that takes, of 64 KB.
 
-  std::vector<MuxSample> samples;  ///< In the order of the file. For the test once the graph has stopped.
+  std::vector<MuxSample> samples;             ///< In the order of the file. For the test once the graph has stopped.
+  std::vector<GUID> subtypes;                 ///< Of the streams, as they were connected.
+  std::vector<ALLOCATOR_PROPERTIES> buffers;  ///< Likewise.
 };
 
 /// Makes multiplexers, as CLSID_AviDest does. They tell the writer by a sample's time where in the file it belongs.

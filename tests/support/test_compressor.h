@@ -21,6 +21,8 @@ __CRT_UUID_DECL(IAMVfwCompressDialogs, 0xD8D715A3, 0x6E5E, 0x11D0, 0xB3, 0xF0, 0
 
 namespace quillet::test {
 
+class CompressorOutput;
+
 /// What a compressor offers and refuses to do, and what it was told. Shared with the test.
 struct CompressorScript {
   struct Capability {
@@ -49,6 +51,8 @@ struct CompressorScript {
   }
   bool lacks(REFIID id) const { return std::ranges::find(missing, id) != missing.end(); }
 
+  /// Sees each picture, null for the end, before it is passed on; or keeps it, and answers that.
+  std::function<bool(CompressorOutput&, IMediaSample*)> keep = nullptr;
   bool hasOutput = true;
   std::vector<IID> missing = {};               ///< Interfaces that neither the filter nor its output has.
   std::map<std::string, HRESULT> faults = {};  ///< What methods answer in place of S_OK.
@@ -167,19 +171,24 @@ class CompressorOutput : public WithInterfaces<CBaseOutputPin, IAMStreamConfig, 
 
 class CompressorInput : public InputPin {
  public:
-  explicit CompressorInput(CBaseFilter& filter) : InputPin(filter, L"Input") {}
+  CompressorInput(CBaseFilter& filter, SharedScript shared) : InputPin(filter, L"Input"), script(std::move(shared)) {}
   HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-  STDMETHODIMP Receive(IMediaSample* sample) override { return output->compress(*sample); }
-  STDMETHODIMP EndOfStream() override { return output->DeliverEndOfStream(); }
+  STDMETHODIMP Receive(IMediaSample* sample) override { return keeps(sample) ? S_OK : output->compress(*sample); }
+  STDMETHODIMP EndOfStream() override { return keeps(nullptr) ? S_OK : output->DeliverEndOfStream(); }
 
   CompressorOutput* output = nullptr;
+
+ private:
+  bool keeps(IMediaSample* sample) { return script->keep != nullptr && script->keep(*output, sample); }
+
+  const SharedScript script;
 };
 
 /// Takes everything; what it compresses is video of 24-bit RGB.
 class TestCompressor : public WithInterfaces<CBaseFilter, ISpecifyPropertyPages, IAMVfwCompressDialogs> {
  public:
   explicit TestCompressor(SharedScript shared) : WithInterfaces(nullptr, CLSID_NULL), script(std::move(shared)) {
-    auto& input = addPin(std::make_unique<CompressorInput>(*this));
+    auto& input = addPin(std::make_unique<CompressorInput>(*this, script));
     if (script->hasOutput) {
       input.output = &addPin(std::make_unique<CompressorOutput>(*this, script));
     }

@@ -26,7 +26,7 @@ struct CBaseFilter::PinSource {
   using Element = IPin*;
 
   std::vector<ComPtr<IPin>> snapshot() {
-    const std::lock_guard guard(filter->lock);
+    const std::lock_guard guard(filter->answers);
     std::vector<ComPtr<IPin>> result;
     for (const auto& pin : filter->pins) {
       result.emplace_back(pin.get());
@@ -36,7 +36,7 @@ struct CBaseFilter::PinSource {
   }
 
   bool isCurrent() const {
-    const std::lock_guard guard(filter->lock);
+    const std::lock_guard guard(filter->answers);
     return version == filter->pins.size();
   }
 
@@ -72,7 +72,8 @@ IUnknown* CBaseFilter::findInterface(REFIID id) {
 }
 
 void CBaseFilter::keepPin(std::unique_ptr<CBasePin> pin) {
-  const std::lock_guard guard(lock);
+  const std::lock_guard changeGuard(lock);
+  const std::lock_guard guard(answers);
   pins.push_back(std::move(pin));
 }
 
@@ -155,8 +156,9 @@ STDMETHODIMP CBaseFilter::GetState(DWORD, FILTER_STATE* result) {
 }
 
 STDMETHODIMP CBaseFilter::SetSyncSource(IReferenceClock* newClock) {
-  const std::lock_guard guard(lock);
-  clock = newClock;
+  ComPtr<IReferenceClock> exchanged = newClock;  // The former one is released without the lock.
+  const std::lock_guard guard(answers);
+  exchanged.Swap(clock);
   return S_OK;
 }
 
@@ -164,7 +166,7 @@ STDMETHODIMP CBaseFilter::GetSyncSource(IReferenceClock** result) {
   if (result == nullptr) {
     return E_POINTER;
   }
-  const std::lock_guard guard(lock);
+  const std::lock_guard guard(answers);
   return clock.CopyTo(result);
 }
 
@@ -178,7 +180,7 @@ STDMETHODIMP CBaseFilter::FindPin(LPCWSTR id, IPin** result) {
   if (id == nullptr || result == nullptr) {
     return E_POINTER;
   }
-  const std::lock_guard guard(lock);
+  const std::lock_guard guard(answers);
   *result = nullptr;
   for (const auto& pin : pins) {
     if (pin->id() == id) {
@@ -192,7 +194,7 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
   if (info == nullptr) {
     return E_POINTER;
   }
-  const std::lock_guard guard(lock);
+  const std::lock_guard guard(answers);
   lstrcpynW(info->achName, name.c_str(), MAX_FILTER_NAME);
   info->pGraph = graph;
   if (graph != nullptr) {
@@ -203,7 +205,7 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
 
 STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* newGraph, LPCWSTR newName) {
   return guardedMethod([&] {
-    const std::lock_guard guard(lock);
+    const std::lock_guard guard(answers);
     name = newName != nullptr ? newName : L"";
     graph = newGraph;
     return S_OK;

@@ -22,10 +22,13 @@ class CBasePin;
 
 /// A filter. It owns its pins, which share its reference count: they live exactly as long as the filter does.
 ///
-/// The state lock guards state, clock, graph, pins and connections. It is held while a state change waits for the
-/// streaming threads, so a streaming thread never takes it; what such a thread reads of the above (its own connection,
-/// the graph) changes only while the filter is stopped. Receivers ask on the streaming thread, too: the answers of
-/// IMediaSeeking, for one, need a lock of their own.
+/// The state lock guards the state, and is held through every change of it, of a connection and of the pins. It is held while
+/// a state change waits for the streaming threads, so a streaming thread never takes it; what such a thread reads (its own
+/// connection, the graph) changes only while the filter is stopped.
+///
+/// Receivers ask back on the streaming thread, and viewers of the graph at any time. What they can ask for (clock, graph,
+/// name, pins, connections) stands under the answer lock, taken after the state lock where both are held: nobody waits
+/// for anything or calls a filter with it. The answers of IMediaSeeking, for one, need such a lock of their own.
 class CBaseFilter : public WithInterfaces<ComObject, IBaseFilter> {
  public:
   /// @param outer the object that this one is to be a part of; null when it stands alone.
@@ -33,6 +36,7 @@ class CBaseFilter : public WithInterfaces<ComObject, IBaseFilter> {
   ~CBaseFilter() override;
 
   CriticalSection& stateLock() { return lock; }
+  CriticalSection& answerLock() { return answers; }
 
   /// For callers that hold the state lock.
   bool isStopped() const { return state == State_Stopped; }
@@ -77,6 +81,7 @@ class CBaseFilter : public WithInterfaces<ComObject, IBaseFilter> {
   HRESULT deactivatePins();
 
   CriticalSection lock;
+  CriticalSection answers;
   const CLSID classId;
   std::atomic<FILTER_STATE> state = State_Stopped;
   Microsoft::WRL::ComPtr<IReferenceClock> clock;

@@ -25,6 +25,7 @@ class CBaseOutputPin : public CBasePin {
 
   /// Waits for a sample to fill. The wait ends when the receiver has let one go, and fails when the allocator is
   /// decommitted, as it is when the pin becomes inactive.
+  /// @return also S_FALSE, from a subclass that knows that there is nothing more to fill one with.
   virtual HRESULT GetDeliveryBuffer(IMediaSample** sample, REFERENCE_TIME* start, REFERENCE_TIME* stop, DWORD flags);
 
   /// @return S_OK when the receiver wants more; S_FALSE or a failure when it does not.

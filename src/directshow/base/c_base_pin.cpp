@@ -62,7 +62,12 @@ HRESULT CBasePin::GetMediaType(int, CMediaType*) {
   return VFW_S_NO_MORE_ITEMS;
 }
 
+IUnknown* CBasePin::findInterface(REFIID id) {
+  return WithInterfaces::findInterface(IsEqualIID(id, __uuidof(IUnknown)) ? __uuidof(IPin) : id);
+}
+
 HRESULT CBasePin::SetMediaType(const CMediaType* type) {
+  const std::lock_guard guard(filter().answerLock());
   mediaType = *type;
   return S_OK;
 }
@@ -130,7 +135,10 @@ HRESULT CBasePin::agree(IPin* other, const CMediaType& type, bool asConnector) {
     result = checkType(type);
   }
   if (SUCCEEDED(result)) {
-    peer = other;
+    {
+      const std::lock_guard guard(filter().answerLock());
+      peer = other;
+    }
     result = SetMediaType(&type);
   }
   if (FAILED(result) || !asConnector) {
@@ -149,7 +157,9 @@ HRESULT CBasePin::agree(IPin* other, const CMediaType& type, bool asConnector) {
 
 void CBasePin::separate() {
   BreakConnect();
-  peer.Reset();
+  ComPtr<IPin> formerPeer;  // Released without the lock.
+  const std::lock_guard guard(filter().answerLock());
+  formerPeer.Swap(peer);
   mediaType.reset();
 }
 
@@ -209,7 +219,7 @@ STDMETHODIMP CBasePin::ConnectedTo(IPin** result) {
   if (result == nullptr) {
     return E_POINTER;
   }
-  const std::lock_guard guard(filter().stateLock());
+  const std::lock_guard guard(filter().answerLock());
   peer.CopyTo(result);
   return isConnected() ? S_OK : VFW_E_NOT_CONNECTED;
 }
@@ -218,7 +228,7 @@ STDMETHODIMP CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* result) {
   if (result == nullptr) {
     return E_POINTER;
   }
-  const std::lock_guard guard(filter().stateLock());
+  const std::lock_guard guard(filter().answerLock());
   *result = {};
   if (!isConnected()) {
     return VFW_E_NOT_CONNECTED;

@@ -98,6 +98,9 @@ class CBasePin : public WithInterfaces<FilterPart, IPin, IQualityControl> {
   STDMETHODIMP SetSink(IQualityControl* sink) override;
 
  protected:
+  /// Also knows the pin's IUnknown, which is its IPin however it is asked for.
+  IUnknown* findInterface(REFIID id) override;
+
   /// The pin that this one is connected to; null while it is not.
   IPin* connectedPin() const { return peer.Get(); }
 
@@ -121,6 +124,7 @@ class CBasePin : public WithInterfaces<FilterPart, IPin, IQualityControl> {
 
   const PIN_DIRECTION pinDirection;
   const std::wstring pinName;
+  // Changed with both locks of the filter held.
   Microsoft::WRL::ComPtr<IPin> peer;
   CMediaType mediaType;
   // Not counted, as the contract has it.

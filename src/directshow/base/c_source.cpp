@@ -142,7 +142,7 @@ void CSourceStream::push() {
     if (isDecommitted(result)) {
       return;  // By one side of the connection: the command to stop follows.
     }
-    if (FAILED(result)) {
+    if (result != S_OK) {
       break;
     }
     result = guardedMethod([&] { return FillBuffer(sample.Get()); });

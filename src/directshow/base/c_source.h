@@ -27,8 +27,8 @@ class CSource : public WithInterfaces<CBaseFilter, IAMFilterMiscFlags> {
 /// A pin that pushes the samples which its subclass fills, from a thread that lives while the filter is not stopped.
 ///
 /// To stop, the pin first decommits its allocator, then signals stopRequest() and waits for the thread. That wait ends
-/// because the thread can be in one of these places only: waiting for a sample, which the allocator then refuses; in
-/// FillBuffer(), which watches stopRequest() whenever it waits; in the receiver, which returns once its own filter is
+/// because the thread can be in one of these places only: waiting for a sample, which the allocator then refuses; in a
+/// subclass's FillBuffer() or GetDeliveryBuffer(), which watch stopRequest() whenever they wait; in the receiver, which returns once its own filter is
 /// stopped or flushed (graphs stop receivers first); waiting for a command. A stop or a seek on the streaming thread
 /// itself can never end, and is against the contract of filters.
 class CSourceStream : public CBaseOutputPin {
@@ -62,8 +62,8 @@ class CSourceStream : public CBaseOutputPin {
   /// The thread ends.
   virtual void OnThreadDestroy() {}
 
-  /// Signalled while the thread is asked to stop: every wait of FillBuffer() waits for this event as well, unless the
-  /// subclass ends the wait by itself, before Inactive().
+  /// Signalled while the thread is asked to stop: every wait of a subclass on the thread waits for this event as well,
+  /// unless the subclass ends the wait by itself, before Inactive().
   HANDLE stopRequest() const { return worker.commandEvent(); }
 
   /// Moves the stream: stops pushing, flushes the receiver when the filter is active, runs `move` while the thread is

@@ -26,14 +26,6 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-/// Hands data to a stream's source.
-/// @return whether it was taken.
-bool deliver(quillet::MSDfilter& source, unsigned char* data, long bytes, REFERENCE_TIME start, REFERENCE_TIME stop,
-             bool key) {
-  // Null is how the end of the stream is told, which is not the caller's to tell.
-  return data != nullptr && !source.deliver(data, bytes, &start, &stop, key);
-}
-
 /// Lets the user choose one of the system's compressors.
 /// @return the code of the outcome.
 int askForCompressor(HWND parent, bool isVideo, ComPtr<IMoniker>& chosen) {
@@ -137,7 +129,7 @@ int DSOutputAVIFile::addAudioSource() {
 }
 
 bool DSOutputAVIFile::canRun() {
-  return !notOpened &&
+  return requireOpened() &&
          quillet::guardedBy(false, [this] { return graph->video.isConnected() && graph->audio.isConnected(); });
 }
 
@@ -166,8 +158,11 @@ bool DSOutputAVIFile::start() {
   const HANDLE outcomes[] = {graph->graphStarted.get(), graph->thread.get()};
   WaitForMultipleObjects(2, outcomes, FALSE, INFINITE);
   if (graph->startResult != ds_error::success) {
-    endThread();
     lastError = graph->startResult;
+    // Ends: a thread that could not run the graph does nothing more.
+    WaitForSingleObject(graph->thread.get(), INFINITE);
+    graph->thread.reset();
+    ResetEvent(graph->graphStarted.get());
     return false;
   }
   if (!isUnpaced) {
@@ -187,17 +182,6 @@ void DSOutputAVIFile::runGraph(void* file) {
   }
 }
 
-/// Asks the worker thread to end, and waits for it.
-/// @return its result.
-int DSOutputAVIFile::endThread() {
-  // Ends: the thread waits for nothing but the request and, after it, for the end of the graph.
-  SignalObjectAndWait(graph->stopRequested.get(), graph->thread.get(), INFINITE, FALSE);
-  graph->thread.reset();
-  ResetEvent(graph->stopRequested.get());
-  ResetEvent(graph->graphStarted.get());
-  return graph->result;
-}
-
 bool DSOutputAVIFile::close() {
   if (!requireOpened()) {
     return false;
@@ -206,7 +190,10 @@ bool DSOutputAVIFile::close() {
     lastError = ds_error::graphNotStarted;
     return false;
   }
-  lastError = endThread();
+  // Ends: the thread waits for nothing but the request and, after it, for the end of the graph, which comes in any case.
+  SignalObjectAndWait(graph->stopRequested.get(), graph->thread.get(), INFINITE, FALSE);
+  lastError = graph->result;
+  // The thread's handle stays, for a write of another thread that is under way and may look for it.
   notOpened = true;
   return lastError == ds_error::success;
 }
@@ -215,10 +202,12 @@ bool DSOutputAVIFile::writeFrame(long frame, unsigned char* data, long count, lo
   if (!requireRunning(true)) {
     return false;
   }
-  const long long size = quillet::uncompressedFrameSize(video->bmiHeader) * count;
+  if (!admit(frame, data, count, bytes, quillet::uncompressedFrameSize(video->bmiHeader))) {
+    return false;
+  }
   const REFERENCE_TIME start = frame * video->AvgTimePerFrame;
   const REFERENCE_TIME stop = start + video->AvgTimePerFrame * count;
-  if (!settleSize(count, size, bytes) || !deliver(*graph->video.source.Get(), data, bytes, start, stop, key)) {
+  if (graph->video.source->deliver(data, bytes, &start, &stop, key)) {
     lastError = ds_error::writeError;
     return false;
   }
@@ -231,12 +220,13 @@ bool DSOutputAVIFile::writeSample(long sample, unsigned char* data, long count, 
   if (!requireRunning(false)) {
     return false;
   }
-  constexpr int bitsPerByte = 8;
-  const long long size = static_cast<long long>(audio->wBitsPerSample) * audio->nChannels * count / bitsPerByte;
+  if (!admit(sample, data, count, bytes, bitsPerSample(), bitsPerByte)) {
+    return false;
+  }
   const auto timeOf = [this](long long number) { return number * quillet::unitsPerSecond / audio->nSamplesPerSec; };
   const REFERENCE_TIME start = timeOf(sample);
   const REFERENCE_TIME stop = timeOf(static_cast<long long>(sample) + count);
-  if (!settleSize(count, size, bytes) || !deliver(*graph->audio.source.Get(), data, bytes, start, stop, key)) {
+  if (graph->audio.source->deliver(data, bytes, &start, &stop, key)) {
     lastError = ds_error::writeError;
     return false;
   }
@@ -349,7 +339,7 @@ bool DSOutputAVIFile::setInterleavingPeriod(long long period) {
     const HRESULT result = settings.get_Interleaving(&before, &preroll);
     return SUCCEEDED(result) ? settings.put_Interleaving(&wanted, &preroll) : result;
   });
-  if (isSet && !renegotiateAudioBuffer()) {
+  if (isSet && !renegotiateAudioBuffer(true)) {
     withInterleaving([&](IConfigInterleaving& settings) { return settings.put_Interleaving(&before, &preroll); });
     lastError = ds_error::cannotChangeInterleavingPeriod;
   }
@@ -366,20 +356,20 @@ void DSOutputAVIFile::configureAVI(void* parentWindow) {
     return;
   }
   if (interleavingPeriod() != before) {
-    renegotiateAudioBuffer();
+    renegotiateAudioBuffer(false);
   }
 }
 
 /// Adapts the audio buffers to the multiplexer's interleaving period, and has the audio source agree on their new size with
 /// what it is connected to.
-bool DSOutputAVIFile::renegotiateAudioBuffer() {
+/// @param atOnce whether that must have happened when this returns.
+bool DSOutputAVIFile::renegotiateAudioBuffer(bool atOnce) {
   if (audio == nullptr || lastError != ds_error::success) {
     return lastError == ds_error::success;
   }
   const long samples = graph->audioSamplesPerBuffer(*audio);
-  const HRESULT result = graph->resizeAudioBuffer(static_cast<unsigned long>(samples));
-  // A source that still waits for its compressor agrees when it is connected.
-  if (result != S_OK && result != VFW_E_NOT_CONNECTED) {
+  const auto resize = atOnce ? &Graph::resizeAudioBuffer : &Graph::resizeAudioBufferLater;
+  if (!(graph->*resize)(static_cast<unsigned long>(samples))) {
     lastError = ds_error::cannotChangeInterleavingPeriod;
     return false;
   }

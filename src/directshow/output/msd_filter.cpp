@@ -59,7 +59,7 @@ bool MSDfilterOutputPin::deliver(const unsigned char* data, long size, const REF
 // CSourceStream
 
 HRESULT MSDfilterOutputPin::GetMediaType(CMediaType* type) {
-  const std::lock_guard guard(filter().stateLock());
+  // Without a lock: the format is the caller's, and constant.
   return videoFormat != nullptr ? getVideoType(*type) : getAudioType(*type);
 }
 
@@ -103,6 +103,25 @@ HRESULT MSDfilterOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR
   return granted.cBuffers < request->cBuffers || granted.cbBuffer < request->cbBuffer ? E_FAIL : S_OK;
 }
 
+HRESULT MSDfilterOutputPin::GetDeliveryBuffer(IMediaSample** sample, REFERENCE_TIME* start, REFERENCE_TIME* stop,
+                                              DWORD flags) {
+  // Not before there is data for it: a receiver that keeps the one sample until it hears of the end does hear of it. Ends
+  // as in FillBuffer().
+  return rendezvous.take() != nullptr ? CSourceStream::GetDeliveryBuffer(sample, start, stop, flags) : finish();
+}
+
+HRESULT MSDfilterOutputPin::Deliver(IMediaSample* sample) {
+  const HRESULT result = CSourceStream::Deliver(sample);
+  ++moved;
+  return result;
+}
+
+HRESULT MSDfilterOutputPin::DeliverEndOfStream() {
+  const HRESULT result = CSourceStream::DeliverEndOfStream();
+  ++moved;
+  return result;
+}
+
 HRESULT MSDfilterOutputPin::Active() {
   hasEnded = false;
   rendezvous.expect();
@@ -129,13 +148,18 @@ HRESULT MSDfilterOutputPin::FillBuffer(IMediaSample* sample) {
   while (const HandOff* const handOff = rendezvous.take()) {
     const bool isFilled = fill(*sample, *handOff);
     rendezvous.taken(isFilled);
+    ++moved;
     if (isFilled) {
       return S_OK;
     }
   }
+  return finish();
+}
+
+/// Ends the pushing, since there is no data: for the end of the stream, or for a stop.
+HRESULT MSDfilterOutputPin::finish() {
   if (rendezvous.isCalledAway()) {
-    // Ends: who calls away goes on to request the stop. Not before that, for the end of the filling not to be taken for
-    // the end of the stream.
+    // Ends: who calls away goes on to request the stop. Not before that, for it not to be taken for the end of the stream.
     WaitForSingleObject(stopRequest(), INFINITE);
   } else {
     hasEnded = true;
@@ -157,13 +181,11 @@ bool MSDfilter::deliver(unsigned char* data, long size, const REFERENCE_TIME* st
   if (data == nullptr) {
     // Without the lock: a delivery that waits for its turn in the file may need the end of this stream, or of another, to
     // come back.
-    endOfStreamSent = true;
     pin.endStream();
     return false;
   }
   const std::lock_guard guard(deliveryLock);
-  // A delivery that the end has overtaken is no failure either.
-  return !endOfStreamSent && pin.deliver(data, size, start, stop, keyFrame) && !endOfStreamSent;
+  return pin.deliver(data, size, start, stop, keyFrame);
 }
 
 }  // namespace quillet

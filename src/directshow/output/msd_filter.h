@@ -40,6 +40,10 @@ class MSDfilterOutputPin : public CSourceStream {
     return !rendezvous.hasTaker() && !hasEnded;
   }
 
+  /// @return a number that grows with everything that the streaming thread gets done: data that it has taken, and a sample
+  ///     or the end of the stream that the receiver has taken from it.
+  unsigned long movement() const { return moved; }
+
   /// Takes effect with the next connection.
   /// @return the number before.
   unsigned long setSamplesPerBuffer(unsigned long samples) { return std::exchange(samplesPerBuffer, samples); }
@@ -48,6 +52,9 @@ class MSDfilterOutputPin : public CSourceStream {
   using CSourceStream::GetMediaType;
   HRESULT GetMediaType(CMediaType* type) override;
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
+  HRESULT GetDeliveryBuffer(IMediaSample** sample, REFERENCE_TIME* start, REFERENCE_TIME* stop, DWORD flags) override;
+  HRESULT Deliver(IMediaSample* sample) override;
+  HRESULT DeliverEndOfStream() override;
   HRESULT Active() override;
   HRESULT Inactive() override;
 
@@ -59,12 +66,14 @@ class MSDfilterOutputPin : public CSourceStream {
  private:
   HRESULT getVideoType(CMediaType& type) const;
   HRESULT getAudioType(CMediaType& type) const;
+  HRESULT finish();
 
   const VIDEOINFOHEADER* const videoFormat;
   const WAVEFORMATEX* const audioFormat;
   unsigned long samplesPerBuffer;
   Rendezvous rendezvous;
   std::atomic<bool> hasEnded = false;
+  std::atomic<unsigned long> moved = 0;
 };
 
 /// The filter: one stream, and the order of those who write it.
@@ -78,8 +87,8 @@ class MSDfilter : public CSource {
   /// @param samplesPerBuffer samples that one write can take.
   MSDfilter(HRESULT* result, IUnknown* outer, const WAVEFORMATEX* format, unsigned long samplesPerBuffer);
 
-  /// Delivers data, or the end of the stream for null. Waits until the data is taken; the end is only asked for. After it
-  /// nothing is delivered, which is no failure.
+  /// Delivers data, or the end of the stream for null. Waits until the data is taken; the end is only asked for. What comes
+  /// after it fails, so that nobody takes for written what is not in the file.
   /// @return whether it failed.
   bool deliver(unsigned char* data, long size, const REFERENCE_TIME* start, const REFERENCE_TIME* stop, bool keyFrame);
 
@@ -88,7 +97,6 @@ class MSDfilter : public CSource {
  private:
   MSDfilterOutputPin& pin;
   CriticalSection deliveryLock;  // One delivery at a time.
-  std::atomic<bool> endOfStreamSent = false;
 };
 
 }  // namespace quillet

@@ -1,6 +1,7 @@
 #include "directshow/output/output_graph.h"
 
 #include <algorithm>
+#include <limits>
 
 #include <dshow.h>
 
@@ -12,6 +13,16 @@
 
 namespace ds_error = quillet::ds_error;
 using End = quillet::FilterGraph::End;
+
+namespace {
+
+/// How long nothing may move on the way of streams that were asked to end before they count as stalled. Each sample on its
+/// way moves something, so this is what a single one may take: many times what the slowest compressor needs for a picture,
+/// and what a disk needs to spin up. Who has lost the end for good, as a compressor that swallows it, costs no more.
+constexpr DWORD stalledAfterMs = 20'000;
+constexpr DWORD lookAfterMs = 500;
+
+}  // namespace
 
 bool DSOutputAVIFile::Graph::Stream::isConnected() const {
   return source == nullptr || quillet::firstUnconnectedPin(source.Get(), PINDIR_OUTPUT) == nullptr;
@@ -94,14 +105,36 @@ long DSOutputAVIFile::Graph::audioSamplesPerBuffer(const WAVEFORMATEX& format) c
   return std::max(quillet::samplesInPeriod(period, std::max(format.nSamplesPerSec, 1UL)), 1L);
 }
 
-HRESULT DSOutputAVIFile::Graph::resizeAudioBuffer(unsigned long samples) {
+bool DSOutputAVIFile::Graph::resizeAudioBuffer(unsigned long samples) {
+  quillet::MSDfilterOutputPin& pin = audio.source->output();
+  ComPtr<IPin> receiver;
+  if (FAILED(pin.ConnectedTo(&receiver))) {
+    pin.setSamplesPerBuffer(samples);
+    return true;
+  }
+  if (FAILED(graph.builder->Disconnect(&pin))) {
+    return false;  // The graph runs.
+  }
+  graph.builder->Disconnect(receiver.Get());
+  const unsigned long before = pin.setSamplesPerBuffer(samples);
+  const auto connect = [&] { return SUCCEEDED(graph.builder->ConnectDirect(&pin, receiver.Get(), nullptr)); };
+  if (connect()) {
+    return true;
+  }
+  pin.setSamplesPerBuffer(before);
+  connect();
+  return false;
+}
+
+bool DSOutputAVIFile::Graph::resizeAudioBufferLater(unsigned long samples) {
   quillet::MSDfilterOutputPin& pin = audio.source->output();
   const unsigned long before = pin.setSamplesPerBuffer(samples);
   const HRESULT result = graph.builder->Reconnect(&pin);
-  if (FAILED(result) && result != VFW_E_NOT_CONNECTED) {
+  const bool isResized = result == S_OK || result == VFW_E_NOT_CONNECTED;
+  if (!isResized) {
     pin.setSamplesPerBuffer(before);
   }
-  return result;
+  return isResized;
 }
 
 bool DSOutputAVIFile::Graph::showMuxPages(HWND parent) const {
@@ -115,6 +148,9 @@ int DSOutputAVIFile::Graph::createEvents() {
 }
 
 int DSOutputAVIFile::Graph::run() {
+  // What a start that failed has left would be taken for the end of this one. Ends: nothing runs yet that could send more.
+  while (graph.takeEvents() != 0) {
+  }
   if (SUCCEEDED(graph.control->Run())) {
     return ds_error::success;
   }
@@ -125,6 +161,8 @@ int DSOutputAVIFile::Graph::run() {
 int DSOutputAVIFile::Graph::runToEnd() {
   const End end = graph.waitForEnd(stopRequested.get());
   const bool isComplete = end == End::completed || (end == End::interrupted && endStreams());
+  // Also for streams that have stalled: a receiver lets go of the source's thread when it is stopped, and the allocator when
+  // it is decommitted; and with the thread goes the write that waits for it.
   const int stopError = graph.stop();
   return stopError == ds_error::success && !isComplete ? static_cast<int>(ds_error::writeError) : stopError;
 }
@@ -138,16 +176,41 @@ bool DSOutputAVIFile::Graph::endStreams() {
       stream->source->deliver(nullptr, 0, nullptr, nullptr, false);
     }
   }
-  // Ends: with the completion or the abort that the multiplexer and the writer tell, or when it is seen that neither can
-  // come any more.
-  constexpr DWORD lookAfterMs = 500;
-  for (;;) {
+  // Ends: with the completion or the abort that the multiplexer and the writer tell; when it is seen that neither can come
+  // any more; or when nothing has moved for so many looks. Looks are counted, since a clock would also count the hours for
+  // which the machine was asleep.
+  std::uint64_t seen = movement();
+  for (DWORD looks = 0; looks < stalledAfterMs / lookAfterMs; ++looks) {
     const bool mayComplete = canComplete();
     const End end = graph.waitForEnd(nullptr, mayComplete ? lookAfterMs : 0);
     if (end != End::timedOut || !mayComplete) {
       return end == End::completed;
     }
+    if (const std::uint64_t now = movement(); now != seen) {
+      seen = now;
+      looks = 0;
+    }
   }
+  return false;
+}
+
+/// @return a number that changes with everything that is seen to move: in the sources, and behind them, where a compressor
+///     may still have pictures when its stream has ended, what the multiplexer has come to and the file has grown to.
+std::uint64_t DSOutputAVIFile::Graph::movement() const {
+  std::uint64_t sum = 0;
+  for (const Stream* const stream : {&video, &audio}) {
+    sum += stream->source != nullptr ? stream->source->output().movement() : 0;
+  }
+  ComPtr<IMediaSeeking> progress;
+  LONGLONG position = 0;
+  if (SUCCEEDED(mux.As(&progress)) && SUCCEEDED(progress->GetCurrentPosition(&position))) {
+    sum += static_cast<std::uint64_t>(position);
+  }
+  WIN32_FILE_ATTRIBUTE_DATA file = {};
+  if (GetFileAttributesExW(wideName.get(), GetFileExInfoStandard, &file) != 0) {
+    sum += (std::uint64_t{file.nFileSizeHigh} << std::numeric_limits<DWORD>::digits) + file.nFileSizeLow;
+  }
+  return sum;
 }
 
 /// Whether the ended streams can still be on their way: not when somebody has stopped the graph, or a filter has refused to

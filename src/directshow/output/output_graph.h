@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <cstdint>
+
 #include <windows.h>
 
 #include <strmif.h>
@@ -47,9 +49,13 @@ struct DSOutputAVIFile::Graph {
   /// Samples that a media sample of the multiplexer's interleaving period has; at least 1.
   long audioSamplesPerBuffer(const WAVEFORMATEX& format) const;
 
-  /// Has the audio source agree on a new buffer size with what it is connected to. A failure leaves the size as it was,
-  /// except VFW_E_NOT_CONNECTED.
-  HRESULT resizeAudioBuffer(unsigned long samples);
+  /// Has the audio source agree on a new buffer size with what it is connected to; one that still waits for its compressor
+  /// agrees when it is connected.
+  /// @return false with the size, and the connection where it can be had again, as they were.
+  bool resizeAudioBuffer(unsigned long samples);
+
+  /// The same, but leaves the connecting to the graph, which on Windows may still be about it when this returns.
+  bool resizeAudioBufferLater(unsigned long samples);
 
   /// Shows the multiplexer's property pages.
   /// @return false when it has none, or they cannot be shown.
@@ -58,8 +64,8 @@ struct DSOutputAVIFile::Graph {
   /// Starts the graph.
   int run();
 
-  /// Waits until the graph ends, or a stop is requested; then ends the streams, waits until the file is complete, and stops
-  /// the graph.
+  /// Waits until the graph ends, or a stop is requested; then ends the streams, waits until the file is complete, but not
+  /// while nothing moves, and stops the graph.
   int runToEnd();
 
   Stream& stream(bool isVideo) { return isVideo ? video : audio; }
@@ -70,7 +76,7 @@ struct DSOutputAVIFile::Graph {
   Stream audio;
   quillet::FilterGraph graph;
 
-  /// @name The worker thread, none until start() and after close(), and the events that it shares with its owner
+  /// @name The worker thread, none until start(), and the events that it shares with its owner
   /// @{
   quillet::KernelHandle thread;
   quillet::KernelHandle graphStarted;
@@ -84,4 +90,5 @@ struct DSOutputAVIFile::Graph {
   int addMux();
   bool endStreams();
   bool canComplete();
+  std::uint64_t movement() const;
 };

@@ -6,6 +6,9 @@ namespace quillet {
 
 bool Rendezvous::give(const HandOff& handOff) {
   const std::lock_guard guard(lock);
+  if (isEnding) {
+    return false;
+  }
   slot = handOff;
   isOffered = true;
   changed.wakeAll();

@@ -22,15 +22,16 @@ struct HandOff {
 
 /// For one giver at a time and one taker at a time; the rest any thread may call.
 ///
-/// No wait can strand anybody. The giver's ends when the taker has taken the data, or when it has left: leave() is called
-/// however its work ends. The taker's ends with data, the end of the stream, or the call that wants it elsewhere.
+/// The giver's wait ends when the taker has taken the data, or when it has left: leave() is called however its work ends. So
+/// it lasts as long as the taker is kept elsewhere, and whoever keeps it, or its owner, has to see to it that it comes back.
+/// The taker's wait ends with data, the end of the stream, or the call that wants it elsewhere.
 ///
 /// A lock and a condition variable instead of events: a frame is handed over for every frame written, and events would cost
 /// the taker two calls of the kernel for each.
 class Rendezvous {
  public:
   /// Hands data over and waits until it is taken.
-  /// @return whether it was taken, and could be used; false at once while no taker is expected.
+  /// @return whether it was taken, and could be used; false at once while no taker is expected, and after end().
   bool give(const HandOff& handOff);
 
   /// Waits for data.
@@ -51,7 +52,7 @@ class Rendezvous {
   /// The taker takes nothing any more, whatever the reason.
   void leave();
 
-  /// Tells that no more data will come after what is being given.
+  /// Tells that no more data will come after what is being given, for good.
   void end();
 
   /// Whether there is somebody to give to.
