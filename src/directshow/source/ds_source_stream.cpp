@@ -138,8 +138,9 @@ void DSSourceStream::halt() {
 }
 
 bool DSSourceStream::parseStream(bool flag) {
+  const bool begun = graph->rewind() == ds_error::success;
   graph->callback->beginParse(flag, notification);
-  const bool ended = graph->playToEnd();
+  const bool ended = begun && graph->playToEnd();
   graph->callback->endParse();
   const bool rewound = graph->rewind() == ds_error::success;
   if (notification != nullptr) {

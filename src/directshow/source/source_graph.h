@@ -59,7 +59,7 @@ struct DSSourceStream::Graph {
   /// Starts the graph, also when it still runs from a stream that has ended.
   HRESULT start();
 
-  /// Stops the graph and positions it at its start.
+  /// Stops the graph and positions it at its start; it will run to the end of the stream, whatever the duration says.
   int rewind();
 
   /// Positions the stopped graph; it will run to the end of the stream.
