@@ -358,7 +358,7 @@ TEST(Order, BringsEachSampleOnce) {
   const TimeLimit limit;
   ScriptedStream shared = streamOf({0, 1, 1, 2, 2}, Marks::ends, {}, 3);
   shared.samples[1].size = 10;
-  ScriptedStream aborting = streamOf(upTo(6), Marks::noEnds, {}, 10);
+  ScriptedStream aborting = streamOf(upTo(6), Marks::noEnds, {}, 5);
   aborting.samples[5].event = EC_ERRORABORT;
   aborting.samples[5].failure = E_FAIL;
   ScriptedStream longer = streamOf(upTo(9), Marks::ends, {}, 9);
@@ -374,7 +374,7 @@ TEST(Order, BringsEachSampleOnce) {
                {"decode order, no ends", streamOf(decodeOrder, Marks::noEnds, {0}, 7), {3, 1, 1, 4, 1, 1, 2}, ""},
                {"an early end", streamOf({0, 1, 4}, Marks::noEnds, {}, 5), {1, 3, 1}, ""},
                {"a cut", streamOf(upTo(3), Marks::ends, {}, 9), {1, 1, 1}, "3 to 8"},
-               {"an abort", aborting, {1, 1, 1, 1}, "4 to 9: Data not found"},
+               {"an abort", aborting, {1, 1, 1, 1}, "4 to 4: Data not found"},
                {"a duration that is too short", longer, {1, 1, 1, 1, 1, 1, 1, 1, 1}, ""}};
   for (const auto& [name, played, counts, lacking] : cases) {
     SCOPED_TRACE(name);
@@ -390,7 +390,7 @@ TEST(Order, BringsEachSampleOnce) {
     for (int i = 0; i < 2; ++i) {
       expectEach(*script.stream, expected, lacking);
       EXPECT_EQ(graph.takeSeeks<long>(1).size(), 1) << "only to the start";
-      expectRead(*script.stream, 0, false, expected[0]);
+      read(*script.stream, script.stream->duration() - 1);
       graph.faults.seeks.clear();
     }
   }
