@@ -15,8 +15,8 @@ struct KeptSample;
 /// Samples are numbered by their media times where they have them, otherwise by their times: audio in samples of the
 /// format's rate, video in frames. A sample may cover several of these numbers, and duration() counts the numbers.
 ///
-/// So a number names a time, not a sample: two samples may begin at one number, or overlap, and then getData() knows one of
-/// them alone. Streams whose samples are stored in decode order, as with B-frames, deliver a sample before others that
+/// So a number names a time, not a sample: two samples may begin at one number, or overlap, and then getData() knows
+/// one of them alone. Streams whose samples are stored in decode order, as with B-frames, deliver a sample before others that
 /// have lower numbers; of those getData() finds none when it comes by in order, or fails with ds_error::dataNotFound,
 /// and the conversions, which take the first sample that reaches a number or a time, tell what holds in stored order.
 /// getNextData() delivers every sample once, whatever its number: it is what a copy is made with.
