@@ -16,8 +16,8 @@ constexpr Option timeOption = {"--ms", "T", "tell the frame (or sample) at T mil
 constexpr Option audioOption = {"--audio", nullptr, "of an audio stream: samples (default: frames of a video stream)"};
 constexpr Option options[] = {sampleOption, timeOption, audioOption, streamOption, backendOption};
 
-/// By the stream's rate rather than by its own conversion, which over Video for Windows knows whole milliseconds only: so
-/// that a number comes back from its time.
+/// By the stream's rate rather than by its own conversion, which over Video for Windows knows whole milliseconds only:
+/// so that a number comes back from its time.
 template <class Stream>
 void convert(const CommandLine& line, const char* unit) {
   const auto stream = MediaFile(line).open<Stream>(line);

@@ -15,8 +15,8 @@ const char* backendName(bool directShow);
 /// failed: the next one sets the error anew.
 std::string lastErrorText(AudioOrVideoStream& stream);
 
-/// Whether the stream's first sample can be had: some files can be opened and not read. Leaves the last error alone unless
-/// it cannot.
+/// Whether the stream's first sample can be had: some files can be opened and not read. Leaves the last error alone
+/// unless it cannot.
 bool canRead(AudioSourceStream& stream);
 bool canRead(RawDataSourceStream& stream);
 

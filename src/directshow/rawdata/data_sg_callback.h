@@ -1,5 +1,5 @@
-// The callback of the raw-data source: keeps the sample that covers the wanted one, the one before and the last key sample;
-// or, of a stream that is read in its own order, each sample until the next one.
+// The callback of the raw-data source: keeps the sample that covers the wanted one, the one before and the last key
+// sample; or, of a stream that is read in its own order, each sample until the next one.
 
 #pragma once
 
