@@ -17,6 +17,7 @@
 
 #include <quillet/quillet.h>
 
+#include "support/avi_builder.h"
 #include "support/temp_file.h"
 
 namespace {
@@ -187,11 +188,18 @@ TEST_F(Cli, RawListsTheSamples) {
   EXPECT_EQ(list.out.substr(0, begin.size()), begin) << list.err;
   EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 51);
   EXPECT_EQ(run({L"raw", media("cinepak.avi"), L"--audio", L"--backend", L"vfw"}).status, 1U);
+  const Outcome other = run({L"raw", media("compressed.avi"), L"--audio", L"--csv"});
+  EXPECT_TRUE(other.status == 0 && std::count(other.out.begin(), other.out.end(), '\n') > 40) << other.err;
 }
 
 TEST_F(Cli, TimesAreConvertedBothWays) {
   EXPECT_EQ(run({L"time", media("cinepak.avi"), L"--sample", L"25"}).out, "frame 25: 1000.000 ms\r\n");
   EXPECT_EQ(run({L"time", media("cinepak.avi"), L"--ms", L"1040"}).out, "frame 26: 1040.000 ms\r\n");
+  using namespace quillet::test;
+  const TempFile ntsc(".avi", aviFile({videoStream(rgb24Format(4, 4), 30000, 1001, {{Bytes(48)}})}).build());
+  const std::wstring name = std::filesystem::path(ntsc.name()).native();
+  EXPECT_EQ(run({L"time", name, L"--sample", L"1"}).out, "frame 1: 33.367 ms\r\n");
+  EXPECT_EQ(run({L"time", name, L"--ms", L"100.1"}).out, "frame 3: 100.100 ms\r\n");
   EXPECT_EQ(run({L"time", media("ima_22050_mono.wav"), L"--audio", L"--ms", L"500.5"}).out,
             "sample 11036: 500.500 ms\r\n");
   EXPECT_EQ(run({L"time", media("ima_22050_mono.wav"), L"--audio", L"--sample", L"-441"}).out,

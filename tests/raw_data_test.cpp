@@ -10,6 +10,7 @@
 // Needs windows.h.
 #include <evcode.h>
 
+#include "raw_reader.h"
 #include "support/avi_builder.h"
 #include "support/avifile_handler.h"
 #include "support/ds_streams.h"
@@ -92,6 +93,20 @@ void expectPackets(RawDataSourceStream& stream, const char* listName, double rat
     }
     expectRead(stream, number, true, found->second);
   }
+}
+
+/// Expects a client that copies the stream to find these samples.
+/// @param lacking how what it says of the others begins; empty when it says nothing.
+void expectEach(RawDataSourceStream& stream, const std::vector<Sample>& samples, const std::string& lacking) {
+  quillet::client::RawReader reader(stream);
+  std::vector<Sample> found;
+  for (quillet::client::RawSample sample; reader.next(sample);) {
+    found.push_back(
+        sampleOf(sample.number, sample.count, sample.isKey, Bytes(sample.data, sample.data + sample.bytes)));
+  }
+  EXPECT_TRUE(found == samples) << found.size() << " samples";
+  EXPECT_EQ(reader.missing().substr(0, lacking.size()), lacking);
+  EXPECT_EQ(reader.missing().empty(), lacking.empty()) << reader.missing();
 }
 
 TEST(RealFiles, HoldWhatAnotherProgramFinds) {
@@ -187,6 +202,8 @@ TEST(VideoForWindows, FindsWhatThereIs) {
   }
   played.unreadable = {4};
   expectRead(*stream, 4, false, {}, vfw_error::errorReadingSamples);
+  constexpr auto lacking = "the 1 before the first key sample, 4 to 7: Error reading source samples (code 15, ";
+  expectEach(*stream, {sampleOf(1, 1, true, {1, 1}), sampleOf(2, 1, false, {2})}, lacking);
 
   // The second stream of its kind, which starts late, and whose samples are of one size: none is searched for.
   script->streams[2].info.dwStart = 1;
@@ -360,6 +377,48 @@ TEST(Search, GoesItsWays) {
   check("an end before the start", odd, {{3, false, 3, 1, 3, {3.5}}, {4, false, 4, 1, 4, {}}});
 }
 
+TEST(Order, BringsEachSampleOnce) {
+  const TimeLimit limit;
+  ScriptedStream shared = streamOf({0, 1, 1, 2, 2}, Marks::ends, {}, 3);
+  shared.samples[1].size = 10;
+  ScriptedStream aborting = streamOf(upTo(6), Marks::noEnds, {}, 5);
+  aborting.samples[5].event = EC_ERRORABORT;
+  aborting.samples[5].failure = E_FAIL;
+  ScriptedStream longer = streamOf(upTo(9), Marks::ends, {}, 9);
+  longer.duration = 4 * frameTime;
+  const std::vector<int> decodeOrder = {0, 3, 1, 2, 6, 4, 5};
+  const struct {
+    const char* name;
+    ScriptedStream played;
+    std::vector<long> counts;
+    std::string lacking;
+  } cases[] = {{"shared numbers", shared, {1, 1, 1, 1, 1}, ""},
+               {"decode order", streamOf(decodeOrder, Marks::ends, {0}, 7), {1, 1, 1, 1, 1, 1, 1}, ""},
+               {"decode order, no ends", streamOf(decodeOrder, Marks::noEnds, {0}, 7), {3, 1, 1, 4, 1, 1, 2}, ""},
+               {"an early end", streamOf({0, 1, 4}, Marks::noEnds, {}, 5), {1, 3, 1}, ""},
+               {"a cut", streamOf(upTo(3), Marks::ends, {}, 9), {1, 1, 1}, "3 to 8"},
+               {"an abort", aborting, {1, 1, 1, 1}, "4 to 4: Data not found"},
+               {"a duration that is too short", longer, {1, 1, 1, 1, 1, 1, 1, 1, 1}, ""}};
+  for (const auto& [name, played, counts, lacking] : cases) {
+    SCOPED_TRACE(name);
+    std::vector<Sample> expected;
+    for (const long count : counts) {
+      const ScriptedSample& sample = played.samples[expected.size()];
+      const Bytes payload = scriptedPayload(expected.size(), sample.size);
+      expected.push_back(sampleOf(static_cast<long>(sample.start / frameTime), count, sample.sync, payload));
+    }
+    GraphOverride graph;
+    const Played script(played);
+    graph.faults.seeks.clear();
+    for (int i = 0; i < 2; ++i) {
+      expectEach(*script.stream, expected, lacking);
+      EXPECT_EQ(graph.takeSeeks<long>(1).size(), 1) << "only to the start";
+      read(*script.stream, script.stream->duration() - 1);
+      graph.faults.seeks.clear();
+    }
+  }
+}
+
 TEST(Search, EndsSoonWhateverTheSteps) {
   const TimeLimit limit;
   // Blocks of 10 ms, of which one is missing.
@@ -390,7 +449,9 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
     for (int i = 0; i < 10 && perBlock == 1; ++i) {
       sound.samples[i].mediaTime = {i, i + 1};
     }
-    sound.seek = perBlock == 1 ? ScriptedStream::Seek(landAsAsked) : landLater(2);
+    sound.seek = [late = perBlock == 1 ? 0 : 2](const auto& stream, auto wanted, DWORD flags, Landing& landing) {
+      return landLater(wanted == 0 ? 0 : late)(stream, wanted, flags, landing);
+    };
     const Played played(sound, false);
     EXPECT_EQ(played.stream->duration(), 10 * perBlock);
     EXPECT_EQ(played.phases.counts[0], tag == WAVE_FORMAT_PCM ? 0 : 10);
@@ -399,6 +460,15 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
       expectRead(*played.stream, block * perBlock + perBlock / 2, false, expected);
     }
   }
+  // Also when the duration is an estimate, and too short.
+  ScriptedStream underestimated = scriptedAudio(format, 10, 80);
+  underestimated.duration /= 4;
+  const Played sound(underestimated, false);
+  EXPECT_TRUE(sound.stream->duration() == 800 && sound.stream->msDuration() == 100.0);
+  expectRead(*sound.stream, 799, false, sampleOf(720, 80, true, scriptedPayload(9, 160)));
+  long last = 799;
+  EXPECT_EQ(sound.stream->StreamSampleToTime(last), 99.875);
+
   ScriptedStream pictures = streamOf(upTo(100), Marks::ends, {0}, 77);
   for (ScriptedSample& sample : pictures.samples) {
     sample.start = sample.start / frameTime * 400'000;
@@ -415,6 +485,52 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
   pictures.type.formattype = GUID_NULL;
   EXPECT_EQ(Played(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
   EXPECT_EQ(Played(scriptedAudio(format, 0, 80), false).stream->lastError, ds_error::undeterminedSamplesNumber);
+}
+
+TEST(Opening, TakesTheStreamTheKindAndTheBackendAsTold) {
+  const TimeLimit limit(60);
+  namespace option = quillet::dialog_option;
+  const std::string file = mediaFile("ds_two.avi");
+  const WithoutDecodingSplitter fixedOrder;
+  for (const int backend : {0, int{option::useDirectShow}, int{option::automatic}}) {
+    for (const int kind : {0, int{option::audio}, int{option::raw}, option::audio | option::raw}) {
+      SCOPED_TRACE(backend | kind);
+      const std::unique_ptr<SourceStream> stream(SourceStream::open(backend | kind, nullptr, file.c_str(), 1, nullptr));
+      ASSERT_TRUE(stream != nullptr && stream->lastError == 0);
+      EXPECT_EQ(stream->usesDirectShow(), backend == option::useDirectShow);
+      EXPECT_EQ(stream->duration(), (kind & option::audio) != 0 ? 4800 : 30) << "not the second stream of its kind";
+      EXPECT_EQ(stream->isRawData(), (kind & option::raw) != 0);
+      if (auto* const raw = dynamic_cast<RawDataSourceStream*>(stream.get())) {
+        const Raw first = openRaw(file.c_str(), stream->usesDirectShow(), (kind & option::audio) == 0);
+        EXPECT_NE(read(*raw, 0).crc, read(*first, 0).crc);
+      }
+    }
+  }
+}
+
+TEST(Opening, GoesOnToDirectShowWhenNothingCanBeRead) {
+  const TimeLimit limit(60);
+  const auto script = std::make_shared<AviScript>();
+  script->streams = {aviScriptVideo(rgb24Format(4, 4), 25, 1, {{1}, {2}}),
+                     aviScriptAudio(bytesOf(pcmFormat(8000, 1, 16)), 8000, 1, {{1, 1}, {2, 2}})};
+  const AviFileHandler handler(script);
+  const std::string readable = mediaFile("copy.avi");
+  const TempFile nothing(".avi");
+  for (const bool fails : {false, true}) {
+    for (AviScriptStream& stream : script->streams) {
+      stream.samplesPerRead = fails ? 0 : 1;
+    }
+    for (const char* const name : {readable.c_str(), nothing.name()}) {
+      const bool goesOn = fails && name == readable.c_str();
+      const std::unique_ptr<SourceStream> streams[] = {
+          Raw(RawDataSourceStream::open(name, true, 0, nullptr)),
+          Raw(RawDataSourceStream::open(name, false, 0, nullptr)),
+          std::unique_ptr<SourceStream>(SourceStream::open(name, false, 0, nullptr))};
+      for (const auto& stream : streams) {
+        EXPECT_TRUE(stream->usesDirectShow() == goesOn && stream->lastError == 0) << &stream - streams;
+      }
+    }
+  }
 }
 
 TEST(Conversions, AreTheCountedOnesInAnyOrder) {

@@ -93,11 +93,7 @@ long Media::placeAt(double time) {
   if (!hasVideo()) {
     return std::lround(std::min(time, ms));
   }
-  const long frame = video->StreamTimeToSample(time);
-  if (frame < 0) {
-    throw Failure(client::timeText(time) + ": " + lastErrorText(*video));
-  }
-  return frame;
+  return client::numberAt(*video, time);
 }
 
 long Media::placesPerSecond() const {
@@ -106,7 +102,7 @@ long Media::placesPerSecond() const {
 
 Frame Media::fetch(long number) {
   Frame frame;
-  frame.time = video->StreamSampleToTime(number);
+  frame.time = client::timeOf(*video, number);
   frame.format = *video->format();
   const std::size_t rowSize = (static_cast<std::size_t>(frame.format.biWidth) * 3 + 3) & ~std::size_t{3};
   long found = number;

@@ -15,6 +15,13 @@ struct KeptSample;
 /// Samples are numbered by their media times where they have them, otherwise by their times: audio in samples of the
 /// format's rate, video in frames. A sample may cover several of these numbers, and duration() counts the numbers.
 ///
+/// So a number names a time, not a sample: two samples may begin at one number, or overlap, and then getData() knows
+/// one of them alone. Streams whose samples are stored in decode order, as with B-frames, deliver a sample before
+/// others that have lower numbers; of those getData() finds none when it comes by in order, or fails with
+/// ds_error::dataNotFound, and the conversions, which take the first sample that reaches a number or a time, tell what
+/// holds in stored order. getNextData() delivers every sample once, whatever its number: it is what a copy is made
+/// with.
+///
 /// Reading samples in order costs no seeks. The conversions between numbers and times play the file through graphs of
 /// their own, each from where the conversion before has left it, or from the start when that lies behind.
 class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSSourceStream {
@@ -69,6 +76,21 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   ///     dataNotFound, noPrecedingKeySample, notEnoughMemory or a code of the graph.
   unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) override;
 
+  /// Reads the sample that the stream has behind the one that this operation has read last: each of them once, in the
+  /// order in which they are stored, and without a seek. The first call reads the stream's first sample, and so does
+  /// the first after a failure, the end of the stream, getData() or _firstKeySample().
+  ///
+  /// @param sample receives the number at which the sample starts: not always a higher one than before, and beyond
+  ///     duration() where the stream is longer than it says.
+  /// @param samples receives the number of stream samples that the data covers.
+  /// @param bytes receives the size of the data.
+  /// @param key receives whether the sample is a key sample.
+  /// @param ms receives the sample's time in milliseconds; -1.0 when it carries none.
+  /// @return the data, valid until the next call on this stream. NULL with the warning ds_error::sampleBeyondData at
+  ///     the end of the stream; with code 1, ds_error::dataNotFound (the stream has broken off), notEnoughMemory or a
+  ///     code of the graph on failure.
+  unsigned char* getNextData(long& sample, long& samples, long& bytes, bool& key, double& ms);
+
   /// Plays a second graph up to `sample`.
   /// @param sample any number; one that the stream has no sample for is replaced by the next that there is, with the
   ///     warning ds_error::nextSampleTimeReturned.
@@ -97,6 +119,8 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   int measureVideo(const AM_MEDIA_TYPE& type);
   void setSteps(int stepBack, int growth);
   const quillet::KeptSample* search(long sample, bool keyWanted);
+  const quillet::KeptSample* readNext();
+  static unsigned char* handOut(const quillet::KeptSample& found, long& sample, long& samples, long& bytes, bool& key);
 
   class TimeGraph;
   struct Reader;

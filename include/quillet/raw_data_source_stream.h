@@ -12,7 +12,8 @@ class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virt
   static RawDataSourceStream* open(const char* fileName, bool video, bool useDirectShow, int stream,
                                    QuilletNotification* notification);
 
-  /// Opens the compressed samples of a stream with Video for Windows or, when that fails, with DirectShow.
+  /// Opens the compressed samples of a stream with Video for Windows or, when that fails or its first sample cannot be
+  /// read, with DirectShow. A stream that cannot be read is returned when DirectShow has none.
   static RawDataSourceStream* open(const char* fileName, bool video, int stream, QuilletNotification* notification);
 
   ~RawDataSourceStream() override;
@@ -20,7 +21,9 @@ class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virt
   /// @return true.
   bool isRawData() override;
 
-  /// Reads a compressed sample.
+  /// Reads a compressed sample by number. Over Video for Windows numbers go in the order in which the file stores the
+  /// samples, which with B-frames is not the order in which they are shown, and each sample has numbers of its own. For
+  /// DirectShow's numbers see DSRawDataSourceStream.
   ///
   /// @param sample wanted sample; receives the number of the sample delivered.
   /// @param samples receives the number of stream samples that the data covers.

@@ -11,7 +11,9 @@ namespace quillet {
 class AviSource;
 }
 
-/// A stream of a file that AVIFile can open. Times are AVIFile's: whole milliseconds.
+/// A stream of a file that AVIFile can open. Times are AVIFile's: whole milliseconds, so that a frame's number seldom
+/// comes back from its time where a frame does not last whole milliseconds. A client that needs that computes the time
+/// from VideoSourceStream::frameRate() or the rate of AudioSourceStream::format().
 ///
 /// The thread that calls must have called QuilletThread(). Every operation fails with code 1 while the stream is not
 /// open.

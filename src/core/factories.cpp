@@ -1,5 +1,6 @@
 // The static factories of the abstract classes: the one place where the abstract family meets both backends.
 
+#include <algorithm>
 #include <memory>
 
 #include <quillet/audio_source_stream.h>
@@ -15,17 +16,42 @@
 
 namespace {
 
+/// Whether a usable stream lets itself be read. Files are opened by their headers alone, and some of those promise what
+/// the backend cannot deliver; of frames and files that are written, the first will tell.
+bool canRead(AudioOrVideoStream&) {
+  return true;
+}
+
+bool canRead(AudioSourceStream& stream) {
+  return stream.duration() <= 0 || stream.getSamples(0, 0) != nullptr;
+}
+
+bool canRead(RawDataSourceStream& stream) {
+  long sample = std::max(stream.firstKeySample(), 0L);
+  long samples = 0;
+  long bytes = 0;
+  bool key = false;
+  return stream.duration() <= 0 || stream.getData(sample, samples, bytes, key) != nullptr;
+}
+
 /// Opens with Video for Windows and, when that has not given a usable stream, with DirectShow, whose result stands as
-/// it is. A warning leaves a usable stream.
+/// it is. A warning leaves a usable stream; one that cannot be read is only better than none.
 /// @param openWith opens the stream; its argument tells whether DirectShow is to do it.
 template <class Stream, class OpenWith>
 Stream* openWithEither(OpenWith openWith) {
-  std::unique_ptr<Stream> stream(openWith(false));
-  if (stream != nullptr && !stream->lastErrorIsFatal()) {
-    return stream.release();
+  std::unique_ptr<Stream> first(openWith(false));
+  if (first == nullptr || first->lastErrorIsFatal()) {
+    first.reset();
+    return openWith(true);
   }
-  stream.reset();
-  return openWith(true);
+  const int openingCode = first->lastError;
+  const bool isReadable = canRead(*first);
+  first->lastError = openingCode;
+  if (isReadable) {
+    return first.release();
+  }
+  std::unique_ptr<Stream> second(openWith(true));
+  return (second == nullptr || second->lastErrorIsFatal() ? first : second).release();
 }
 
 }  // namespace

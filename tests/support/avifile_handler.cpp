@@ -74,7 +74,8 @@ class StreamObject : public ComObject<IAVIStream> {
 
   STDMETHODIMP Read(LONG start, LONG samples, void* buffer, LONG size, LONG* bytesRead, LONG* samplesRead) override {
     script->calls.push_back({AviScriptCall::read, start, samples});
-    const LONG wanted = samples == AVISTREAMREAD_CONVENIENT ? 1 : std::min(samples, stream().samplesPerRead);
+    const LONG asked = samples == AVISTREAMREAD_CONVENIENT ? 1 : samples;
+    const LONG wanted = buffer != nullptr ? std::min(asked, stream().samplesPerRead) : asked;
     LONG bytes = 0;
     LONG done = 0;
     for (; done < wanted && start + done < count(); ++done) {

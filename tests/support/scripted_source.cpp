@@ -73,8 +73,11 @@ class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSee
     return give(stop, stream.duration);
   }
 
-  STDMETHODIMP SetPositions(LONGLONG* current, DWORD flags, LONGLONG*, DWORD) override {
+  STDMETHODIMP SetPositions(LONGLONG* current, DWORD flags, LONGLONG* stop, DWORD stopFlags) override {
     const std::lock_guard guard(filter().stateLock());
+    if ((stopFlags & AM_SEEKING_PositioningBitsMask) == AM_SEEKING_AbsolutePositioning) {
+      end = *stop;
+    }
     if ((flags & AM_SEEKING_PositioningBitsMask) != AM_SEEKING_AbsolutePositioning) {
       return S_OK;
     }
@@ -103,7 +106,7 @@ class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSee
   void OnThreadDestroy() override { ++script.threadsEnded; }
 
   HRESULT FillBuffer(IMediaSample* sample) override {
-    if (next >= stream.samples.size()) {
+    if (next >= stream.samples.size() || stream.samples[next].start >= end) {
       return S_FALSE;
     }
     const ScriptedSample& item = stream.samples[next];
@@ -148,6 +151,7 @@ class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSee
   // Changed while the thread is idle, or by it.
   std::size_t next = 0;
   std::atomic<REFERENCE_TIME> position = 0;
+  std::atomic<REFERENCE_TIME> end = stream.duration;
 };
 
 /// A stream of `samples` samples that follow one another; `time` tells where each begins.

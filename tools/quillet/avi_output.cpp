@@ -197,7 +197,7 @@ void AviOutput::copy(RawFeed* video, RawFeed* audio) {
   const long long total = (video != nullptr ? video->total() : 0LL) + (audio != nullptr ? audio->total() : 0LL);
   MediaPiece piece;
   while (video != nullptr || audio != nullptr) {
-    const bool isVideo = audio == nullptr || (video != nullptr && video->nextMs() <= audio->nextMs());
+    const bool isVideo = audio == nullptr || (video != nullptr && video->reachedMs() <= audio->reachedMs());
     RawFeed*& feed = isVideo ? video : audio;
     const auto writePiece = isVideo ? &OutputAVIFile::writeFrame : &OutputAVIFile::writeSample;
     if (!feed->next(piece)) {

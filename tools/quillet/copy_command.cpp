@@ -1,5 +1,6 @@
 // quillet copy: the streams of a media file in a new AVI file, as they are.
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -27,8 +28,11 @@ std::unique_ptr<RawFeed> openFeed(const MediaFile& file, bool video, Wish wish, 
     return nullptr;
   }
   Opening<RawDataSourceStream> opening = file.tryOpenRaw(video, 0);
-  if (opening.stream != nullptr) {
+  if (opening.stream != nullptr && canRead(*opening.stream)) {
     return std::make_unique<RawFeed>(std::move(opening.stream));
+  }
+  if (opening.stream != nullptr) {
+    opening.failure = lastErrorText(*opening.stream);
   }
   if (wish == Wish::required || opening.exists) {
     failure += std::string(video ? " video: " : " audio: ") + opening.failure;
@@ -46,6 +50,23 @@ RawStreams openStreams(const CommandLine& line, std::span<const Backend> backend
         std::string(" no stream that ") + backendName(backend.front() == Backend::directShow) + " can open";
   }
   return streams;
+}
+
+/// Tells what the copy of a stream has not, or has in another place.
+/// @param kind "video" or "audio".
+/// @param feed may be null.
+/// @return what is missing, in words; empty for nothing.
+std::string shortcomings(const char* kind, const RawFeed* feed) {
+  if (feed == nullptr) {
+    return "";
+  }
+  if (feed->delay() > 0) {
+    std::fprintf(stderr,
+                 "quillet: warning: the %s stream is not stored in the order of its numbers: the copy keeps the stored "
+                 "order, in which frames come up to %ld later\n",
+                 kind, feed->delay());
+  }
+  return feed->missing().empty() ? "" : std::string(" ") + kind + ": " + feed->missing();
 }
 
 void run(const CommandLine& line) {
@@ -69,6 +90,10 @@ void run(const CommandLine& line) {
     }
     output.copy(streams.video.get(), streams.audio.get());
     reportTransfer(out, streams.video.get(), streams.audio.get());
+    const std::string missing = shortcomings("video", streams.video.get()) + shortcomings("audio", streams.audio.get());
+    if (!missing.empty()) {
+      throw Failure("samples not copied:" + missing);
+    }
     return;
   }
   throw Failure("cannot copy from '" + displayName(line.text(inArgument.name)) + "':" + failures);

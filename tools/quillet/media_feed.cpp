@@ -100,33 +100,26 @@ const WAVEFORMATEX* RawFeed::audioFormat() const {
 
 bool RawFeed::next(MediaPiece& piece) {
   if (sample.count <= 0 && !reader.next(sample)) {
-    position = total();
     return false;
   }
   const WAVEFORMATEX* const wave = audioFormat();
   const bool isDivisible = wave != nullptr && sample.count > most && sample.bytes == sample.count * wave->nBlockAlign;
   const long count = isDivisible ? most : std::max(sample.count, 1L);
   const long bytes = isDivisible ? count * wave->nBlockAlign : sample.bytes;
-  piece = {sample.number, sample.data, count, bytes, sample.isKey};
+  const long first = wave != nullptr ? sample.number : std::max(sample.number, nextNumber);
+  mostDelay = std::max(mostDelay, first - sample.number);
+  nextNumber = first + count;
+  piece = {first, sample.data, count, bytes, sample.isKey};
+  if (isDivisible) {
+    constexpr double msPerSecond = 1000.0;
+    sample.ms += count * msPerSecond / wave->nSamplesPerSec;
+  }
   sample.number += count;
   sample.count -= count;
   sample.data += bytes;
   sample.bytes -= bytes;
-  position = sample.number;
+  position = std::max(position.load(), nextNumber);
   return true;
-}
-
-double RawFeed::nextMs() const {
-  long number = sample.count > 0 ? sample.number : reader.position();
-  if (!source->usesDirectShow()) {
-    return source->StreamSampleToTime(number);
-  }
-  // A conversion by the stream would play the file; its numbers are counts of these.
-  constexpr double msPerUnit = 1e-4;
-  constexpr double msPerSecond = 1000.0;
-  const WAVEFORMATEX* const wave = audioFormat();
-  return wave != nullptr ? number * msPerSecond / wave->nSamplesPerSec
-                         : static_cast<double>(number * videoFormat()->AvgTimePerFrame) * msPerUnit;
 }
 
 }  // namespace quillet::client

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <quillet/quillet.h>
@@ -75,7 +76,7 @@ class SampleFeed : public MediaFeed {
   const WAVEFORMATEX sampleFormat;
 };
 
-/// Samples as the file stores them. Uncompressed audio comes in pieces, all else sample by sample.
+/// Samples as the file stores them, in that order. Uncompressed audio comes in pieces, all else sample by sample.
 class RawFeed : public MediaFeed {
  public:
   explicit RawFeed(std::unique_ptr<RawDataSourceStream> opened);
@@ -86,14 +87,27 @@ class RawFeed : public MediaFeed {
   const VIDEOINFOHEADER* videoFormat() const;
   const WAVEFORMATEX* audioFormat() const;
 
-  /// Where the next piece begins, in milliseconds.
-  double nextMs() const;
+  /// How far the pieces have come in time, in milliseconds.
+  double reachedMs() const { return sample.ms; }
+
+  /// @name Known at the end
+  /// @{
+
+  /// What of the stream could not be read, in words; empty for nothing.
+  const std::string& missing() const { return reader.missing(); }
+
+  /// By how many frames the farthest one comes later than its number says. A file numbers frames as it stores them, and
+  /// has no place for one behind others that are shown after it.
+  long delay() const { return mostDelay; }
+  /// @}
 
  private:
   std::unique_ptr<RawDataSourceStream> source;
   std::vector<BYTE> formatBlock;
   RawReader reader;
   RawSample sample;  // What is left of it.
+  long nextNumber = 0;
+  long mostDelay = 0;
 };
 
 }  // namespace quillet::client

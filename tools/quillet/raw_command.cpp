@@ -4,6 +4,7 @@
 #include <string>
 
 #include "command_line.h"
+#include "failure.h"
 #include "raw_reader.h"
 #include "stream_access.h"
 
@@ -15,14 +16,12 @@ constexpr Option audioOption = {"--audio", nullptr, "of an audio stream (default
 constexpr Option csvOption = {"--csv", nullptr, "as comma-separated values, for another program"};
 constexpr Option options[] = {audioOption, csvOption, streamOption, backendOption};
 
-/// The time of a sample in milliseconds; nothing when the backend cannot tell it.
-std::string timeOf(RawDataSourceStream& stream, long number) {
-  const double time = stream.StreamSampleToTime(number);
-  if (time < 0.0) {
-    return "";
+/// Milliseconds; nothing when the backend cannot tell them.
+std::string timeText(double ms) {
+  char text[32] = "";
+  if (ms >= 0.0) {
+    std::snprintf(text, sizeof text, "%.3f", ms);
   }
-  char text[32];
-  std::snprintf(text, sizeof text, "%.3f", time);
   return text;
 }
 
@@ -36,7 +35,10 @@ void run(const CommandLine& line) {
   RawSample sample;
   while (reader.next(sample)) {
     std::printf(isCsv ? "%ld,%ld,%ld,%d,%s\n" : "%10ld %9ld %9ld %4d %11s\n", sample.number, sample.count, sample.bytes,
-                sample.isKey ? 1 : 0, timeOf(*stream, sample.number).c_str());
+                sample.isKey ? 1 : 0, timeText(sample.ms).c_str());
+  }
+  if (!reader.missing().empty()) {
+    throw Failure("samples not read: " + reader.missing());
   }
 }
 

@@ -1,48 +1,64 @@
 #include "raw_reader.h"
 
 #include <algorithm>
-#include <string>
 
-#include "failure.h"
 #include "library_stream.h"
 
 namespace quillet::client {
 
-bool RawReader::next(RawSample& sample) {
-  // Ends: every turn comes farther.
-  while (searched < stream.duration()) {
-    if (!read(sample)) {
-      passOver();
-    } else if (sample.number < firstUnread) {
+RawReader::RawReader(RawDataSourceStream& stream)
+    : stream(stream), inOrder(dynamic_cast<DSRawDataSourceStream*>(&stream)) {
+  const long firstKey = stream.firstKeySample();
+  if (inOrder == nullptr && firstKey > 0) {
+    searched = firstKey;
+    lacks("the " + std::to_string(firstKey) + " before the first key sample");
+  }
+}
+
+bool RawReader::nextInOrder(RawSample& sample) {
+  sample = {};
+  sample.data = inOrder->getNextData(sample.number, sample.count, sample.bytes, sample.isKey, sample.ms);
+  if (sample.data != nullptr) {
+    ++samplesRead;
+    lastCount = std::max(sample.count, 1L);
+    highestEnd = std::max(highestEnd, sample.number + lastCount);
+    return true;
+  }
+  const bool hasEnded = inOrder->lastError == ds_error::sampleBeyondData;
+  const std::string reason = hasEnded ? "" : ": " + lastErrorText(*inOrder);
+  const long length = stream.duration();
+  // A length that follows from a duration may be off by what the last sample covers, and frames may share numbers.
+  if (!hasEnded || std::max(highestEnd, samplesRead) + lastCount < length) {
+    lacks(std::to_string(highestEnd) + " to " + std::to_string(length - 1) + reason);
+  }
+  return false;
+}
+
+bool RawReader::nextByNumber(RawSample& sample) {
+  while (searched < stream.duration()) {  // Ends: every turn comes farther.
+    sample = {};
+    sample.number = searched;
+    sample.ms = stream.StreamSampleToTime(sample.number);  // First: the data are valid until the next call.
+    sample.data = stream.getData(sample.number, sample.count, sample.bytes, sample.isKey);
+    if (sample.data == nullptr) {
+      lacks(std::to_string(searched) + " to " + std::to_string(stream.duration() - 1) + ": " + lastErrorText(stream));
+      return false;
+    }
+    if (sample.number > searched) {
+      searched = sample.number;  // Once more, for its time.
+    } else if (sample.number < highestEnd) {
       ++searched;
     } else {
-      firstUnread = sample.number + std::max(sample.count, 1L);
-      searched = std::max(firstUnread, searched + 1);
+      highestEnd = sample.number + std::max(sample.count, 1L);
+      searched = std::max(highestEnd, searched + 1);
       return true;
     }
   }
   return false;
 }
 
-/// Reads the sample that covers the number searched.
-/// @return false when the stream has none for it, but may have later ones.
-bool RawReader::read(RawSample& sample) {
-  sample = {};
-  sample.number = searched;
-  sample.data = stream.getData(sample.number, sample.count, sample.bytes, sample.isKey);
-  const int notFound =
-      stream.usesDirectShow() ? static_cast<int>(ds_error::dataNotFound) : static_cast<int>(vfw_error::dataNotFound);
-  if (sample.data == nullptr && stream.lastError != notFound) {
-    throw Failure("sample " + std::to_string(searched) + ": " + lastErrorText(stream));
-  }
-  return sample.data != nullptr;
-}
-
-/// Goes on behind a number without a sample: at the next one, where the backend knows it.
-void RawReader::passOver() {
-  long next = searched;
-  stream.StreamSampleToTime(next);
-  searched = std::max(next, searched + 1);
+void RawReader::lacks(const std::string& what) {
+  lacking += (lacking.empty() ? "" : ", ") + what;
 }
 
 }  // namespace quillet::client

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <string>
+
 #include <quillet/quillet.h>
 
 namespace quillet::client {
@@ -12,26 +14,33 @@ struct RawSample {
   long count = 0;  ///< Numbers that it covers.
   long bytes = 0;
   bool isKey = false;
+  double ms = -1.0;  ///< When it begins; below 0 when the backend cannot tell it.
 };
 
-/// Reads each sample once, in order. Numbers that the stream has no sample for are passed over.
+/// Reads each sample once, in the order in which they are stored, and without a seek.
 class RawReader {
  public:
-  explicit RawReader(RawDataSourceStream& stream) : stream(stream) {}
+  explicit RawReader(RawDataSourceStream& stream);
 
-  /// @return false at the end.
-  bool next(RawSample& sample);
+  /// @return false at the end, and where the stream breaks off.
+  bool next(RawSample& sample) { return inOrder != nullptr ? nextInOrder(sample) : nextByNumber(sample); }
 
-  /// The number from which the next sample is searched.
-  long position() const { return searched; }
+  /// What of the stream could not be read, in words; empty for nothing. To be asked at the end.
+  const std::string& missing() const { return lacking; }
 
  private:
-  bool read(RawSample& sample);
-  void passOver();
+  bool nextInOrder(RawSample& sample);
+  bool nextByNumber(RawSample& sample);
+  void lacks(const std::string& what);
 
   RawDataSourceStream& stream;
-  long searched = 0;
-  long firstUnread = 0;  // A sample that is empty or missing is served by an earlier one, which was read.
+  // The same, where its numbers do not name every sample: with DirectShow. Otherwise null.
+  DSRawDataSourceStream* const inOrder;
+  long searched = 0;    // By number.
+  long highestEnd = 0;  // A number without a sample of its own is served by an earlier one, which was read.
+  long lastCount = 1;
+  long samplesRead = 0;
+  std::string lacking;
 };
 
 }  // namespace quillet::client

@@ -42,12 +42,9 @@ struct Choice {
   }
 };
 
-/// "#1234  0:41.133"; without the time when the stream cannot tell it.
+/// "#1234   0:41.133"
 std::string labelOf(VideoSourceStream& stream, long frame) {
-  const std::string number = "#" + std::to_string(frame);
-  long sample = frame;
-  const double time = stream.StreamSampleToTime(sample);
-  return time < 0.0 ? number : number + "   " + timeText(time);
+  return "#" + std::to_string(frame) + "   " + timeText(timeOf(stream, frame));
 }
 
 std::string detailsOf(VideoSourceStream& stream) {

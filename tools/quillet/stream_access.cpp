@@ -37,6 +37,22 @@ bool failedAtStream(AudioOrVideoStream& stream) {
   return stream.lastError != vfw_error::cannotOpenSourceFile && stream.lastError != vfw_error::notEnoughMemory;
 }
 
+/// Whether there is a stream to read. One without a key sample can be read, though its code is that of a failure.
+bool isOpen(SourceStream* stream) {
+  if (stream == nullptr) {
+    return false;
+  }
+  const int openingCode = stream->lastError;
+  const bool hasLength = stream->duration() != -1;
+  stream->lastError = openingCode;
+  return hasLength;
+}
+
+/// Frames are not asked for one: to decode it may take long.
+bool canRead(VideoSourceStream&) {
+  return true;
+}
+
 }  // namespace
 
 std::span<const Backend> chosenBackends(const CommandLine& line) {
@@ -63,13 +79,19 @@ MediaFile::MediaFile(const CommandLine& line, const Argument& argument, std::spa
 template <class Stream, class OpenWith>
 Opening<Stream> MediaFile::tryBackends(OpenWith openWith) const {
   Opening<Stream> opening;
+  std::unique_ptr<Stream> unreadable;
   for (const Backend backend : backends) {
     const bool directShow = backend == Backend::directShow;
     std::unique_ptr<Stream> stream(openWith(directShow));
     bool& knowsFile = directShow ? directShowKnowsFile : videoForWindowsKnowsFile;
-    if (stream != nullptr && !stream->lastErrorIsFatal()) {
+    if (isOpen(stream.get())) {
       knowsFile = true;
-      return {std::move(stream), true, {}};
+      if (backend == backends.back() || canRead(*stream)) {
+        return {std::move(stream), true, {}};
+      }
+      unreadable = std::move(stream);  // The next backend may do better.
+      opening.exists = true;
+      continue;
     }
     if (!opening.failure.empty()) {
       opening.failure += "; ";
@@ -79,6 +101,9 @@ Opening<Stream> MediaFile::tryBackends(OpenWith openWith) const {
     if (knowsFile && !opening.exists) {
       break;  // A backend that has opened other streams of the file can tell that there is no such one.
     }
+  }
+  if (unreadable != nullptr) {
+    return {std::move(unreadable), true, {}};
   }
   return opening;
 }

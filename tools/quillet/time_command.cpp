@@ -1,8 +1,6 @@
 // quillet time: from sample numbers to stream times and back.
 
 #include <cstdio>
-#include <memory>
-#include <string>
 
 #include "command_line.h"
 #include "failure.h"
@@ -18,42 +16,26 @@ constexpr Option timeOption = {"--ms", "T", "tell the frame (or sample) at T mil
 constexpr Option audioOption = {"--audio", nullptr, "of an audio stream: samples (default: frames of a video stream)"};
 constexpr Option options[] = {sampleOption, timeOption, audioOption, streamOption, backendOption};
 
-std::unique_ptr<SourceStream> openStream(const CommandLine& line) {
-  const MediaFile file(line);
-  if (line.has(audioOption.name)) {
-    return file.open<AudioSourceStream>(line);
-  }
-  return file.open<VideoSourceStream>(line);
-}
-
-/// Any other negative result is a time or a number before the start of the stream.
-template <class Number>
-bool isFailure(Number result, const SourceStream& stream) {
-  return result == Number{-1} && stream.lastError != common_error::success;
+/// By the stream's rate rather than by its own conversion, which over Video for Windows knows whole milliseconds only:
+/// so that a number comes back from its time.
+template <class Stream>
+void convert(const CommandLine& line, const char* unit) {
+  const auto stream = MediaFile(line).open<Stream>(line);
+  const bool fromSample = line.has(sampleOption.name);
+  const double ms = fromSample ? timeOf(*stream, line.number(sampleOption.name)) : line.decimal(timeOption.name);
+  const long sample = fromSample ? line.number(sampleOption.name) : numberAt(*stream, ms);
+  std::printf("%s %ld: %.3f ms\n", unit, sample, ms);
 }
 
 void run(const CommandLine& line) {
-  const bool fromSample = line.has(sampleOption.name);
-  if (fromSample == line.has(timeOption.name)) {
+  if (line.has(sampleOption.name) == line.has(timeOption.name)) {
     throw wrongUsage("give either --sample or --ms");
   }
-  long sample = fromSample ? line.number(sampleOption.name) : 0;
-  double time = fromSample ? 0.0 : line.decimal(timeOption.name);
-
-  const std::unique_ptr<SourceStream> stream = openStream(line);
-  bool failed = false;
-  if (fromSample) {
-    time = stream->StreamSampleToTime(sample);
-    failed = isFailure(time, *stream);
+  if (line.has(audioOption.name)) {
+    convert<AudioSourceStream>(line, "sample");
   } else {
-    sample = stream->StreamTimeToSample(time);
-    failed = isFailure(sample, *stream);
+    convert<VideoSourceStream>(line, "frame");
   }
-  if (failed) {
-    throw Failure(lastErrorText(*stream));
-  }
-  printWarning(*stream);
-  std::printf("%s %ld: %.3f ms\n", line.has(audioOption.name) ? "sample" : "frame", sample, time);
 }
 
 }  // namespace

@@ -30,8 +30,8 @@ std::optional<double> chosenPeriod(const CommandLine& line) {
 }
 
 void reportTransfer(const std::filesystem::path& out, const MediaFeed* video, const MediaFeed* audio) {
-  std::printf("%s: %ld frames, %ld samples\n", displayName(out).c_str(), video != nullptr ? video->total() : 0,
-              audio != nullptr ? audio->total() : 0);
+  std::printf("%s: %ld frames, %ld samples\n", displayName(out).c_str(), video != nullptr ? video->done() : 0,
+              audio != nullptr ? audio->done() : 0);
 }
 
 }  // namespace quillet::client

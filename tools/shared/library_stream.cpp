@@ -1,5 +1,9 @@
 #include "library_stream.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
 #include "failure.h"
 #include "text.h"
 
@@ -13,6 +17,57 @@ std::string lastErrorText(AudioOrVideoStream& stream) {
   const char* const message = stream.ErrorMessage(stream.lastError);
   return (message != nullptr ? fromAnsi(message) : "Unknown error") + " (code " + std::to_string(stream.lastError) +
          ", " + backendName(stream.usesDirectShow()) + ")";
+}
+
+namespace {
+
+/// @param data what reading the first sample has given.
+bool settled(AudioOrVideoStream& stream, int openingCode, const unsigned char* data) {
+  if (data != nullptr) {
+    stream.lastError = openingCode;
+  }
+  return data != nullptr;
+}
+
+constexpr double msPerSecond = 1000.0;
+
+/// The nearest number, halves up.
+long numberAtRate(double ms, double rate) {
+  using Limits = std::numeric_limits<long>;
+  const double number = std::floor(ms * rate / msPerSecond + 0.5);
+  return static_cast<long>(std::clamp<double>(number, Limits::min(), Limits::max()));
+}
+
+}  // namespace
+
+bool canRead(AudioSourceStream& stream) {
+  const int openingCode = stream.lastError;
+  return stream.duration() <= 0 || settled(stream, openingCode, stream.getSamples(0, 0));
+}
+
+bool canRead(RawDataSourceStream& stream) {
+  const int openingCode = stream.lastError;
+  long sample = std::max(stream.firstKeySample(), 0L);
+  long samples = 0;
+  long bytes = 0;
+  bool key = false;
+  return stream.duration() <= 0 || settled(stream, openingCode, stream.getData(sample, samples, bytes, key));
+}
+
+double timeOf(VideoSourceStream& stream, long frame) {
+  return frame * msPerSecond / stream.frameRate();
+}
+
+double timeOf(AudioSourceStream& stream, long sample) {
+  return sample * msPerSecond / stream.format()->nSamplesPerSec;
+}
+
+long numberAt(VideoSourceStream& stream, double ms) {
+  return numberAtRate(ms, stream.frameRate());
+}
+
+long numberAt(AudioSourceStream& stream, double ms) {
+  return numberAtRate(ms, stream.format()->nSamplesPerSec);
 }
 
 unsigned char* decodedFrame(VideoSourceStream& stream, long& frame) {

@@ -15,6 +15,19 @@ const char* backendName(bool directShow);
 /// failed: the next one sets the error anew.
 std::string lastErrorText(AudioOrVideoStream& stream);
 
+/// Whether the stream's first sample can be had: some files can be opened and not read. Leaves the last error alone
+/// unless it cannot.
+bool canRead(AudioSourceStream& stream);
+bool canRead(RawDataSourceStream& stream);
+
+/// @name Times in milliseconds by an open stream's rate, which no backend rounds
+/// @{
+double timeOf(VideoSourceStream& stream, long frame);
+double timeOf(AudioSourceStream& stream, long sample);
+long numberAt(VideoSourceStream& stream, double ms);
+long numberAt(AudioSourceStream& stream, double ms);
+/// @}
+
 /// The pixels of a frame, as the stream's format() says. Valid until the stream's next call. A Failure when there are none.
 /// @param frame receives the number of the frame that the stream has in its place.
 unsigned char* decodedFrame(VideoSourceStream& stream, long& frame);

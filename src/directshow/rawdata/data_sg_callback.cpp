@@ -13,7 +13,9 @@ void DataSGCallback::receive(double time, IMediaSample* sample) {
   if (parseMode) {  // Asked first: when the parsing ends, the stop is set before this is cleared.
     countSample(time);
     if (parseFlag) {
-      farthestEnd = std::max(farthestEnd, numbering.rangeOf(time, sample).last() + 1);
+      const SampleRange range = numbering.rangeOf(time, sample);
+      farthestEnd = std::max(farthestEnd, range.last() + 1);
+      farthestEndTime = std::max({farthestEndTime, range.startTime, range.endTime});
     }
     return;
   }
@@ -30,7 +32,7 @@ void DataSGCallback::receive(double time, IMediaSample* sample) {
   }
   bool isDecided = true;
   isOutOfMemory = guarded([&] {
-                    isDecided = take(range, sample);
+                    isDecided = isEachTaken ? takeNext(range, sample) : take(range, sample);
                     return static_cast<int>(common_error::success);
                   }) != common_error::success;
   if (isDecided) {
@@ -59,6 +61,21 @@ bool DataSGCallback::take(const SampleRange& range, IMediaSample* sample) {
   return !isEndUnknown && wantedSample < range.end;
 }
 
+/// Keeps a sample as the next one in the stream's order.
+/// @return false when it is the next one but has to wait for the one behind it, which tells where it ends.
+bool DataSGCallback::takeNext(const SampleRange& range, IMediaSample* sample) {
+  keep(range, sample);
+  if (previousSample.isPresent) {
+    previousSample.endAt(range.start);
+    return true;
+  }
+  if (range.end == SampleRange::unknown) {
+    std::swap(previousSample, currentSample);
+    return false;
+  }
+  return true;
+}
+
 /// Copies the sample into the current slot. What the slot holds was passed over, but may be the last key sample.
 void DataSGCallback::keep(const SampleRange& range, IMediaSample* sample) {
   if (currentSample.isFit(true)) {
@@ -73,6 +90,7 @@ void DataSGCallback::keep(const SampleRange& range, IMediaSample* sample) {
   currentSample.data.assign(bytes, bytes + size);
   currentSample.start = range.start;
   currentSample.end = range.end;
+  currentSample.startTime = range.hasTime ? range.startTime : SampleRange::unknown;
   currentSample.key = sample->IsSyncPoint() == S_OK;
   currentSample.isPresent = true;
 }
@@ -104,9 +122,7 @@ const KeptSample* DataSGCallback::find(long sample, bool keyWanted) const {
 
 void DataSGCallback::rotate(bool seeking) {
   if (seeking) {
-    for (KeptSample* slot : {&previousSample, &currentSample, &lastKeySample}) {
-      slot->isPresent = false;
-    }
+    forget();
   } else {
     retirePrevious(currentSample.start);
     std::swap(previousSample, currentSample);
@@ -114,6 +130,34 @@ void DataSGCallback::rotate(bool seeking) {
   sampleArrived = false;
   passedOver = false;
   isOutOfMemory = false;
+}
+
+void DataSGCallback::forget() {
+  for (KeptSample* slot : {&previousSample, &currentSample, &lastKeySample}) {
+    slot->isPresent = false;
+  }
+}
+
+void DataSGCallback::takeEach(bool on) {
+  isEachTaken = on;
+  forget();
+}
+
+const KeptSample* DataSGCallback::shift() {
+  // When the last sample had to wait for its end, what told that is still to come.
+  currentSample.isPresent = currentSample.isPresent && previousSample.isPresent;
+  std::swap(previousSample, currentSample);
+  currentSample.isPresent = false;
+  isOutOfMemory = false;
+  return previousSample.isPresent && previousSample.end != SampleRange::unknown ? &previousSample : nullptr;
+}
+
+const KeptSample* DataSGCallback::lastOfAll(long length) {
+  if (!previousSample.isPresent) {
+    return nullptr;
+  }
+  previousSample.endAt(length);
+  return &previousSample;
 }
 
 const KeptSample* DataSGCallback::findHeld(bool keyWanted) const {

@@ -1,4 +1,5 @@
-// The callback of the raw-data source: keeps the sample that covers the wanted one, the one before and the last key sample.
+// The callback of the raw-data source: keeps the sample that covers the wanted one, the one before and the last key
+// sample; or, of a stream that is read in its own order, each sample until the next one.
 
 #pragma once
 
@@ -15,7 +16,8 @@ struct KeptSample {
   bool isPresent = false;
   std::vector<BYTE> data;
   long long start = SampleRange::unknown;
-  long long end = SampleRange::unknown;  ///< Exclusive.
+  long long end = SampleRange::unknown;        ///< Exclusive.
+  long long startTime = SampleRange::unknown;  ///< Units of 100 ns; unknown when the sample carries no time.
   bool key = false;
 
   bool covers(long sample) const { return isPresent && start <= sample && sample < end; }
@@ -60,6 +62,26 @@ class DataSGCallback : public SampleGrabberCallback {
   bool outOfMemory() const { return isOutOfMemory; }
   /// @}
 
+  /// @name Reading in the stream's order, instead of looking for samples by number
+  /// @{
+
+  /// Holds at each sample from now on, or no longer. What was kept is forgotten.
+  void takeEach(bool on);
+
+  bool takesEach() const { return isEachTaken; }
+
+  /// Makes room for the next sample.
+  /// @return it, when it has come along with the one before; otherwise null.
+  const KeptSample* shift();
+
+  /// @return the sample that is held.
+  const KeptSample* heldNext() const { return previousSample.isPresent ? &previousSample : &currentSample; }
+
+  /// @param length see findAtEnd().
+  /// @return the sample that the end of the stream has decided; null when none was left.
+  const KeptSample* lastOfAll(long length);
+  /// @}
+
   /// Holds at the first key sample instead of looking for one by number.
   void searchKey(bool on) {
     searchesKey = on;
@@ -69,15 +91,18 @@ class DataSGCallback : public SampleGrabberCallback {
   /// The number of that first key sample; -1 while there is none.
   long long firstKeySample() const { return firstKey; }
 
-  /// The end of the farthest range seen while parsing with the flag set.
+  /// The end of the farthest range seen while parsing with the flag set, and when it ends, as far as can be told.
   long long parsedEnd() const { return farthestEnd; }
+  long long parsedEndTime() const { return farthestEndTime; }
 
   SampleNumbering numbering;
 
  private:
   void receive(double time, IMediaSample* sample) override;
   bool take(const SampleRange& range, IMediaSample* sample);
+  bool takeNext(const SampleRange& range, IMediaSample* sample);
   void keep(const SampleRange& range, IMediaSample* sample);
+  void forget();
   void retirePrevious(long long end);
   const KeptSample* lastKey() const { return lastKeySample.isPresent ? &lastKeySample : nullptr; }
 
@@ -89,9 +114,11 @@ class DataSGCallback : public SampleGrabberCallback {
   bool passedOver = false;     // Likewise, and a sample was one that had its end before the wanted one.
   bool needEarlier = false;    // The graph has passed the wanted sample, and nothing before it was delivered.
   bool isOutOfMemory = false;
+  bool isEachTaken = false;
   bool searchesKey = false;
   long long firstKey = -1;
   long long farthestEnd = 0;
+  long long farthestEndTime = 0;
 };
 
 }  // namespace quillet

@@ -197,6 +197,8 @@ int DSRawDataSourceStream::measureAudio(const AM_MEDIA_TYPE& type) {
     return ds_error::undeterminedSamplesNumber;
   }
   length = toLong(reader->callback->parsedEnd());
+  // The splitter may have underestimated what it has not seen; a seek must reach it.
+  graph->duration = std::max(graph->duration, reader->callback->parsedEndTime());
   return ds_error::success;
 }
 
@@ -229,6 +231,7 @@ long DSRawDataSourceStream::_firstKeySample(bool) {
     return -1;
   }
   lastError = ds_error::success;
+  reader->callback->takeEach(false);
   if (!seek(0, false)) {
     lastError = ds_error::cannotRewind;
     return -1;
@@ -293,18 +296,72 @@ unsigned char* DSRawDataSourceStream::getData(long& sample, long& samples, long&
     return nullptr;
   }
   lastError = ds_error::success;
-  const quillet::KeptSample* found = reader->callback->find(sample, key);
+  DataSGCallback& callback = *reader->callback;
+  if (callback.takesEach()) {
+    callback.takeEach(false);  // Nothing is kept then, so that the search begins with a seek.
+  }
+  const quillet::KeptSample* found = callback.find(sample, key);
   if (found == nullptr) {
     found = search(sample, key);
   }
-  if (found == nullptr) {
+  return found != nullptr ? handOut(*found, sample, samples, bytes, key) : nullptr;
+}
+
+unsigned char* DSRawDataSourceStream::getNextData(long& sample, long& samples, long& bytes, bool& key, double& ms) {
+  if (!requireOpened()) {
     return nullptr;
   }
-  sample = toLong(found->start);
-  samples = toLong(found->end - found->start);
-  bytes = static_cast<long>(found->data.size());
-  key = found->key;
-  return const_cast<BYTE*>(found->data.data());
+  lastError = ds_error::success;
+  const quillet::KeptSample* const found = readNext();
+  if (found == nullptr) {
+    reader->callback->takeEach(false);
+    return nullptr;
+  }
+  ms = found->startTime != SampleRange::unknown ? toMs(found->startTime) : -1.0;
+  return handOut(*found, sample, samples, bytes, key);
+}
+
+unsigned char* DSRawDataSourceStream::handOut(const quillet::KeptSample& found, long& sample, long& samples,
+                                              long& bytes, bool& key) {
+  sample = toLong(found.start);
+  samples = toLong(found.end - found.start);
+  bytes = static_cast<long>(found.data.size());
+  key = found.key;
+  return const_cast<BYTE*>(found.data.data());
+}
+
+/// Has the graph deliver one sample more, from the stream's start when it was not read in order before.
+/// @return null on failure, and at the end.
+const quillet::KeptSample* DSRawDataSourceStream::readNext() {
+  DataSGCallback& callback = *reader->callback;
+  const bool isFirst = !callback.takesEach();
+  if (isFirst) {
+    callback.takeEach(true);
+    stopRun();
+    const int error =
+        graph->rewind();  // Not by seek(): to the end of the stream, where the duration falls short of it.
+    lastError = error != ds_error::success ? error : lastError;
+  }
+  if (const quillet::KeptSample* const behind = callback.shift()) {
+    return behind;
+  }
+  const bool hasEnded = !isFirst && !callback.isHolding();
+  if (lastError != ds_error::success || (!hasEnded && !run())) {
+    return nullptr;
+  }
+  if (callback.outOfMemory()) {
+    lastError = ds_error::notEnoughMemory;
+    return nullptr;
+  }
+  if (callback.isHolding()) {
+    return callback.heldNext();
+  }
+  const bool isAborted = graph->runEnd == quillet::FilterGraph::End::aborted;
+  const quillet::KeptSample* const last = isAborted ? nullptr : callback.lastOfAll(length);
+  if (last == nullptr) {
+    lastError = isAborted ? ds_error::dataNotFound : ds_error::sampleBeyondData;
+  }
+  return last;
 }
 
 /// Has the graph deliver a sample: from where it holds when that is near, else after a seek, and from further back while the

@@ -144,12 +144,15 @@ void DSSourceStream::halt() {
 }
 
 bool DSSourceStream::parseStream(bool flag) {
+  const bool begun = graph->rewind() == ds_error::success;
   graph->callback->beginParse(flag, notification);
-  graph->playToEnd();
+  if (begun) {
+    graph->playToEnd();
+  }
   graph->callback->endParse();
   const bool rewound = graph->rewind() == ds_error::success;
   if (notification != nullptr) {
     notification->progress(1);
   }
-  return rewound && graph->runEnd == quillet::FilterGraph::End::completed;
+  return begun && rewound && graph->runEnd == quillet::FilterGraph::End::completed;
 }

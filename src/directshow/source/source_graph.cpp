@@ -6,6 +6,7 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/time_units.h"
 #include "directshow/graph/pins.h"
 
 namespace ds_error = quillet::ds_error;
@@ -161,8 +162,12 @@ int DSSourceStream::Graph::rewind() {
   if (const int error = stop()) {
     return error;
   }
+  // Some splitters only estimate the duration, and would stop there.
+  constexpr LONGLONG secondsInAYear = 365 * 24 * 60 * 60;
+  LONGLONG beyondAnyEnd = secondsInAYear * quillet::unitsPerSecond;
   LONGLONG first = 0;
-  if (FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning))) {
+  if (FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, &beyondAnyEnd,
+                                        AM_SEEKING_AbsolutePositioning))) {
     return ds_error::unseekableMedia;
   }
   moved(first);

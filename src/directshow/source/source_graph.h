@@ -64,7 +64,7 @@ struct DSSourceStream::Graph {
 
   HRESULT start();
 
-  /// Stops the graph and positions it at its start.
+  /// Stops the graph and positions it at its start; it will run to the end of the stream, whatever the duration says.
   int rewind();
 
   /// Positions the stopped graph; it will run to the end of the stream.
