@@ -104,6 +104,11 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
       };
       source.configure([&](HWND dialog) {
         watchProperty(dialog);
+        for (const int control : {quickDecode, stepBack, growthRatio}) {
+          EXPECT_EQ(
+              labelOf(dialog, control).find(control == growthRatio ? "geometrical growth ratio" : "number of") == 0,
+              control != growthRatio || !source.isAudio);
+        }
         EXPECT_EQ(textOf(dialog, quickDecode), quick);
         EXPECT_EQ(textOf(dialog, stepBack), step);
         EXPECT_EQ(textOf(dialog, growthRatio), source.isAudio ? "" : ratio);
@@ -152,7 +157,7 @@ TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
       enter(dialog, quickDecode, "9");
       PostMessageA(parent, WM_CLOSE, 0, 0);  // Which takes the dialog with it.
     };
-    source.configure(closeParent, ds_error::cannotDisplayDialog, parent);
+    source.configure(closeParent, 0, parent);  // As by Cancel.
     source.configure([](HWND dialog) {
       EXPECT_EQ(textOf(dialog, quickDecode), "1");
       press(dialog, IDCANCEL);
@@ -281,7 +286,9 @@ TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
 }
 
 TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
-  const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"), ape(L"Ape");
+  const std::string longName = "A compressor whose name is longer than its list is wide";
+  const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"),
+      ape(std::wstring(longName.begin(), longName.end()).c_str());
   gone.remove();
   const ClassObjectOverride filter(first.id, test::fileWriter(std::make_shared<WriterFaults>()));  // Has no output.
   const auto devices = makeCom<Devices>();
@@ -295,23 +302,28 @@ TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
     return std::vector<DialogStep>{{"Compressor", [=](HWND dialog) {
                                       meanwhile();
                                       SendDlgItemMessageA(dialog, compressors, LB_SETCURSEL, index, 0);
-                                      press(dialog, button);
+                                      button != 0 ? press(dialog, button) : doubleClick(dialog, compressors);
                                     }}};
   };
   const Writer writer = create();
-  const auto look = [](HWND dialog) {
+  const auto look = [&](HWND dialog) {
     std::string names;
-    char text[32] = {};
+    char text[64] = {};
     for (int i = 0; SendDlgItemMessageA(dialog, compressors, LB_GETTEXT, i, LPARAM(text)) != LB_ERR; ++i) {
       names += text + std::string(" ");
     }
-    EXPECT_EQ(names, "Twin twin twin Ape ");
+    EXPECT_EQ(names, "Twin twin twin " + longName + " ");
+    EXPECT_TRUE(showsWholeRows(dialog, compressors));
+    RECT list = {};
+    GetClientRect(GetDlgItem(dialog, compressors), &list);
+    EXPECT_GT(SendDlgItemMessageA(dialog, compressors, LB_GETHORIZONTALEXTENT, 0, 0), list.right);
+    EXPECT_NE(GetWindowLongA(GetDlgItem(dialog, compressors), GWL_STYLE) & WS_HSCROLL, 0) << "to scroll there";
     press(dialog, IDOK);
   };
   choose(*writer, output_error::dialogCancelled, {{"Compressor", look}});
   choose(*writer, output_error::dialogCancelled, pick(1, IDCANCEL));
   choose(*writer, ds_error::cannotFetchCompressor, pick(0, IDOK));
-  choose(*writer, ds_error::cannotFetchCompressor, pick(3, IDOK));
+  choose(*writer, ds_error::cannotFetchCompressor, pick(3, 0));
   choose(*writer, ds_error::cannotRetrieveFilter, pick(3, IDOK, [&] { ape.remove(); }));
   choose(*writer, ds_error::cannotDisplayDialog, {}, noWindow);
   NoWindows(), choose(*writer, ds_error::cannotDisplayDialog);

@@ -334,6 +334,15 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
     EXPECT_EQ(writer->lastError, 0);
     EXPECT_EQ(writer->interleavingPeriod(), period);
   }
+  const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+  for (const int code :
+       {0, int{vfw_error::cannotDisplayDialog}}) {  // The parent takes the dialog along, and is gone then.
+    const DialogDriver user(code != 0 ? std::vector<DialogStep>()
+                                      : std::vector<DialogStep>{{"AVI interleaving period",
+                                                                 [=](HWND) { PostMessageA(parent, WM_CLOSE, 0, 0); }}});
+    writer->configureAVI(parent);
+    EXPECT_EQ(writer->lastError, code);
+  }
   const Writer videoOnly = create(true, false, false, false);
   videoOnly->configureAVI(nullptr);
   EXPECT_EQ(videoOnly->lastError, vfw_error::notInterleaved);
@@ -341,11 +350,15 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
 }
 
 TEST_F(VfWOutputToScript, LetsTheUserChoose) {
+  const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
   for (const bool isVideo : {true, false}) {
     const Writer writer = create(true, true, true, true);
     for (const int button : {IDCANCEL, IDOK}) {
-      const DialogDriver user({{"", [=](HWND dialog) { press(dialog, button); }}});
-      EXPECT_EQ(writer->chooseCompressor(nullptr, isVideo), button == IDOK);
+      const DialogDriver user({{"", [=](HWND dialog) {
+                                  EXPECT_EQ(GetWindow(dialog, GW_OWNER), parent);
+                                  press(dialog, button);
+                                }}});
+      EXPECT_EQ(writer->chooseCompressor(parent, isVideo), button == IDOK);
       EXPECT_EQ(writer->lastError, button == IDOK ? 0 : output_error::dialogCancelled);
       EXPECT_EQ(writer->isCompressorSet(isVideo), button == IDOK);
     }
@@ -361,7 +374,7 @@ TEST_F(VfWOutputToScript, KeepsTheStateThatTheCodecsDialogLeaves) {
   options.cbParms = 3;
   ASSERT_TRUE(writer->setCompressor(true, &options));
   const auto expect = [&](int code) {
-    writer->configureCompressor(nullptr, true);
+    writer->configureCompressor(GetDesktopWindow(), true);
     EXPECT_EQ(writer->lastError, code);
   };
   expect(vfw_error::noConfigurationDialog);
@@ -378,6 +391,7 @@ TEST_F(VfWOutputToScript, KeepsTheStateThatTheCodecsDialogLeaves) {
   expect(0);
   EXPECT_EQ(found, (std::vector<Bytes>{{7, 8, 9}, {7, 8, 9}, {8, 8, 9}})) << "the client's, then the kept ones";
   EXPECT_EQ(state, (Bytes{7, 8, 9})) << "the client's own is not touched";
+  EXPECT_EQ(codec.owner, GetDesktopWindow());
   codec.state.push_back(0);
   expect(vfw_error::corruptCompressorParameters);
   writer->configureCompressor(nullptr, false);
