@@ -355,7 +355,7 @@ TEST_F(VfWOutputToScript, LetsTheUserChoose) {
     const Writer writer = create(true, true, true, true);
     for (const int button : {IDCANCEL, IDOK}) {
       const DialogDriver user({{"", [=](HWND dialog) {
-                                  EXPECT_EQ(GetWindow(dialog, GW_OWNER), parent);
+                                  EXPECT_EQ(GetAncestor(dialog, GA_ROOTOWNER), parent);
                                   press(dialog, button);
                                 }}});
       EXPECT_EQ(writer->chooseCompressor(parent, isVideo), button == IDOK);

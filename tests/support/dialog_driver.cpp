@@ -23,13 +23,21 @@ std::string textOf(HWND window) {
   return text;
 }
 
-/// Takes the dialog that waits for the user: another that it has opened would disable it.
+/// Another dialog that it has opened would disable it.
+bool waitsForTheUser(HWND dialog) {
+  return IsWindowVisible(dialog) && IsWindowEnabled(dialog);
+}
+
 BOOL CALLBACK examine(HWND window, LPARAM parameter) {
   auto& search = *reinterpret_cast<Search*>(parameter);
   char name[32] = {};
   GetClassNameA(window, name, sizeof name);
-  const bool isIt = std::strcmp(name, "#32770") == 0 && IsWindowVisible(window) && IsWindowEnabled(window) &&
-                    window != search.passedOver && (search.title.empty() || search.title == textOf(window));
+  if (std::strcmp(name, "#32770") != 0 || window == search.passedOver || !waitsForTheUser(window)) {
+    return TRUE;
+  }
+  // Its thread answers when it has nothing else to do: a dialog that is about to go has gone then.
+  const std::string title = textOf(window);
+  const bool isIt = waitsForTheUser(window) && (search.title.empty() || search.title == title);
   search.found = isIt ? window : search.found;
   return !isIt;
 }
@@ -41,7 +49,12 @@ DialogDriver::DialogDriver(std::vector<DialogStep> steps)
 
 DialogDriver::~DialogDriver() {
   SetEvent(isOver.get());
-  WaitForSingleObject(thread.get(), INFINITE);  // Ends: the thread looks for that event between all that it does.
+  // Ends: the thread looks for that event between all that it does, and gets its answer when it asks a window just now.
+  HANDLE ended = thread.get();
+  while (MsgWaitForMultipleObjects(1, &ended, FALSE, INFINITE, QS_SENDMESSAGE) != WAIT_OBJECT_0) {
+    MSG message;
+    PeekMessageA(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+  }
   EXPECT_EQ(done, steps.size()) << "no dialog '" << (done < steps.size() ? steps[done].title : "") << "'";
   EXPECT_EQ(unexpected, "") << "not expected, and cancelled";
 }
