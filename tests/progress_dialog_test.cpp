@@ -209,6 +209,7 @@ TEST_F(ProgressDialog, GetsTheNewestOfWhatItCannotFollow) {
       sink.progress(i % 5);
     }
     SetEvent(allReported.get());
+    EXPECT_TRUE(comes([&] { return ask(bar, PBM_GETPOS) == (count - 1) % 128; })) << "before the operation's end";
   });
   DialogWatch::beforeReport = [] {};
   EXPECT_EQ(DialogWatch::reports, (Reports{{0, 1}, {2, count - 2}, {3, count - 1}})) << "the label, then the bar";
