@@ -46,16 +46,6 @@ CMediaType video(const GUID& kind, DWORD bitRate) {
   return type;
 }
 
-HWND makeParent() {
-  return CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
-}
-
-/// Takes the dialog away with its parent.
-Act closing(
-    HWND parent, Act act = [](HWND) {}) {
-  return [=](HWND dialog) { act(dialog), PostMessageA(parent, WM_CLOSE, 0, 0); };
-}
-
 LRESULT send(HWND dialog, int control, UINT message, int parameter = 0, const void* data = nullptr) {
   return SendDlgItemMessageA(dialog, control, message, static_cast<WPARAM>(parameter), reinterpret_cast<LPARAM>(data));
 }

@@ -1,7 +1,6 @@
 // The dialogs of the DirectShow backend: the tuning of its sources and the choice of a compressor.
 
 #include <algorithm>
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -28,23 +27,6 @@ namespace {
 
 enum Control { quickDecode = 101, growthRatio = 102, stepBack = 103, compressors = 101 };
 const HWND noWindow = reinterpret_cast<HWND>(4);
-
-WNDPROC dialogProcedure = nullptr;
-std::atomic<int> propertiesLeft = 0;
-
-/// Sees to it that a dialog's property is gone once the dialog has been answered or destroyed.
-LRESULT CALLBACK watch(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  const LRESULT result = CallWindowProcA(dialogProcedure, dialog, message, wParam, lParam);
-  const bool isOver = message == WM_DESTROY || (message == WM_COMMAND && LOWORD(wParam) <= IDCANCEL);
-  propertiesLeft += isOver && GetPropA(dialog, "DSSCONFIG") != nullptr;
-  return result;
-}
-
-void watchProperty(HWND dialog) {
-  EXPECT_NE(GetPropA(dialog, "DSSCONFIG"), nullptr);
-  dialogProcedure = reinterpret_cast<WNDPROC>(GetWindowLongPtrA(dialog, GWLP_WNDPROC));
-  SetWindowLongPtrA(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(watch));
-}
 
 /// A source of one kind, and its dialog.
 struct Source {
@@ -103,7 +85,6 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
         enter(dialog, control, (text[0] == '%' ? zeros + text.substr(1) : text).c_str());
       };
       source.configure([&](HWND dialog) {
-        watchProperty(dialog);
         for (const int control : {quickDecode, stepBack, growthRatio}) {
           EXPECT_EQ(
               labelOf(dialog, control).find(control == growthRatio ? "geometrical growth ratio" : "number of") == 0,
@@ -123,7 +104,6 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
       ratio = c.nextRatio;
     }
   }
-  EXPECT_EQ(propertiesLeft, 0);
 }
 
 TEST_F(Tuning, AGrowthBeyondTheListBecomesItsLastWhenAccepted) {
@@ -151,19 +131,16 @@ TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
     EXPECT_EQ(source.stream->lastError, ds_error::cannotDisplayDialog);
     EXPECT_EQ((NoWindows(), source.stream->configure(nullptr), source.stream->lastError),
               ds_error::cannotDisplayDialog);
-    const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
-    const auto closeParent = [=](HWND dialog) {
-      watchProperty(dialog);
-      enter(dialog, quickDecode, "9");
-      PostMessageA(parent, WM_CLOSE, 0, 0);  // Which takes the dialog with it.
-    };
-    source.configure(closeParent, 0, parent);  // As by Cancel.
+    const HWND parent = makeParent();
+    const auto type = [](HWND dialog) { enter(dialog, quickDecode, "9"); };
+    source.configure(closing(parent, type), 0, parent);  // As by Cancel.
     source.configure([](HWND dialog) {
       EXPECT_EQ(textOf(dialog, quickDecode), "1");
-      press(dialog, IDCANCEL);
+      EXPECT_NE(GetPropA(dialog, "DSSCONFIG"), nullptr);
+      SendMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
+      EXPECT_EQ(GetPropA(dialog, "DSSCONFIG"), nullptr);
     });
   }
-  EXPECT_EQ(propertiesLeft, 0);
 
   const DSVideo none = openVideo("no such file");
   none->configure(nullptr);

@@ -449,18 +449,6 @@ TEST_F(EntryPoints, DoWhatTheOrdinaryOperationsDo) {
   }
 }
 
-TEST_F(EntryPoints, TellOfTheSearchInARealFile) {
-  const DSVideo video = openVideo(mediaFile("ds_h264.mp4").c_str());
-  ASSERT_EQ(video->lastError, 0);
-  std::size_t reports = 0;
-  for (const long frame : {80, 20, 61, 5, 43, 12, 77, 30}) {
-    EXPECT_EQ(behind(*video, ": Fetching a frame", [&] { return video->findFrame(16, nullptr, frame, nullptr); }),
-              frame);
-    reports += DialogWatch::reports.size();
-  }
-  EXPECT_GT(reports, 0U);  // A few of these searches have to go back.
-}
-
 TEST_F(EntryPoints, FailWithACodeAndWithoutADialog) {
   const ScriptedFile file(scriptOf(hollow()));
   for (const bool isOpen : {true, false}) {

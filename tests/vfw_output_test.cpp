@@ -334,15 +334,11 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
     EXPECT_EQ(writer->lastError, 0);
     EXPECT_EQ(writer->interleavingPeriod(), period);
   }
-  const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
-  for (const int code :
-       {0, int{vfw_error::cannotDisplayDialog}}) {  // The parent takes the dialog along, and is gone then.
-    const DialogDriver user(code != 0 ? std::vector<DialogStep>()
-                                      : std::vector<DialogStep>{{"AVI interleaving period",
-                                                                 [=](HWND) { PostMessageA(parent, WM_CLOSE, 0, 0); }}});
-    writer->configureAVI(parent);
-    EXPECT_EQ(writer->lastError, code);
-  }
+  const HWND parent = makeParent();
+  (DialogDriver({{"AVI interleaving period", closing(parent)}}), writer->configureAVI(parent));
+  EXPECT_EQ(writer->lastError, 0) << "as by Cancel";
+  writer->configureAVI(parent);
+  EXPECT_EQ(writer->lastError, vfw_error::cannotDisplayDialog) << "without the parent, which is gone";
   const Writer videoOnly = create(true, false, false, false);
   videoOnly->configureAVI(nullptr);
   EXPECT_EQ(videoOnly->lastError, vfw_error::notInterleaved);
@@ -350,7 +346,7 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
 }
 
 TEST_F(VfWOutputToScript, LetsTheUserChoose) {
-  const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+  const HWND parent = makeParent();
   for (const bool isVideo : {true, false}) {
     const Writer writer = create(true, true, true, true);
     for (const int button : {IDCANCEL, IDOK}) {

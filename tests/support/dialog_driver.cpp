@@ -90,6 +90,14 @@ HWND DialogDriver::await(const std::string& title, HWND passedOver, ULONGLONG pa
   return search.found;
 }
 
+HWND makeParent() {
+  return CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+}
+
+std::function<void(HWND)> closing(HWND parent, std::function<void(HWND)> before) {
+  return [=](HWND dialog) { before(dialog), PostMessageA(parent, WM_CLOSE, 0, 0); };
+}
+
 void press(HWND dialog, int button) {
   if (button == IDOK || button == IDCANCEL) {
     PostMessageA(dialog, WM_KEYDOWN, button == IDOK ? VK_RETURN : VK_ESCAPE, 0);

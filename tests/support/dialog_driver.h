@@ -41,6 +41,13 @@ class DialogDriver {
   KernelHandle thread;
 };
 
+/// A window to own dialogs.
+HWND makeParent();
+
+/// What a user does who takes a dialog away with its parent.
+std::function<void(HWND)> closing(
+    HWND parent, std::function<void(HWND)> before = [](HWND) {});
+
 /// While it lives, the thread that made it cannot make windows.
 class NoWindows {
  public:
