@@ -425,13 +425,18 @@ TEST_F(DSConfiguration, WhatIsChosenAndConfiguredCompresses) {
   });
   const auto select = [&](HWND dialog) { send(dialog, 101, LB_SELECTSTRING, -1, name.c_str()); };
   const auto setRate = [](HWND dialog) { enter(dialog, 101, "3"); };
-  const Writer writer = create();
+  const Writer writer(OutputAVIFile::create(file.name(), &header, true, &pcm, true, true));
   {
     const DialogDriver user({at("Compressor", IDOK, select), atVideo(IDOK, setRate)});
     EXPECT_TRUE(writer->chooseCompressor(nullptr, true));
     writer->configureCompressor(nullptr, true);
     EXPECT_EQ(writer->lastError, 0);
   }
+  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, true), *writer, output_error::compressorAlreadySet));
+  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, false), *writer, ds_error::cannotListCompressors))
+      << "no audio compressors, and no dialog";
+  EXPECT_TRUE(writer->setCompressor(false, nullptr));
+  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, false), *writer, output_error::directCopyRequired));
   constexpr long frames = 8;
   EXPECT_TRUE(writer->start());
   for (long frame = 0; frame < frames; ++frame) {

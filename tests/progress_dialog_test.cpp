@@ -134,21 +134,30 @@ class ProgressDialog : public testing::Test {
 };
 
 TEST_F(ProgressDialog, ShowsTheOperationAndTheStream) {
+  makeParent();
+  const HWND child = CreateWindowA("STATIC", "Child", WS_POPUP, 0, 0, 9, 9, parent, nullptr, nullptr, nullptr);
+  const std::string tooLong(300, 'x');
   const struct {
     Kind kind;
     int options;
-    const char* shown;
+    std::string shown;
     int range;
+    HWND parent = nullptr;
+    const char* title = nullptr;
   } cases[] = {{Kind::open, 0, ": Opening the stream", 128},
                {Kind::findFrame, 2, ": Fetching a frame (raw)", 8},
                {Kind::getFrameBits, 32, ": Fetching a frame", 8},
                {Kind::getSamples, 1 | 32, ": Fetching audio samples (audio)", 8},
                {Kind::getData, 1 | 2, ": Fetching samples (raw)", 8},
                {Kind::streamSampleToTime, 0, ": Searching the stream", 8},
-               {Kind::streamTimeToSample, 1, ": Searching the stream (audio)", 8}};
+               {Kind::streamTimeToSample, 1, ": Searching the stream (audio)", 8},
+               {Kind::open, 32, "Given: Opening the stream", 128, parent, "Given"},
+               {Kind::open, 32, tooLong.substr(0, 256) + ": Opening the stream", 128, parent, tooLong.c_str()},
+               {Kind::open, 32, "Parent: Opening the stream", 128, child},
+               {Kind::open, 32, ": Opening the stream", 128, child, ""}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(static_cast<int>(c.kind));
-    EXPECT_TRUE(run(c.kind, c.options, [&](QuilletNotification&) {
+    SCOPED_TRACE(c.shown);
+    const auto look = [&](QuilletNotification&) {
       EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_FALSE);  // The worker has done so.
       CoUninitialize();
       EXPECT_EQ(ask(bar, PBM_GETRANGE, FALSE), c.range);
@@ -162,7 +171,8 @@ TEST_F(ProgressDialog, ShowsTheOperationAndTheStream) {
       EXPECT_TRUE(EqualRect(&client, &wantedClient)) << client.right << " x " << client.bottom;
       // Opened, and of the size of its picture: an animation that cannot be opened has none.
       EXPECT_TRUE(SendDlgItemMessageA(dialog(), animation, ACM_PLAY, 0, MAKELPARAM(0, -1)));
-    }));
+    };
+    EXPECT_TRUE(run(c.kind, c.options, look, c.parent, c.title));
     EXPECT_EQ(DialogWatch::shown, c.shown);
   }
 }
@@ -235,26 +245,6 @@ TEST_F(ProgressDialog, StartsHiddenWhenItIsToldTo) {
       EXPECT_LT(size(dialog()).cx, full.cx);
     };
     run(Kind::getData, 16 | captioned, operation, parent);
-  }
-}
-
-TEST_F(ProgressDialog, HasTheTitleInItsCaption) {
-  makeParent();
-  const HWND child = CreateWindowA("STATIC", "Child", WS_POPUP, 0, 0, 9, 9, parent, nullptr, nullptr, nullptr);
-  const std::string tooLong(300, 'x');
-  const struct {
-    HWND parent;
-    const char* title;
-    std::string caption;
-  } cases[] = {{parent, "Given", "Given"},
-               {parent, tooLong.c_str(), tooLong.substr(0, 256)},
-               {child, nullptr, "Parent"},
-               {child, "", ""},
-               {nullptr, nullptr, ""}};
-  for (const auto& c : cases) {
-    run(
-        Kind::open, 32, [](QuilletNotification&) {}, c.parent, c.title);
-    EXPECT_EQ(DialogWatch::shown, c.caption + ": Opening the stream");
   }
 }
 
