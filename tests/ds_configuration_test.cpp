@@ -15,6 +15,7 @@
 #include "support/file_writer.h"
 #include "support/registered_compressor.h"
 #include "support/test_compressor.h"
+#include "support/wine_gaps.h"
 #include "support/writing.h"
 
 using namespace quillet;
@@ -160,9 +161,8 @@ TEST_F(DSConfiguration, FailsWithTheCodeOfTheStep) {
   for (const bool video : {false, true}) {
     isVideo = video;
     configure({}, ds_error::cannotDisplayDialog, {}, GetModuleHandleA(nullptr));  // Which is no window.
-    const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
-    const auto closeParent = [=](HWND) { PostMessageA(parent, WM_CLOSE, 0, 0); };
-    configure({{"", closeParent}}, ds_error::cannotDisplayDialog, {}, parent);
+    const HWND parent = makeParent();
+    configure({{"", closing(parent)}}, output_error::dialogCancelled, {}, parent);
     const Writer writer = create();
     writer->configureCompressor(nullptr, isVideo);
     EXPECT_EQ(writer->lastError, output_error::noCompressorSelected);
@@ -184,6 +184,11 @@ TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
   const std::string adpcmLine =
       "Format Tag 0x02, channels:2, bits per sample:4, samples per second:22050, bytes per second:22311";
   const auto check = [&](HWND dialog) {
+    GUITHREADINFO gui = {};
+    gui.cbSize = sizeof gui;
+    GetGUIThreadInfo(GetWindowThreadProcessId(dialog, nullptr), &gui);
+    EXPECT_EQ(gui.hwndFocus, GetDlgItem(dialog, 101)) << "the list";
+    EXPECT_TRUE(showsWholeRows(dialog, 101));
     EXPECT_EQ(textOf(dialog, 102), adpcmLine);
     EXPECT_EQ(items(dialog, 101, LB_GETCOUNT, LB_GETTEXT),
               "0\t" + pcmLine + "\n2\t" + adpcmLine +
@@ -198,16 +203,24 @@ TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
   };
   constexpr int cancelled = output_error::dialogCancelled;
   configure({atAudio(103, check), atMessage("No format selected."), atAudio(IDCANCEL)}, cancelled);
-  configure({atAudio(IDCANCEL, setBoth)}, cancelled, {"SetFormat 22050", "SetFormat 8000", "SetFormat 22050"});
-  EXPECT_TRUE(script->format == wave(adpcm).type) << "as before";
+  const char* const title = "Audio compressor settings";
+  const HWND parent = makeParent();
+  for (const DialogStep& cancel : {atAudio(IDCANCEL, setBoth), DialogStep{title, closing(parent, setBoth)}}) {
+    configure({cancel}, cancelled, {"SetFormat 22050", "SetFormat 8000", "SetFormat 22050"}, parent);
+    EXPECT_TRUE(script->format == wave(adpcm).type) << "as before";
+  }
   configure({atAudio(IDOK, setBoth)}, 0, {"SetFormat 22050", "SetFormat 8000"});
   EXPECT_TRUE(script->format == wave(pcm).type);
   const auto setAndRefuse = [&](HWND dialog) { setBoth(dialog), script->faults["SetFormat"] = E_FAIL; };
-  configure({atAudio(IDCANCEL, setAndRefuse)}, ds_error::cannotRestoreFormat,
-            {"SetFormat 22050", "SetFormat 8000", "SetFormat 8000"});
+  const HWND next = makeParent();
+  for (const DialogStep& cancel : {atAudio(IDCANCEL, setAndRefuse), DialogStep{title, closing(next, setAndRefuse)}}) {
+    script->faults.clear();
+    configure({cancel}, ds_error::cannotRestoreFormat, {"SetFormat 22050", "SetFormat 8000", "SetFormat 8000"}, next);
+  }
   const auto isUnset = [](HWND dialog) { EXPECT_EQ(textOf(dialog, 104), ""); };
-  configure({setting(1), atMessage("Cannot set the new format."), atAudio(IDCANCEL, isUnset)}, cancelled,
-            {"SetFormat 22050"});
+  const auto doubleClickTheSecond = [](HWND dialog) { send(dialog, 101, LB_SETCURSEL, 1), doubleClick(dialog, 101); };
+  configure({{title, doubleClickTheSecond}, atMessage("Cannot set the new format."), atAudio(IDCANCEL, isUnset)},
+            cancelled, {"SetFormat 22050"});
 
   const Act meddlings[] = {
       [](HWND dialog) { RemovePropA(dialog, "IAMStreamConfig"); },
@@ -335,11 +348,10 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
     configure({atVideo(IDOK, change)}, isFormat ? ds_error::cannotChangeDataRate : ds_error::configurationPartlyFailed,
               changes);
   }
-  script->faults = {{"get_Rate", E_FAIL}};
+  script->faults.clear();
   script->windowSize = 5'000'000'007;
   script->quality = 0.299;
   const auto confuse = [](HWND dialog) {
-    EXPECT_FALSE(enabled(dialog, 101)) << "unknown";
     EXPECT_EQ(textOf(dialog, 106), "57") << "the remainder is not padded";
     EXPECT_EQ(send(dialog, 103, TBM_GETPOS), 29);
     for (const int edit : {102, 106, 110}) {
@@ -347,7 +359,15 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
     }
   };
   configure({atVideo(IDOK, confuse)}, ds_error::configurationPartlyFailed,
-            {"put_KeyFrameRate -1", "put_Quality 0.300000", "SetFormat 4000000000"});
+            {"put_KeyFrameRate 0", "put_Quality 0.300000", "SetFormat 4000000000"});
+  script->faults = {{"get_Rate", E_FAIL}, {"get_P", E_FAIL}, {"get_Quality", E_FAIL}, {"get_Size", E_FAIL}};
+  const auto emptyTheRate = [](HWND dialog) {
+    for (const int unknown : {101, 102, 103, 104, 106, 107, 108}) {
+      EXPECT_FALSE(enabled(dialog, unknown)) << unknown;
+    }
+    enter(dialog, 110, "");
+  };
+  configure({atVideo(IDOK, emptyTheRate)}, 0, {"SetFormat 4000000000"});
   script->flags = CompressionCaps_CanCrunch;
   const auto hasNoRate = [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 110)); };
   script->format = video<VIDEOINFOHEADER>(FORMAT_MPEGVideo, 5000);
@@ -367,7 +387,11 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   });
   HWND shown = nullptr;
   const DialogStep further = atVideo(109, [&](HWND dialog) { shown = dialog; });
-  const DialogStep frame = {"Properties for video compressor", [](HWND it) { PostMessageA(it, WM_CLOSE, 0, 0); }};
+  HWND owner = nullptr;
+  const DialogStep frame = {"Properties for video compressor", [&](HWND it) {
+                              owner = GetWindow(it, GW_OWNER);
+                              PostMessageA(it, WM_CLOSE, 0, 0);
+                            }};
   script->faults["Query"] = E_NOTIMPL;  // Which says nothing of the dialog.
   configure({further, atVideo(IDOK)}, 0, {"ShowDialog 1"});
   EXPECT_EQ(script->owner, shown);
@@ -376,9 +400,12 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   EXPECT_EQ(script->owner, GetDesktopWindow());
   EXPECT_EQ(pages, 0);
   script->faults["Query"] = S_FALSE;
-  configure({frame}, 0);
+  const HWND parent = makeParent();
+  configure({frame}, 0, {}, parent);
+  EXPECT_EQ(owner, wine_gap::propertyFrameHasNoOwner ? nullptr : parent);
   script->missing.clear();
   configure({further, frame, atVideo(IDOK)}, 0);
+  EXPECT_EQ(owner, wine_gap::propertyFrameHasNoOwner ? nullptr : shown);
   EXPECT_EQ(pages, 2);
   script->page = GUID_NULL;
   configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0, {}, GetDesktopWindow());
@@ -398,13 +425,18 @@ TEST_F(DSConfiguration, WhatIsChosenAndConfiguredCompresses) {
   });
   const auto select = [&](HWND dialog) { send(dialog, 101, LB_SELECTSTRING, -1, name.c_str()); };
   const auto setRate = [](HWND dialog) { enter(dialog, 101, "3"); };
-  const Writer writer = create();
+  const Writer writer(OutputAVIFile::create(file.name(), &header, true, &pcm, true, true));
   {
     const DialogDriver user({at("Compressor", IDOK, select), atVideo(IDOK, setRate)});
     EXPECT_TRUE(writer->chooseCompressor(nullptr, true));
     writer->configureCompressor(nullptr, true);
     EXPECT_EQ(writer->lastError, 0);
   }
+  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, true), *writer, output_error::compressorAlreadySet));
+  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, false), *writer, ds_error::cannotListCompressors))
+      << "no audio compressors, and no dialog";
+  EXPECT_TRUE(writer->setCompressor(false, nullptr));
+  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, false), *writer, output_error::directCopyRequired));
   constexpr long frames = 8;
   EXPECT_TRUE(writer->start());
   for (long frame = 0; frame < frames; ++frame) {

@@ -1,7 +1,6 @@
 // The dialogs of the DirectShow backend: the tuning of its sources and the choice of a compressor.
 
 #include <algorithm>
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -27,23 +26,6 @@ namespace {
 
 enum Control { quickDecode = 101, growthRatio = 102, stepBack = 103, compressors = 101 };
 const HWND noWindow = reinterpret_cast<HWND>(4);
-
-WNDPROC dialogProcedure = nullptr;
-std::atomic<int> propertiesLeft = 0;
-
-/// Sees to it that a dialog's property is gone once the dialog has been answered or destroyed.
-LRESULT CALLBACK watch(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  const LRESULT result = CallWindowProcA(dialogProcedure, dialog, message, wParam, lParam);
-  const bool isOver = message == WM_DESTROY || (message == WM_COMMAND && LOWORD(wParam) <= IDCANCEL);
-  propertiesLeft += isOver && GetPropA(dialog, "DSSCONFIG") != nullptr;
-  return result;
-}
-
-void watchProperty(HWND dialog) {
-  EXPECT_NE(GetPropA(dialog, "DSSCONFIG"), nullptr);
-  dialogProcedure = reinterpret_cast<WNDPROC>(GetWindowLongPtrA(dialog, GWLP_WNDPROC));
-  SetWindowLongPtrA(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(watch));
-}
 
 /// A source of one kind, and its dialog.
 struct Source {
@@ -102,7 +84,9 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
         enter(dialog, control, (text[0] == '%' ? zeros + text.substr(1) : text).c_str());
       };
       source.configure([&](HWND dialog) {
-        watchProperty(dialog);
+        EXPECT_EQ(labelOf(dialog, quickDecode).find("number of"), 0U);
+        EXPECT_EQ(labelOf(dialog, stepBack).find("number of"), 0U);
+        EXPECT_TRUE(source.isAudio || labelOf(dialog, growthRatio).find("geometrical growth ratio") == 0);
         EXPECT_EQ(textOf(dialog, quickDecode), quick);
         EXPECT_EQ(textOf(dialog, stepBack), step);
         EXPECT_EQ(textOf(dialog, growthRatio), source.isAudio ? "" : ratio);
@@ -117,7 +101,6 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
       ratio = c.nextRatio;
     }
   }
-  EXPECT_EQ(propertiesLeft, 0);
 }
 
 TEST_F(Tuning, AGrowthBeyondTheListBecomesItsLastWhenAccepted) {
@@ -145,19 +128,16 @@ TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
     EXPECT_EQ(source.stream->lastError, ds_error::cannotDisplayDialog);
     EXPECT_EQ((NoWindows(), source.stream->configure(nullptr), source.stream->lastError),
               ds_error::cannotDisplayDialog);
-    const HWND parent = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
-    const auto closeParent = [=](HWND dialog) {
-      watchProperty(dialog);
-      enter(dialog, quickDecode, "9");
-      PostMessageA(parent, WM_CLOSE, 0, 0);  // Which takes the dialog with it.
-    };
-    source.configure(closeParent, ds_error::cannotDisplayDialog, parent);
+    const HWND parent = makeParent();
+    const auto type = [](HWND dialog) { enter(dialog, quickDecode, "9"); };
+    source.configure(closing(parent, type), 0, parent);  // As by Cancel.
     source.configure([](HWND dialog) {
       EXPECT_EQ(textOf(dialog, quickDecode), "1");
-      press(dialog, IDCANCEL);
+      EXPECT_NE(GetPropA(dialog, "DSSCONFIG"), nullptr);
+      SendMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
+      EXPECT_EQ(GetPropA(dialog, "DSSCONFIG"), nullptr);
     });
   }
-  EXPECT_EQ(propertiesLeft, 0);
 
   const DSVideo none = openVideo("no such file");
   none->configure(nullptr);
@@ -200,27 +180,6 @@ class Choosing : public testing::Test {
   const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
   const TempFile file{".avi"};
 };
-
-TEST_F(Choosing, TakesOneOfTheSystemsCompressors) {
-  // A name of its own: a test that was killed leaves its compressor in the list.
-  const std::string name = "Test compressor " + std::to_string(GetTickCount64());
-  const RegisteredCompressor compressor(std::wstring(name.begin(), name.end()).c_str());
-  const ClassObjectOverride filter(compressor.id, [](REFIID id, void** object) {
-    return CoCreateInstance(CLSID_SampleGrabber, nullptr, CLSCTX_INPROC_SERVER, id, object);
-  });
-  const Writer writer = create();
-  choose(*writer, 0, {{"Compressor", [&](HWND dialog) {
-                         SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1, LPARAM(name.c_str()));
-                         press(dialog, IDOK);
-                       }}});
-  EXPECT_TRUE(writer->isCompressorSet(true));
-  choose(*writer, output_error::compressorAlreadySet);
-  EXPECT_FALSE(writer->chooseCompressor(nullptr, false)) << "no audio compressors, and no dialog";
-  EXPECT_EQ(writer->lastError, ds_error::cannotListCompressors);
-  EXPECT_TRUE(writer->setCompressor(false, nullptr) && writer->start() && writePicture(*writer, 0));
-  EXPECT_FALSE(writer->chooseCompressor(nullptr, false));
-  EXPECT_EQ(writer->lastError, output_error::directCopyRequired);
-}
 
 TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
   struct {
@@ -266,7 +225,9 @@ TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
 }
 
 TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
-  const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"), ape(L"Ape");
+  const std::string longName = "A compressor whose name is longer than its list is wide";
+  const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"),
+      ape(std::wstring(longName.begin(), longName.end()).c_str());
   gone.remove();
   const ClassObjectOverride filter(first.id, test::fileWriter(std::make_shared<WriterFaults>()));  // Has no output.
   const auto devices = makeCom<Devices>();
@@ -280,23 +241,28 @@ TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
     return std::vector<DialogStep>{{"Compressor", [=](HWND dialog) {
                                       meanwhile();
                                       SendDlgItemMessageA(dialog, compressors, LB_SETCURSEL, index, 0);
-                                      press(dialog, button);
+                                      button != 0 ? press(dialog, button) : doubleClick(dialog, compressors);
                                     }}};
   };
   const Writer writer = create();
-  const auto look = [](HWND dialog) {
+  const auto look = [&](HWND dialog) {
     std::string names;
-    char text[32] = {};
+    char text[64] = {};
     for (int i = 0; SendDlgItemMessageA(dialog, compressors, LB_GETTEXT, i, LPARAM(text)) != LB_ERR; ++i) {
       names += text + std::string(" ");
     }
-    EXPECT_EQ(names, "Twin twin twin Ape ");
+    EXPECT_EQ(names, "Twin twin twin " + longName + " ");
+    EXPECT_TRUE(showsWholeRows(dialog, compressors));
+    RECT list = {};
+    GetClientRect(GetDlgItem(dialog, compressors), &list);
+    EXPECT_GT(SendDlgItemMessageA(dialog, compressors, LB_GETHORIZONTALEXTENT, 0, 0), list.right);
+    EXPECT_NE(GetWindowLongA(GetDlgItem(dialog, compressors), GWL_STYLE) & WS_HSCROLL, 0) << "to scroll there";
     press(dialog, IDOK);
   };
   choose(*writer, output_error::dialogCancelled, {{"Compressor", look}});
   choose(*writer, output_error::dialogCancelled, pick(1, IDCANCEL));
   choose(*writer, ds_error::cannotFetchCompressor, pick(0, IDOK));
-  choose(*writer, ds_error::cannotFetchCompressor, pick(3, IDOK));
+  choose(*writer, ds_error::cannotFetchCompressor, pick(3, 0));
   choose(*writer, ds_error::cannotRetrieveFilter, pick(3, IDOK, [&] { ape.remove(); }));
   choose(*writer, ds_error::cannotDisplayDialog, {}, noWindow);
   NoWindows(), choose(*writer, ds_error::cannotDisplayDialog);

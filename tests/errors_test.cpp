@@ -79,6 +79,10 @@ TEST(Messages, EveryCodeHasItsText) {
     EXPECT_EQ(message(count), nullptr);
     EXPECT_EQ(message(-1), nullptr);
   }
+  EXPECT_STREQ(directShow.messageOf(33), "Media Time time format rejected");
+  EXPECT_STREQ(directShow.messageOf(57), "Unused error code");
+  EXPECT_STREQ(directShow.messageOf(67), "The sample grabbers's input pin is not connected");
+  EXPECT_STREQ(videoForWindows.messageOf(25), "Cannot set the compessor");
   // The output codes of a backend follow its own.
   EXPECT_STREQ(directShow.messageOf(208), "Audio buffer overflow");
   EXPECT_STREQ(videoForWindows.messageOf(200), "No video stream");

@@ -346,6 +346,11 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
     EXPECT_EQ(writer->lastError, 0);
     EXPECT_EQ(writer->interleavingPeriod(), period);
   }
+  const HWND parent = makeParent();
+  (DialogDriver({{"AVI interleaving period", closing(parent)}}), writer->configureAVI(parent));
+  EXPECT_EQ(writer->lastError, 0) << "as by Cancel";
+  writer->configureAVI(parent);
+  EXPECT_EQ(writer->lastError, vfw_error::cannotDisplayDialog) << "without the parent, which is gone";
   const Writer videoOnly = create(true, false, false, false);
   videoOnly->configureAVI(nullptr);
   EXPECT_EQ(videoOnly->lastError, vfw_error::notInterleaved);
@@ -353,11 +358,15 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
 }
 
 TEST_F(VfWOutputToScript, LetsTheUserChoose) {
+  const HWND parent = makeParent();
   for (const bool isVideo : {true, false}) {
     const Writer writer = create(true, true, true, true);
     for (const int button : {IDCANCEL, IDOK}) {
-      const DialogDriver user({{"", [=](HWND dialog) { press(dialog, button); }}});
-      EXPECT_EQ(writer->chooseCompressor(nullptr, isVideo), button == IDOK);
+      const DialogDriver user({{"", [=](HWND dialog) {
+                                  EXPECT_EQ(GetAncestor(dialog, GA_ROOTOWNER), parent);
+                                  press(dialog, button);
+                                }}});
+      EXPECT_EQ(writer->chooseCompressor(parent, isVideo), button == IDOK);
       EXPECT_EQ(writer->lastError, button == IDOK ? 0 : output_error::dialogCancelled);
       EXPECT_EQ(writer->isCompressorSet(isVideo), button == IDOK);
     }
@@ -373,7 +382,7 @@ TEST_F(VfWOutputToScript, KeepsTheStateThatTheCodecsDialogLeaves) {
   options.cbParms = 3;
   ASSERT_TRUE(writer->setCompressor(true, &options));
   const auto expect = [&](int code) {
-    writer->configureCompressor(nullptr, true);
+    writer->configureCompressor(GetDesktopWindow(), true);
     EXPECT_EQ(writer->lastError, code);
   };
   expect(vfw_error::noConfigurationDialog);
@@ -390,6 +399,7 @@ TEST_F(VfWOutputToScript, KeepsTheStateThatTheCodecsDialogLeaves) {
   expect(0);
   EXPECT_EQ(found, (std::vector<Bytes>{{7, 8, 9}, {7, 8, 9}, {8, 8, 9}})) << "the client's, then the kept ones";
   EXPECT_EQ(state, (Bytes{7, 8, 9})) << "the client's own is not touched";
+  EXPECT_EQ(codec.owner, GetDesktopWindow());
   codec.state.push_back(0);
   expect(vfw_error::corruptCompressorParameters);
   writer->configureCompressor(nullptr, false);

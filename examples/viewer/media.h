@@ -78,8 +78,10 @@ class Media {
 
   long placeAt(double time);
 
-  /// Whether frames can still be fetched after a Failure.
-  bool isUsable() const { return !video->lastErrorIsFatal(); }
+  /// Whether frames can still be fetched after a Failure. A dialog that could not be shown has left the stream as it was.
+  bool isUsable() const {
+    return !video->lastErrorIsFatal() || (directShow && video->lastError == ds_error::cannotDisplayDialog);
+  }
 
   /// Lets the user tune the search for frames.
   /// @return the library's warning, empty without one.

@@ -106,7 +106,7 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   /// #lastError is 0, or output_error::noCompressorSelected, dialogCancelled, ds_error::noOutputPin, notConfigurableFilter,
   /// cannotDisplayDialog, cannotAddDialogProperty or unexpectedError; for audio also cannotGetPresentFormat,
   /// cannotGetExposedFormats or cannotRestoreFormat; for video also cannotRetrieveCompressionInfo, cannotChangeDataRate or
-  /// configurationPartlyFailed (what was not refused is set).
+  /// configurationPartlyFailed (what was not refused is set). A dialog that is closed with its parent counts as cancelled.
   void configureCompressor(void* parentWindow, bool video) override;
 
   /// Shows the multiplexer's own property pages.

@@ -68,7 +68,7 @@ enum Code : int {
   noDeviceEnumerator = 46,         ///< "Cannot access the system device enumerator"
   cannotListCompressors = 47,      ///< "Cannot list compressors"
   unreachableCompressorDescription = 48,  ///< "Unreachable compressor description"
-  cannotDisplayDialog = 49,               ///< "Can't display the dialog box"
+  cannotDisplayDialog = 49,               ///< "Can't display the dialog box" (the stream or file stays usable)
   noPrecedingKeySample = 50,              ///< "No preceding key sample or frame found"
   cannotRetrieveFilter = 51,              ///< "Cannot retrieve a filter: filter removed from the system?"
   cannotAddDialogProperty = 52,           ///< "Could not add a property to a dialog box" (not fatal)
@@ -135,7 +135,7 @@ enum Code : int {
   notFullyConfigured =
       30,  ///< "The AVI file and its streams are not fully configured: they can't be used for writing yet" (not fatal)
   notInterleaved = 31,                   ///< "The AVI file is not actually interleaved" (not fatal)
-  cannotDisplayDialog = 32,              ///< "Can't display the configuration dialog box"
+  cannotDisplayDialog = 32,              ///< "Can't display the configuration dialog box" (the file stays usable)
   cannotAddDialogProperty = 33,          ///< "Could not add a property to the dialog box"
   unknownMaximumFormatSize = 34,         ///< "Unable to determine the maximum size of the audio formats blocks"
   noAudioCompressor = 35,                ///< "No proper compressor found for the input format of the audio stream"

@@ -43,7 +43,7 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   /// @param title the dialog's caption with dialog_option::captioned, at most 256 characters; NULL for the text of the
   ///     top-most ancestor of `parentWindow`.
   /// @return what the form above returns that the options choose, or that of RawDataSourceStream. NULL also when the
-  ///     dialog could not be shown.
+  ///     dialog could not be shown: nothing was opened then, and the forms above, which show none, still can.
   static SourceStream* open(int options, void* parentWindow, const char* fileName, int stream, const char* title);
 
   ~SourceStream() override;
@@ -51,7 +51,9 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   /// @return whether the stream delivers compressed samples (RawDataSourceStream) rather than decoded ones.
   virtual bool isRawData() = 0;
 
-  /// Shows the backend's tuning dialog for this stream. The outcome is in #lastError: 0 after OK or Cancel.
+  /// Shows the backend's tuning dialog for this stream. The outcome is in #lastError: 0 after OK or Cancel, and when the
+  /// dialog was closed with its parent; ds_error::cannotDisplayDialog, after which the stream is as usable as before,
+  /// although the code counts as fatal.
   /// Video for Windows streams have nothing to tune: vfw_error::noConfigurationDialog, a warning.
   /// @param parentWindow the parent's HWND; may be NULL.
   virtual void configure(void* parentWindow) = 0;
@@ -79,7 +81,8 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   /// @param sample see StreamSampleToTime(long&).
   /// @param title the dialog's caption.
   /// @return see StreamSampleToTime(long&); the failure value, with ds_error::cannotDisplayDialog, also when the dialog
-  ///     could not be shown.
+  ///     could not be shown. That code counts as fatal, but nothing was done: the stream is as usable as before, and the
+  ///     operation can be had without the dialog.
   double StreamSampleToTime(int options, void* parentWindow, long& sample, const char* title);
 
   /// StreamTimeToSample(double&) with the progress dialog of StreamSampleToTime(int, void*, long&, const char*).

@@ -34,8 +34,9 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   ~VfWOutputAVIFile() override;
 
   /// Shows the dialog of the interleaving period.
-  /// @param parentWindow the parent's HWND; may be NULL. #lastError is 0 also after Cancel; otherwise
-  ///     vfw_error::notInterleaved (not both streams), cannotDisplayDialog or cannotAddDialogProperty.
+  /// @param parentWindow the parent's HWND; may be NULL. #lastError is 0 also after Cancel, and when the dialog was closed
+  ///     with its parent; otherwise vfw_error::notInterleaved (not both streams), cannotDisplayDialog or
+  ///     cannotAddDialogProperty.
   void configureAVI(void* parentWindow) override;
 
   /// @return false: AVIFile writes in the order in which it is called.

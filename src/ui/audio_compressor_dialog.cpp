@@ -11,9 +11,10 @@
 
 #include "core/handles.h"
 #include "core/media_type.h"
-#include "core/module.h"
 #include "resources/resource_ids.h"
 #include "ui/audio_format_dialog.h"
+#include "ui/list_box.h"
+#include "ui/run_dialog.h"
 
 namespace quillet {
 namespace {
@@ -100,7 +101,7 @@ MediaTypeHandle forget(HWND dialog) {
 
 void end(HWND dialog, int result) {
   forget(dialog);
-  EndDialog(dialog, result);
+  endDialog(dialog, result);
 }
 
 void listFormats(HWND list, IAMStreamConfig& config, int count) {
@@ -114,6 +115,7 @@ void listFormats(HWND list, IAMStreamConfig& config, int count) {
       SendMessageA(list, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
     }
   }
+  fitListBox(list);
 }
 
 /// @return a ds_error code.
@@ -218,12 +220,13 @@ void cancel(HWND dialog) {
   const MediaTypeHandle present = forget(dialog);
   const bool isAsBefore =
       !isModified || (config != nullptr && present != nullptr && SUCCEEDED(config->SetFormat(present.get())));
-  EndDialog(dialog, isAsBefore ? IDCANCEL : static_cast<INT_PTR>(ds_error::cannotRestoreFormat));
+  endDialog(dialog, isAsBefore ? IDCANCEL : static_cast<INT_PTR>(ds_error::cannotRestoreFormat));
 }
 
-INT_PTR command(HWND dialog, int control) {
-  switch (control) {
+INT_PTR command(HWND dialog, WPARAM given) {
+  switch (given) {
     case IDC_SET_FORMAT:
+    case MAKEWPARAM(IDC_AUDIO_FORMATS, LBN_DBLCLK):
       setSelected(dialog);
       return TRUE;
     case IDOK:
@@ -243,12 +246,10 @@ INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lPar
       if (const int error = show(dialog, *reinterpret_cast<IAMStreamConfig*>(lParam))) {
         end(dialog, error);
       }
-      return TRUE;
-    case WM_COMMAND:
-      return command(dialog, LOWORD(wParam));
-    case WM_DESTROY:
-      forget(dialog);  // When the dialog ends with its parent rather than by a button.
+      SetFocus(GetDlgItem(dialog, IDC_AUDIO_FORMATS));  // Before it stands what can only be read.
       return FALSE;
+    case WM_COMMAND:
+      return command(dialog, wParam);
     default:
       return FALSE;
   }
@@ -257,8 +258,7 @@ INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lPar
 }  // namespace
 
 INT_PTR showAudioCompressorDialog(HWND parent, IAMStreamConfig& config) {
-  return DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_AUDIO_COMPRESSOR), parent, procedure,
-                         reinterpret_cast<LPARAM>(&config));
+  return runDialog(parent, IDD_AUDIO_COMPRESSOR, procedure, reinterpret_cast<LPARAM>(&config));
 }
 
 }  // namespace quillet

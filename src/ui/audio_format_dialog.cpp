@@ -4,7 +4,6 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/module.h"
 #include "resources/resource_ids.h"
 #include "ui/ok_cancel_dialog.h"
 
@@ -48,6 +47,7 @@ void fill(HWND combo, ULONG minimum, ULONG maximum, ULONG granularity) {
 
 struct AudioFormatDialog {
   static constexpr char property[] = "AUDIO_STREAM_CONFIG_CAPS";
+  static constexpr int cannotAddProperty = ds_error::cannotAddDialogProperty;
 
   static void show(HWND dialog, LPARAM parameter) {
     auto* const capabilities = reinterpret_cast<Capabilities*>(parameter);
@@ -55,15 +55,12 @@ struct AudioFormatDialog {
       fill(GetDlgItem(dialog, choice.control), capabilities->*choice.minimum, capabilities->*choice.maximum,
            capabilities->*choice.granularity);
     }
-    if (!SetPropA(dialog, property, capabilities)) {
-      EndDialog(dialog, ds_error::cannotAddDialogProperty);
-    }
   }
 
   static void accept(HWND dialog) {
     auto* const capabilities = static_cast<Capabilities*>(RemovePropA(dialog, property));
     if (capabilities == nullptr) {
-      EndDialog(dialog, ds_error::unexpectedError);
+      endDialog(dialog, ds_error::unexpectedError);
       return;
     }
     for (const Choice& choice : choices) {
@@ -72,20 +69,15 @@ struct AudioFormatDialog {
       const UINT value = GetDlgItemInt(dialog, choice.control, &isNumber, FALSE);
       capabilities->*choice.minimum = isNumber ? value : capabilities->*choice.minimum;
     }
-    EndDialog(dialog, IDOK);
-  }
-
-  static void cancel(HWND dialog) {
-    RemovePropA(dialog, property);
-    EndDialog(dialog, IDCANCEL);
+    endDialog(dialog, IDOK);
   }
 };
 
 }  // namespace
 
 INT_PTR showAudioFormatDialog(HWND parent, AUDIO_STREAM_CONFIG_CAPS& capabilities) {
-  return DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_AUDIO_FORMAT), parent,
-                         okCancelProcedure<AudioFormatDialog>, reinterpret_cast<LPARAM>(&capabilities));
+  return runDialog(parent, IDD_AUDIO_FORMAT, okCancelProcedure<AudioFormatDialog>,
+                   reinterpret_cast<LPARAM>(&capabilities));
 }
 
 }  // namespace quillet

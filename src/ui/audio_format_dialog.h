@@ -10,7 +10,7 @@ namespace quillet {
 
 /// Shows the dialog and waits for its end.
 /// @param capabilities what can be chosen; after IDOK its minimums are what the user has chosen.
-/// @return IDOK, IDCANCEL, a ds_error code, or -1 or 0 when the dialog cannot be shown.
+/// @return IDOK, IDCANCEL, dialogNotShown or a ds_error code.
 INT_PTR showAudioFormatDialog(HWND parent, AUDIO_STREAM_CONFIG_CAPS& capabilities);
 
 }  // namespace quillet

@@ -10,17 +10,11 @@
 
 namespace quillet {
 
-/// How the dialog ended.
-enum class CompressorDialogResult {
-  notShown,
-  cancelled,  ///< Also when nothing was selected.
-  chosen,
-};
-
 /// Shows the dialog and waits for its end.
 /// @param parent may be null.
 /// @param names in the order in which they are listed, in the system's ANSI code page.
-/// @param choice receives the index of the name selected; changed only when the result is `chosen`.
-CompressorDialogResult showCompressorDialog(HWND parent, const std::vector<std::string>& names, std::size_t& choice);
+/// @param choice receives the index of the name selected; changed only when the result is IDOK.
+/// @return IDOK, IDCANCEL (also when nothing was selected) or dialogNotShown.
+INT_PTR showCompressorDialog(HWND parent, const std::vector<std::string>& names, std::size_t& choice);
 
 }  // namespace quillet

@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <limits>
 
-#include "core/module.h"
+#include <quillet/error_codes.h>
+
 #include "core/time_units.h"
 #include "resources/resource_ids.h"
 #include "ui/ok_cancel_dialog.h"
@@ -13,17 +14,7 @@
 namespace quillet {
 namespace {
 
-constexpr char periodProperty[] = "VfWAVICONFIG";
 constexpr int textSize = 128;
-
-long long* periodOf(HWND dialog) {
-  return static_cast<long long*>(GetPropA(dialog, periodProperty));
-}
-
-void end(HWND dialog, PeriodDialogResult result) {
-  RemovePropA(dialog, periodProperty);
-  EndDialog(dialog, static_cast<INT_PTR>(result));
-}
 
 /// Reads a number of seconds, behind which only blanks may stand.
 /// @return false when it is none, not positive, or too long for a period.
@@ -43,16 +34,13 @@ bool parseSeconds(const char* text, long long& period) {
 }
 
 struct PeriodDialog {
-  static constexpr const char* property = periodProperty;
+  static constexpr char property[] = "VfWAVICONFIG";
+  static constexpr int cannotAddProperty = vfw_error::cannotAddDialogProperty;
 
   static void show(HWND dialog, LPARAM parameter) {
-    auto* const period = reinterpret_cast<long long*>(parameter);
-    if (!SetPropA(dialog, periodProperty, period)) {
-      end(dialog, PeriodDialogResult::noProperty);
-      return;
-    }
     char text[textSize];
-    std::snprintf(text, sizeof text, "%lf", static_cast<double>(*period) / unitsPerSecond);
+    std::snprintf(text, sizeof text, "%lf",
+                  static_cast<double>(*reinterpret_cast<long long*>(parameter)) / unitsPerSecond);
     SetDlgItemTextA(dialog, IDC_PERIOD, text);
   }
 
@@ -61,27 +49,24 @@ struct PeriodDialog {
     GetDlgItemTextA(dialog, IDC_PERIOD, text, sizeof text);
     // The period stays with the dialog when the text is rejected, so that the user can mend it and try again. It is gone
     // when the dialog has ended already.
-    long long* const period = periodOf(dialog);
+    auto* const period = static_cast<long long*>(GetPropA(dialog, property));
     if (period == nullptr) {
       return;
     }
     if (parseSeconds(text, *period)) {
-      end(dialog, PeriodDialogResult::accepted);
+      RemovePropA(dialog, property);
+      endDialog(dialog, IDOK);
       return;
     }
     MessageBoxA(dialog, "Positive floating point value expected for the interleaving period.", "Quillet library",
                 MB_ICONEXCLAMATION);
   }
-
-  static void cancel(HWND dialog) { end(dialog, PeriodDialogResult::cancelled); }
 };
 
 }  // namespace
 
-PeriodDialogResult showInterleavingPeriodDialog(HWND parent, long long& period) {
-  return static_cast<PeriodDialogResult>(DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_INTERLEAVING_PERIOD),
-                                                         parent, okCancelProcedure<PeriodDialog>,
-                                                         reinterpret_cast<LPARAM>(&period)));
+INT_PTR showInterleavingPeriodDialog(HWND parent, long long& period) {
+  return runDialog(parent, IDD_INTERLEAVING_PERIOD, okCancelProcedure<PeriodDialog>, reinterpret_cast<LPARAM>(&period));
 }
 
 }  // namespace quillet

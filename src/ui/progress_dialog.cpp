@@ -1,5 +1,6 @@
 #include "ui/progress_dialog.h"
 
+#include <cstring>
 #include <optional>
 
 #include <commctrl.h>
@@ -11,6 +12,7 @@
 #include "core/library_thread.h"
 #include "core/module.h"
 #include "resources/resource_ids.h"
+#include "ui/run_dialog.h"
 #include "ui/wait_dlg_notification.h"
 
 namespace quillet {
@@ -27,25 +29,20 @@ constexpr int shortCycle = 8;
 struct Showing {
   const ProgressDialogParameters& parameters;
   const std::function<void(QuilletNotification&)>& operation;
-  HWND dialog = nullptr;
   std::optional<WaitDlgNotification> notification = std::nullopt;
   KernelHandle workerEnded = nullptr;  // Null while there is no worker.
   bool hasHiddenParent = false;
 };
 
-Showing* showingOf(HWND dialog) {
-  return reinterpret_cast<Showing*>(GetWindowLongPtrA(dialog, DWLP_USER));
+Showing& showingOf(HWND dialog) {
+  return *reinterpret_cast<Showing*>(parameterOf(dialog));
 }
 
 void work(void* parameter) {
   Showing& showing = *static_cast<Showing*>(parameter);
   QuilletThread();
   showing.operation(*showing.notification);
-  // There may be no room for the message behind all the reports. Ends: the dialog's thread takes them one by one, and a
-  // dialog that was destroyed with its parent needs no message.
-  while (!PostMessageA(showing.dialog, doneMessage, 0, 0) && IsWindow(showing.dialog)) {
-    Sleep(1);
-  }
+  showing.notification->finish();
 }
 
 void showIcon(HWND dialog, const ProgressDialogParameters& parameters) {
@@ -74,14 +71,17 @@ const char* labelOf(OperationKind kind) {
   }
 }
 
+/// What is there already is not drawn again.
 void setLabel(HWND dialog, const char* text) {
-  SetDlgItemTextA(dialog, IDC_OPERATION, text);
+  char present[64] = {};
+  GetDlgItemTextA(dialog, IDC_OPERATION, present, sizeof present);
+  if (std::strcmp(present, text) != 0) {
+    SetDlgItemTextA(dialog, IDC_OPERATION, text);
+  }
 }
 
 void start(HWND dialog, Showing& showing) {
   const ProgressDialogParameters& parameters = showing.parameters;
-  SetWindowLongPtrA(dialog, DWLP_USER, reinterpret_cast<LONG_PTR>(&showing));
-  showing.dialog = dialog;
   showing.notification.emplace(dialog, parameters.startHidden);
   showIcon(dialog, parameters);
   if (const char* const label = labelOf(parameters.kind)) {
@@ -97,7 +97,7 @@ void start(HWND dialog, Showing& showing) {
   showing.workerEnded.reset(startLibraryThread(work, workerStackSize, &showing, nullptr, 0, nullptr));
   if (!showing.workerEnded) {
     showing.notification.reset();
-    EndDialog(dialog, notStarted);
+    endDialog(dialog, notStarted);
   }
 }
 
@@ -109,19 +109,19 @@ void moveBar(HWND dialog, int cycle, LPARAM counter) {
 
 void showProgress(HWND dialog, WPARAM phase, LPARAM counter) {
   switch (phase) {
-    case 0:
+    case progress_phase::parsing:
       setLabel(dialog, "Opening: parsing the stream");
       moveBar(dialog, longCycle, counter);
       break;
-    case 1:
+    case progress_phase::opening:
       setLabel(dialog, "Opening the stream");
       ShowWindow(GetDlgItem(dialog, IDC_PROGRESS), SW_HIDE);
       break;
-    case 2:
+    case progress_phase::backtracking:
       setLabel(dialog, "Fetching samples: backtracking");
       moveBar(dialog, shortCycle, counter);
       break;
-    case 3:
+    case progress_phase::other:
       moveBar(dialog, longCycle, counter);
       break;
     default:
@@ -135,10 +135,11 @@ INT_PTR CALLBACK plainProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM
       start(dialog, *reinterpret_cast<Showing*>(lParam));
       return TRUE;
     case progressMessage:
+      showingOf(dialog).notification->taken();
       showProgress(dialog, wParam, lParam);
       return TRUE;
     case doneMessage:
-      EndDialog(dialog, 0);
+      endDialog(dialog, 0);
       return TRUE;
     default:
       return FALSE;
@@ -160,12 +161,10 @@ void accompany(HWND dialog, Showing& showing, bool minimised) {
 INT_PTR CALLBACK captionedProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
   if (message == WM_INITDIALOG) {
     SetWindowTextA(dialog, reinterpret_cast<Showing*>(lParam)->parameters.title);
-  } else if (Showing* const showing = showingOf(dialog)) {
-    if (message == WM_SIZE && (wParam == SIZE_MINIMIZED || wParam == SIZE_RESTORED)) {
-      accompany(dialog, *showing, wParam == SIZE_MINIMIZED);
-    } else if (message == doneMessage) {
-      accompany(dialog, *showing, false);
-    }
+  } else if (message == WM_SIZE && (wParam == SIZE_MINIMIZED || wParam == SIZE_RESTORED)) {
+    accompany(dialog, showingOf(dialog), wParam == SIZE_MINIMIZED);
+  } else if (message == doneMessage) {
+    accompany(dialog, showingOf(dialog), false);
   }
   return plainProcedure(dialog, message, wParam, lParam);
 }
@@ -196,9 +195,8 @@ bool runBehindProgressDialog(const ProgressDialogParameters& parameters,
   INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_PROGRESS_CLASS | ICC_ANIMATE_CLASS};
   InitCommonControlsEx(&controls);
   Showing showing = {parameters, operation};
-  DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(parameters.captioned ? IDD_CAPTIONED_PROGRESS : IDD_PROGRESS),
-                  parameters.parent, parameters.captioned ? captionedProcedure : plainProcedure,
-                  reinterpret_cast<LPARAM>(&showing));
+  runDialog(parameters.parent, parameters.captioned ? IDD_CAPTIONED_PROGRESS : IDD_PROGRESS,
+            parameters.captioned ? captionedProcedure : plainProcedure, reinterpret_cast<LPARAM>(&showing));
   if (!showing.workerEnded) {
     return false;
   }

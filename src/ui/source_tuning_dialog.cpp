@@ -4,7 +4,8 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "core/module.h"
+#include <quillet/error_codes.h>
+
 #include "resources/resource_ids.h"
 #include "ui/ok_cancel_dialog.h"
 
@@ -50,16 +51,13 @@ template <class Kind>
 struct TuningDialog {
   using Tuning = typename Kind::Tuning;
   static constexpr char property[] = "DSSCONFIG";
+  static constexpr int cannotAddProperty = ds_error::cannotAddDialogProperty;
 
   static void show(HWND dialog, LPARAM parameter) {
-    auto* const tuning = reinterpret_cast<Tuning*>(parameter);
-    if (!SetPropA(dialog, property, tuning)) {
-      EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::noProperty));
-      return;
-    }
-    SetDlgItemInt(dialog, IDC_QUICK_DECODE, tuning->quickDecode, TRUE);
-    SetDlgItemInt(dialog, IDC_STEP_BACK, tuning->stepBack, TRUE);
-    Kind::showRatio(dialog, *tuning);
+    const auto& tuning = *reinterpret_cast<const Tuning*>(parameter);
+    SetDlgItemInt(dialog, IDC_QUICK_DECODE, tuning.quickDecode, TRUE);
+    SetDlgItemInt(dialog, IDC_STEP_BACK, tuning.stepBack, TRUE);
+    Kind::showRatio(dialog, tuning);
   }
 
   static void accept(HWND dialog) {
@@ -70,31 +68,20 @@ struct TuningDialog {
     tuning->quickDecode = numberIn<Kind::textLength>(dialog, IDC_QUICK_DECODE);
     tuning->stepBack = numberIn<Kind::textLength>(dialog, IDC_STEP_BACK);
     Kind::readRatio(dialog, *tuning);
-    EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::accepted));
-  }
-
-  static void cancel(HWND dialog) {
-    RemovePropA(dialog, property);
-    EndDialog(dialog, static_cast<INT_PTR>(TuningDialogResult::cancelled));
+    endDialog(dialog, IDOK);
   }
 };
 
-template <class Kind>
-TuningDialogResult run(HWND parent, int resource, typename Kind::Tuning& tuning) {
-  const INT_PTR result = DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(resource), parent,
-                                         okCancelProcedure<TuningDialog<Kind>>, reinterpret_cast<LPARAM>(&tuning));
-  // The system answers 0, which none of the dialogs does, for a parent that is no window.
-  return result == 0 ? TuningDialogResult::notShown : static_cast<TuningDialogResult>(result);
-}
-
 }  // namespace
 
-TuningDialogResult showSourceTuningDialog(HWND parent, SearchTuning& tuning) {
-  return run<AudioKind>(parent, IDD_AUDIO_SOURCE_TUNING, tuning);
+INT_PTR showSourceTuningDialog(HWND parent, SearchTuning& tuning) {
+  return runDialog(parent, IDD_AUDIO_SOURCE_TUNING, okCancelProcedure<TuningDialog<AudioKind>>,
+                   reinterpret_cast<LPARAM>(&tuning));
 }
 
-TuningDialogResult showSourceTuningDialog(HWND parent, FrameSearchTuning& tuning) {
-  return run<VideoKind>(parent, IDD_VIDEO_SOURCE_TUNING, tuning);
+INT_PTR showSourceTuningDialog(HWND parent, FrameSearchTuning& tuning) {
+  return runDialog(parent, IDD_VIDEO_SOURCE_TUNING, okCancelProcedure<TuningDialog<VideoKind>>,
+                   reinterpret_cast<LPARAM>(&tuning));
 }
 
 }  // namespace quillet

@@ -17,19 +17,12 @@ struct FrameSearchTuning : SearchTuning {
   int growthRatio = 0;  ///< By which the step back grows; the dialog offers up to 7, and shows more as that.
 };
 
-/// How a dialog ended.
-enum class TuningDialogResult : INT_PTR {
-  notShown = -1,
-  accepted = 1,
-  cancelled = 2,
-  noProperty = 52,  ///< The dialog could not be given the values.
-};
-
 /// Shows the dialog and waits for its end.
 /// @param parent may be null.
-/// @param tuning changed only when the result is `accepted`; the values are as the user has entered them, 0 where that was
-///     no number.
-TuningDialogResult showSourceTuningDialog(HWND parent, SearchTuning& tuning);
-TuningDialogResult showSourceTuningDialog(HWND parent, FrameSearchTuning& tuning);
+/// @param tuning changed only when the result is IDOK; the values are as the user has entered them, 0 where that was no
+///     number.
+/// @return IDOK, IDCANCEL, dialogNotShown or a ds_error code.
+INT_PTR showSourceTuningDialog(HWND parent, SearchTuning& tuning);
+INT_PTR showSourceTuningDialog(HWND parent, FrameSearchTuning& tuning);
 
 }  // namespace quillet

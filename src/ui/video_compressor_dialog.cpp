@@ -7,13 +7,11 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/module.h"
 #include "resources/resource_ids.h"
+#include "ui/ok_cancel_dialog.h"
 
 namespace quillet {
 namespace {
-
-constexpr char parametersProperty[] = "videoConfigDB_parameters";
 
 template <class Value>
 using Getter = HRESULT (STDMETHODCALLTYPE IAMVideoCompression::*)(Value*);
@@ -50,23 +48,30 @@ bool scan(HWND dialog, int control, const char* format, Value& value) {
   return std::sscanf(text, format, &value) == 1;
 }
 
+/// Reads what a setting is now. One that cannot be read loses its capability: OK would set what nobody has chosen.
+/// @return whether the compressor has the setting.
+template <class Value>
+bool read(VideoCompressorParameters& parameters, long capability, Getter<Value> get, Value& value) {
+  if ((parameters.capabilities & capability) != 0 && FAILED((parameters.compression->*get)(&value))) {
+    parameters.capabilities &= ~capability;
+  }
+  return (parameters.capabilities & capability) != 0;
+}
+
 /// Shows a setting, with `display` when it is not left to the codec.
 template <class Value, class Display>
-void show(HWND dialog, const VideoCompressorParameters& parameters, const Defaultable& setting, Getter<Value> get,
-          Display display) {
-  if ((parameters.capabilities & setting.capability) == 0) {
+void showSetting(HWND dialog, VideoCompressorParameters& parameters, const Defaultable& setting, Getter<Value> get,
+                 Display display) {
+  Value value = {};
+  if (!read(parameters, setting.capability, get, value)) {
     enable(dialog, setting.control, false);
     enable(dialog, setting.box, false);
-    return;
-  }
-  Value value = {};
-  // Of what cannot be read nothing better is known than that the codec has a value for it.
-  if (SUCCEEDED((parameters.compression->*get)(&value)) && value >= 0) {
+  } else if (value < 0) {
+    enable(dialog, setting.control, false);
+    CheckDlgButton(dialog, setting.box, BST_CHECKED);
+  } else {
     display(value);
-    return;
   }
-  enable(dialog, setting.control, false);
-  CheckDlgButton(dialog, setting.box, BST_CHECKED);
 }
 
 void showQuality(HWND dialog, double value) {
@@ -75,43 +80,21 @@ void showQuality(HWND dialog, double value) {
   SendDlgItemMessageA(dialog, IDC_QUALITY, TBM_SETPOS, TRUE, position);
 }
 
-void showWindowSize(HWND dialog, const VideoCompressorParameters& parameters) {
+void showWindowSize(HWND dialog, VideoCompressorParameters& parameters) {
+  constexpr DWORDLONG billion = 1'000'000'000;
   DWORDLONG size = 0;
-  if ((parameters.capabilities & CompressionCaps_CanWindow) == 0) {
+  if (!read(parameters, CompressionCaps_CanWindow, &IAMVideoCompression::get_WindowSize, size)) {
     enable(dialog, IDC_WINDOW_SIZE, false);
-  } else if (SUCCEEDED(parameters.compression->get_WindowSize(&size))) {
-    constexpr DWORDLONG billion = 1'000'000'000;
-    char text[64];
-    if (size < billion) {
-      std::snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(size));
-    } else {
-      std::snprintf(text, sizeof text, "%lu%lu", static_cast<unsigned long>(size / billion),
-                    static_cast<unsigned long>(size % billion));
-    }
-    SetDlgItemTextA(dialog, IDC_WINDOW_SIZE, text);
-  }
-}
-
-void show(HWND dialog, VideoCompressorParameters& parameters) {
-  if (!SetPropA(dialog, parametersProperty, &parameters)) {
-    EndDialog(dialog, ds_error::cannotAddDialogProperty);
     return;
   }
-  SendDlgItemMessageA(dialog, IDC_QUALITY, TBM_SETTICFREQ, 20, 0);
-  SendDlgItemMessageA(dialog, IDC_QUALITY, TBM_SETRANGE, TRUE, MAKELPARAM(0, 100));
-  SendDlgItemMessageA(dialog, IDC_QUALITY, TBM_SETPAGESIZE, 0, 10);
-  const auto printRate = [dialog](int control) { return [=](long value) { print(dialog, control, "%ld", value); }; };
-  show<long>(dialog, parameters, keyFrameRate, &IAMVideoCompression::get_KeyFrameRate, printRate(IDC_KEY_FRAME_RATE));
-  show<long>(dialog, parameters, pFrames, &IAMVideoCompression::get_PFramesPerKeyFrame, printRate(IDC_P_FRAMES));
-  show<double>(dialog, parameters, quality, &IAMVideoCompression::get_Quality,
-               [dialog](double value) { showQuality(dialog, value); });
-  showWindowSize(dialog, parameters);
-  if ((parameters.capabilities & CompressionCaps_CanCrunch) != 0) {
-    print(dialog, IDC_BIT_RATE, "%lu", parameters.bitRate);
+  char text[64];
+  if (size < billion) {
+    std::snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(size));
   } else {
-    enable(dialog, IDC_BIT_RATE, false);
+    std::snprintf(text, sizeof text, "%lu%lu", static_cast<unsigned long>(size / billion),
+                  static_cast<unsigned long>(size % billion));
   }
-  enable(dialog, IDC_FURTHER_CONFIGURATION, parameters.vfwDialogs != nullptr || parameters.pages.exist());
+  SetDlgItemTextA(dialog, IDC_WINDOW_SIZE, text);
 }
 
 /// Sets what a text says, or leaves the setting to the codec.
@@ -130,7 +113,11 @@ bool applyWindowSize(HWND dialog, const VideoCompressorParameters& parameters) {
          SUCCEEDED(parameters.compression->put_WindowSize(std::max(size, 1UL)));
 }
 
+/// A rate of 0, and none at all, leave the present one.
 bool takeBitRate(HWND dialog, VideoCompressorParameters& parameters) {
+  if (GetWindowTextLengthA(GetDlgItem(dialog, IDC_BIT_RATE)) == 0) {
+    return true;
+  }
   unsigned long rate = 0;
   if (!scan(dialog, IDC_BIT_RATE, "%lu", rate)) {
     return false;
@@ -139,56 +126,72 @@ bool takeBitRate(HWND dialog, VideoCompressorParameters& parameters) {
   return true;
 }
 
-void accept(HWND dialog) {
-  auto* const parameters = static_cast<VideoCompressorParameters*>(RemovePropA(dialog, parametersProperty));
-  if (parameters == nullptr) {
-    EndDialog(dialog, ds_error::unexpectedError);
-    return;
-  }
-  bool isComplete = true;
-  const auto applyIf = [&](long capability, auto step) {
-    if ((parameters->capabilities & capability) != 0 && !step()) {
-      isComplete = false;
+struct VideoCompressorDialog {
+  static constexpr char property[] = "videoConfigDB_parameters";
+  static constexpr int cannotAddProperty = ds_error::cannotAddDialogProperty;
+
+  static void show(HWND dialog, LPARAM given) {
+    auto& parameters = *reinterpret_cast<VideoCompressorParameters*>(given);
+    SendDlgItemMessageA(dialog, IDC_QUALITY, TBM_SETTICFREQ, 20, 0);
+    SendDlgItemMessageA(dialog, IDC_QUALITY, TBM_SETRANGE, TRUE, MAKELPARAM(0, 100));
+    SendDlgItemMessageA(dialog, IDC_QUALITY, TBM_SETPAGESIZE, 0, 10);
+    const auto printRate = [dialog](int control) { return [=](long value) { print(dialog, control, "%ld", value); }; };
+    showSetting<long>(dialog, parameters, keyFrameRate, &IAMVideoCompression::get_KeyFrameRate,
+                      printRate(IDC_KEY_FRAME_RATE));
+    showSetting<long>(dialog, parameters, pFrames, &IAMVideoCompression::get_PFramesPerKeyFrame,
+                      printRate(IDC_P_FRAMES));
+    showSetting<double>(dialog, parameters, quality, &IAMVideoCompression::get_Quality,
+                        [dialog](double value) { showQuality(dialog, value); });
+    showWindowSize(dialog, parameters);
+    if ((parameters.capabilities & CompressionCaps_CanCrunch) != 0) {
+      print(dialog, IDC_BIT_RATE, "%lu", parameters.bitRate);
+    } else {
+      enable(dialog, IDC_BIT_RATE, false);
     }
-  };
-  applyIf(keyFrameRate.capability, [&] {
-    return apply(dialog, *parameters, keyFrameRate, IDC_KEY_FRAME_RATE, "%ld", &IAMVideoCompression::put_KeyFrameRate);
-  });
-  applyIf(pFrames.capability, [&] {
-    return apply(dialog, *parameters, pFrames, IDC_P_FRAMES, "%ld", &IAMVideoCompression::put_PFramesPerKeyFrame);
-  });
-  applyIf(quality.capability, [&] {
-    return apply(dialog, *parameters, quality, IDC_QUALITY_VALUE, "%lf", &IAMVideoCompression::put_Quality);
-  });
-  applyIf(CompressionCaps_CanWindow, [&] { return applyWindowSize(dialog, *parameters); });
-  applyIf(CompressionCaps_CanCrunch, [&] { return takeBitRate(dialog, *parameters); });
-  EndDialog(dialog, isComplete ? IDOK : static_cast<INT_PTR>(ds_error::configurationPartlyFailed));
+    enable(dialog, IDC_FURTHER_CONFIGURATION, parameters.vfwDialogs != nullptr || parameters.pages.exist());
+  }
+
+  static void accept(HWND dialog) {
+    auto* const parameters = static_cast<VideoCompressorParameters*>(RemovePropA(dialog, property));
+    if (parameters == nullptr) {
+      endDialog(dialog, ds_error::unexpectedError);
+      return;
+    }
+    bool isComplete = true;
+    const auto applyIf = [&](long capability, auto step) {
+      if ((parameters->capabilities & capability) != 0 && !step()) {
+        isComplete = false;
+      }
+    };
+    applyIf(keyFrameRate.capability, [&] {
+      return apply(dialog, *parameters, keyFrameRate, IDC_KEY_FRAME_RATE, "%ld",
+                   &IAMVideoCompression::put_KeyFrameRate);
+    });
+    applyIf(pFrames.capability, [&] {
+      return apply(dialog, *parameters, pFrames, IDC_P_FRAMES, "%ld", &IAMVideoCompression::put_PFramesPerKeyFrame);
+    });
+    applyIf(quality.capability, [&] {
+      return apply(dialog, *parameters, quality, IDC_QUALITY_VALUE, "%lf", &IAMVideoCompression::put_Quality);
+    });
+    applyIf(CompressionCaps_CanWindow, [&] { return applyWindowSize(dialog, *parameters); });
+    applyIf(CompressionCaps_CanCrunch, [&] { return takeBitRate(dialog, *parameters); });
+    endDialog(dialog, isComplete ? IDOK : static_cast<INT_PTR>(ds_error::configurationPartlyFailed));
+  }
+};
+
+void showFurther(HWND dialog) {
+  if (const void* const parameters = GetPropA(dialog, VideoCompressorDialog::property)) {
+    showFurtherConfiguration(dialog, *static_cast<const VideoCompressorParameters*>(parameters));
+  }
 }
 
-INT_PTR command(HWND dialog, int control) {
-  switch (control) {
-    case IDC_FURTHER_CONFIGURATION:
-      if (const void* const parameters = GetPropA(dialog, parametersProperty)) {
-        showFurtherConfiguration(dialog, *static_cast<const VideoCompressorParameters*>(parameters));
-      }
-      return TRUE;
-    case IDOK:
-      accept(dialog);
-      return TRUE;
-    case IDCANCEL:
-      RemovePropA(dialog, parametersProperty);
-      EndDialog(dialog, IDCANCEL);
-      return TRUE;
-    default:
-      break;
-  }
+/// A setting can be edited while its box is not checked.
+void followBox(HWND dialog, int box) {
   for (const Defaultable& setting : defaultables) {
-    if (setting.box == control) {
-      enable(dialog, setting.control, IsDlgButtonChecked(dialog, control) != BST_CHECKED);
-      return TRUE;
+    if (setting.box == box) {
+      enable(dialog, setting.control, IsDlgButtonChecked(dialog, box) != BST_CHECKED);
     }
   }
-  return FALSE;
 }
 
 /// Follows the trackbar with the value beside it, which is the one that counts.
@@ -209,27 +212,21 @@ INT_PTR scroll(HWND dialog, WPARAM wParam) {
 }
 
 INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  switch (message) {
-    case WM_INITDIALOG:
-      show(dialog, *reinterpret_cast<VideoCompressorParameters*>(lParam));
-      return TRUE;
-    case WM_COMMAND:
-      return command(dialog, LOWORD(wParam));
-    case WM_HSCROLL:
-      return scroll(dialog, wParam);
-    case WM_DESTROY:
-      RemovePropA(dialog, parametersProperty);  // Is there still when the parent takes the dialog with it.
-      return FALSE;
-    default:
-      return FALSE;
+  if (message == WM_HSCROLL) {
+    return scroll(dialog, wParam);
   }
+  if (message == WM_COMMAND && LOWORD(wParam) == IDC_FURTHER_CONFIGURATION) {
+    showFurther(dialog);
+  } else if (message == WM_COMMAND) {
+    followBox(dialog, LOWORD(wParam));
+  }
+  return okCancelProcedure<VideoCompressorDialog>(dialog, message, wParam, lParam);
 }
 
 }  // namespace
 
 INT_PTR showVideoCompressorDialog(HWND parent, VideoCompressorParameters& parameters) {
-  return DialogBoxParamA(moduleInstance(), MAKEINTRESOURCEA(IDD_VIDEO_COMPRESSOR), parent, procedure,
-                         reinterpret_cast<LPARAM>(&parameters));
+  return runDialog(parent, IDD_VIDEO_COMPRESSOR, procedure, reinterpret_cast<LPARAM>(&parameters));
 }
 
 bool showFurtherConfiguration(HWND parent, const VideoCompressorParameters& parameters) {

@@ -17,6 +17,7 @@
 #include "core/handles.h"
 #include "core/time_units.h"
 #include "ui/interleaving_period_dialog.h"
+#include "ui/run_dialog.h"
 #include "vfw/audio_compression.h"
 #include "vfw/video_compression.h"
 
@@ -291,17 +292,18 @@ void VfWOutputAVIFile::configureAVI(void* parentWindow) {
     return;
   }
   long long period = interleavingPeriod();
-  switch (quillet::showInterleavingPeriodDialog(static_cast<HWND>(parentWindow), period)) {
-    case quillet::PeriodDialogResult::accepted:
+  const INT_PTR result = quillet::showInterleavingPeriodDialog(static_cast<HWND>(parentWindow), period);
+  switch (result) {
+    case IDOK:
       setInterleavingPeriod(period);
       break;
-    case quillet::PeriodDialogResult::cancelled:
+    case IDCANCEL:
       break;
-    case quillet::PeriodDialogResult::notShown:
+    case quillet::dialogNotShown:
       lastError = vfw_error::cannotDisplayDialog;
       break;
     default:
-      lastError = vfw_error::cannotAddDialogProperty;
+      lastError = static_cast<int>(result);
   }
 }
 

@@ -12,18 +12,32 @@ constexpr ULONGLONG patienceMs = 10000;
 
 struct Search {
   const std::string& title;
+  HWND passedOver;
   HWND found = nullptr;
 };
 
-/// Takes the dialog that waits for the user: another that it has opened would disable it.
+/// The title of a dialog, or what a control says.
+std::string textOf(HWND window) {
+  char text[256] = {};
+  SendMessageA(window, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
+  return text;
+}
+
+/// Another dialog that it has opened would disable it.
+bool waitsForTheUser(HWND dialog) {
+  return IsWindowVisible(dialog) && IsWindowEnabled(dialog);
+}
+
 BOOL CALLBACK examine(HWND window, LPARAM parameter) {
   auto& search = *reinterpret_cast<Search*>(parameter);
   char name[32] = {};
-  char title[128] = {};
   GetClassNameA(window, name, sizeof name);
-  GetWindowTextA(window, title, sizeof title);
-  const bool isIt = std::strcmp(name, "#32770") == 0 && IsWindowVisible(window) && IsWindowEnabled(window) &&
-                    (search.title.empty() || search.title == title);
+  if (std::strcmp(name, "#32770") != 0 || window == search.passedOver || !waitsForTheUser(window)) {
+    return TRUE;
+  }
+  // Its thread answers when it has nothing else to do: a dialog that is about to go has gone then.
+  const std::string title = textOf(window);
+  const bool isIt = waitsForTheUser(window) && (search.title.empty() || search.title == title);
   search.found = isIt ? window : search.found;
   return !isIt;
 }
@@ -34,50 +48,84 @@ DialogDriver::DialogDriver(std::vector<DialogStep> steps)
     : steps(std::move(steps)), thread(CreateThread(nullptr, 0, run, this, 0, nullptr)) {}
 
 DialogDriver::~DialogDriver() {
-  WaitForSingleObject(thread, INFINITE);  // Ends: the thread's patience does.
-  CloseHandle(thread);
+  SetEvent(isOver.get());
+  // Ends: the thread looks for that event between all that it does, and gets its answer when it asks a window just now.
+  HANDLE ended = thread.get();
+  while (MsgWaitForMultipleObjects(1, &ended, FALSE, INFINITE, QS_SENDMESSAGE) != WAIT_OBJECT_0) {
+    MSG message;
+    PeekMessageA(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+  }
   EXPECT_EQ(done, steps.size()) << "no dialog '" << (done < steps.size() ? steps[done].title : "") << "'";
+  EXPECT_EQ(unexpected, "") << "not expected, and cancelled";
 }
 
 DWORD WINAPI DialogDriver::run(void* self) {
   auto& driver = *static_cast<DialogDriver*>(self);
+  HWND last = nullptr;
   for (const DialogStep& step : driver.steps) {
-    const HWND dialog = driver.await(step.title);
-    if (dialog == nullptr) {
-      // Whatever is shown instead must not keep the test waiting.
-      if (const HWND other = driver.await({})) {
-        PostMessageA(other, WM_COMMAND, IDCANCEL, 0);
-      }
+    last = driver.await(step.title, nullptr, patienceMs);
+    if (last == nullptr) {
       break;
     }
-    step.act(dialog);
+    step.act(last);
     ++driver.done;
+  }
+  // Whatever else is shown must not keep the test waiting. The last dialog may take a while to go.
+  while ((last = driver.await({}, last, INFINITE)) != nullptr) {
+    driver.unexpected += "'" + textOf(last) + "' ";
+    PostMessageA(last, WM_CLOSE, 0, 0);
   }
   return 0;
 }
 
 /// Nothing tells that a dialog of another thread is ready: look again and again.
-HWND DialogDriver::await(const std::string& title) const {
-  Search search = {title};
-  for (const ULONGLONG end = GetTickCount64() + patienceMs; search.found == nullptr && GetTickCount64() < end;) {
+HWND DialogDriver::await(const std::string& title, HWND passedOver, ULONGLONG patience) const {
+  Search search = {title, passedOver};
+  for (const ULONGLONG start = GetTickCount64(); search.found == nullptr && GetTickCount64() - start < patience;) {
     EnumThreadWindows(owner, examine, reinterpret_cast<LPARAM>(&search));
-    Sleep(1);
+    if (WaitForSingleObject(isOver.get(), 1) == WAIT_OBJECT_0) {
+      break;
+    }
   }
   return search.found;
 }
 
+HWND makeParent() {
+  return CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+}
+
+std::function<void(HWND)> closing(HWND parent, std::function<void(HWND)> before) {
+  return [=](HWND dialog) { before(dialog), PostMessageA(parent, WM_CLOSE, 0, 0); };
+}
+
 void press(HWND dialog, int button) {
-  PostMessageA(dialog, WM_COMMAND, button, reinterpret_cast<LPARAM>(GetDlgItem(dialog, button)));
+  if (button == IDOK || button == IDCANCEL) {
+    PostMessageA(dialog, WM_KEYDOWN, button == IDOK ? VK_RETURN : VK_ESCAPE, 0);
+  } else {
+    PostMessageA(dialog, WM_COMMAND, button, reinterpret_cast<LPARAM>(GetDlgItem(dialog, button)));
+  }
 }
 
 void enter(HWND dialog, int control, const char* text) {
   SendDlgItemMessageA(dialog, control, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text));
 }
 
+void doubleClick(HWND dialog, int control) {
+  PostMessageA(GetDlgItem(dialog, control), WM_LBUTTONDBLCLK, 0, 0);
+}
+
 std::string textOf(HWND dialog, int control) {
-  char text[256] = {};
-  SendDlgItemMessageA(dialog, control, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
-  return text;
+  return textOf(GetDlgItem(dialog, control));
+}
+
+std::string labelOf(HWND dialog, int control) {
+  return textOf(GetWindow(GetDlgItem(dialog, control), GW_HWNDPREV));
+}
+
+bool showsWholeRows(HWND dialog, int list) {
+  RECT rows = {};
+  GetClientRect(GetDlgItem(dialog, list), &rows);
+  return rows.bottom > 0 && rows.bottom % SendDlgItemMessageA(dialog, list, LB_GETITEMHEIGHT, 0, 0) == 0;
 }
 
 }  // namespace quillet::test

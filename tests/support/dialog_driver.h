@@ -25,18 +25,28 @@ class DialogDriver {
   DialogDriver(const DialogDriver&) = delete;
   DialogDriver& operator=(const DialogDriver&) = delete;
 
-  /// Fails the test when a step's dialog has not shown up.
+  /// Fails the test when a step's dialog has not shown up, and when another than those of the steps has, which is closed
+  /// then.
   ~DialogDriver();
 
  private:
   static DWORD WINAPI run(void* self);
-  HWND await(const std::string& title) const;
+  HWND await(const std::string& title, HWND passedOver, ULONGLONG patience) const;
 
   std::vector<DialogStep> steps;
   std::size_t done = 0;
+  std::string unexpected;  // The titles of dialogs that no step has asked for.
   DWORD owner = GetCurrentThreadId();
-  HANDLE thread;
+  KernelHandle isOver{CreateEventA(nullptr, TRUE, FALSE, nullptr)};
+  KernelHandle thread;
 };
+
+/// A window to own dialogs.
+HWND makeParent();
+
+/// What a user does who takes a dialog away with its parent.
+std::function<void(HWND)> closing(
+    HWND parent, std::function<void(HWND)> before = [](HWND) {});
 
 /// While it lives, the thread that made it cannot make windows.
 class NoWindows {
@@ -48,8 +58,16 @@ class NoWindows {
   UniqueHandle<HHOOK, UnhookWindowsHookEx> hook;
 };
 
+/// Presses a button; OK and Cancel with their keys, which reach them where they are the dialog's default and its way out.
 void press(HWND dialog, int button);
 void enter(HWND dialog, int control, const char* text);
+void doubleClick(HWND dialog, int control);
 std::string textOf(HWND dialog, int control);
+
+/// The text of what stands before a control, where readers of the screen look for its name.
+std::string labelOf(HWND dialog, int control);
+
+/// Whether a list box cuts none of its rows.
+bool showsWholeRows(HWND dialog, int list);
 
 }  // namespace quillet::test

@@ -115,6 +115,7 @@ LRESULT CALLBACK TestCodec::driver(DWORD_PTR, HDRVR, UINT message, LPARAM first,
         return ICERR_UNSUPPORTED;
       }
       if (first != ICMF_CONFIGURE_QUERY) {
+        installed->owner = reinterpret_cast<HWND>(first);
         installed->dialog(installed->state);
       }
       return ICERR_OK;

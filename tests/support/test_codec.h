@@ -31,6 +31,7 @@ class TestCodec {
   /// The compressor's state, and what its dialog does to it; without a dialog the result is ICERR_UNSUPPORTED.
   Bytes state = {1, 2, 3};
   std::function<void(Bytes& state)> dialog;
+  HWND owner = nullptr;            // That the dialog was given.
   LRESULT stateResult = ICERR_OK;  // Of the message that gets the state.
 
  private:

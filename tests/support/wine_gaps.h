@@ -40,4 +40,7 @@ inline constexpr bool splitterFalsifiesTimes = true;
 /// The splitter knows no type for a stream of IMA ADPCM, so that it can be neither asked for nor rendered.
 inline constexpr bool imaHasNoMediaType = true;
 
+/// OleCreatePropertyFrame does not give its frame the owner that it is given.
+inline constexpr bool propertyFrameHasNoOwner = true;
+
 }  // namespace quillet::test::wine_gap

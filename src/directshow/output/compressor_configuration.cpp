@@ -10,6 +10,7 @@
 #include <quillet/error_codes.h>
 
 #include "core/media_type.h"
+#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "ui/audio_compressor_dialog.h"
 #include "ui/property_pages.h"
@@ -19,21 +20,6 @@ using Microsoft::WRL::ComPtr;
 
 namespace quillet {
 namespace {
-
-/// @return the code of a dialog's result.
-int codeOf(INT_PTR result) {
-  switch (result) {
-    case -1:
-    case 0:  // The parent is no window, or the dialog has gone with it.
-      return ds_error::cannotDisplayDialog;
-    case IDOK:
-      return ds_error::success;
-    case IDCANCEL:
-      return output_error::dialogCancelled;
-    default:
-      return static_cast<int>(result);
-  }
-}
 
 /// Finds the pin that a compressor writes to.
 int findOutput(IBaseFilter* compressor, ComPtr<IPin>& output) {
@@ -118,7 +104,7 @@ int showSettings(HWND parent, const ComPtr<IPin>& output, VideoCompressorParamet
   if (isAccepted && bitRate.isKnown() && !bitRate.set(parameters.bitRate)) {
     return ds_error::cannotChangeDataRate;
   }
-  return codeOf(result);
+  return codeOf(result, output_error::dialogCancelled);
 }
 
 }  // namespace
@@ -132,7 +118,7 @@ int configureAudioCompressor(HWND parent, IBaseFilter* compressor) {
   if (FAILED(output.As(&config))) {
     return ds_error::notConfigurableFilter;
   }
-  return codeOf(showAudioCompressorDialog(parent, *config.Get()));
+  return codeOf(showAudioCompressorDialog(parent, *config.Get()), output_error::dialogCancelled);
 }
 
 int configureVideoCompressor(HWND parent, IBaseFilter* compressor) {

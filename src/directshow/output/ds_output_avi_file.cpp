@@ -14,6 +14,7 @@
 #include "core/guarded.h"
 #include "core/library_thread.h"
 #include "core/time_units.h"
+#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "directshow/output/compressor_configuration.h"
 #include "directshow/output/compressor_list.h"
@@ -38,14 +39,9 @@ int askForCompressor(HWND parent, bool isVideo, ComPtr<IMoniker>& chosen) {
     return error;
   }
   std::size_t choice = 0;
-  switch (quillet::showCompressorDialog(parent, names, choice)) {
-    case quillet::CompressorDialogResult::notShown:
-      return ds_error::cannotDisplayDialog;
-    case quillet::CompressorDialogResult::cancelled:
-      return output_error::dialogCancelled;
-    default:
-      return compressors.find(names[choice], chosen);
-  }
+  const INT_PTR result = quillet::showCompressorDialog(parent, names, choice);
+  return result == IDOK ? compressors.find(names[choice], chosen)
+                        : quillet::codeOf(result, output_error::dialogCancelled);
 }
 
 }  // namespace

@@ -14,11 +14,12 @@
 #include "core/open_new.h"
 #include "core/time_units.h"
 #include "directshow/base/c_media_type.h"
+#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/video_format.h"
 #include "directshow/rawdata/data_sg_callback.h"
 #include "directshow/rawdata/time_graph.h"
 #include "directshow/source/source_graph.h"
-#include "directshow/source/tuning.h"
+#include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;
 
@@ -278,13 +279,13 @@ void DSRawDataSourceStream::configure(void* parentWindow) {
   auto* const parent = static_cast<HWND>(parentWindow);
   quillet::FrameSearchTuning tuning = {{graph->quickDecodeThreshold, reader->stepBack}, reader->growth};
   // The dialog of audio streams knows no growth.
-  const auto result = reader->isAudio()
+  const INT_PTR result = reader->isAudio()
                           ? quillet::showSourceTuningDialog(parent, static_cast<quillet::SearchTuning&>(tuning))
                           : quillet::showSourceTuningDialog(parent, tuning);
-  if (result == quillet::TuningDialogResult::accepted) {
+  if (result == IDOK) {
     config(tuning.quickDecode, tuning.stepBack, tuning.growthRatio);
   }
-  lastError = quillet::errorOf(result);
+  lastError = quillet::codeOf(result, ds_error::success);
 }
 
 unsigned char* DSRawDataSourceStream::getData(long& sample, long& samples, long& bytes, bool& key) {

@@ -15,10 +15,11 @@
 #include "core/open_new.h"
 #include "core/time_units.h"
 #include "directshow/base/c_media_type.h"
+#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "directshow/source/audio_sg_callback.h"
 #include "directshow/source/source_graph.h"
-#include "directshow/source/tuning.h"
+#include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;
 
@@ -355,11 +356,11 @@ void DSAudioSourceStream::configure(void* parentWindow) {
     return;
   }
   quillet::SearchTuning tuning = {graph->quickDecodeThreshold, search->stepBack};
-  const auto result = quillet::showSourceTuningDialog(static_cast<HWND>(parentWindow), tuning);
-  if (result == quillet::TuningDialogResult::accepted) {
+  const INT_PTR result = quillet::showSourceTuningDialog(static_cast<HWND>(parentWindow), tuning);
+  if (result == IDOK) {
     config(tuning.quickDecode, tuning.stepBack);
   }
-  lastError = quillet::errorOf(result);
+  lastError = quillet::codeOf(result, ds_error::success);
 }
 
 double DSAudioSourceStream::StreamSampleToTime(long& sample) {

@@ -14,10 +14,11 @@
 #include "core/open_new.h"
 #include "core/time_units.h"
 #include "directshow/base/c_media_type.h"
+#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "directshow/graph/video_format.h"
 #include "directshow/source/source_graph.h"
-#include "directshow/source/tuning.h"
+#include "ui/source_tuning_dialog.h"
 #include "directshow/source/video_sg_callback.h"
 
 namespace ds_error = quillet::ds_error;
@@ -284,11 +285,11 @@ void DSVideoSourceStream::configure(void* parentWindow) {
     return;
   }
   quillet::FrameSearchTuning tuning = {{graph->quickDecodeThreshold, search->backtrackStep}, search->growthRatio};
-  const auto result = quillet::showSourceTuningDialog(static_cast<HWND>(parentWindow), tuning);
-  if (result == quillet::TuningDialogResult::accepted) {
+  const INT_PTR result = quillet::showSourceTuningDialog(static_cast<HWND>(parentWindow), tuning);
+  if (result == IDOK) {
     config(tuning.quickDecode, tuning.stepBack, tuning.growthRatio);
   }
-  lastError = quillet::errorOf(result);
+  lastError = quillet::codeOf(result, ds_error::success);
 }
 
 double DSVideoSourceStream::StreamSampleToTime(long& frame) {
