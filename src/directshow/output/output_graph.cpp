@@ -148,9 +148,7 @@ int DSOutputAVIFile::Graph::createEvents() {
 }
 
 int DSOutputAVIFile::Graph::run() {
-  // What a start that failed has left would be taken for the end of this one. Ends: nothing runs yet that could send more.
-  while (graph.takeEvents() != 0) {
-  }
+  graph.forgetEvents();  // What a start that failed has left would be taken for the end of this one.
   if (SUCCEEDED(graph.control->Run())) {
     return ds_error::success;
   }
