@@ -51,7 +51,8 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   /// writeError.
   ///
   /// The wait ends as well when nothing has moved for 20 seconds, as when a compressor loses the end of its stream, or keeps
-  /// the one buffer that its source has: however slow a compressor is, what it takes and gives away counts as moving.
+  /// the one buffer that its source has. What a compressor takes and gives away counts as moving, and so does the growth of
+  /// the file; but one that needs 20 seconds for a single picture has stalled.
   /// @return false with ds_error::graphNotStarted, writeError (the graph has aborted or stalled: the file is not complete),
   ///     cannotStopGraph or getStateFailed.
   bool close() override;

@@ -63,6 +63,7 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
  private:
   static void runGraph(void* stream);
   bool requestRun();
+  bool settleRunEnd();
   void takeRunEnd();
   void halt();
 };
@@ -138,8 +139,8 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
 ///
 /// After a seek samples are numbered by the time that the file gives their block. From there on blocks that follow one
 /// another are numbered in a row, up to 1 ms off their times; a larger difference, and one that the decoder marks, is a gap
-/// or an overlap. So a stream that is read in order, from its start and in runs of any length, gives each decoded sample
-/// once. How far the samples of a run elsewhere are from those depends on how the file tells times:
+/// or an overlap. So a stream without gaps that is read in order, from its start and in runs of any length, gives each
+/// decoded sample once. How far the samples of a run elsewhere are from those depends on how the file tells times:
 /// - WAV, PCM in AVI, MP3: not at all; decoded MP3 differs by the decoder's rounding (1 of 32,768).
 /// - Matroska, which rounds times to milliseconds: PCM, FLAC and Vorbis up to 0.5 ms (22 samples at 44,100 Hz) early or
 ///   late, AAC up to 0.8 ms; the same samples otherwise, but for the decoder's rounding. AAC whose encoder replaced noise by
@@ -163,8 +164,9 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
 
   ~DSAudioSourceStream() override;
 
-  /// A run that follows a seek into a gap begins with the samples behind the gap, and silence stands behind those: read the
-  /// run from before the gap to have both in their places. It is not kept for other requests.
+  /// A run that follows a seek into a gap begins with the samples behind the gap, and silence stands behind those; so does
+  /// one that goes on from just before a gap, where the last run has ended. A run from farther back has both sides of the
+  /// gap in their places. A run of the former kind is not kept for other requests.
   ///
   /// @return samples `first` to `last`, valid until the next call on this stream; NULL with code 1,
   ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound, dataNotFound or a code of the

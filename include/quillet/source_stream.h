@@ -27,7 +27,8 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   static SourceStream* open(const char* fileName, bool video, bool useDirectShow, int stream,
                             QuilletNotification* notification);
 
-  /// Opens a decoded stream with Video for Windows or, when that fails, with DirectShow; otherwise as the form above.
+  /// Opens a decoded stream with Video for Windows or, when that fails or cannot read the first sample of a sound, with
+  /// DirectShow; otherwise as the form above.
   static SourceStream* open(const char* fileName, bool video, int stream, QuilletNotification* notification);
 
   /// Opens a stream on a thread of its own, behind a modal dialog that shows how that goes on: for long files, or files

@@ -87,7 +87,7 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   bool start() override;
 
   /// @param frame number of the first frame.
-  /// @param data the frames, as the format given to create() says; needed only during the call.
+  /// @param data the frames, as the format given to create() says; needed only during the call. Not NULL, even for 0 bytes.
   /// @param frames number of frames; AVIFile takes more than one at once from few compressors.
   /// @param bytes size of `data`; when negative it is computed from the format. 0 makes a dropped frame.
   /// @param keyFrame whether the first frame is a key frame.

@@ -34,6 +34,18 @@ bool canRead(RawDataSourceStream& stream) {
   return stream.duration() <= 0 || stream.getData(sample, samples, bytes, key) != nullptr;
 }
 
+/// Whether an object can be used. Streams of compressed samples can with a fatal code, too: that of no key sample.
+bool isOpen(OutputAVIFile& file) {
+  return !file.lastErrorIsFatal();
+}
+
+bool isOpen(SourceStream& stream) {
+  const int openingCode = stream.lastError;
+  const bool hasLength = stream.duration() != -1;
+  stream.lastError = openingCode;
+  return hasLength;
+}
+
 /// Opens with Video for Windows and, when that has not given a usable stream, with DirectShow, whose result stands as
 /// it is. A warning leaves a usable stream; one that cannot be read is only better than none.
 /// @param openWith opens the stream; its argument tells whether DirectShow is to do it.
@@ -51,7 +63,7 @@ Stream* openWithEither(OpenWith openWith) {
     return first.release();
   }
   std::unique_ptr<Stream> second(openWith(true));
-  return (second == nullptr || second->lastErrorIsFatal() ? first : second).release();
+  return (second != nullptr && isOpen(*second) ? second : first).release();
 }
 
 }  // namespace

@@ -106,12 +106,13 @@ bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long c
   if (!requireStream(false)) {
     return false;
   }
-  if (!admit(sample, data, count, bytes, bitsPerSample(), bitsPerByte)) {
+  const long long capacity = static_cast<long long>(bufferSamples) * audio->nBlockAlign;
+  const long long size = bytes < 0 ? bitsPerSample() * count / bitsPerByte : bytes;  // At most 2^63 bits.
+  if (data != nullptr && size > capacity) {
+    lastError = output_error::audioBufferOverflow;
     return false;
   }
-  const long long capacity = static_cast<long long>(bufferSamples) * audio->nBlockAlign;
-  if (bytes > capacity) {
-    lastError = output_error::audioBufferOverflow;
+  if (!admit(sample, data, count, bytes, bitsPerSample(), bitsPerByte)) {
     return false;
   }
   if (!reserveBuffer(capacity)) {

@@ -26,7 +26,9 @@ struct CompressorDialog {
 };
 
 INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_COMMAND && wParam == MAKEWPARAM(IDC_COMPRESSORS, LBN_DBLCLK)) {
+  const bool isDoubleClick = message == WM_COMMAND && wParam == MAKEWPARAM(IDC_COMPRESSORS, LBN_DBLCLK);
+  // It may have hit no row.
+  if (isDoubleClick && SendDlgItemMessageA(dialog, IDC_COMPRESSORS, LB_GETCURSEL, 0, 0) != LB_ERR) {
     wParam = IDOK;
   }
   return okCancelProcedure<CompressorDialog>(dialog, message, wParam, lParam);

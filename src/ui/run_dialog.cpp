@@ -48,9 +48,12 @@ INT_PTR runDialog(HWND parent, int resource, DLGPROC dialogProcedure, LPARAM par
 }
 
 void endDialog(HWND dialog, INT_PTR result) {
-  Showing& showing = *showingOf(dialog);
-  showing.result = result;
-  if (std::exchange(showing.isOpen, false)) {
+  Showing* const showing = showingOf(dialog);
+  if (showing == nullptr) {
+    return;  // It has gone meanwhile, with its parent, and counts as cancelled.
+  }
+  showing->result = result;
+  if (std::exchange(showing->isOpen, false)) {
     EndDialog(dialog, result);
   }
 }

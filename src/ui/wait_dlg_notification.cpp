@@ -54,10 +54,12 @@ void WaitDlgNotification::finish() {
 bool WaitDlgNotification::postNewest() {
   bool isPosted = true;
   for (std::optional<Report>* const report : {&newestChange, &newestStep}) {
-    if (*report) {
+    if (isPosted && *report) {
       isPosted = PostMessageA(dialog, progressMessage, static_cast<WPARAM>((*report)->phase), (*report)->counter);
-      waiting += isPosted ? 1 : 0;
-      report->reset();
+      if (isPosted) {  // Otherwise it is kept for the next time.
+        ++waiting;
+        report->reset();
+      }
     }
   }
   return isPosted;

@@ -14,7 +14,7 @@ int AviSource::open(const char* fileName, DWORD kind, int index) {
   aviStream.reset(opened);
   hasInformation = AVIStreamInfoA(opened, &info, sizeof info) == 0;
   // A file that was cut short may have none of the samples that its header tells of. The first one is quickly found.
-  isHollow = hasFixedSampleSize() && find(start(), FIND_PREV | FIND_ANY) == -1;
+  isHollow = hasFixedSampleSize() && find(start(), FIND_NEXT | FIND_ANY) == -1;
   return vfw_error::success;
 }
 

@@ -59,11 +59,29 @@ bool SampleFeed::next(MediaPiece& piece) {
 
 namespace {
 
+/// What a writer takes of an audio format: the record, and behind it what it tells of, where the file holds less of it as
+/// well.
+std::vector<BYTE> wholeAudioFormat(const AM_MEDIA_TYPE& type) {
+  std::vector<BYTE> block(type.pbFormat, type.pbFormat + type.cbFormat);
+  block.resize(std::max(block.size(), sizeof(WAVEFORMATEX)));
+  block.resize(std::max(block.size(), sizeof(WAVEFORMATEX) + reinterpret_cast<WAVEFORMATEX&>(block[0]).cbSize));
+  return block;
+}
+
+/// Bytes of the palette behind the header; where the count is left out, of all colours, unless the frames are a codec's.
+std::size_t paletteSize(const BITMAPINFOHEADER& header) {
+  if (header.biBitCount > 8) {
+    return 0;
+  }
+  const bool isImplied = header.biClrUsed == 0 && header.biCompression <= BI_RLE4;
+  return (isImplied ? std::size_t{1} << header.biBitCount : header.biClrUsed) * sizeof(RGBQUAD);
+}
+
 /// The format block of a stream.
 std::vector<BYTE> formatOf(RawDataSourceStream& stream) {
   const AM_MEDIA_TYPE& type = *stream.format();
   if (type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx) {
-    return {type.pbFormat, type.pbFormat + type.cbFormat};
+    return wholeAudioFormat(type);
   }
   VIDEOINFOHEADER info = {};
   if (stream.videoInfo(info) == nullptr) {
@@ -75,12 +93,14 @@ std::vector<BYTE> formatOf(RawDataSourceStream& stream) {
     block.assign(type.pbFormat, type.pbFormat + type.cbFormat);
     // What follows the header, masks or the codec's own, counts as part of it; only a palette has a number of its own.
     auto& header = reinterpret_cast<VIDEOINFOHEADER*>(block.data())->bmiHeader;
-    const std::size_t palette = header.biBitCount <= 8 ? header.biClrUsed * sizeof(RGBQUAD) : 0;
     const std::size_t size = block.size() - offsetof(VIDEOINFOHEADER, bmiHeader);
-    if (size != sizeof header + palette) {
+    if (size != sizeof header + paletteSize(header)) {
       header.biSize = static_cast<DWORD>(size);
     }
   }
+  // A writer takes the masks or the colours that the header tells of, where the file holds less of them as well.
+  constexpr std::size_t mostColours = 256;
+  block.resize(std::max(block.size(), sizeof info + mostColours * sizeof(RGBQUAD)));
   return block;
 }
 
@@ -99,10 +119,16 @@ const WAVEFORMATEX* RawFeed::audioFormat() const {
 }
 
 bool RawFeed::next(MediaPiece& piece) {
+  constexpr double msPerSecond = 1000.0;
+  constexpr double unitsPerMs = 10'000.0;
   if (sample.count <= 0 && !reader.next(sample)) {
     return false;
   }
   const WAVEFORMATEX* const wave = audioFormat();
+  if (sample.ms < 0.0) {  // Without a time of its own it comes where its number says.
+    sample.ms = sample.number * (wave != nullptr ? msPerSecond / std::max<DWORD>(wave->nSamplesPerSec, 1)
+                                                 : videoFormat()->AvgTimePerFrame / unitsPerMs);
+  }
   const bool isDivisible = wave != nullptr && sample.count > most && sample.bytes == sample.count * wave->nBlockAlign;
   const long count = isDivisible ? most : std::max(sample.count, 1L);
   const long bytes = isDivisible ? count * wave->nBlockAlign : sample.bytes;
@@ -111,7 +137,6 @@ bool RawFeed::next(MediaPiece& piece) {
   nextNumber = first + count;
   piece = {first, sample.data, count, bytes, sample.isKey};
   if (isDivisible) {
-    constexpr double msPerSecond = 1000.0;
     sample.ms += count * msPerSecond / wave->nSamplesPerSec;
   }
   sample.number += count;

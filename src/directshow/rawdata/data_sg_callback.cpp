@@ -15,7 +15,7 @@ void DataSGCallback::receive(double time, IMediaSample* sample) {
     if (parseFlag) {
       const SampleRange range = numbering.rangeOf(time, sample);
       farthestEnd = std::max(farthestEnd, range.last() + 1);
-      farthestEndTime = std::max({farthestEndTime, range.startTime, range.endTime});
+      farthestEndTime = std::max({farthestEndTime, range.startTime + 1, range.endTime});
     }
     return;
   }

@@ -280,8 +280,8 @@ void DSRawDataSourceStream::configure(void* parentWindow) {
   quillet::FrameSearchTuning tuning = {{graph->quickDecodeThreshold, reader->stepBack}, reader->growth};
   // The dialog of audio streams knows no growth.
   const INT_PTR result = reader->isAudio()
-                          ? quillet::showSourceTuningDialog(parent, static_cast<quillet::SearchTuning&>(tuning))
-                          : quillet::showSourceTuningDialog(parent, tuning);
+                             ? quillet::showSourceTuningDialog(parent, static_cast<quillet::SearchTuning&>(tuning))
+                             : quillet::showSourceTuningDialog(parent, tuning);
   if (result == IDOK) {
     config(tuning.quickDecode, tuning.stepBack, tuning.growthRatio);
   }
@@ -357,10 +357,9 @@ const quillet::KeptSample* DSRawDataSourceStream::readNext() {
   if (callback.isHolding()) {
     return callback.heldNext();
   }
-  const bool isAborted = graph->runEnd == quillet::FilterGraph::End::aborted;
-  const quillet::KeptSample* const last = isAborted ? nullptr : callback.lastOfAll(length);
+  const quillet::KeptSample* const last = callback.lastOfAll(length);
   if (last == nullptr) {
-    lastError = isAborted ? ds_error::dataNotFound : ds_error::sampleBeyondData;
+    lastError = ds_error::sampleBeyondData;
   }
   return last;
 }

@@ -48,8 +48,8 @@ bool comesDecoded(IPin* grabberInput) {
       return true;
     }
     const ComPtr<IPin> output = quillet::peerOf(input.Get());
-    input =
-        output != nullptr ? quillet::firstConnectedPin(quillet::filterOf(output.Get()).Get(), PINDIR_INPUT) : nullptr;
+    const ComPtr<IBaseFilter> filter = output != nullptr ? quillet::filterOf(output.Get()) : nullptr;
+    input = filter != nullptr ? quillet::firstConnectedPin(filter.Get(), PINDIR_INPUT) : nullptr;
   }
   return false;
 }
@@ -257,18 +257,20 @@ bool DSAudioSourceStream::fetchRun() {
   // A block that came late is held, but not kept: to run on would lose it.
   const bool isNear = callback.hasReceivedBlock() && callback.isHolding() && !callback.late &&
                       callback.start > callback.blockLast && callback.start <= reach;
-  if (!isNear && !seekBlocks(position)) {
+  bool hasSought = !isNear;
+  if (hasSought && !seekBlocks(position)) {
     return false;
   }
   if (!runToBlock()) {
     return false;
   }
   // Ends at the start of the stream at the latest: every step goes back.
-  while (position != 0 && callback.late && !callback.before) {
+  while ((position != 0 || !hasSought) && callback.late && !callback.before) {
     if (notification != nullptr) {
       notification->progress(2);
     }
     position = std::max(position - stepBackUnits(), 0LL);
+    hasSought = true;
     if (!seekBlocks(position) || !runToBlock()) {
       return false;
     }

@@ -10,6 +10,7 @@
 #include "directshow/source/source_graph.h"
 
 namespace ds_error = quillet::ds_error;
+using End = quillet::FilterGraph::End;
 
 DSSourceStream::~DSSourceStream() {
   shutDown();
@@ -54,6 +55,7 @@ void DSSourceStream::runGraph(void* stream) {
   WaitForSingleObject(graph.runRequested.get(), INFINITE);
   while (!graph.destroying) {
     graph.runError = graph.runUntilEnd();
+    graph.isRunOver = true;
     SignalObjectAndWait(graph.runEnded.get(), graph.runRequested.get(), INFINITE, FALSE);
   }
 }
@@ -61,6 +63,11 @@ void DSSourceStream::runGraph(void* stream) {
 bool DSSourceStream::run() {
   if (graph->ended) {
     return lastError == ds_error::success;
+  }
+  if (graph->callback->isHolding() && graph->isRunOver) {
+    // The end came before the sample, and was none. Ends: the worker signals it next, and nobody else takes it.
+    WaitForSingleObject(graph->runEnded.get(), INFINITE);
+    return settleRunEnd();
   }
   graph->callback->stop = false;
   if (!graph->callback->letGo() && !requestRun()) {
@@ -70,11 +77,16 @@ bool DSSourceStream::run() {
   // when it could not be run and when somebody else has stopped it. A source that fails must say so by one of these (it
   // ends its stream or sends an event).
   const HANDLE outcomes[] = {graph->callback->delivered.get(), graph->runEnded.get()};
-  if (WaitForMultipleObjects(2, outcomes, FALSE, INFINITE) != WAIT_OBJECT_0) {
-    takeRunEnd();
-    if (graph->runEnd == quillet::FilterGraph::End::aborted && lastError == ds_error::success) {
-      lastError = ds_error::dataNotFound;  // Whether the stream has more, nobody knows.
-    }
+  return WaitForMultipleObjects(2, outcomes, FALSE, INFINITE) == WAIT_OBJECT_0 ? lastError == ds_error::success
+                                                                               : settleRunEnd();
+}
+
+/// Takes over from the worker whose run has ended by itself.
+/// @return whether that was the end of the stream.
+bool DSSourceStream::settleRunEnd() {
+  takeRunEnd();
+  if (graph->runEnd == End::aborted && lastError == ds_error::success) {
+    lastError = ds_error::dataNotFound;  // Whether the stream has more, nobody knows.
   }
   return lastError == ds_error::success;
 }
@@ -85,10 +97,13 @@ void DSSourceStream::takeRunEnd() {
   if (graph->runError != ds_error::success) {
     lastError = graph->runError;
   }
+  if (graph->runEnd == End::completed && graph->callback->isHolding()) {
+    graph->runEnd = End::aborted;  // A stream ends after its last sample: somebody else has sent the event.
+  }
   // The graph may go on delivering: when it has aborted, or when it was told of an end that was none. A sample on its way
   // must not come into buffers that are being read.
   halt();
-  graph->ended = graph->runEnd == quillet::FilterGraph::End::completed;
+  graph->ended = graph->runEnd == End::completed;
 }
 
 /// Has the worker thread run the graph, unless it does. Starts the thread the first time.
@@ -105,6 +120,7 @@ bool DSSourceStream::requestRun() {
     return false;
   }
   graph->runActive = true;
+  graph->isRunOver = false;
   SetEvent(graph->runRequested.get());
   return true;
 }
@@ -123,7 +139,7 @@ void DSSourceStream::stopRun() {
     graph->callback->dismiss(!graph->destroying);
     // Ends: the worker waits for nothing but the graph's events and this request.
     SignalObjectAndWait(graph->stopRequested.get(), graph->runEnded.get(), INFINITE, FALSE);
-    if (graph->runEnd != quillet::FilterGraph::End::interrupted) {
+    if (graph->runEnd != End::interrupted) {
       ResetEvent(graph->stopRequested.get());  // The run has ended by itself, and left the request to the next one.
     }
     takeRunEnd();
@@ -151,5 +167,5 @@ bool DSSourceStream::parseStream(bool flag) {
   if (notification != nullptr) {
     notification->progress(1);
   }
-  return rewound && graph->runEnd == quillet::FilterGraph::End::completed;
+  return rewound && graph->runEnd == End::completed;
 }

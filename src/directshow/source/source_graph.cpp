@@ -1,5 +1,6 @@
 #include "directshow/source/source_graph.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <dshow.h>
@@ -16,10 +17,6 @@ namespace {
 
 /// What the grabber calls for each sample: SampleCB.
 constexpr long sampleCallbackMethod = 0;
-
-/// Where a graph is to stop that shall play its whole stream: some splitters only estimate the duration, and would stop
-/// there. A year.
-constexpr LONGLONG beyondAnyEnd = 365LL * 24 * 60 * 60 * quillet::unitsPerSecond;
 
 }  // namespace
 
@@ -162,9 +159,16 @@ void DSSourceStream::Graph::playToEnd() {
   // The position stays: it is the first one, which not every seek comes back to. Where the stop cannot be moved, the
   // estimate has to do.
   LONGLONG unused = 0;
-  LONGLONG stop = beyondAnyEnd;
+  LONGLONG stop = behindTheEnd();
   mediaSeeking->SetPositions(&unused, AM_SEEKING_NoPositioning, &stop, AM_SEEKING_AbsolutePositioning);
   runEnd = SUCCEEDED(start()) ? waitForEnd(nullptr) : End::failed;
+}
+
+/// Where a graph is to stop that shall play its whole stream: behind its duration, which some splitters only estimate, but
+/// not so far that one which counts samples in 32 bits would turn it into an early stop.
+LONGLONG DSSourceStream::Graph::behindTheEnd() const {
+  constexpr LONGLONG tenHours = 10LL * 60 * 60 * quillet::unitsPerSecond;
+  return std::max(duration, tenHours);
 }
 
 int DSSourceStream::Graph::rewind() {
@@ -172,9 +176,11 @@ int DSSourceStream::Graph::rewind() {
     return error;
   }
   LONGLONG first = 0;
-  LONGLONG stop = beyondAnyEnd;
-  if (FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, &stop,
-                                        AM_SEEKING_AbsolutePositioning))) {
+  LONGLONG stop = behindTheEnd();
+  const auto moveTo = [&](DWORD stopFlags) {
+    return SUCCEEDED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, &stop, stopFlags));
+  };
+  if (!moveTo(AM_SEEKING_AbsolutePositioning) && !moveTo(AM_SEEKING_NoPositioning)) {
     return ds_error::unseekableMedia;
   }
   moved(first);

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include <windows.h>
@@ -93,6 +94,9 @@ struct DSSourceStream::Graph {
   /// Why the last run has ended; written by the worker before it signals the end. Certain once the graph is stopped.
   quillet::FilterGraph::End runEnd = quillet::FilterGraph::End::interrupted;
 
+  /// The worker is about to signal the end of the run, or has. Unlike that event it is seen without a call to the system.
+  std::atomic<bool> isRunOver = false;
+
   /// The last run's ds_error code; written like #runEnd.
   int runError = 0;
 
@@ -122,6 +126,7 @@ struct DSSourceStream::Graph {
  private:
   quillet::FilterGraph::End waitForEnd(HANDLE interruption);
   void moved(long long position);
+  LONGLONG behindTheEnd() const;
   int addFilters(const OLECHAR* fileName);
   int addGrabber();
   int addRenderer();
