@@ -119,7 +119,7 @@ class StreamCheck {
     } else if (auto* const audio = dynamic_cast<AudioSourceStream*>(&stream)) {
       const WAVEFORMATEX& format = *audio->format();
       require(format.wFormatTag == WAVE_FORMAT_PCM && format.nChannels > 0 && format.nSamplesPerSec > 0 &&
-                  format.nBlockAlign == format.nChannels * format.wBitsPerSample / 8 && format.nBlockAlign > 0,
+                  format.nBlockAlign == format.nChannels * ((format.wBitsPerSample + 7) / 8) && format.nBlockAlign > 0,
               "not a format of PCM");
     } else {
       auto& raw = dynamic_cast<RawDataSourceStream&>(stream);
