@@ -99,6 +99,71 @@ TEST(BadInput, CutFilesFailWithACode) {
   }
 }
 
+template <class Record, class Change>
+Bytes changed(Record record, Change change) {
+  change(record);
+  return bytesOf(record);
+}
+
+/// Opens a stream whose format cannot be true, decoded and raw.
+void expectRefusedFormat(const char* name, bool video, int rawCode) {
+  EXPECT_EQ(openStream(name, video)->lastError, vfw_error::cannotRetrieveFormat);
+  const SourcePointer raw(RawDataSourceStream::open(name, video, false, 0, nullptr));
+  EXPECT_EQ(raw->lastError, rawCode);
+}
+
+TEST(BadInput, FormatsThatCannotBeTrueAreRefused) {
+  const WAVEFORMATEX pcm = pcmFormat(8000, 2, 16);
+  const IMAADPCMWAVEFORMAT ima = {{WAVE_FORMAT_IMA_ADPCM, 1, 8000, 4055, 256, 4, 2}, 505};
+  const WAVEFORMATEX muLaw = {WAVE_FORMAT_MULAW, 2, 8000, 16000, 2, 8, 0};
+  const Bytes sounds[] = {changed(pcm, [](auto& format) { format.nChannels = 0; }),
+                          changed(pcm, [](auto& format) { format.nSamplesPerSec = 0; }),
+                          changed(pcm, [](auto& format) { format.nBlockAlign = 0xFFFE; }),
+                          changed(pcm, [](auto& format) { format.wBitsPerSample = 0xFFFF; }),
+                          changed(muLaw, [](auto& format) { format.nBlockAlign = 3; }),
+                          changed(ima, [](auto& format) { format.wfx.nSamplesPerSec = 0xFFFFFFF7; }),
+                          changed(ima, [](auto& format) { format.wSamplesPerBlock = 0; }),
+                          changed(ima, [](auto& format) { format.wSamplesPerBlock = 506; })};
+  for (const Bytes& format : sounds) {
+    SCOPED_TRACE(&format - sounds);
+    expectRefusedFormat(TempFile(".wav", wavFile(format, Bytes(2560))).name(), false, vfw_error::unusableRawFormat);
+  }
+  for (const Bytes& format : {changed(pcm, [](auto& sound) { sound.nBlockAlign = 0; }),
+                              changed(ima, [](auto& sound) { sound.wfx.nBlockAlign = 0; })}) {
+    expectRefusedFormat(TempFile(".wav", wavFile(format, Bytes(99))).name(), false, vfw_error::cannotRetrieveFormat);
+  }
+  const auto expectNoPictures = [](auto BITMAPINFOHEADER::*field, long value) {
+    BITMAPINFOHEADER format = rgb24Format(16, 8);
+    format.*field = value;
+    const TempFile file(".avi", aviFile({videoStream(format, 25, 1, {{Bytes(384)}})}).build());
+    SCOPED_TRACE(value);
+    expectRefusedFormat(file.name(), true, vfw_error::unusableRawFormat);
+  };
+  for (const long value : {0L, -9L, LONG_MAX}) {
+    expectNoPictures(&BITMAPINFOHEADER::biWidth, value);
+  }
+  for (const long value : {0L, LONG_MIN, LONG_MAX}) {
+    expectNoPictures(&BITMAPINFOHEADER::biHeight, value);
+  }
+  for (const long value : {39L, 41L, 0x40000000L}) {
+    expectNoPictures(&BITMAPINFOHEADER::biSize, value);
+  }
+  expectNoPictures(&BITMAPINFOHEADER::biClrUsed, 0x3FFFFFFF);
+  expectNoPictures(&BITMAPINFOHEADER::biSizeImage, LONG_MIN);
+}
+
+TEST(BadInput, LengthsThatCannotBeTrueAreRefused) {
+  for (const std::size_t size : {0U, 3U}) {
+    const TempFile file(".wav", wavFile(bytesOf(pcmFormat(8000, 2, 16)), Bytes(size)));
+    const SourcePointer raw(RawDataSourceStream::open(file.name(), false, false, 0, nullptr));
+    EXPECT_EQ(raw->lastError, vfw_error::noNonEmptyKeySample);
+  }
+  AviStream late = videoStream(rgb24Format(4, 4), 25, 1, {{Bytes(48)}});
+  late.header.start = 0xFFFF0000;
+  const SourcePointer stream = openStream(TempFile(".avi", aviFile({late}).build()).name(), true);
+  EXPECT_TRUE(failed(stream->msDuration(), *stream, vfw_error::undefinedStreamLength));
+}
+
 TEST(BadInput, LeavesNothingBehind) {
   const Bytes whole = soundFile();
   const TempFile good(".avi", whole);

@@ -1,7 +1,6 @@
 // Video frames by number, through Video for Windows.
 
 #include <functional>
-#include <limits>
 
 #include "support/avi_builder.h"
 #include "support/avifile_handler.h"
@@ -179,14 +178,21 @@ TEST_F(ScriptedVideo, SizesOfAnyKindAndPicturesWithColoursOfTheirOwnAreKnown) {
     source.packedDib.insert(source.packedDib.end(), pixels.begin(), pixels.end());
     expectFrame(*open(), 1, pixels);
   }
-  BITMAPINFOHEADER vast = format;
-  vast.biWidth = vast.biHeight = std::numeric_limits<LONG>::max();
-  source.format = bytesOf(vast);
-  const VideoPointer stream = open();
-  EXPECT_EQ(stream->format()->biSizeImage, std::numeric_limits<DWORD>::max());
-  VIDEOINFOHEADER info = {};
-  ASSERT_NE(stream->videoInfo(info), nullptr);
-  EXPECT_EQ(info.dwBitRate, std::numeric_limits<DWORD>::max());
+  // Pictures that are not those promised.
+  const auto expectRefused = [&](auto BITMAPINFOHEADER::*field, long value) {
+    BITMAPINFOHEADER header = format;
+    header.*field = value;
+    source.packedDib = bytesOf(header);
+    const VideoPointer stream = open();
+    long frame = 1;
+    EXPECT_TRUE(failed(stream->getFrameBits(frame), *stream, vfw_error::cannotDecompress)) << value;
+  };
+  expectRefused(&BITMAPINFOHEADER::biSize, 0x40000000);
+  expectRefused(&BITMAPINFOHEADER::biWidth, 3);
+  expectRefused(&BITMAPINFOHEADER::biHeight, -4);
+  expectRefused(&BITMAPINFOHEADER::biBitCount, 8);
+  expectRefused(&BITMAPINFOHEADER::biSizeImage, 47);
+  expectRefused(&BITMAPINFOHEADER::biClrUsed, 0x3FFFFFFF);
 }
 
 // Times that AVIFile cannot tell are warnings; a stream's info may go away while it is open.

@@ -4,9 +4,14 @@
 
 #include <quillet/error_codes.h>
 
+#include "vfw/wave_file.h"
+
 namespace quillet {
 
 int AviSource::open(const char* fileName, DWORD kind, int index) {
+  if (fileName != nullptr && isWaveOfEmptyBlocks(fileName)) {
+    return vfw_error::cannotRetrieveFormat;
+  }
   PAVISTREAM opened = nullptr;
   if (fileName == nullptr || AVIStreamOpenFromFileA(&opened, fileName, kind, index, OF_READ, nullptr) != 0) {
     return vfw_error::cannotOpenSourceFile;

@@ -51,12 +51,14 @@ struct VfWVideoSourceStream::Decompressor {
 /// The pixels of a picture, behind all that belongs to its header; null when it is not of the format that was promised.
 unsigned char* VfWVideoSourceStream::Decompressor::pixelsOf(BITMAPINFOHEADER& packedDib,
                                                             const BITMAPINFOHEADER& promised) const {
+  constexpr DWORD mostColours = 256;
   const bool hasKnownHeader = packedDib.biSize == sizeof packedDib || packedDib.biSize == sourceHeader.biSize;
   const bool isAlike = packedDib.biWidth == promised.biWidth && packedDib.biHeight == promised.biHeight &&
                        packedDib.biBitCount == promised.biBitCount;
   // The size need not be told; where it is, it may be that of the sample read.
   const bool isWhole = packedDib.biSizeImage == 0 || packedDib.biSizeImage >= promised.biSizeImage;
-  if (!hasKnownHeader || !isAlike || !isWhole) {
+  const bool hasColours = packedDib.biClrUsed <= mostColours || packedDib.biClrUsed == sourceHeader.biClrUsed;
+  if (!hasKnownHeader || !isAlike || !isWhole || !hasColours) {
     return nullptr;
   }
   // Pictures of the source that come as they are have what the file has, whatever its header claims.
