@@ -1,5 +1,6 @@
 // Video frames by number, through Video for Windows.
 
+#include <cstring>
 #include <functional>
 
 #include "support/avi_builder.h"
@@ -179,20 +180,18 @@ TEST_F(ScriptedVideo, SizesOfAnyKindAndPicturesWithColoursOfTheirOwnAreKnown) {
     expectFrame(*open(), 1, pixels);
   }
   // Pictures that are not those promised.
-  const auto expectRefused = [&](auto BITMAPINFOHEADER::*field, long value) {
-    BITMAPINFOHEADER header = format;
-    header.*field = value;
-    source.packedDib = bytesOf(header);
+  for (const auto& [field, value] : {std::pair(offsetof(BITMAPINFOHEADER, biSize), 0x40000000),
+                                     {offsetof(BITMAPINFOHEADER, biWidth), 3},
+                                     {offsetof(BITMAPINFOHEADER, biHeight), -4},
+                                     {offsetof(BITMAPINFOHEADER, biPlanes), 0x80001},
+                                     {offsetof(BITMAPINFOHEADER, biSizeImage), 47},
+                                     {offsetof(BITMAPINFOHEADER, biClrUsed), 0x3FFFFFFF}}) {
+    source.packedDib = bytesOf(format);
+    std::memcpy(&source.packedDib[field], &value, sizeof value);
     const VideoPointer stream = open();
     long frame = 1;
     EXPECT_TRUE(failed(stream->getFrameBits(frame), *stream, vfw_error::cannotDecompress)) << value;
-  };
-  expectRefused(&BITMAPINFOHEADER::biSize, 0x40000000);
-  expectRefused(&BITMAPINFOHEADER::biWidth, 3);
-  expectRefused(&BITMAPINFOHEADER::biHeight, -4);
-  expectRefused(&BITMAPINFOHEADER::biBitCount, 8);
-  expectRefused(&BITMAPINFOHEADER::biSizeImage, 47);
-  expectRefused(&BITMAPINFOHEADER::biClrUsed, 0x3FFFFFFF);
+  }
 }
 
 // Times that AVIFile cannot tell are warnings; a stream's info may go away while it is open.

@@ -1,6 +1,7 @@
 #include "core/usable_formats.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 
@@ -12,9 +13,9 @@ namespace {
 /// Whether a block has room for the samples that it is told to hold: decoders read as many, wherever it ends.
 /// @param headBytes bytes that a block begins with, for each channel.
 /// @param headSamples samples that these hold.
-bool holds(const WAVEFORMATEX& format, long samples, long headBytes, long headSamples) {
-  const long coded = format.nBlockAlign - headBytes * format.nChannels;
-  constexpr long bitsPerByte = 8;
+bool holds(const WAVEFORMATEX& format, std::int64_t samples, int headBytes, int headSamples) {
+  const int coded = format.nBlockAlign - headBytes * format.nChannels;
+  constexpr int bitsPerByte = 8;
   return samples >= headSamples && coded >= 0 && format.wBitsPerSample > 0 &&
          (samples - headSamples) * format.wBitsPerSample * format.nChannels <= coded * bitsPerByte;
 }

@@ -271,6 +271,9 @@ int AcmReader::decodeNextBlock() {
       return error;
     }
     nextBlock += count;
+    if (acmHeader->cbSrcLength == 0 && aviSource.hasFixedSampleSize()) {
+      nextBlock = sourceBlocks;  // Blocks of one size are never empty: the file is shorter than it says.
+    }
   } while (acmHeader->cbDstLengthUsed == 0);
   pcmFirst = pcmLast + 1;
   pcmLast += acmHeader->cbDstLengthUsed / sampleSize;

@@ -1,6 +1,7 @@
 #include "vfw/avi_source.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include <quillet/error_codes.h>
 
@@ -44,7 +45,7 @@ LONG AviSource::find(LONG sample, LONG flags) const {
   const LONG from = std::max(sample, first);
   const LONG found = AVIStreamFindSample(stream(), from, flags);
   // What lies elsewhere is no answer.
-  const bool isThere = goesBack ? found >= 0 && found <= from : found >= from && found - first < length();
+  const bool isThere = goesBack ? found >= 0 && found <= from : found >= from && std::int64_t{found} - first < length();
   return isThere ? found : -1;
 }
 
