@@ -109,38 +109,34 @@ TEST(BadInput, FormatsThatCannotBeTrueAreRefused) {
   const struct {
     const Bytes& format;
     std::size_t offset, size;
-    DWORD value;
-  } lies[] = {{picture, offsetof(BITMAPINFOHEADER, biSize), 4, 39},
-              {picture, offsetof(BITMAPINFOHEADER, biSize), 4, 0x40000000},
-              {picture, offsetof(BITMAPINFOHEADER, biWidth), 4, 0},
-              {picture, offsetof(BITMAPINFOHEADER, biWidth), 4, 0xFFFFFFF7},
-              {picture, offsetof(BITMAPINFOHEADER, biWidth), 4, 0x7FFFFFFF},
-              {picture, offsetof(BITMAPINFOHEADER, biHeight), 4, 0},
-              {picture, offsetof(BITMAPINFOHEADER, biHeight), 4, 0x80000000},
-              {picture, offsetof(BITMAPINFOHEADER, biSizeImage), 4, 0x80000000},
-              {picture, offsetof(BITMAPINFOHEADER, biClrUsed), 4, 0x3FFFFFFF},
-              {pcm, offsetof(WAVEFORMATEX, nChannels), 2, 0},
-              {pcm, offsetof(WAVEFORMATEX, nSamplesPerSec), 4, 0},
-              {pcm, blockAlign, 2, 0},
-              {pcm, blockAlign, 2, 0xFFFE},
-              {pcm, offsetof(WAVEFORMATEX, wBitsPerSample), 2, 0xFFFF},
-              {muLaw, blockAlign, 2, 3},
-              {ima, offsetof(WAVEFORMATEX, nSamplesPerSec), 4, 0xFFFFFFF7},
-              {ima, blockAlign, 2, 0},
-              {ima, sizeof(WAVEFORMATEX), 2, 0},
-              {ima, sizeof(WAVEFORMATEX), 2, 506}};
-  for (const auto& [format, offset, size, value] : lies) {
-    const bool video = &format == &picture;
-    SCOPED_TRACE(testing::Message() << video << " at " << offset << ": " << value);
-    AviStream stream = videoStream(rgb24Format(16, 8), 25, 1, {{Bytes(384)}});
-    stream.format = format;
-    std::memcpy(&stream.format[offset], &value, size);
-    const TempFile file(video ? ".avi" : ".wav",
-                        video ? aviFile({stream}).build() : wavFile(stream.format, Bytes(2560)));
-    EXPECT_EQ(openStream(file.name(), video)->lastError, vfw_error::cannotRetrieveFormat);
-    const bool isSeenFirst = !video && offset == blockAlign && value == 0;  // AVIFile must not see it.
-    const SourcePointer raw(RawDataSourceStream::open(file.name(), video, false, 0, nullptr));
-    EXPECT_EQ(raw->lastError, isSeenFirst ? vfw_error::cannotRetrieveFormat : vfw_error::unusableRawFormat);
+    std::vector<DWORD> values;
+  } lies[] = {{picture, offsetof(BITMAPINFOHEADER, biSize), 4, {39, 0x40000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biWidth), 4, {0, 0xFFFFFFF7, 0x7FFFFFFF}},
+              {picture, offsetof(BITMAPINFOHEADER, biHeight), 4, {0, 0x80000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biSizeImage), 4, {0x80000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biClrUsed), 4, {0x3FFFFFFF}},
+              {pcm, offsetof(WAVEFORMATEX, nChannels), 2, {0}},
+              {pcm, offsetof(WAVEFORMATEX, nSamplesPerSec), 4, {0}},
+              {pcm, blockAlign, 2, {0, 0xFFFE}},
+              {pcm, offsetof(WAVEFORMATEX, wBitsPerSample), 2, {0xFFFF}},
+              {muLaw, blockAlign, 2, {3}},
+              {ima, offsetof(WAVEFORMATEX, nSamplesPerSec), 4, {0xFFFFFFF7}},
+              {ima, blockAlign, 2, {0}},
+              {ima, sizeof(WAVEFORMATEX), 2, {0, 506}}};
+  AviStream stream = videoStream(rgb24Format(16, 8), 25, 1, {{Bytes(384)}});
+  for (const auto& [format, offset, size, values] : lies) {
+    for (const DWORD value : values) {
+      SCOPED_TRACE(testing::Message() << format.size() << " bytes, at " << offset << ": " << value);
+      const bool video = &format == &picture;
+      stream.format = format;
+      std::memcpy(&stream.format[offset], &value, size);
+      const TempFile file(video ? ".avi" : ".wav",
+                          video ? aviFile({stream}).build() : wavFile(stream.format, Bytes(2560)));
+      EXPECT_EQ(openStream(file.name(), video)->lastError, vfw_error::cannotRetrieveFormat);
+      const bool isSeenFirst = !video && offset == blockAlign && value == 0;  // AVIFile must not see it.
+      const SourcePointer raw(RawDataSourceStream::open(file.name(), video, false, 0, nullptr));
+      EXPECT_EQ(raw->lastError, isSeenFirst ? vfw_error::cannotRetrieveFormat : vfw_error::unusableRawFormat);
+    }
   }
 }
 

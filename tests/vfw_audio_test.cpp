@@ -277,6 +277,11 @@ TEST_F(ScriptedBlocks, MissingSamplesArePassedOrRepeatTheLastBlock) {
   source.samples[3] = TestAcmDriver::block(0, 240);
   source.samples[4] = TestAcmDriver::block(0, 320);
   EXPECT_EQ(readValues(*open(), 238, 241), (std::vector<int>{238, 239, 400, 401}));
+  // An empty one is the end, however many the header promises.
+  source.samples.resize(1);
+  source.samples.resize(10);
+  readValues(*open(), 80, 89);
+  EXPECT_EQ(script->calls.back().position, 1);
 }
 
 TEST_F(ScriptedBlocks, BadBlockFailsItsRunsOnly) {

@@ -167,7 +167,7 @@ TEST_F(ScriptedVideo, FailingDecompressionIsReported) {
   expectFrame(*stream, 2, last);
 }
 
-TEST_F(ScriptedVideo, SizesOfAnyKindAndPicturesWithColoursOfTheirOwnAreKnown) {
+TEST_F(ScriptedVideo, PicturesAreThosePromisedWhateverColoursTheyHave) {
   const Bytes pixels = picture(format, 5);
   const struct { DWORD compression, colours, tail; } dibs[] = {{BI_RGB, 0, 0}, {BI_RGB, 2, 8}, {BI_BITFIELDS, 0, 12}};
   for (const auto& [compression, colours, tail] : dibs) {
