@@ -148,8 +148,12 @@ TEST(BadInput, LengthsThatCannotBeTrueAreRefused) {
   }
   AviStream late = videoStream(rgb24Format(4, 4), 25, 1, {{Bytes(48)}});
   late.header.start = 0xFFFF0000;
-  const SourcePointer stream = openStream(TempFile(".avi", aviFile({late}).build()).name(), true);
-  EXPECT_TRUE(failed(stream->msDuration(), *stream, vfw_error::undefinedStreamLength));
+  const AviStream slow = videoStream(rgb24Format(4, 4), 25, 0xFFFE0001, {{Bytes(48)}});
+  for (const AviStream& frames : {late, slow}) {
+    const TempFile file(".avi", aviFile({frames}).build());
+    const SourcePointer stream = openStream(file.name(), true);
+    EXPECT_TRUE(failed(stream->msDuration(), *stream, vfw_error::undefinedStreamLength));
+  }
 }
 
 TEST(BadInput, LeavesNothingBehind) {
