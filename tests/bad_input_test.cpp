@@ -1,6 +1,7 @@
 // Files and numbers that lead nowhere: each must give its code and its message, and neither crash, hang nor leak.
 
 #include <climits>
+#include <cstring>
 
 #include "support/avi_builder.h"
 #include "support/leak_check.h"
@@ -96,6 +97,62 @@ TEST(BadInput, CutFilesFailWithACode) {
       expectCodeAndMessage(file.name(), true);
       expectCodeAndMessage(file.name(), false);
     }
+  }
+}
+
+TEST(BadInput, FormatsThatCannotBeTrueAreRefused) {
+  const Bytes picture = bytesOf(rgb24Format(16, 8));
+  const Bytes pcm = bytesOf(pcmFormat(8000, 2, 16));
+  const Bytes muLaw = bytesOf(WAVEFORMATEX{WAVE_FORMAT_MULAW, 2, 8000, 16000, 2, 8, 0});
+  const Bytes ima = bytesOf(IMAADPCMWAVEFORMAT{{WAVE_FORMAT_IMA_ADPCM, 1, 8000, 4055, 256, 4, 2}, 505});
+  constexpr std::size_t blockAlign = offsetof(WAVEFORMATEX, nBlockAlign);
+  const struct {
+    const Bytes& format;
+    std::size_t offset, size;
+    std::vector<DWORD> values;
+  } lies[] = {{picture, offsetof(BITMAPINFOHEADER, biSize), 4, {39, 0x40000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biWidth), 4, {0, 0xFFFFFFF7, 0x7FFFFFFF}},
+              {picture, offsetof(BITMAPINFOHEADER, biHeight), 4, {0, 0x80000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biSizeImage), 4, {0x80000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biClrUsed), 4, {0x3FFFFFFF}},
+              {pcm, offsetof(WAVEFORMATEX, nChannels), 2, {0}},
+              {pcm, offsetof(WAVEFORMATEX, nSamplesPerSec), 4, {0}},
+              {pcm, blockAlign, 2, {0, 0xFFFE}},
+              {pcm, offsetof(WAVEFORMATEX, wBitsPerSample), 2, {0xFFFF}},
+              {muLaw, blockAlign, 2, {3}},
+              {ima, offsetof(WAVEFORMATEX, nSamplesPerSec), 4, {0xFFFFFFF7}},
+              {ima, blockAlign, 2, {0}},
+              {ima, sizeof(WAVEFORMATEX), 2, {0, 506}}};
+  AviStream stream = videoStream(rgb24Format(16, 8), 25, 1, {{Bytes(384)}});
+  for (const auto& [format, offset, size, values] : lies) {
+    for (const DWORD value : values) {
+      SCOPED_TRACE(testing::Message() << format.size() << " bytes, at " << offset << ": " << value);
+      const bool video = &format == &picture;
+      stream.format = format;
+      std::memcpy(&stream.format[offset], &value, size);
+      const TempFile file(video ? ".avi" : ".wav",
+                          video ? aviFile({stream}).build() : wavFile(stream.format, Bytes(2560)));
+      EXPECT_EQ(openStream(file.name(), video)->lastError, vfw_error::cannotRetrieveFormat);
+      const bool isSeenFirst = !video && offset == blockAlign && value == 0;  // AVIFile must not see it.
+      const SourcePointer raw(RawDataSourceStream::open(file.name(), video, false, 0, nullptr));
+      EXPECT_EQ(raw->lastError, isSeenFirst ? vfw_error::cannotRetrieveFormat : vfw_error::unusableRawFormat);
+    }
+  }
+}
+
+TEST(BadInput, LengthsThatCannotBeTrueAreRefused) {
+  for (const std::size_t size : {0U, 3U}) {
+    const TempFile file(".wav", wavFile(bytesOf(pcmFormat(8000, 2, 16)), Bytes(size)));
+    const SourcePointer raw(RawDataSourceStream::open(file.name(), false, false, 0, nullptr));
+    EXPECT_EQ(raw->lastError, vfw_error::noNonEmptyKeySample);
+  }
+  AviStream late = videoStream(rgb24Format(4, 4), 25, 1, {{Bytes(48)}});
+  late.header.start = 0xFFFF0000;
+  const AviStream slow = videoStream(rgb24Format(4, 4), 25, 0xFFFE0001, {{Bytes(48)}});
+  for (const AviStream& frames : {late, slow}) {
+    const TempFile file(".avi", aviFile({frames}).build());
+    const SourcePointer stream = openStream(file.name(), true);
+    EXPECT_TRUE(failed(stream->msDuration(), *stream, vfw_error::undefinedStreamLength));
   }
 }
 

@@ -142,8 +142,9 @@ TEST(Opening, EachFailureHasItsCodeAndLeavesNothing) {
   const auto changed = [](const std::function<void(AM_MEDIA_TYPE&)>& change) {
     return [=](GraphFaults&, ScriptedStream& stream) { return change(stream.type), Replacement(); };
   };
-  const auto setBits = [](AM_MEDIA_TYPE& type) {
-    reinterpret_cast<VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader.biBitCount = 32;
+  const auto with = [&](auto BITMAPINFOHEADER::*field, long value) {
+    return changed(
+        [=](AM_MEDIA_TYPE& type) { reinterpret_cast<VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader.*field = value; });
   };
   const auto nothing = [](REFIID, void**) { return E_FAIL; };
   const struct {
@@ -164,7 +165,9 @@ TEST(Opening, EachFailureHasItsCodeAndLeavesNothing) {
       {ds_error::noNullRenderer, "no renderer", replaced(CLSID_NullRenderer, nothing)},
       {ds_error::cannotAddFilter, "renderer refused", replaced(CLSID_NullRenderer, making<BareFilter>(E_FAIL))},
       {ds_error::cannotConnectFilters, "no pins", replaced(CLSID_NullRenderer, making<BareFilter>(S_OK))},
-      {ds_error::improperStreamFormat, "24 bits that are 32", changed(setBits)},
+      {ds_error::improperStreamFormat, "24 bits that are 32", with(&BITMAPINFOHEADER::biBitCount, 32)},
+      {ds_error::improperStreamFormat, "no width", with(&BITMAPINFOHEADER::biWidth, 0)},
+      {ds_error::improperStreamFormat, "endless header", with(&BITMAPINFOHEADER::biSize, 0x40000000)},
       {ds_error::improperStreamFormat, "other format block",
        changed([](AM_MEDIA_TYPE& type) { type.formattype = FORMAT_MPEGVideo; })},
       {ds_error::improperStreamFormat, "short format block",
@@ -484,6 +487,8 @@ TEST(Backends, ReadOneFileAlike) {
       EXPECT_DOUBLE_EQ(video->StreamSampleToTime(frame), 10.0 * frame);
     }
     EXPECT_EQ(video->lastError, 0);
+    const int outsideCode = directShow ? int{ds_error::parameterOutOfRange} : quillet::vfw_error::cannotConvertTime;
+    expectNoPlaceOutside(*video, outsideCode);
 
     const std::unique_ptr<AudioSourceStream> audio(AudioSourceStream::open(file.name(), directShow, 0, nullptr));
     ASSERT_EQ(audio->lastError, 0);
@@ -495,6 +500,7 @@ TEST(Backends, ReadOneFileAlike) {
     double time = 100.0;
     EXPECT_DOUBLE_EQ(audio->StreamSampleToTime(sample), time);
     EXPECT_EQ(audio->StreamTimeToSample(time), sample);
+    expectNoPlaceOutside(*audio, outsideCode);
     expectRandomRuns(*audio, sound, 60);
     for (const auto& [first, last] : {std::pair(-1, 5), std::pair(5, 4), std::pair(9000, 9600)}) {
       EXPECT_EQ(audio->getSamples(first, last), nullptr);

@@ -212,6 +212,8 @@ TEST(VideoForWindows, FindsWhatThereIs) {
   script->calls.clear();
   expectRead(*sound, 0, false, {}, vfw_error::dataNotFound);
   expectRead(*sound, 2, false, sampleOf(2, 1, true, {8, 9}));
+  script->streams[2].samples[1].clear();
+  expectRead(*sound, 1, false, {}, vfw_error::errorReadingSamples);
   EXPECT_EQ(script->count(AviScriptCall::findSample), 0);
 
   // A sample that there is no memory for, again and again, and then there is.
@@ -482,9 +484,14 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
 
   pictures.samples.resize(1);
   EXPECT_EQ(Played(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
+  reinterpret_cast<VIDEOINFOHEADER*>(pictures.type.pbFormat)->bmiHeader.biWidth = 0;
+  EXPECT_EQ(Played(pictures).stream->lastError, ds_error::improperStreamFormat);
   pictures.type.formattype = GUID_NULL;
   EXPECT_EQ(Played(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
   EXPECT_EQ(Played(scriptedAudio(format, 0, 80), false).stream->lastError, ds_error::undeterminedSamplesNumber);
+  ScriptedStream silence = scriptedAudio(format, 1, 80);
+  reinterpret_cast<WAVEFORMATEX*>(silence.type.pbFormat)->nChannels = 0;
+  EXPECT_EQ(Played(silence, false).stream->lastError, ds_error::unusableAudioFormat);
 }
 
 TEST(Opening, TakesTheStreamTheKindAndTheBackendAsTold) {

@@ -1,7 +1,7 @@
 // Video frames by number, through Video for Windows.
 
+#include <cstring>
 #include <functional>
-#include <limits>
 
 #include "support/avi_builder.h"
 #include "support/avifile_handler.h"
@@ -167,7 +167,7 @@ TEST_F(ScriptedVideo, FailingDecompressionIsReported) {
   expectFrame(*stream, 2, last);
 }
 
-TEST_F(ScriptedVideo, SizesOfAnyKindAndPicturesWithColoursOfTheirOwnAreKnown) {
+TEST_F(ScriptedVideo, PicturesAreThosePromisedWhateverColoursTheyHave) {
   const Bytes pixels = picture(format, 5);
   const struct { DWORD compression, colours, tail; } dibs[] = {{BI_RGB, 0, 0}, {BI_RGB, 2, 8}, {BI_BITFIELDS, 0, 12}};
   for (const auto& [compression, colours, tail] : dibs) {
@@ -179,14 +179,19 @@ TEST_F(ScriptedVideo, SizesOfAnyKindAndPicturesWithColoursOfTheirOwnAreKnown) {
     source.packedDib.insert(source.packedDib.end(), pixels.begin(), pixels.end());
     expectFrame(*open(), 1, pixels);
   }
-  BITMAPINFOHEADER vast = format;
-  vast.biWidth = vast.biHeight = std::numeric_limits<LONG>::max();
-  source.format = bytesOf(vast);
-  const VideoPointer stream = open();
-  EXPECT_EQ(stream->format()->biSizeImage, std::numeric_limits<DWORD>::max());
-  VIDEOINFOHEADER info = {};
-  ASSERT_NE(stream->videoInfo(info), nullptr);
-  EXPECT_EQ(info.dwBitRate, std::numeric_limits<DWORD>::max());
+  // Pictures that are not those promised.
+  for (const auto& [field, value] : {std::pair(offsetof(BITMAPINFOHEADER, biSize), 0x40000000),
+                                     {offsetof(BITMAPINFOHEADER, biWidth), 3},
+                                     {offsetof(BITMAPINFOHEADER, biHeight), -4},
+                                     {offsetof(BITMAPINFOHEADER, biPlanes), 0x80001},
+                                     {offsetof(BITMAPINFOHEADER, biSizeImage), 47},
+                                     {offsetof(BITMAPINFOHEADER, biClrUsed), 0x3FFFFFFF}}) {
+    source.packedDib = bytesOf(format);
+    std::memcpy(&source.packedDib[field], &value, sizeof value);
+    const VideoPointer stream = open();
+    long frame = 1;
+    EXPECT_TRUE(failed(stream->getFrameBits(frame), *stream, vfw_error::cannotDecompress)) << value;
+  }
 }
 
 // Times that AVIFile cannot tell are warnings; a stream's info may go away while it is open.

@@ -96,15 +96,15 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   ///     warning ds_error::nextSampleTimeReturned.
   /// @return its time in milliseconds, the stream's duration when the stream ends before `sample`; with the warning
   ///     ds_error::roughConversion an estimate by the duration, when the samples have no times. -1.0 with code 1,
-  ///     ds_error::dataNotFound or a code of the graph.
+  ///     ds_error::parameterOutOfRange (no estimate is made of a negative number), dataNotFound or a code of the graph.
   double StreamSampleToTime(long& sample) override;
 
   /// Plays a third graph up to `ms`.
   /// @param ms milliseconds; a time at which no sample begins is replaced by the next at which one does, with the
   ///     warning ds_error::laterSampleReturned.
   /// @return the sample that begins at that time, duration() when the stream ends before; estimated with the warning
-  ///     ds_error::roughConversion, when the samples have no times. -1 with code 1, ds_error::dataNotFound or a code of
-  ///     the graph.
+  ///     ds_error::roughConversion, when the samples have no times. -1 with code 1, ds_error::parameterOutOfRange (`ms` is
+  ///     no number, or none that an estimate can be made of), dataNotFound or a code of the graph.
   long StreamTimeToSample(double& ms) override;
 
   /// Plays the stream from its start up to the first key sample. open() has done so: firstKeySample() tells the result.

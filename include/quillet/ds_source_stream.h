@@ -118,10 +118,13 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   ///     ds_error::cannotDisplayDialog or cannotAddDialogProperty; but for OK nothing is changed.
   void configure(void* parentWindow) override;
 
-  /// @return the time of frame `frame` at the stream's frame rate, in milliseconds, unchecked; -1.0 with code 1.
+  /// @return the time of frame `frame` at the stream's frame rate, in milliseconds, also beyond the stream; -1.0 with code
+  ///     1, or with the warning ds_error::parameterOutOfRange for a negative number.
   double StreamSampleToTime(long& frame) override;
 
-  /// @return the frame at `time` milliseconds at the stream's frame rate, halves up, unchecked; -1 with code 1.
+  /// @return the frame at `time` milliseconds at the stream's frame rate, halves up, also beyond the stream; -1 with code 1,
+  ///     or with the warning ds_error::parameterOutOfRange when `time` is negative, no number or later than frames can be
+  ///     counted.
   long StreamTimeToSample(double& time) override;
 
  private:
@@ -184,10 +187,12 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   ///     ds_error::cannotDisplayDialog or cannotAddDialogProperty; but for OK nothing is changed.
   void configure(void* parentWindow) override;
 
-  /// @return the time of a sample in milliseconds, unchecked; -1.0 with code 1.
+  /// @return the time of a sample in milliseconds, also beyond the stream; -1.0 with code 1, or with the warning
+  ///     ds_error::parameterOutOfRange for a negative number.
   double StreamSampleToTime(long& sample) override;
 
-  /// @return the sample at `time` milliseconds, halves up, unchecked; -1 with code 1.
+  /// @return the sample at `time` milliseconds, halves up, also beyond the stream; -1 with code 1, or with the warning
+  ///     ds_error::parameterOutOfRange when `time` is negative, no number or later than samples can be counted.
   long StreamTimeToSample(double& time) override;
 
  private:

@@ -23,7 +23,7 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   /// @param notification progress sink, kept in the stream but not called; may be NULL.
   /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::
   ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveStreamInfo, cannotRetrieveFormat, undefinedStreamLength
-  ///     or unusableRawFormat. It is open, too, with the codes of _firstKeySample(). NULL when no object could be made.
+  ///     or unusableRawFormat (also for one that can be no stream's). It is open, too, with the codes of _firstKeySample(). NULL when no object could be made.
   static VfWRawDataSourceStream* open(const char* fileName, bool video, int streamIndex,
                                       QuilletNotification* notification);
 
@@ -49,7 +49,7 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   ///     notEnoughMemory; after any of them another sample can be read.
   unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) override;
 
-  /// Searches for the first key sample that is not empty. open() has done so: firstKeySample() tells the result.
+  /// Searches for the first key sample that is not empty; where all samples have one size, it is the first. open() has done so: firstKeySample() tells the result.
   /// @param audio not used.
   /// @return its number; -1 with vfw_error::errorReadingSamples or noNonEmptyKeySample.
   long _firstKeySample(bool audio);

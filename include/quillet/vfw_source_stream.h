@@ -27,14 +27,16 @@ class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual
   /// There is nothing to tune: sets the warning vfw_error::noConfigurationDialog.
   void configure(void* parentWindow) override;
 
-  /// @return the time of `sample` in milliseconds; -1.0 with vfw_error::cannotConvertTime when AVIFile has none.
+  /// @return the time of `sample` in milliseconds; -1.0 with the warning vfw_error::cannotConvertTime when `sample` is
+  ///     negative, and when AVIFile has none.
   double StreamSampleToTime(long& sample) override;
 
   /// @param time milliseconds, rounded to whole ones (halves up).
-  /// @return the sample at `time`; -1 with vfw_error::cannotConvertTime when AVIFile has none.
+  /// @return the sample at `time`; -1 with the warning vfw_error::cannotConvertTime when `time` is negative, no number or
+  ///     more than a long can count, and when AVIFile has none.
   long StreamTimeToSample(double& time) override;
 
-  /// @return the time of the end of the stream in milliseconds; negative with vfw_error::undefinedStreamLength when
+  /// @return the time of the end of the stream in milliseconds; -1.0 with vfw_error::undefinedStreamLength when
   ///     AVIFile has none.
   double msDuration() override;
 
@@ -57,8 +59,8 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
   /// @param streamIndex number of the stream among the file's video streams, from 0.
   /// @param notification progress sink, kept in the stream but not called; may be NULL.
   /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::
-  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveStreamInfo, cannotRetrieveFormat, undefinedStreamLength
-  ///     or noDecompressor. NULL when no object could be made.
+  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveStreamInfo, cannotRetrieveFormat (also for one that no
+  ///     frames can have), undefinedStreamLength or noDecompressor. NULL when no object could be made.
   static VfWVideoSourceStream* open(const char* fileName, int streamIndex, QuilletNotification* notification);
 
   ~VfWVideoSourceStream() override;
@@ -72,7 +74,7 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
   /// where the height of format() is negative; its biClrUsed is that of the file and means nothing for them.
   /// @param frame frame number; receives the number of the frame found, -1 when none was.
   /// @return the pixels, in the decompressor's own buffer, valid until the next call on this stream; NULL with one of
-  ///     findFrame()'s codes or vfw_error::cannotDecompress.
+  ///     findFrame()'s codes or vfw_error::cannotDecompress, also when the frame is not of the size that format() says.
   unsigned char* getFrameBits(long& frame) override;
 
  private:
@@ -110,8 +112,8 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
   /// @param streamIndex number of the stream among the file's audio streams, from 0.
   /// @param notification progress sink, kept in the stream but not called; may be NULL.
   /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::
-  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveFormat, undefinedStreamLength, noPcmFormat or
-  ///     cannotInitializeDecompressor. NULL when no object could be made.
+  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveFormat (also for one that no samples can have),
+  ///     undefinedStreamLength, noPcmFormat or cannotInitializeDecompressor. NULL when no object could be made.
   static VfWAudioSourceStream* open(const char* fileName, int streamIndex, QuilletNotification* notification);
 
   ~VfWAudioSourceStream() override;
@@ -122,12 +124,14 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
   ///     alike, those that a damaged block fails to hold are silent.
   unsigned char* getSamples(long first, long last) override;
 
-  /// Compressed audio: the exact time of a decoded sample in milliseconds, unchecked, and #lastError is left alone; -1.0
-  /// when the stream is not open. PCM: as VfWSourceStream.
+  /// Compressed audio: the exact time of a decoded sample in milliseconds, also of one beyond the stream, and #lastError is
+  /// left alone; -1.0 when the stream is not open and, with the warning vfw_error::cannotConvertTime, for a negative number.
+  /// PCM: as VfWSourceStream.
   double StreamSampleToTime(long& sample) override;
 
-  /// Compressed audio: the decoded sample at `time` milliseconds, rounded down and unchecked, and #lastError is left alone;
-  /// -1 when the stream is not open. PCM: as VfWSourceStream.
+  /// Compressed audio: the decoded sample at `time` milliseconds, rounded down, also beyond the stream, and #lastError is
+  /// left alone; -1 when the stream is not open and, with the warning vfw_error::cannotConvertTime, when `time` is negative,
+  /// no number or later than samples can be counted. PCM: as VfWSourceStream.
   long StreamTimeToSample(double& time) override;
 
   /// Compressed audio whose blocks are known: the exact time of the stream's end in milliseconds, whatever the header says

@@ -40,9 +40,16 @@ Integer roundedHalfUp(double value) {
   return roundUp ? whole + 1 : whole;
 }
 
-/// The number of the sample (or frame) at `ms` milliseconds, halves up.
+/// Whether samples, or milliseconds, can be so many from the start of a stream on: a number that is not negative, and that a
+/// long can hold.
+inline bool isWithinStreams(double count) {
+  return count >= 0.0 && count <= static_cast<double>(std::numeric_limits<long>::max());
+}
+
+/// The number of the sample (or frame) at `ms` milliseconds, halves up; -1 when no stream has one.
 inline long sampleAtMs(double ms, double samplesPerSecond) {
-  return roundedHalfUp<long>(ms * samplesPerSecond / msPerSecond);
+  const double sample = ms * samplesPerSecond / msPerSecond;
+  return isWithinStreams(sample) ? roundedHalfUp<long>(sample) : -1;
 }
 
 /// Whole samples in a period of units of 100 ns, at most what a long can count.

@@ -12,6 +12,7 @@
 #include <quillet/error_codes.h>
 
 #include "core/time_units.h"
+#include "core/usable_formats.h"
 
 namespace quillet {
 namespace {
@@ -33,21 +34,18 @@ constexpr long gsmWarmUpBlocks = 128;
 // A frame of MPEG audio may lie in the bytes of up to nine before it, and needs the one before to be decoded.
 constexpr long mpegWarmUpFrames = 12;
 
-Coding codingOf(const WAVEFORMATEX& format) {
+/// @param size bytes of the format with what belongs to it.
+Coding codingOf(const WAVEFORMATEX& format, std::size_t size) {
   switch (format.wFormatTag) {
     case WAVE_FORMAT_ALAW:
     case WAVE_FORMAT_MULAW:
-      return {.samplesPerBlock = format.nBlockAlign / std::max<long>(format.nChannels, 1)};
+      return {.samplesPerBlock = format.nBlockAlign / format.nChannels};
     case WAVE_FORMAT_ADPCM:
     case WAVE_FORMAT_IMA_ADPCM:
     case WAVE_FORMAT_GSM610: {
-      // In all three wSamplesPerBlock follows the WAVEFORMATEX.
-      WORD samplesPerBlock = 0;
-      if (format.cbSize >= sizeof samplesPerBlock) {
-        std::memcpy(&samplesPerBlock, &format + 1, sizeof samplesPerBlock);
-      }
+      const long samples = samplesPerBlock(format, size);
       const long warmUpBlocks = format.wFormatTag == WAVE_FORMAT_GSM610 ? gsmWarmUpBlocks : 0;
-      return {.samplesPerBlock = samplesPerBlock, .warmUp = warmUpBlocks * samplesPerBlock};
+      return {.samplesPerBlock = samples, .warmUp = warmUpBlocks * samples};
     }
     case WAVE_FORMAT_MPEGLAYER3: {
       constexpr DWORD leastRateOfMpeg1 = 32000;
@@ -83,7 +81,7 @@ int AcmReader::open(WAVEFORMATEX& outputFormat) {
   }
   pcmFormat = outputFormat;
   sampleSize = pcmFormat.nBlockAlign;
-  if (sampleSize == 0) {
+  if (!isUsable(pcmFormat, sizeof pcmFormat)) {
     return vfw_error::noPcmFormat;
   }
 
@@ -118,7 +116,7 @@ bool AcmReader::prepareDecoder() {
 /// Finds how blocks and samples correspond.
 /// @param pcmSize bytes that a block decodes to at most, by the ACM.
 void AcmReader::findBlocks(DWORD pcmSize) {
-  const Coding coding = codingOf(source());
+  const Coding coding = codingOf(source(), sourceFormat.size());
   warmUp = coding.warmUp;
   // The ACM's own figure must bear out what the format says.
   if (coding.samplesPerBlock > 0 && Number{coding.samplesPerBlock} * sampleSize == pcmSize) {
@@ -273,6 +271,9 @@ int AcmReader::decodeNextBlock() {
       return error;
     }
     nextBlock += count;
+    if (acmHeader->cbSrcLength == 0 && aviSource.hasFixedSampleSize()) {
+      nextBlock = sourceBlocks;  // Blocks of one size are never empty: the file is shorter than it says.
+    }
   } while (acmHeader->cbDstLengthUsed == 0);
   pcmFirst = pcmLast + 1;
   pcmLast += acmHeader->cbDstLengthUsed / sampleSize;

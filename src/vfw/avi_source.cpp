@@ -1,12 +1,18 @@
 #include "vfw/avi_source.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include <quillet/error_codes.h>
+
+#include "vfw/wave_file.h"
 
 namespace quillet {
 
 int AviSource::open(const char* fileName, DWORD kind, int index) {
+  if (fileName != nullptr && isWaveOfEmptyBlocks(fileName)) {
+    return vfw_error::cannotRetrieveFormat;
+  }
   PAVISTREAM opened = nullptr;
   if (fileName == nullptr || AVIStreamOpenFromFileA(&opened, fileName, kind, index, OF_READ, nullptr) != 0) {
     return vfw_error::cannotOpenSourceFile;
@@ -32,8 +38,15 @@ int AviSource::readFormat(std::vector<BYTE>& format, LONG leastSize, std::size_t
 
 LONG AviSource::find(LONG sample, LONG flags) const {
   const LONG first = start();
-  const bool isBefore = sample < first;
-  return isBefore && flags & FIND_PREV ? -1 : AVIStreamFindSample(stream(), isBefore ? first : sample, flags);
+  const bool goesBack = (flags & FIND_PREV) != 0;
+  if (goesBack && sample < first) {
+    return -1;
+  }
+  const LONG from = std::max(sample, first);
+  const LONG found = AVIStreamFindSample(stream(), from, flags);
+  // What lies elsewhere is no answer.
+  const bool isThere = goesBack ? found >= 0 && found <= from : found >= from && std::int64_t{found} - first < length();
+  return isThere ? found : -1;
 }
 
 LONG AviSource::findPrevious(LONG sample) const {
@@ -50,6 +63,14 @@ int AviSource::findSample(LONG sample, LONG& found) const {
   }
   found = find(sample + 1, FIND_NEXT | FIND_ANY);
   return found != -1 ? vfw_error::nextFrameReturned : vfw_error::noFrameFound;
+}
+
+LONG AviSource::timeOf(LONG sample) const {
+  return hasTimes() && sample >= 0 ? std::max(AVIStreamSampleToTime(stream(), sample), -1L) : -1;
+}
+
+LONG AviSource::sampleAt(LONG ms) const {
+  return hasTimes() && ms >= 0 ? std::max(AVIStreamTimeToSample(stream(), ms), -1L) : -1;
 }
 
 }  // namespace quillet

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <vector>
 
 #include <windows.h>
@@ -37,8 +38,8 @@ class AviSource {
     return hasInformation && info.fccType == streamtypeAUDIO && info.dwSampleSize != 0;
   }
 
-  /// Length in AVIFile's samples: frames, or blocks of audio; -1 on failure.
-  LONG length() const { return AVIStreamLength(stream()); }
+  /// Length in AVIFile's samples: frames, or blocks of audio; -1 on failure, and for one that cannot be.
+  LONG length() const { return std::max(AVIStreamLength(stream()), -1L); }
 
   /// The number of AVIFile's first sample, for a stream that starts late. AVIFile must be asked for none before it.
   LONG start() const { return AVIStreamStart(stream()); }
@@ -57,11 +58,11 @@ class AviSource {
   /// @return vfw_error::nextFrameReturned for a later sample, noFrameFound for none.
   int findSample(LONG sample, LONG& found) const;
 
-  /// The time of one of AVIFile's samples in milliseconds, -1 on failure.
-  LONG timeOf(LONG sample) const { return hasTimes() ? AVIStreamSampleToTime(stream(), sample) : -1; }
+  /// The time of one of AVIFile's samples in milliseconds, -1 on failure, and for one that cannot be.
+  LONG timeOf(LONG sample) const;
 
-  /// One of AVIFile's samples by its time in milliseconds, -1 on failure.
-  LONG sampleAt(LONG ms) const { return hasTimes() ? AVIStreamTimeToSample(stream(), ms) : -1; }
+  /// One of AVIFile's samples by its time in milliseconds, -1 on failure, and for one that cannot be.
+  LONG sampleAt(LONG ms) const;
 
   PAVISTREAM stream() const { return aviStream.get(); }
 

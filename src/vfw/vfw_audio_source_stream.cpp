@@ -13,6 +13,7 @@
 #include "core/guarded.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
+#include "core/usable_formats.h"
 #include "vfw/acm_reader.h"
 #include "vfw/avi_source.h"
 #include "vfw/pcm_reader.h"
@@ -58,6 +59,9 @@ int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
     return error;
   }
   const auto& sourceFormat = *reinterpret_cast<const WAVEFORMATEX*>(format.data());
+  if (!quillet::isUsable(sourceFormat, format.size()) || sourceFormat.nBlockAlign == 0) {
+    return vfw_error::cannotRetrieveFormat;  // Nor are there blocks of no bytes: AVIFile counts blocks.
+  }
 
   reader = new Reader;
   if (sourceFormat.wFormatTag == WAVE_FORMAT_PCM) {
@@ -100,6 +104,10 @@ double VfWAudioSourceStream::StreamSampleToTime(long& sample) {
   if (reader->decoder == nullptr) {
     return VfWSourceStream::StreamSampleToTime(sample);
   }
+  if (sample < 0) {
+    lastError = vfw_error::cannotConvertTime;
+    return -1.0;
+  }
   return sample * static_cast<double>(quillet::msPerSecond) / waveFormat.nSamplesPerSec;
 }
 
@@ -110,7 +118,12 @@ long VfWAudioSourceStream::StreamTimeToSample(double& time) {
   if (reader->decoder == nullptr) {
     return VfWSourceStream::StreamTimeToSample(time);
   }
-  return quillet::truncated<long>(waveFormat.nSamplesPerSec * time * 0.001);
+  const double sample = waveFormat.nSamplesPerSec * time * 0.001;
+  if (!quillet::isWithinStreams(sample)) {
+    lastError = vfw_error::cannotConvertTime;
+    return -1;
+  }
+  return quillet::truncated<long>(sample);
 }
 
 double VfWAudioSourceStream::msDuration() {

@@ -16,6 +16,7 @@
 #include "core/guarded.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
+#include "core/usable_formats.h"
 #include "directshow/base/c_media_type.h"
 #include "directshow/graph/video_format.h"
 #include "vfw/avi_source.h"
@@ -31,7 +32,7 @@ namespace {
 /// @return a vfw_error code.
 int describeVideo(const std::vector<BYTE>& format, const AVISTREAMINFOA& information, CMediaType& type) {
   const auto& header = *reinterpret_cast<const BITMAPINFOHEADER*>(format.data());
-  if (!quillet::describeVideo(header, format.size(), type)) {
+  if (!quillet::isUsable(header, format.size()) || !quillet::describeVideo(header, format.size(), type)) {
     return vfw_error::unusableRawFormat;
   }
   VIDEOINFOHEADER info = {};
@@ -52,6 +53,9 @@ int describeVideo(const std::vector<BYTE>& format, const AVISTREAMINFOA& informa
 /// @return a vfw_error code.
 int describeAudio(std::vector<BYTE> format, CMediaType& type) {
   const auto& wave = *reinterpret_cast<const WAVEFORMATEX*>(format.data());
+  if (!quillet::isUsable(wave, format.size())) {
+    return vfw_error::unusableRawFormat;
+  }
   if (wave.wFormatTag != WAVE_FORMAT_PCM) {
     // Where the file holds less than it says, zeros take its place.
     format.resize(std::max(format.size(), sizeof wave + wave.cbSize));
@@ -110,12 +114,19 @@ long VfWRawDataSourceStream::_firstKeySample(bool) {
     return -1;
   }
   lastError = vfw_error::success;
+  const long start = std::max(source->start(), 0L);
+  if (source->hasFixedSampleSize()) {
+    const bool isEmpty = length == 0 || source->findPrevious(start) == -1;
+    lastError = isEmpty ? vfw_error::noNonEmptyKeySample : vfw_error::success;
+    return isEmpty ? -1 : start;
+  }
   IAVIStream* const stream = source->stream();
   long sample = source->find(0, FIND_PREV | FIND_KEY);
   if (sample != 0) {
     sample = source->find(1, FIND_NEXT | FIND_KEY);
   }
-  // Ends: a search that does not come farther, because it finds nothing (-1) or its handler errs, is the last.
+  // Ends: a search that does not come farther, because it finds nothing (-1) or its handler errs, is the last, and none goes
+  // beyond the end of the stream.
   for (long reached = -1; sample > reached;) {
     LONG size = 0;
     if (AVIStreamRead(stream, sample, 1, nullptr, std::numeric_limits<LONG>::max(), &size, nullptr) != 0) {
@@ -191,6 +202,9 @@ int VfWRawDataSourceStream::readAt(long first, long& samples, long& bytes) {
     readBuffer->reserve(size);
     result = read();
   }
-  // A handler that reads nothing within the stream would keep its reader from coming on.
-  return result == 0 && samples > 0 ? vfw_error::success : vfw_error::errorReadingSamples;
+  // A handler that reads nothing within the stream would keep its reader from coming on. A frame may be empty.
+  const bool mayBeEmpty = mediaType.majortype == MEDIATYPE_Video;
+  return result == 0 && samples > 0 && bytes >= (mayBeEmpty ? 0 : 1) && bytes <= readBuffer->size()
+             ? vfw_error::success
+             : vfw_error::errorReadingSamples;
 }

@@ -33,7 +33,7 @@ long VfWSourceStream::StreamTimeToSample(double& time) {
   if (!requireOpened()) {
     return -1;
   }
-  const LONG sample = source->sampleAt(quillet::roundedHalfUp<LONG>(time));
+  const LONG sample = quillet::isWithinStreams(time) ? source->sampleAt(quillet::roundedHalfUp<LONG>(time)) : -1;
   lastError = sample == -1 ? vfw_error::cannotConvertTime : vfw_error::success;
   return sample;
 }
@@ -44,6 +44,6 @@ double VfWSourceStream::msDuration() {
   }
   const auto end = std::int64_t{AVIStreamStart(source->stream())} + source->length();
   const LONG ms = end <= std::numeric_limits<LONG>::max() ? source->timeOf(static_cast<LONG>(end)) : -1;
-  lastError = ms < 0 ? vfw_error::undefinedStreamLength : vfw_error::success;
+  lastError = ms == -1 ? vfw_error::undefinedStreamLength : vfw_error::success;
   return ms;
 }

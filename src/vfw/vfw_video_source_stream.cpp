@@ -9,6 +9,7 @@
 
 #include "core/format_sizes.h"
 #include "core/open_new.h"
+#include "core/usable_formats.h"
 #include "vfw/avi_source.h"
 
 namespace vfw_error = quillet::vfw_error;
@@ -44,11 +45,22 @@ struct VfWVideoSourceStream::Decompressor {
   BITMAPINFOHEADER sourceHeader = {};
   std::uint64_t sourceTail = 0;  // What the file really holds behind its header.
 
-  unsigned char* pixelsOf(BITMAPINFOHEADER& packedDib) const;
+  unsigned char* pixelsOf(BITMAPINFOHEADER& packedDib, const BITMAPINFOHEADER& promised) const;
 };
 
-/// The pixels of a picture, behind all that belongs to its header.
-unsigned char* VfWVideoSourceStream::Decompressor::pixelsOf(BITMAPINFOHEADER& packedDib) const {
+/// The pixels of a picture, behind all that belongs to its header; null when it is not of the format that was promised.
+unsigned char* VfWVideoSourceStream::Decompressor::pixelsOf(BITMAPINFOHEADER& packedDib,
+                                                            const BITMAPINFOHEADER& promised) const {
+  constexpr DWORD mostColours = 256;
+  const bool hasKnownHeader = packedDib.biSize == sizeof packedDib || packedDib.biSize == sourceHeader.biSize;
+  const bool isAlike = packedDib.biWidth == promised.biWidth && packedDib.biHeight == promised.biHeight &&
+                       packedDib.biBitCount == promised.biBitCount;
+  // The size need not be told; where it is, it may be that of the sample read.
+  const bool isWhole = packedDib.biSizeImage == 0 || packedDib.biSizeImage >= promised.biSizeImage;
+  const bool hasColours = packedDib.biClrUsed <= mostColours || packedDib.biClrUsed == sourceHeader.biClrUsed;
+  if (!hasKnownHeader || !isAlike || !isWhole || !hasColours) {
+    return nullptr;
+  }
   // Pictures of the source that come as they are have what the file has, whatever its header claims.
   const bool isAsItIs = packedDib.biCompression == sourceHeader.biCompression &&
                         packedDib.biBitCount == sourceHeader.biBitCount &&
@@ -83,15 +95,19 @@ int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
   if (const int error = source->readFormat(format, sizeof(BITMAPINFOHEADER), sizeof(BITMAPINFOHEADER))) {
     return error;
   }
+  const auto& sourceHeader = *reinterpret_cast<const BITMAPINFOHEADER*>(format.data());
+  if (!quillet::isUsable(sourceHeader, format.size())) {
+    return vfw_error::cannotRetrieveFormat;
+  }
   length = source->length();
   if (length == -1) {
     return vfw_error::undefinedStreamLength;
   }
-  bitmapFormat = outputFormat(*reinterpret_cast<const BITMAPINFOHEADER*>(format.data()));
+  bitmapFormat = outputFormat(sourceHeader);
 
   decompressor = new Decompressor;
-  std::memcpy(&decompressor->sourceHeader, format.data(), sizeof decompressor->sourceHeader);
-  decompressor->sourceTail = format.size() - std::min<std::size_t>(format.size(), decompressor->sourceHeader.biSize);
+  decompressor->sourceHeader = sourceHeader;
+  decompressor->sourceTail = format.size() - sourceHeader.biSize;
   BITMAPINFOHEADER wanted = bitmapFormat;
   wanted.biClrUsed = wanted.biClrImportant = 0;  // Those of the source: the pictures have no colours of their own.
   decompressor->getFrame.reset(AVIStreamGetFrameOpen(source->stream(), &wanted));
@@ -117,9 +133,10 @@ unsigned char* VfWVideoSourceStream::getFrameBits(long& frame) {
     return nullptr;
   }
   void* const packedDib = AVIStreamGetFrame(decompressor->getFrame.get(), frame);
-  if (packedDib == nullptr) {
+  auto* const pixels =
+      packedDib != nullptr ? decompressor->pixelsOf(*static_cast<BITMAPINFOHEADER*>(packedDib), bitmapFormat) : nullptr;
+  if (pixels == nullptr) {
     lastError = vfw_error::cannotDecompress;
-    return nullptr;
   }
-  return decompressor->pixelsOf(*static_cast<BITMAPINFOHEADER*>(packedDib));
+  return pixels;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <random>
@@ -42,6 +43,15 @@ testing::AssertionResult failed(Result result, const AudioOrVideoStream& stream,
   }
   return (hasFailed && stream.lastError == code ? testing::AssertionSuccess() : testing::AssertionFailure())
          << (hasFailed ? "failure" : "success") << ", code " << stream.lastError;
+}
+
+/// Expects numbers and times that no stream has to be refused, with a warning.
+inline void expectNoPlaceOutside(SourceStream& stream, int code) {
+  long sample = -1;
+  EXPECT_TRUE(failed(stream.StreamSampleToTime(sample), stream, code));
+  for (double time : {-1.0, -1e300, 1e300, std::nan("")}) {
+    EXPECT_TRUE(failed(stream.StreamTimeToSample(time), stream, code)) << time;
+  }
 }
 
 /// The frame returned for `frame`, whose number must be that or, with a warning or a hollow stream, `returned`.

@@ -13,6 +13,10 @@ inline constexpr bool aviFileExitKeepsApartment = true;
 /// frame cannot be read.
 inline constexpr bool getFrameIgnoresCodecErrors = true;
 
+/// AVIStreamGetFrame gives the key frame before where frames are not compressed and not all of them are marked as key
+/// frames, as those of a file without an index are: unless it has given the frame before last.
+inline constexpr bool getFrameStopsAtKeyFrames = true;
+
 /// Sound in chunks of different sizes (MP3, AC3) opens with samples of an invented size, of which every read gives none: the
 /// raw source fails with the code for reading, and a decoded source has no length. A read far inside ends the process.
 inline constexpr bool piecesOfSoundHaveNoSize = true;

@@ -9,6 +9,7 @@
 #include <dvdmedia.h>
 
 #include "core/format_sizes.h"
+#include "core/usable_formats.h"
 
 namespace quillet {
 namespace {
@@ -94,6 +95,17 @@ bool describeVideo(const BITMAPINFOHEADER& format, std::size_t formatSize, CMedi
 
 bool tellsTimePerFrame(const AM_MEDIA_TYPE& type) {
   return hasVideoInfo(type) || hasVideoInfo2(type);
+}
+
+bool tellsUsableFrames(const AM_MEDIA_TYPE& type) {
+  if (!tellsTimePerFrame(type)) {
+    return false;
+  }
+  const std::size_t at =
+      hasVideoInfo(type) ? offsetof(VIDEOINFOHEADER, bmiHeader) : offsetof(VIDEOINFOHEADER2, bmiHeader);
+  BITMAPINFOHEADER header = {};
+  std::memcpy(&header, type.pbFormat + at, sizeof header);
+  return isUsable(header, type.cbFormat - at);
 }
 
 REFERENCE_TIME timePerFrame(const AM_MEDIA_TYPE& type) {

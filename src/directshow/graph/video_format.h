@@ -27,6 +27,9 @@ bool describeVideo(const BITMAPINFOHEADER& format, std::size_t formatSize, CMedi
 /// Whether the format is of one of the four kinds that tell a time per frame, and as long as it has to be.
 bool tellsTimePerFrame(const AM_MEDIA_TYPE& type);
 
+/// Whether there can be the frames that such a format tells of.
+bool tellsUsableFrames(const AM_MEDIA_TYPE& type);
+
 /// @return the time per frame in units of 100 ns; 0 when the format does not tell it.
 REFERENCE_TIME timePerFrame(const AM_MEDIA_TYPE& type);
 

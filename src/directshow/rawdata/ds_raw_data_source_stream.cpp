@@ -1,6 +1,7 @@
 #include <quillet/ds_raw_data_source_stream.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <new>
@@ -13,6 +14,7 @@
 #include "core/guarded.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
+#include "core/usable_formats.h"
 #include "directshow/base/c_media_type.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/video_format.h"
@@ -182,7 +184,7 @@ int DSRawDataSourceStream::measureAudio(const AM_MEDIA_TYPE& type) {
     return ds_error::unusableAudioFormat;
   }
   const auto& format = *reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
-  if (format.nSamplesPerSec == 0) {
+  if (!quillet::isUsable(format, type.cbFormat)) {
     return ds_error::unusableAudioFormat;
   }
   reader->callback->numbering = quillet::SampleNumbering(type);
@@ -208,6 +210,9 @@ int DSRawDataSourceStream::measureAudio(const AM_MEDIA_TYPE& type) {
 int DSRawDataSourceStream::measureVideo(const AM_MEDIA_TYPE& type) {
   if (!quillet::tellsTimePerFrame(type)) {
     return ds_error::cannotRetrieveFrameRate;
+  }
+  if (!quillet::tellsUsableFrames(type)) {
+    return ds_error::improperStreamFormat;
   }
   long long frameTime = quillet::timePerFrame(type);
   if (frameTime > 0) {
@@ -415,8 +420,8 @@ double DSRawDataSourceStream::StreamSampleToTime(long& sample) {
   }
   const quillet::TimeSGCallback& counter = reader->bySample->counter();
   if (counter.isRough()) {
-    lastError = ds_error::roughConversion;
-    return sample * toMs(graph->duration) / std::max(length, 1L);
+    lastError = sample >= 0 ? ds_error::roughConversion : ds_error::parameterOutOfRange;
+    return sample >= 0 ? sample * toMs(graph->duration) / std::max(length, 1L) : -1.0;
   }
   if (counter.isAhead(sample)) {
     return toMs(graph->duration);
@@ -433,6 +438,10 @@ long DSRawDataSourceStream::StreamTimeToSample(double& ms) {
   if (!requireOpened()) {
     return -1;
   }
+  if (std::isnan(ms)) {
+    lastError = ds_error::parameterOutOfRange;
+    return -1;
+  }
   const auto time = roundedHalfUp<long long>(ms * unitsPerMs);
   lastError = quillet::guarded([&] { return reader->countTo<quillet::TimeSGCallback2>(time, reader->byTime, *graph); });
   if (lastError != ds_error::success) {
@@ -440,8 +449,10 @@ long DSRawDataSourceStream::StreamTimeToSample(double& ms) {
   }
   const quillet::TimeSGCallback& counter = reader->byTime->counter();
   if (counter.isRough()) {
-    lastError = ds_error::roughConversion;
-    return roundedHalfUp<long>(ms * length / std::max(toMs(graph->duration), 1.0 / unitsPerMs));
+    const double sample = ms * length / std::max(toMs(graph->duration), 1.0 / unitsPerMs);
+    const bool isKnown = quillet::isWithinStreams(sample);
+    lastError = isKnown ? ds_error::roughConversion : ds_error::parameterOutOfRange;
+    return isKnown ? roundedHalfUp<long>(sample) : -1;
   }
   if (counter.isAhead(time)) {
     return length;

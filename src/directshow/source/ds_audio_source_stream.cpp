@@ -14,6 +14,7 @@
 #include "core/guarded.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
+#include "core/usable_formats.h"
 #include "directshow/base/c_media_type.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
@@ -122,8 +123,7 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   // The record is kept whole: without the extension, which tells of channels what their order tells as well.
   waveFormat.wFormatTag = WAVE_FORMAT_PCM;
   waveFormat.cbSize = 0;
-  const bool hasRate = waveFormat.nSamplesPerSec > 0 && waveFormat.nSamplesPerSec <= std::numeric_limits<int>::max();
-  if (!isPcm || !hasRate || waveFormat.nBlockAlign == 0) {
+  if (!isPcm || !quillet::isUsable(waveFormat, sizeof waveFormat)) {
     return ds_error::improperStreamFormat;
   }
   if (const int error = graph->querySeeking()) {
@@ -369,14 +369,15 @@ double DSAudioSourceStream::StreamSampleToTime(long& sample) {
   if (!requireOpened()) {
     return -1.0;
   }
-  lastError = ds_error::success;
-  return sample * static_cast<double>(quillet::msPerSecond) / waveFormat.nSamplesPerSec;
+  lastError = sample >= 0 ? ds_error::success : ds_error::parameterOutOfRange;
+  return sample >= 0 ? sample * static_cast<double>(quillet::msPerSecond) / waveFormat.nSamplesPerSec : -1.0;
 }
 
 long DSAudioSourceStream::StreamTimeToSample(double& time) {
   if (!requireOpened()) {
     return -1;
   }
-  lastError = ds_error::success;
-  return quillet::sampleAtMs(time, waveFormat.nSamplesPerSec);
+  const long sample = quillet::sampleAtMs(time, waveFormat.nSamplesPerSec);
+  lastError = sample != -1 ? ds_error::success : ds_error::parameterOutOfRange;
+  return sample;
 }

@@ -11,6 +11,7 @@
 #include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
 
+#include "core/format_sizes.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
 #include "directshow/base/c_media_type.h"
@@ -18,8 +19,8 @@
 #include "directshow/graph/pins.h"
 #include "directshow/graph/video_format.h"
 #include "directshow/source/source_graph.h"
-#include "ui/source_tuning_dialog.h"
 #include "directshow/source/video_sg_callback.h"
+#include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;
 
@@ -50,16 +51,6 @@ REFERENCE_TIME timePerFrameUpstream(ComPtr<IPin> input) {
     input = filter != nullptr ? quillet::firstConnectedPin(filter.Get(), PINDIR_INPUT) : nullptr;
   }
   return 0;
-}
-
-/// Bytes of a frame of 24 bits a pixel, rows filled up to 32 bits; 0 when no such frame can be had.
-DWORD frameBytes(const BITMAPINFOHEADER& format) {
-  if (format.biWidth <= 0 || format.biHeight == 0) {
-    return 0;
-  }
-  const std::uint64_t rowBytes = (std::uint64_t{3} * static_cast<DWORD>(format.biWidth) + 3) & ~std::uint64_t{3};
-  const std::uint64_t bytes = rowBytes * static_cast<std::uint64_t>(std::abs(std::int64_t{format.biHeight}));
-  return bytes <= std::numeric_limits<LONG>::max() ? static_cast<DWORD>(bytes) : 0;
 }
 
 }  // namespace
@@ -103,20 +94,17 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
   if (const int error = graph->readConnectionType(type)) {
     return error;
   }
-  if (type.formattype != FORMAT_VideoInfo || type.pbFormat == nullptr || type.cbFormat < sizeof(VIDEOINFOHEADER)) {
+  if (type.formattype != FORMAT_VideoInfo || !quillet::tellsUsableFrames(type)) {
     return ds_error::improperStreamFormat;
   }
   const auto& videoFormat = *reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat);
-  if (videoFormat.bmiHeader.biBitCount != 24) {
-    return ds_error::improperStreamFormat;
-  }
   bitmapFormat = videoFormat.bmiHeader;
-  const DWORD wholeFrame = frameBytes(bitmapFormat);
-  if (wholeFrame == 0) {
+  if (bitmapFormat.biBitCount != 24) {
     return ds_error::improperStreamFormat;
   }
   // Formats without compression need not tell the size, and a file may tell a wrong one.
-  bitmapFormat.biSizeImage = std::max(bitmapFormat.biSizeImage, wholeFrame);
+  bitmapFormat.biSizeImage =
+      std::max(bitmapFormat.biSizeImage, static_cast<DWORD>(quillet::uncompressedFrameSize(bitmapFormat)));
 
   REFERENCE_TIME frameTime = videoFormat.AvgTimePerFrame;
   if (frameTime == 0) {
@@ -296,14 +284,15 @@ double DSVideoSourceStream::StreamSampleToTime(long& frame) {
   if (!requireOpened()) {
     return -1.0;
   }
-  lastError = ds_error::success;
-  return frame / rate * quillet::msPerSecond;
+  lastError = frame >= 0 ? ds_error::success : ds_error::parameterOutOfRange;
+  return frame >= 0 ? frame / rate * quillet::msPerSecond : -1.0;
 }
 
 long DSVideoSourceStream::StreamTimeToSample(double& time) {
   if (!requireOpened()) {
     return -1;
   }
-  lastError = ds_error::success;
-  return quillet::sampleAtMs(time, rate);
+  const long frame = quillet::sampleAtMs(time, rate);
+  lastError = frame != -1 ? ds_error::success : ds_error::parameterOutOfRange;
+  return frame;
 }

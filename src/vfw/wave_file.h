@@ -1,0 +1,11 @@
+// What has to be known of a wave file before AVIFile opens it.
+
+#pragma once
+
+namespace quillet {
+
+/// Whether it is a wave file whose blocks have no bytes: AVIFile divides by their size while it opens the file.
+/// @param fileName in the system's ANSI code page.
+bool isWaveOfEmptyBlocks(const char* fileName);
+
+}  // namespace quillet
