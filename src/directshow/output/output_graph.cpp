@@ -1,12 +1,12 @@
 #include "directshow/output/output_graph.h"
 
 #include <algorithm>
-#include <limits>
 
 #include <dshow.h>
 
 #include <quillet/error_codes.h>
 
+#include "core/files.h"
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
 #include "ui/property_pages.h"
@@ -28,8 +28,13 @@ bool DSOutputAVIFile::Graph::Stream::isConnected() const {
   return source == nullptr || quillet::firstUnconnectedPin(source.Get(), PINDIR_OUTPUT) == nullptr;
 }
 
+bool DSOutputAVIFile::Graph::Stream::leadsTo(IBaseFilter* mux) const {
+  const ComPtr<IPin> receiver = source != nullptr ? quillet::peerOf(&source->output()) : nullptr;
+  return receiver != nullptr && quillet::filterOf(receiver.Get()).Get() == mux;
+}
+
 int DSOutputAVIFile::Graph::build(const char* fileName) {
-  wideName = quillet::constOLEstring(fileName);
+  wideName = quillet::constOLEstring(fileName != nullptr ? quillet::fullName(fileName).c_str() : nullptr);
   if (const int error = graph.create()) {
     return error;
   }
@@ -204,11 +209,16 @@ std::uint64_t DSOutputAVIFile::Graph::movement() const {
   if (SUCCEEDED(mux.As(&progress)) && SUCCEEDED(progress->GetCurrentPosition(&position))) {
     sum += static_cast<std::uint64_t>(position);
   }
-  WIN32_FILE_ATTRIBUTE_DATA file = {};
-  if (GetFileAttributesExW(wideName.get(), GetFileExInfoStandard, &file) != 0) {
-    sum += (std::uint64_t{file.nFileSizeHigh} << std::numeric_limits<DWORD>::digits) + file.nFileSizeLow;
+  return sum + quillet::fileLength(wideName.get()).value_or(0);
+}
+
+bool DSOutputAVIFile::Graph::hasArrived() const {
+  std::uint64_t written = 0;
+  for (const Stream* const stream : {&video, &audio}) {
+    written += stream->leadsTo(mux.Get()) ? stream->written.load() : 0;
   }
-  return sum;
+  const std::optional<std::uint64_t> length = quillet::fileLength(wideName.get());
+  return length && *length >= written;
 }
 
 /// Whether the ended streams can still be on their way: not when somebody has stopped the graph, or a filter has refused to
