@@ -2,6 +2,7 @@
 // that reading and converting can go, on scripted streams.
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <map>
 
@@ -510,6 +511,13 @@ TEST(Opening, TakesTheStreamTheKindAndTheBackendAsTold) {
 
 TEST(Opening, GoesOnToDirectShowWhenNothingCanBeRead) {
   const TimeLimit limit(60);
+  const TempFile large(".avi", readFile(mediaFile("copy.avi").c_str()));
+  for (const std::uintmax_t size : {0x7FFFFFFFU, 0x80000000U}) {  // What AVIFile can count, and one more.
+    std::filesystem::resize_file(large.name(), size);
+    const std::unique_ptr<SourceStream> stream(SourceStream::open(large.name(), true, 0, nullptr));
+    EXPECT_TRUE(stream->lastError == 0 && stream->usesDirectShow() == (size > 0x7FFFFFFFU)) << stream->lastError;
+    EXPECT_EQ(openRaw(large.name(), false)->lastError, size > 0x7FFFFFFFU ? vfw_error::cannotOpenSourceFile : 0);
+  }
   const auto script = std::make_shared<AviScript>();
   script->streams = {aviScriptVideo(rgb24Format(4, 4), 25, 1, {{1}, {2}}),
                      aviScriptAudio(bytesOf(pcmFormat(8000, 1, 16)), 8000, 1, {{1, 1}, {2, 2}})};

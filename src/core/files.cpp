@@ -1,8 +1,11 @@
 #include "core/files.h"
 
 #include <limits>
+#include <string_view>
 
 #include <windows.h>
+
+#include "core/handles.h"
 
 namespace quillet {
 namespace {
@@ -30,6 +33,16 @@ std::optional<std::uint64_t> fileLength(const char* name) {
 
 std::optional<std::uint64_t> fileLength(const wchar_t* name) {
   return lengthOf(name, GetFileAttributesExW);
+}
+
+bool isRiff(const char* name) {
+  constexpr std::string_view id = "RIFF";
+  char beginning[id.size()] = {};
+  DWORD size = 0;
+  const KernelHandle file(CreateFileA(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  return ReadFile(file.get(), beginning, sizeof beginning, &size, nullptr) != 0 &&
+         std::string_view(beginning, size) == id;
 }
 
 }  // namespace quillet

@@ -18,4 +18,7 @@ std::optional<std::uint64_t> fileLength(const char* name);
 /// @copydoc fileLength
 std::optional<std::uint64_t> fileLength(const wchar_t* name);
 
+/// Whether the file begins as files of AVI and WAVE do.
+bool isRiff(const char* name);
+
 }  // namespace quillet
