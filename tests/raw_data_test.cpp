@@ -582,7 +582,7 @@ TEST(Conversions, AreTheCountedOnesInAnyOrder) {
 }
 
 TEST(Conversions, AreRoughOrFail) {
-  const TimeLimit limit;
+  const TimeLimit limit(60);
   const auto expectBoth = [](DSRawDataSourceStream& stream, double time, long number, int code) {
     for (int i = 0; i < 2; ++i) {
       long sample = 4;
@@ -602,6 +602,13 @@ TEST(Conversions, AreRoughOrFail) {
   aborting.samples[2].event = EC_ERRORABORT;
   aborting.samples[3].waitFor = never.get();
   expectBoth(*Played(aborting).stream, -1.0, -1, ds_error::dataNotFound);
+  ScriptedStream stalling = good;
+  stalling.samples[3].waitFor = never.get();
+  const Played stalled(stalling);
+  long beyond = 4;
+  EXPECT_TRUE(failed(stalled.stream->StreamSampleToTime(beyond), *stalled.stream, ds_error::dataNotFound));
+  long before = 1;
+  EXPECT_EQ(stalled.stream->StreamSampleToTime(before), msPerFrame) << "what there is can still be had";
 
   for (const auto& [fault, code] : {std::pair(&GraphFaults::create, ds_error::noGraphBuilder),
                                     {&GraphFaults::setPositions, ds_error::unseekableMedia}}) {

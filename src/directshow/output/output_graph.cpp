@@ -9,20 +9,11 @@
 #include "core/files.h"
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
+#include "directshow/graph/stall_watch.h"
 #include "ui/property_pages.h"
 
 namespace ds_error = quillet::ds_error;
 using End = quillet::FilterGraph::End;
-
-namespace {
-
-/// How long nothing may move on the way of streams that were asked to end before they count as stalled. Each sample on its
-/// way moves something, so this is what a single one may take: many times what the slowest compressor needs for a picture,
-/// and what a disk needs to spin up. Who has lost the end for good, as a compressor that swallows it, costs no more.
-constexpr DWORD stalledAfterMs = 20'000;
-constexpr DWORD lookAfterMs = 500;
-
-}  // namespace
 
 bool DSOutputAVIFile::Graph::Stream::isConnected() const {
   return source == nullptr || quillet::firstUnconnectedPin(source.Get(), PINDIR_OUTPUT) == nullptr;
@@ -180,20 +171,15 @@ bool DSOutputAVIFile::Graph::endStreams() {
     }
   }
   // Ends: with the completion or the abort that the multiplexer and the writer tell; when it is seen that neither can come
-  // any more; or when nothing has moved for so many looks. Looks are counted, since a clock would also count the hours for
-  // which the machine was asleep.
-  std::uint64_t seen = movement();
-  for (DWORD looks = 0; looks < stalledAfterMs / lookAfterMs; ++looks) {
+  // any more; or when nothing moves, as when a compressor swallows the end.
+  quillet::StallWatch watch(movement());
+  do {
     const bool mayComplete = canComplete();
-    const End end = graph.waitForEnd(nullptr, mayComplete ? lookAfterMs : 0);
+    const End end = graph.waitForEnd(nullptr, mayComplete ? quillet::StallWatch::lookAfterMs : 0);
     if (end != End::timedOut || !mayComplete) {
       return end == End::completed;
     }
-    if (const std::uint64_t now = movement(); now != seen) {
-      seen = now;
-      looks = 0;
-    }
-  }
+  } while (!watch.hasStalled(movement()));
   return false;
 }
 
