@@ -154,7 +154,7 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
       {{L"samples", audio, L"0", L"9999999", L"-o", L"x.wav"}, failed, "Parameter out of range (code 8"},
       {{L"samples", audio, L"0", L"1", L"-o", L"no\\x.wav"}, failed, "cannot write 'no\\x.wav'"},
       {{L"copy", video}, wrongUsage, "missing OUT"},
-      {{L"copy", video, video}, wrongUsage, "IN and OUT are the same file"},
+      {{L"copy", video, L"\\\\?\\" + video}, wrongUsage, "IN and OUT are the same file"},
       {{L"copy", video, L"no\\x.avi"}, failed, "cannot write 'no\\x.avi'"},
       {{L"copy", video, L"x.avi", L"--audio", L"--backend", L"vfw"},
        failed,

@@ -240,7 +240,8 @@ TEST_F(DSOutput, NobodyIsStrandedInAWrite) {
       {"stopped", [&](OutputAVIFile&) { graph.stop(); }, ds_error::writeError},
       {"aborted", [&](OutputAVIFile&) { graph.notify(EC_ERRORABORT); }, ds_error::writeError},
       {"aborted by the user", [&](OutputAVIFile&) { graph.notify(EC_USERABORT); }, ds_error::writeError},
-      {"complete", [&](OutputAVIFile&) { graph.notify(EC_COMPLETE); }, 0},
+      {"complete, though nothing is in the file", [&](OutputAVIFile&) { graph.notify(EC_COMPLETE); },
+       ds_error::writeError},
       {"closed", [&](OutputAVIFile& writer) { EXPECT_TRUE(writer.close()); }, ds_error::notOpened},
   };
   for (const auto& c : cases) {

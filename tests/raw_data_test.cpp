@@ -2,6 +2,7 @@
 // that reading and converting can go, on scripted streams.
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <map>
 
@@ -517,6 +518,13 @@ TEST(Opening, TakesTheStreamTheKindAndTheBackendAsTold) {
 
 TEST(Opening, GoesOnToDirectShowWhenNothingCanBeRead) {
   const TimeLimit limit(60);
+  const TempFile large(".avi", readFile(mediaFile("copy.avi").c_str()));
+  for (const std::uintmax_t size : {0x7FFFFFFFU, 0x80000000U}) {  // What AVIFile can count, and one more.
+    std::filesystem::resize_file(large.name(), size);
+    const std::unique_ptr<SourceStream> stream(SourceStream::open(large.name(), true, 0, nullptr));
+    EXPECT_TRUE(stream->lastError == 0 && stream->usesDirectShow() == (size > 0x7FFFFFFFU)) << stream->lastError;
+    EXPECT_EQ(openRaw(large.name(), false)->lastError, size > 0x7FFFFFFFU ? vfw_error::cannotOpenSourceFile : 0);
+  }
   const auto script = std::make_shared<AviScript>();
   script->streams = {aviScriptVideo(rgb24Format(4, 4), 25, 1, {{1}, {2}}),
                      aviScriptAudio(bytesOf(pcmFormat(8000, 1, 16)), 8000, 1, {{1, 1}, {2, 2}})};
@@ -581,7 +589,7 @@ TEST(Conversions, AreTheCountedOnesInAnyOrder) {
 }
 
 TEST(Conversions, AreRoughOrFail) {
-  const TimeLimit limit;
+  const TimeLimit limit(60);
   const auto expectBoth = [](DSRawDataSourceStream& stream, double time, long number, int code) {
     for (int i = 0; i < 2; ++i) {
       long sample = 4;
@@ -601,6 +609,13 @@ TEST(Conversions, AreRoughOrFail) {
   aborting.samples[2].event = EC_ERRORABORT;
   aborting.samples[3].waitFor = never.get();
   expectBoth(*Played(aborting).stream, -1.0, -1, ds_error::dataNotFound);
+  ScriptedStream stalling = good;
+  stalling.samples[3].waitFor = never.get();
+  const Played stalled(stalling);
+  long beyond = 4;
+  EXPECT_TRUE(failed(stalled.stream->StreamSampleToTime(beyond), *stalled.stream, ds_error::dataNotFound));
+  long before = 1;
+  EXPECT_EQ(stalled.stream->StreamSampleToTime(before), msPerFrame) << "what there is can still be had";
 
   for (const auto& [fault, code] : {std::pair(&GraphFaults::create, ds_error::noGraphBuilder),
                                     {&GraphFaults::setPositions, ds_error::unseekableMedia}}) {

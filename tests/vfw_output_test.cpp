@@ -174,6 +174,30 @@ TEST_F(VfWOutputToScript, WritesPiecesUntilAllIsWritten) {
   EXPECT_FALSE(writeCounted(*writer, 350, 1)) << "no progress is a failure";
 }
 
+TEST_F(VfWOutputToScript, RefusesWhatTheFileOrTheDiskCannotHold) {
+  script->keepsSamples = false;
+  constexpr long half = 1 << 30;
+  // What the disk loses: nothing, the last byte, the file.
+  for (const long long lost : {0LL, 1LL, 2LL * half}) {
+    script->streams.clear();
+    script->bytesLost = 0;
+    const Writer writer = create(true, false, true, false);
+    ASSERT_TRUE(writer->start());
+    unsigned char data[2] = {};
+    EXPECT_TRUE(writer->writeFrame(0, data, 1, half, true));
+    EXPECT_TRUE(failed(writer->writeFrame(1, data, 1, half - 1, true), *writer, vfw_error::writeError));
+    EXPECT_TRUE(writer->writeFrame(1, data, 1, half - (1 << 21), true)) << "the headers are smaller";
+    EXPECT_TRUE(failed(writer->writeSample(0, data, 1 << 20, -1, true), *writer, vfw_error::writeError));
+    EXPECT_TRUE(failed(writer->writeFrame(50'000, data, 1, 2, true), *writer, vfw_error::writeError))
+        << "those before it take their places";
+    EXPECT_TRUE(writer->writeFrame(2, data, 1, 2, true));
+    EXPECT_EQ(writer->nextFrame_number(), 3);
+    script->bytesLost = lost;
+    EXPECT_EQ(writer->close(), lost == 0);
+    EXPECT_EQ(writer->lastError, lost == 0 ? 0 : vfw_error::writeError);
+  }
+}
+
 TEST_F(VfWOutputToScript, WritesBothStreamsThroughTheEngine) {
   constexpr long frames = 50;
   constexpr long samples = 16000;
@@ -254,6 +278,9 @@ TEST_F(VfWOutputToScript, RefusesAudioThatDoesNotFitOrConvert) {
   script->refusedFormats = {streamtypeAUDIO};
   EXPECT_FALSE(writer->start());
   EXPECT_TRUE(failed(writeCounted(*writer, 0, 100), *writer, vfw_error::notFullyConfigured));
+  script->refusedFormats.clear();
+  EXPECT_TRUE(writer->start() && writeCounted(*writer, 0, 50));
+  EXPECT_TRUE(failed(writer->close(), *writer, vfw_error::writeError)) << "the end has its place already taken";
 }
 
 TEST_F(VfWOutputToScript, KnowsWhichCompressorsItNeeds) {

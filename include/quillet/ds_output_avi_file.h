@@ -53,8 +53,9 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   /// The wait ends as well when nothing has moved for 20 seconds, as when a compressor loses the end of its stream, or keeps
   /// the one buffer that its source has. What a compressor takes and gives away counts as moving, and so does the growth of
   /// the file; but one that needs 20 seconds for a single picture has stalled.
-  /// @return false with ds_error::graphNotStarted, writeError (the graph has aborted or stalled: the file is not complete),
-  ///     cannotStopGraph or getStateFailed.
+  /// @return false with ds_error::graphNotStarted, writeError (the graph has aborted or stalled, and the file is not
+  ///     complete; or it is not there, or shorter than what was written into it as it is: the filters do not tell of a disk
+  ///     that is full), cannotStopGraph or getStateFailed.
   bool close() override;
 
   /// @param frame number of the first frame.

@@ -10,7 +10,8 @@
 ///
 /// Create it, set or choose compressors for the streams that are to be compressed, start(), write frames and samples by
 /// number, flushAudio() if bufferedWriteSample() was used, close(), delete. Not to be used from two threads at once; an
-/// AutomaticInterleaveEngine lets two threads write in turns.
+/// AutomaticInterleaveEngine lets two threads write in turns. Nothing keeps two writers from one file: it is what the one
+/// leaves that is closed last, and neither is told. Nor may a file be written that is being read.
 class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
  public:
   /// Creates a file with the backend that the caller names.
@@ -93,6 +94,8 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   virtual bool writeSample(long sample, unsigned char* data, long count, long bytes, bool key) = 0;
 
   /// Completes the file. Audio that is still buffered is not written: call flushAudio() before.
+  /// @return false with the backend's writeError also when the file is not there after that, or shorter than what was
+  ///     written into it, as on a full disk.
   virtual bool close() = 0;
 
   /// Sets the interleaving period without a dialog; before start().

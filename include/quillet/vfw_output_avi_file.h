@@ -13,6 +13,10 @@ struct IAVIStream;
 ///
 /// The frame rate of the file is a whole number of frames per second. While the file is not open, and again after close(),
 /// every operation that tells how it went fails with code 1. The threads that call must have called QuilletThread().
+///
+/// A file cannot have more than 2^31-1 bytes. A write that might make it larger fails, counted with 25 bytes more for each
+/// frame, also for those that are left out, and each piece of audio, and with 1 MB for the headers; of frames that are
+/// compressed, with twice their size before it. The file stays as it is, and can be closed.
 class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public OutputAVIFile {
  public:
   /// Creates a file; the arguments are those of OutputAVIFile::create().
@@ -91,7 +95,8 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   /// @param frames number of frames; AVIFile takes more than one at once from few compressors.
   /// @param bytes size of `data`; when negative it is computed from the format. 0 makes a dropped frame.
   /// @param keyFrame whether the first frame is a key frame.
-  /// @return false with output_error::noVideoStream, vfw_error::notFullyConfigured (also before start()) or writeError.
+  /// @return false with output_error::noVideoStream, vfw_error::notFullyConfigured (also before start()) or writeError (also
+  ///     when the file would become too large).
   bool writeFrame(long frame, unsigned char* data, long frames, long bytes, bool keyFrame) override;
 
   /// Audio that is compressed is gathered until it makes whole blocks of the target format. One call can take the samples
@@ -103,11 +108,14 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   /// @param samples number of samples.
   /// @param bytes size of `data`; when negative it is computed from the format.
   /// @param keyFrame whether the first sample is a key sample.
-  /// @return false with output_error::noAudioStream, vfw_error::notFullyConfigured (also before start()), writeError,
-  ///     audioCompressionFailure or audioCompressionOverflow, which takes nothing of `data`.
+  /// @return false with output_error::noAudioStream, vfw_error::notFullyConfigured (also before start()), writeError (also
+  ///     when the file would become too large), audioCompressionFailure or audioCompressionOverflow, which takes nothing of
+  ///     `data`.
   bool writeSample(long sample, unsigned char* data, long samples, long bytes, bool keyFrame) override;
 
-  /// Writes the end of compressed audio and completes the file.
+  /// Writes the end of compressed audio and completes the file, which is closed in any case.
+  /// @return false with vfw_error::writeError when that end could not be written, the file is not there, or it is shorter
+  ///     than what was written: AVIFile does not tell of a disk that is full.
   bool close() override;
 
   /// @param period in units of 100 ns; at least a frame. Kept in the audio's compression options when they ask for it.

@@ -22,8 +22,9 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   /// @param streamIndex number of the stream among the file's streams of that kind, from 0.
   /// @param notification progress sink, kept in the stream but not called; may be NULL.
   /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::
-  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveStreamInfo, cannotRetrieveFormat, undefinedStreamLength
-  ///     or unusableRawFormat (also for one that can be no stream's). It is open, too, with the codes of _firstKeySample(). NULL when no object could be made.
+  ///     notEnoughMemory, cannotOpenSourceFile (also for AVI and WAVE files of 2 GB and more), cannotRetrieveStreamInfo,
+  ///     cannotRetrieveFormat, undefinedStreamLength or unusableRawFormat (also for one that can be no stream's). It is
+  ///     open, too, with the codes of _firstKeySample(). NULL when no object could be made.
   static VfWRawDataSourceStream* open(const char* fileName, bool video, int streamIndex,
                                       QuilletNotification* notification);
 

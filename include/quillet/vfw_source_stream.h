@@ -59,8 +59,9 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
   /// @param streamIndex number of the stream among the file's video streams, from 0.
   /// @param notification progress sink, kept in the stream but not called; may be NULL.
   /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::
-  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveStreamInfo, cannotRetrieveFormat (also for one that no
-  ///     frames can have), undefinedStreamLength or noDecompressor. NULL when no object could be made.
+  ///     notEnoughMemory, cannotOpenSourceFile (also for AVI and WAVE files of 2 GB and more), cannotRetrieveStreamInfo,
+  ///     cannotRetrieveFormat (also for one that no frames can have), undefinedStreamLength or noDecompressor. NULL when no
+  ///     object could be made.
   static VfWVideoSourceStream* open(const char* fileName, int streamIndex, QuilletNotification* notification);
 
   ~VfWVideoSourceStream() override;
@@ -112,7 +113,8 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
   /// @param streamIndex number of the stream among the file's audio streams, from 0.
   /// @param notification progress sink, kept in the stream but not called; may be NULL.
   /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise vfw_error::
-  ///     notEnoughMemory, cannotOpenSourceFile, cannotRetrieveFormat (also for one that no samples can have),
+  ///     notEnoughMemory, cannotOpenSourceFile (also for AVI and WAVE files of 2 GB and more), cannotRetrieveFormat (also
+  ///     for one that no samples can have),
   ///     undefinedStreamLength, noPcmFormat or cannotInitializeDecompressor. NULL when no object could be made.
   static VfWAudioSourceStream* open(const char* fileName, int streamIndex, QuilletNotification* notification);
 

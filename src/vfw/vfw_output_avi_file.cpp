@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include <windows.h>
@@ -12,6 +13,7 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/files.h"
 #include "core/format_sizes.h"
 #include "core/guarded.h"
 #include "core/handles.h"
@@ -20,6 +22,7 @@
 #include "ui/run_dialog.h"
 #include "vfw/audio_compression.h"
 #include "vfw/video_compression.h"
+#include "vfw/written_size.h"
 
 namespace output_error = quillet::output_error;
 namespace vfw_error = quillet::vfw_error;
@@ -68,6 +71,12 @@ PAVISTREAM createAudioStream(PAVIFILE file, const WAVEFORMATEX& format) {
 struct VfWOutputAVIFile::State {
   bool isInterleavedByOptions() { return (audioCompression.options().dwFlags & AVICOMPRESSF_INTERLEAVE) != 0; }
 
+  /// Whether the closed file is there, and has what was written: a full disk is told of by no call.
+  bool hasArrived() const {
+    const std::optional<std::uint64_t> length = quillet::fileLength(fileName.c_str());
+    return length && *length >= size.atLeast();
+  }
+
   // Destroyed from the last one upwards: the streams before their file, what they are compressed with at the end.
   quillet::VideoCompression videoCompression;
   quillet::AudioCompression audioCompression;
@@ -75,6 +84,8 @@ struct VfWOutputAVIFile::State {
   quillet::AviStreamHandle videoStream;
   quillet::AviStreamHandle audioStream;
   quillet::AviStreamHandle compressedVideoStream;
+  std::string fileName;
+  quillet::WrittenSize size;
   bool isStarted = false;
   long long period = defaultPeriod;
 };
@@ -116,6 +127,7 @@ int VfWOutputAVIFile::createStreams(const char* fileName) {
     return vfw_error::cannotCreateFile;
   }
   state->file.reset(file);
+  state->fileName = quillet::fullName(fileName);
   if (video != nullptr) {
     state->videoStream.reset(createVideoStream(file, *video));
     if (!state->videoStream) {
@@ -256,17 +268,16 @@ bool VfWOutputAVIFile::close() {
   if (!requireOpened()) {
     return false;
   }
-  if (state->audioCompression.finish()) {
-    writeConverted(false);  // Whether it went well or not, the file is closed.
-  }
+  const bool hasEnd = !state->audioCompression.finish() || writeConverted(false);
   state->audioCompression.close();
   state->compressedVideoStream.reset();
   state->audioStream.reset();
   state->videoStream.reset();
   state->file.reset();
   notOpened = true;
-  lastError = vfw_error::success;
-  return true;
+  const bool isComplete = hasEnd && state->hasArrived();
+  lastError = isComplete ? vfw_error::success : vfw_error::writeError;
+  return isComplete;
 }
 
 bool VfWOutputAVIFile::isAutomaticallyInterleaved() {
@@ -374,20 +385,28 @@ bool VfWOutputAVIFile::write(IAVIStream* stream, long start, unsigned char* data
     lastError = vfw_error::notFullyConfigured;
     return false;
   }
+  const bool isVideo = stream != state->audioStream.get();
+  const bool isCompressed = stream == state->compressedVideoStream.get();
   const long end = start + samples;
   // Ends: every piece has at least one of the samples.
   do {
     LONG writtenSamples = 0;
     LONG writtenBytes = 0;
-    const HRESULT result = AVIStreamWrite(stream, start, samples, data, bytes, keyFrame ? AVIIF_KEYFRAME : 0,
-                                          &writtenSamples, &writtenBytes);
-    if (result != 0 || (writtenSamples <= 0 && samples != 0)) {
+    // No compressor makes twice of a frame: what it cannot make smaller it stores as it is.
+    const bool hasRoom = state->size.admits({isVideo, start, samples, isCompressed ? 2LL * bytes : bytes});
+    if (!hasRoom ||
+        AVIStreamWrite(stream, start, samples, data, bytes, keyFrame ? AVIIF_KEYFRAME : 0, &writtenSamples,
+                       &writtenBytes) != 0 ||
+        (writtenSamples <= 0 && samples != 0)) {
       lastError = vfw_error::writeError;
       return false;
     }
+    // Compressed frames have been seen to be told of in the other order: their size is the larger number.
+    const LONG compressedBytes = std::max(writtenSamples, writtenBytes);
     // No stream has written more than it was given, whatever it says.
     writtenSamples = std::min(writtenSamples, samples);
     writtenBytes = std::clamp(writtenBytes, 0L, std::max(bytes, 0L));
+    state->size.add({isVideo, start, writtenSamples, isCompressed ? compressedBytes : writtenBytes});
     start += writtenSamples;
     samples -= writtenSamples;
     data += writtenBytes;

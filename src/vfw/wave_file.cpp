@@ -44,9 +44,9 @@ bool isWaveOfEmptyBlocks(const char* fileName) {
     return false;
   }
   Chunk chunk = {};
-  // Ends: every chunk begins behind the one before, and the file has an end; the format is one of the first.
-  for (std::int64_t place = sizeof head; readAt(opened, place, chunk);
-       place += sizeof chunk + chunk.size + chunk.size % 2) {
+  std::int64_t place = sizeof head;
+  constexpr int mostChunks = 1000;  // The format is one of the first.
+  for (int i = 0; i < mostChunks && readAt(opened, place, chunk); ++i) {
     PCMWAVEFORMAT format = {};
     if (chunk.id == mmioFOURCC('f', 'm', 't', ' ')) {
       return readAt(opened, place + sizeof chunk, format) && format.wf.nBlockAlign == 0;
@@ -54,6 +54,7 @@ bool isWaveOfEmptyBlocks(const char* fileName) {
     if (chunk.id == mmioFOURCC('d', 'a', 't', 'a')) {
       return false;
     }
+    place += std::int64_t{sizeof chunk} + chunk.size + chunk.size % 2;
   }
   return false;
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <utility>
 
 // The header declares the interfaces without ids, and its IID_ constants are import thunks.
@@ -125,9 +127,10 @@ class StreamObject : public ComObject<IAVIStream> {
     }
     *written = std::min(samples, script->samplesPerWrite);
     *writtenBytes = sampleSize > 0 ? *written * sampleSize : size;
+    script->bytesWritten += *writtenBytes;
     const auto* bytes = static_cast<const std::uint8_t*>(data);
     for (LONG i = 0; i < *written; ++i, bytes += sampleSize) {
-      stream().samples.emplace_back(bytes, bytes + (sampleSize > 0 ? sampleSize : size));
+      stream().samples.emplace_back(bytes, bytes + (!script->keepsSamples ? 0 : sampleSize > 0 ? sampleSize : size));
     }
     if (sampleSize == 0 && !(flags & AVIIF_KEYFRAME)) {
       stream().deltas.insert(start);
@@ -155,6 +158,17 @@ class StreamObject : public ComObject<IAVIStream> {
 class FileObject : public ComObject<IAVIFile, IPersistFile> {
  public:
   explicit FileObject(std::shared_ptr<AviScript> script) : script(std::move(script)) {}
+
+  /// Leaves a file of the size of what was written.
+  ~FileObject() override {
+    std::error_code ignored;
+    if (isWritten && script->bytesLost <= script->bytesWritten) {
+      std::filesystem::resize_file(name, static_cast<std::uintmax_t>(script->bytesWritten - script->bytesLost),
+                                   ignored);
+    } else if (isWritten) {
+      std::filesystem::remove(name, ignored);
+    }
+  }
 
   STDMETHODIMP Info(AVIFILEINFOW* info, LONG) override {
     *info = {};
@@ -192,13 +206,23 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
     return S_OK;
   }
   STDMETHODIMP IsDirty() override { return S_FALSE; }
-  STDMETHODIMP Load(LPCOLESTR, DWORD) override { return S_OK; }
+  STDMETHODIMP Load(LPCOLESTR fileName, DWORD mode) override {
+    isWritten = (mode & OF_CREATE) != 0;
+    if (isWritten) {
+      name = fileName;
+      script->bytesWritten = 0;
+      std::ofstream(name).put(0);
+    }
+    return S_OK;
+  }
   STDMETHODIMP Save(LPCOLESTR, BOOL) override { return E_NOTIMPL; }
   STDMETHODIMP SaveCompleted(LPCOLESTR) override { return E_NOTIMPL; }
   STDMETHODIMP GetCurFile(LPOLESTR*) override { return E_NOTIMPL; }
 
  private:
   std::shared_ptr<AviScript> script;
+  bool isWritten = false;
+  std::filesystem::path name;
 };
 
 }  // namespace

@@ -54,8 +54,11 @@ struct AviScript {
   std::vector<AviScriptCall> calls = {};
   long samplesPerWrite = std::numeric_limits<long>::max();  // A write takes no more of them.
   int failingWrite = -1;                                    // The number of a write that fails.
-  DWORD refusedStream = 0;                                  // The kind of stream that cannot be created.
-  std::set<DWORD> refusedFormats = {};                      // The kinds of streams that take no format.
+  bool keepsSamples = true;                                 // Otherwise it only counts what is written.
+  long long bytesLost = 0;                                  // That the file lacks at the end; beyond all, it is gone.
+  long long bytesWritten = 0;
+  DWORD refusedStream = 0;              // The kind of stream that cannot be created.
+  std::set<DWORD> refusedFormats = {};  // The kinds of streams that take no format.
 
   int count(AviScriptCall::Kind kind) const;
 };

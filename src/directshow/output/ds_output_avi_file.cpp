@@ -188,7 +188,8 @@ bool DSOutputAVIFile::close() {
   }
   // Ends: the thread waits for nothing but the request and, after it, for the end of the graph, which comes in any case.
   SignalObjectAndWait(graph->stopRequested.get(), graph->thread.get(), INFINITE, FALSE);
-  lastError = graph->result;
+  const bool isLost = graph->result == ds_error::success && !graph->hasArrived();
+  lastError = isLost ? static_cast<int>(ds_error::writeError) : graph->result;
   // The thread's handle stays, for a write of another thread that is under way and may look for it.
   notOpened = true;
   return lastError == ds_error::success;
@@ -207,6 +208,7 @@ bool DSOutputAVIFile::writeFrame(long frame, unsigned char* data, long count, lo
     lastError = ds_error::writeError;
     return false;
   }
+  graph->video.written += static_cast<unsigned long>(bytes);
   nextFrame = frame + count;
   lastError = ds_error::success;
   return true;
@@ -226,6 +228,7 @@ bool DSOutputAVIFile::writeSample(long sample, unsigned char* data, long count, 
     lastError = ds_error::writeError;
     return false;
   }
+  graph->audio.written += static_cast<unsigned long>(bytes);
   nextSample = sample + count;
   lastError = ds_error::success;
   return true;

@@ -1,35 +1,31 @@
 #include "directshow/output/output_graph.h"
 
 #include <algorithm>
-#include <limits>
 
 #include <dshow.h>
 
 #include <quillet/error_codes.h>
 
+#include "core/files.h"
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
+#include "directshow/graph/stall_watch.h"
 #include "ui/property_pages.h"
 
 namespace ds_error = quillet::ds_error;
 using End = quillet::FilterGraph::End;
 
-namespace {
-
-/// How long nothing may move on the way of streams that were asked to end before they count as stalled. Each sample on its
-/// way moves something, so this is what a single one may take: many times what the slowest compressor needs for a picture,
-/// and what a disk needs to spin up. Who has lost the end for good, as a compressor that swallows it, costs no more.
-constexpr DWORD stalledAfterMs = 20'000;
-constexpr DWORD lookAfterMs = 500;
-
-}  // namespace
-
 bool DSOutputAVIFile::Graph::Stream::isConnected() const {
   return source == nullptr || quillet::firstUnconnectedPin(source.Get(), PINDIR_OUTPUT) == nullptr;
 }
 
+bool DSOutputAVIFile::Graph::Stream::leadsTo(IBaseFilter* mux) const {
+  const ComPtr<IPin> receiver = source != nullptr ? quillet::peerOf(&source->output()) : nullptr;
+  return receiver != nullptr && quillet::filterOf(receiver.Get()).Get() == mux;
+}
+
 int DSOutputAVIFile::Graph::build(const char* fileName) {
-  wideName = quillet::constOLEstring(fileName);
+  wideName = quillet::constOLEstring(fileName != nullptr ? quillet::fullName(fileName).c_str() : nullptr);
   if (const int error = graph.create()) {
     return error;
   }
@@ -175,20 +171,15 @@ bool DSOutputAVIFile::Graph::endStreams() {
     }
   }
   // Ends: with the completion or the abort that the multiplexer and the writer tell; when it is seen that neither can come
-  // any more; or when nothing has moved for so many looks. Looks are counted, since a clock would also count the hours for
-  // which the machine was asleep.
-  std::uint64_t seen = movement();
-  for (DWORD looks = 0; looks < stalledAfterMs / lookAfterMs; ++looks) {
+  // any more; or when nothing moves, as when a compressor swallows the end.
+  quillet::StallWatch watch(movement());
+  do {
     const bool mayComplete = canComplete();
-    const End end = graph.waitForEnd(nullptr, mayComplete ? lookAfterMs : 0);
+    const End end = graph.waitForEnd(nullptr, mayComplete ? quillet::StallWatch::lookAfterMs : 0);
     if (end != End::timedOut || !mayComplete) {
       return end == End::completed;
     }
-    if (const std::uint64_t now = movement(); now != seen) {
-      seen = now;
-      looks = 0;
-    }
-  }
+  } while (!watch.hasStalled(movement()));
   return false;
 }
 
@@ -204,11 +195,16 @@ std::uint64_t DSOutputAVIFile::Graph::movement() const {
   if (SUCCEEDED(mux.As(&progress)) && SUCCEEDED(progress->GetCurrentPosition(&position))) {
     sum += static_cast<std::uint64_t>(position);
   }
-  WIN32_FILE_ATTRIBUTE_DATA file = {};
-  if (GetFileAttributesExW(wideName.get(), GetFileExInfoStandard, &file) != 0) {
-    sum += (std::uint64_t{file.nFileSizeHigh} << std::numeric_limits<DWORD>::digits) + file.nFileSizeLow;
+  return sum + quillet::fileLength(wideName.get()).value_or(0);
+}
+
+bool DSOutputAVIFile::Graph::hasArrived() const {
+  std::uint64_t written = 0;
+  for (const Stream* const stream : {&video, &audio}) {
+    written += stream->leadsTo(mux.Get()) ? stream->written.load() : 0;
   }
-  return sum;
+  const std::optional<std::uint64_t> length = quillet::fileLength(wideName.get());
+  return length && *length >= written;
 }
 
 /// Whether the ended streams can still be on their way: not when somebody has stopped the graph, or a filter has refused to

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include <windows.h>
@@ -24,10 +25,14 @@ struct DSOutputAVIFile::Graph {
 
   /// A stream on its way to the multiplexer.
   struct Stream {
-    ComPtr<quillet::MSDfilter> source;  ///< Null when the file has no such stream.
-    ComPtr<IBaseFilter> compressor;     ///< Null until one is set.
+    ComPtr<quillet::MSDfilter> source;       ///< Null when the file has no such stream.
+    ComPtr<IBaseFilter> compressor;          ///< Null until one is set.
+    std::atomic<std::uint64_t> written = 0;  ///< Bytes that the writes have handed over.
 
     bool isConnected() const;
+
+    /// Whether what is written goes into the file as it is, with no filter in between.
+    bool leadsTo(IBaseFilter* mux) const;
   };
 
   /// Builds the graph up to the file writer, which opens the file.
@@ -67,6 +72,9 @@ struct DSOutputAVIFile::Graph {
   /// Waits until the graph ends, or a stop is requested; then ends the streams, waits until the file is complete, but not
   /// while nothing moves, and stops the graph.
   int runToEnd();
+
+  /// Whether the complete file is there, and has what was written: a full disk is told of by no filter.
+  bool hasArrived() const;
 
   Stream& stream(bool isVideo) { return isVideo ? video : audio; }
 

@@ -29,6 +29,7 @@ class DSRawDataSourceStream::TimeGraph {
   const quillet::TimeSGCallback& counter() const { return *callback; }
 
  private:
+  quillet::FilterGraph::End waitForSample();
   int restart();
 
   Graph graph;

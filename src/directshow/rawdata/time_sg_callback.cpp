@@ -11,6 +11,7 @@ void TimeSGCallback::restart() {
 }
 
 void TimeSGCallback::receive(double time, IMediaSample* sample) {
+  ++receivedSamples;
   if (stop) {
     return;
   }
