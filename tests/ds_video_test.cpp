@@ -61,7 +61,6 @@ struct Step {
 void check(const char* name, const std::vector<double>& times, double length, const std::vector<Step>& steps,
            const ScriptedStream::Seek& seek = landAsAsked, const std::set<std::size_t>& keys = {}) {
   SCOPED_TRACE(name);
-  const TimeLimit limit;
   GraphOverride graph;
   ScriptedStream stream = framesAt(times, length);
   stream.seek = seek;
@@ -146,7 +145,6 @@ TEST(Search, GoesBackFromSeeksThatMiss) {
 }
 
 TEST(Search, KnowsShortFramesFromCutOnes) {
-  const TimeLimit limit;
   ScriptedStream stream = framesAt(upTo(20), 20);
   for (ScriptedSample& sample : stream.samples) {
     *sample.stop -= frameTime * 3 / 4;
@@ -159,7 +157,6 @@ TEST(Search, KnowsShortFramesFromCutOnes) {
 }
 
 TEST(Search, HoldsAtTheEdgeBefore) {
-  const TimeLimit limit;
   const auto script = scriptOf(framesAt({0, 1, 2, 3, 4.5, 6, 7}, 8));
   const ScriptedFile file(script);
   const DSVideo video = openVideo(file.name());
@@ -170,7 +167,6 @@ TEST(Search, HoldsAtTheEdgeBefore) {
 }
 
 TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
-  const TimeLimit limit;
   for (const auto& [times, count] : {std::pair(upTo(9), 9), {{0, 1, 1, 2, 2, 3}, 4}}) {
     ScriptedStream stream = framesAt(times, 77);
     withoutFrameTime(stream);

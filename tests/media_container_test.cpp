@@ -74,7 +74,6 @@ void expectCount(const std::string& name, bool mayUseGraph, int error, int video
 const ClassObjectOverride::Create refuse = [](REFIID, void**) { return E_FAIL; };
 
 TEST(Streams, AreCountedInBothWays) {
-  const TimeLimit limit(60);
   const TempFile text(".avi", Bytes(500, 'x'));
   for (const bool rendered : {false, true}) {
     const auto noDetector = rendered ? std::make_optional<ClassObjectOverride>(CLSID_MediaDet, refuse) : std::nullopt;
@@ -96,7 +95,6 @@ TEST(Streams, AreCountedInBothWays) {
 }
 
 TEST(Streams, ThatTheDetectorCannotOpenAreRendered) {
-  const TimeLimit limit;
   const auto script = scriptOf(scriptedVideo(8, 2, 3, 312'500));
   script->streams.resize(3, script->streams[0]);
   script->streams[1].type = typeOf(MEDIATYPE_Interleaved);

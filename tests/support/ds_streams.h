@@ -1,8 +1,7 @@
-// What the tests of the DirectShow sources share: opening, and limits of time.
+// What the tests of the DirectShow sources share: opening, and what they tell.
 
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -25,25 +24,6 @@ inline DSVideo openVideo(const char* name, int stream = 0, QuilletNotification* 
 inline DSAudio openAudio(const char* name, int stream = 0, QuilletNotification* sink = nullptr) {
   return DSAudio(DSAudioSourceStream::open(name, stream, sink));
 }
-
-/// Ends the program when a test is still at work after `seconds`: what hangs cannot be unwound.
-class TimeLimit {
- public:
-  explicit TimeLimit(DWORD seconds = 20) {
-    CreateTimerQueueTimer(&timer, nullptr, expire, nullptr, seconds * 1000, 0, WT_EXECUTEONLYONCE);
-  }
-  TimeLimit(const TimeLimit&) = delete;
-  TimeLimit& operator=(const TimeLimit&) = delete;
-  ~TimeLimit() { DeleteTimerQueueTimer(nullptr, timer, INVALID_HANDLE_VALUE); }
-
- private:
-  static void CALLBACK expire(void*, BOOLEAN) {
-    std::puts("the test hangs");
-    TerminateProcess(GetCurrentProcess(), 1);
-  }
-
-  HANDLE timer = nullptr;
-};
 
 /// Counts the phases that it is told of.
 class Phases : public QuilletNotification {
