@@ -144,15 +144,12 @@ void DSSourceStream::halt() {
 }
 
 bool DSSourceStream::parseStream(bool flag) {
-  const bool begun = graph->rewind() == ds_error::success;
   graph->callback->beginParse(flag, notification);
-  if (begun) {
-    graph->playToEnd();
-  }
+  graph->playToEnd();
   graph->callback->endParse();
   const bool rewound = graph->rewind() == ds_error::success;
   if (notification != nullptr) {
     notification->progress(1);
   }
-  return begun && rewound && graph->runEnd == quillet::FilterGraph::End::completed;
+  return rewound && graph->runEnd == quillet::FilterGraph::End::completed;
 }

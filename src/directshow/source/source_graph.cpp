@@ -17,6 +17,10 @@ namespace {
 /// What the grabber calls for each sample: SampleCB.
 constexpr long sampleCallbackMethod = 0;
 
+/// Where a graph is to stop that shall play its whole stream: some splitters only estimate the duration, and would stop
+/// there. A year.
+constexpr LONGLONG beyondAnyEnd = 365LL * 24 * 60 * 60 * quillet::unitsPerSecond;
+
 }  // namespace
 
 DSSourceStream::Graph::~Graph() {
@@ -155,6 +159,11 @@ End DSSourceStream::Graph::waitForEnd(HANDLE interruption) {
 }
 
 void DSSourceStream::Graph::playToEnd() {
+  // The position stays: it is the first one, which not every seek comes back to. Where the stop cannot be moved, the
+  // estimate has to do.
+  LONGLONG unused = 0;
+  LONGLONG stop = beyondAnyEnd;
+  mediaSeeking->SetPositions(&unused, AM_SEEKING_NoPositioning, &stop, AM_SEEKING_AbsolutePositioning);
   runEnd = SUCCEEDED(start()) ? waitForEnd(nullptr) : End::failed;
 }
 
@@ -162,11 +171,9 @@ int DSSourceStream::Graph::rewind() {
   if (const int error = stop()) {
     return error;
   }
-  // Some splitters only estimate the duration, and would stop there.
-  constexpr LONGLONG secondsInAYear = 365 * 24 * 60 * 60;
-  LONGLONG beyondAnyEnd = secondsInAYear * quillet::unitsPerSecond;
   LONGLONG first = 0;
-  if (FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, &beyondAnyEnd,
+  LONGLONG stop = beyondAnyEnd;
+  if (FAILED(mediaSeeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, &stop,
                                         AM_SEEKING_AbsolutePositioning))) {
     return ds_error::unseekableMedia;
   }
