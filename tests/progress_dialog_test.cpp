@@ -241,52 +241,41 @@ TEST_F(ProgressDialog, StartsHiddenWhenItIsToldTo) {
 }
 
 TEST_F(ProgressDialog, TakesItsParentAlongWhenMinimised) {
-  const auto minimise = [&] {
-    awaitIdle();
-    PostMessageA(dialog(), WM_SYSCOMMAND, SC_MINIMIZE, 0);
-    EXPECT_TRUE(comes([&] { return IsIconic(dialog()) && !IsWindowVisible(parent); }));
-  };
-  for (const bool restores : {true, false}) {
+  for (const auto& [isShown, restores] : {std::pair(true, true), {true, false}, {false, false}}) {
     makeParent();
-    run(
-        Kind::open, 32,
-        [&](QuilletNotification&) {
-          minimise();
-          if (restores) {
-            PostMessageA(dialog(), WM_SYSCOMMAND, SC_RESTORE, 0);
-            EXPECT_TRUE(comes([&] { return !IsIconic(dialog()) && IsWindowVisible(parent); }));
-          }
-        },
-        parent);
-    EXPECT_TRUE(IsWindowVisible(parent));
+    ShowWindow(parent, isShown ? SW_SHOW : SW_HIDE);  // A hidden one is the client's wish, not the dialog's.
+    const auto operation = [&, &restored = restores](QuilletNotification&) {
+      awaitIdle();
+      PostMessageA(dialog(), WM_SYSCOMMAND, SC_MINIMIZE, 0);
+      EXPECT_TRUE(comes([&] { return IsIconic(dialog()) && !IsWindowVisible(parent); }));
+      if (restored) {
+        PostMessageA(dialog(), WM_SYSCOMMAND, SC_RESTORE, 0);
+        EXPECT_TRUE(comes([&] { return !IsIconic(dialog()) && IsWindowVisible(parent); }));
+      }
+    };
+    run(Kind::open, 32, operation, parent);
+    EXPECT_EQ(IsWindowVisible(parent) != FALSE, isShown);
     DestroyWindow(parent);
   }
-  makeParent();
-  ShowWindow(parent, SW_HIDE);  // The client's wish, not the dialog's.
-  run(
-      Kind::open, 32, [&](QuilletNotification&) { minimise(); }, parent);
-  EXPECT_FALSE(IsWindowVisible(parent));
 }
 
 TEST_F(ProgressDialog, EndsWithTheOperationOnly) {
   makeParent();
   const KernelHandle returned = manualEvent();
   bool isOver = false;
-  EXPECT_TRUE(run(
-      Kind::open, 32,
-      [&](QuilletNotification& sink) {
-        press(dialog(), IDOK);
-        press(dialog(), IDCANCEL);
-        PostMessageA(dialog(), WM_SYSCOMMAND, SC_CLOSE, 0);
-        sink.progress(3);
-        EXPECT_TRUE(comes([&] { return ask(bar, PBM_GETPOS) == 1; }));
-        PostMessageA(parent, WM_CLOSE, 0, 0);  // Takes the dialog with it.
-        EXPECT_TRUE(comes([&] { return !IsWindow(dialog()); }));
-        EXPECT_FALSE(sink.progress(3));
-        EXPECT_EQ(WaitForSingleObject(returned.get(), 50), DWORD{WAIT_TIMEOUT}) << "the caller has not waited";
-        isOver = true;
-      },
-      parent));
+  const auto operation = [&](QuilletNotification& sink) {
+    press(dialog(), IDOK);
+    press(dialog(), IDCANCEL);
+    PostMessageA(dialog(), WM_SYSCOMMAND, SC_CLOSE, 0);
+    sink.progress(3);
+    EXPECT_TRUE(comes([&] { return ask(bar, PBM_GETPOS) == 1; }));
+    PostMessageA(parent, WM_CLOSE, 0, 0);  // Takes the dialog with it.
+    EXPECT_TRUE(comes([&] { return !IsWindow(dialog()); }));
+    EXPECT_FALSE(sink.progress(3));
+    EXPECT_EQ(WaitForSingleObject(returned.get(), 50), DWORD{WAIT_TIMEOUT}) << "the caller has not waited";
+    isOver = true;
+  };
+  EXPECT_TRUE(run(Kind::open, 32, operation, parent));
   SetEvent(returned.get());
   EXPECT_TRUE(isOver);
 }
