@@ -10,7 +10,7 @@
 #include "support/ds_streams.h"
 #include "support/graph_override.h"
 #include "support/leak_check.h"
-#include "support/unused_grabber.h"
+#include "support/unused_interfaces.h"
 #include "support/wine_gaps.h"
 #include "support/writing.h"
 

@@ -170,12 +170,13 @@ TEST(Backends, ReadOneFileAlike) {
     const auto missing = open("C:\\missing.avi");
     EXPECT_STREQ(missing->ErrorMessage(missing->lastError), "Could not open the source file");
     EXPECT_TRUE(missing->lastErrorIsFatal());
+    const auto expectClosed = [&](bool isRefused) {
+      EXPECT_TRUE(isRefused && std::exchange(missing->lastError, 0) == ds_error::notOpened);
+    };
     long number = 0;
     double time = 0.0;
-    EXPECT_TRUE(failed(missing->StreamSampleToTime(number), *missing, ds_error::notOpened));
-    EXPECT_TRUE(failed(missing->StreamTimeToSample(time), *missing, ds_error::notOpened));
-    EXPECT_TRUE(isAudio || failed(missing->videoInfo(info), *missing, ds_error::notOpened));
-    missing->lastError = 0;
+    expectClosed(missing->StreamSampleToTime(number) == -1.0);
+    expectClosed(missing->StreamTimeToSample(time) == -1);
 
     if (auto* const video = dynamic_cast<VideoSourceStream*>(stream.get())) {
       EXPECT_EQ(video->frameRate(), 100.0);
@@ -188,14 +189,14 @@ TEST(Backends, ReadOneFileAlike) {
       for (auto [ms, shown] : {std::pair(304.0, 30), {306.0, 30}, {145.0, 14}}) {  // Or the nearest one.
         EXPECT_EQ(video->StreamTimeToSample(ms), video->usesDirectShow() && ms != 304.0 ? shown + 1 : shown);
       }
-      EXPECT_EQ(dynamic_cast<VideoSourceStream&>(*missing).findFrame(0), -1);
+      expectClosed(dynamic_cast<VideoSourceStream&>(*missing).findFrame(0) == -1);
     } else if (auto* const audio = dynamic_cast<AudioSourceStream*>(stream.get())) {
       EXPECT_EQ(bytesOf(*audio->format()), bytesOf(mono));
       expectRandomRuns(*audio, sound, 60);
       for (const auto& [first, last] : {std::pair(-1, 5), std::pair(5, 4), std::pair(9000, 9600)}) {
         expectOutside(audio->getSamples(first, last) == nullptr);
       }
-      EXPECT_EQ(dynamic_cast<AudioSourceStream&>(*missing).getSamples(0, 0), nullptr);
+      expectClosed(dynamic_cast<AudioSourceStream&>(*missing).getSamples(0, 0) == nullptr);
     } else {
       auto& raw = dynamic_cast<RawDataSourceStream&>(*stream);
       EXPECT_EQ(raw.firstKeySample(), 0);
@@ -212,14 +213,12 @@ TEST(Backends, ReadOneFileAlike) {
         ASSERT_TRUE(run == sampleOf(run.start, run.samples, true, data)) << next;
         next = end;
       }
-      auto& rawMissing = dynamic_cast<RawDataSourceStream&>(*missing);
-      expectRead(rawMissing, 0, false, {}, ds_error::notOpened);
-      rawMissing.lastError = 0;
-      rawMissing.firstKeySample();
-      EXPECT_EQ(std::exchange(rawMissing.lastError, 0), ds_error::notOpened);
-      EXPECT_NE(rawMissing.format(), nullptr);
+      auto& closed = dynamic_cast<RawDataSourceStream&>(*missing);
+      expectClosed(read(closed, 0).start == -1);
+      expectClosed(closed.videoInfo(info) == nullptr);
+      expectClosed(closed.format() != nullptr);
+      expectClosed(closed.firstKeySample() == 0);
     }
-    EXPECT_EQ(missing->lastError, ds_error::notOpened);
   }
 }
 
@@ -296,25 +295,17 @@ enum class Marks { ends, noEnds, mediaTimes, none };
 
 /// A stream whose samples start at these numbers: with ends, one frame long each; with media times, up to the next one.
 ScriptedStream streamOf(const std::vector<int>& numbers, Marks marks, const std::vector<int>& keys, int length) {
-  ScriptedStream stream = scriptedVideo(4, 2, numbers.size(), frameTime);
+  ScriptedStream stream = framesAt(numbers, length, frameTime);
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     ScriptedSample& sample = stream.samples[i];
-    sample.start = numbers[i] * frameTime;
-    sample.stop = marks == Marks::ends ? std::optional(sample.start + frameTime) : std::nullopt;
+    sample.stop = marks == Marks::ends ? sample.stop : std::nullopt;
     if (marks == Marks::mediaTimes) {
       sample.mediaTime = {numbers[i], i + 1 < numbers.size() ? numbers[i + 1] : length};
     }
     sample.timed = marks != Marks::none;
     sample.sync = std::find(keys.begin(), keys.end(), numbers[i]) != keys.end();
   }
-  stream.duration = length * frameTime;
   return stream;
-}
-
-std::vector<int> upTo(int count) {
-  std::vector<int> numbers(count);
-  std::generate(numbers.begin(), numbers.end(), [number = 0]() mutable { return number++; });
-  return numbers;
 }
 
 /// An open stream of a script.

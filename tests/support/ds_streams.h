@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -34,6 +35,26 @@ class Phases : public QuilletNotification {
 
 inline KernelHandle manualEvent() {
   return KernelHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+}
+
+/// The numbers from 0 to below `count`.
+template <class Number = int>
+std::vector<Number> upTo(int count) {
+  std::vector<Number> numbers(count);
+  std::iota(numbers.begin(), numbers.end(), Number());
+  return numbers;
+}
+
+/// A stream that has frames at these times only, in frame periods as is its length.
+template <class Number>
+ScriptedStream framesAt(const std::vector<Number>& times, double length, REFERENCE_TIME frameTime) {
+  ScriptedStream stream = scriptedVideo(4, 2, times.size(), frameTime);
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    stream.samples[i].start = static_cast<REFERENCE_TIME>(times[i] * frameTime);
+    stream.samples[i].stop = stream.samples[i].start + frameTime;
+  }
+  stream.duration = static_cast<REFERENCE_TIME>(length * frameTime);
+  return stream;
 }
 
 inline std::shared_ptr<Script> scriptOf(ScriptedStream stream) {
