@@ -77,7 +77,6 @@ struct Step {
 void check(const char* name, const std::vector<Block>& blocks, long length, const std::vector<Step>& steps,
            const ScriptedStream::Seek& seek = landAsAsked) {
   SCOPED_TRACE(name);
-  const TimeLimit limit;
   GraphOverride graph;
   ScriptedStream stream = blocksOf(mono, blocks, length);
   stream.seek = seek;
@@ -154,7 +153,6 @@ TEST(Search, GoesBackFromSeeksThatMiss) {
 }
 
 TEST(Search, GivesUpWhenEvenTheStartComesLate) {
-  const TimeLimit limit;
   ScriptedStream stream = blocksOf(mono, inARow(80, 9), 800);
   std::size_t lost = 0;  // Blocks that every seek goes too far.
   stream.seek = [&](const ScriptedStream& played, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
@@ -175,7 +173,6 @@ TEST(Search, GivesUpWhenEvenTheStartComesLate) {
 }
 
 TEST(Search, FollowsAGapThatGrows) {
-  const TimeLimit limit;
   const auto script = scriptOf(blocksOf(mono, {{0, 80}, {80, 80}, {320, 80}}, 400));
   int moves = 5;  // Seeks after which the samples behind the gap come a sample later.
   script->streams[0].seek = [&](const ScriptedStream& played, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
@@ -193,7 +190,6 @@ TEST(Search, FollowsAGapThatGrows) {
 }
 
 TEST(Joins, OfBlocksThatNearlyTouchAreUnheard) {
-  const TimeLimit limit;
   struct {
     long stamped;  // The second block; the first ends before 80.
     bool discontinuity;
@@ -221,7 +217,6 @@ TEST(Joins, OfBlocksThatNearlyTouchAreUnheard) {
 }
 
 TEST(Formats, AreWholeInTheirRecord) {
-  const TimeLimit limit;
   WAVEFORMATEXTENSIBLE format = {};
   format.Format = pcmFormat(rate, 6, 16);
   format.Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
@@ -235,7 +230,6 @@ TEST(Formats, AreWholeInTheirRecord) {
 }
 
 TEST(Runs, AreTheSameInAnyOrderAndFormat) {
-  const TimeLimit limit;
   std::mt19937 random = loggedRandom();
   struct {
     WAVEFORMATEX format;

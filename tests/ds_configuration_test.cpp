@@ -126,7 +126,6 @@ class DSConfiguration : public testing::Test {
     EXPECT_EQ(script->calls, calls);
   }
 
-  const TimeLimit limit{60};
   const ClassObjectOverride mux{CLSID_AviDest, aviMux(std::make_shared<MuxScript>())};
   const ClassObjectOverride fileWriter{CLSID_FileWriter, quillet::test::fileWriter(std::make_shared<WriterFaults>())};
   const VIDEOINFOHEADER header = videoFormat();

@@ -52,7 +52,6 @@ class Tuning : public testing::Test {
     return std::unique_ptr<SourceStream>(DSRawDataSourceStream::open(file.name(), isVideo, 0, nullptr));
   }
 
-  const TimeLimit limit{60};
   const ScriptedFile video{scriptOf(hollowVideo())};
   const ScriptedFile audio{scriptOf(scriptedAudio(pcmFormat(8000, 1, 16), 10, 800))};
   const Source sources[4] = {{false, openVideo(video.name())},
@@ -173,7 +172,6 @@ class Choosing : public testing::Test {
     EXPECT_EQ(writer.lastError, code);
   }
 
-  const TimeLimit limit{60};
   const ClassObjectOverride mux{CLSID_AviDest, aviMux(std::make_shared<MuxScript>())};
   const ClassObjectOverride fileWriter{CLSID_FileWriter, test::fileWriter(std::make_shared<WriterFaults>())};
   const VIDEOINFOHEADER video = videoFormat();
@@ -186,41 +184,33 @@ TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
     VIDEOINFOHEADER video;
     RGBQUAD colours[255];
   } format = {videoFormat(), {}};
-  constexpr long size = 8 * 4;
   format.video.bmiHeader.biBitCount = 8;
-  format.video.bmiHeader.biSizeImage = size;
+  format.video.bmiHeader.biSizeImage = 8 * 4;
   format.video.bmiHeader.biClrUsed = std::size(format.colours);
-  for (int i = 0; i < static_cast<int>(std::size(format.colours)); ++i) {
-    format.colours[i] = {BYTE(i), BYTE(255 - i), BYTE(i * 7), 0};
+  for (BYTE i = 0; i < std::size(format.colours); ++i) {
+    format.colours[i] = {i, i, i, 0};
   }
-  const auto pixel = [](long frame, long at) { return static_cast<BYTE>((at / 8 + frame) * 9); };  // Rows of a colour.
-  const Writer writer(OutputAVIFile::create(file.name(), &format.video, true, nullptr, false, true));
-  choose(*writer, 0, {{"Compressor", [](HWND dialog) {
-                         SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1,
-                                             LPARAM("Wine MS-RLE video codec"));
-                         press(dialog, IDOK);
-                       }}});
-  constexpr long frames = 6;
-  EXPECT_TRUE(writer->start());
-  for (long frame = 0; frame < frames; ++frame) {
-    Bytes pixels(size);
-    for (long at = 0; at < size; ++at) {
-      pixels[at] = pixel(frame, at);
+  const auto rows = [](long frame, long width) {  // Each of one colour.
+    Bytes pixels;
+    for (long row = 0; row < 4; ++row) {
+      pixels.insert(pixels.end(), width, static_cast<BYTE>((row + frame) * 9));
     }
-    EXPECT_TRUE(writer->writeFrame(frame, pixels.data(), 1, -1, frame == 0));
+    return pixels;
+  };
+  const Writer writer(OutputAVIFile::create(file.name(), &format.video, true, nullptr, false, true));
+  const auto answer = [](HWND dialog) {
+    SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1, LPARAM("Wine MS-RLE video codec"));
+    press(dialog, IDOK);
+  };
+  choose(*writer, 0, {{"Compressor", answer}});
+  EXPECT_TRUE(writer->start());
+  for (long frame = 0; frame < 6; ++frame) {
+    EXPECT_TRUE(writer->writeFrame(frame, rows(frame, 8).data(), 1, -1, frame == 0));
   }
   EXPECT_TRUE(writer->close());
-
   const std::unique_ptr<VideoSourceStream> read(VideoSourceStream::open(file.name(), false, 0, nullptr));
-  ASSERT_EQ(read->lastError, 0);
-  for (long frame = 0; frame < frames; ++frame) {
-    const auto* const picture = reinterpret_cast<const BYTE(*)[3]>(read->getFrameBits(frame));
-    ASSERT_NE(picture, nullptr);
-    for (long at = 0; at < size; ++at) {
-      const RGBQUAD& colour = format.colours[pixel(frame, at)];
-      EXPECT_EQ(std::tuple(picture[at][0], picture[at][1], picture[at][2]),
-                std::tuple(colour.rgbBlue, colour.rgbGreen, colour.rgbRed));
-    }
+  for (long frame = 0; frame < 6; ++frame) {
+    EXPECT_EQ(frameOf(*read, frame), rows(frame, 24));
   }
 }
 
@@ -236,13 +226,15 @@ TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
   const ClassObjectOverride enumerator(CLSID_SystemDeviceEnum, [&](REFIID id, void** object) {
     return FAILED(failure) ? failure : devices->QueryInterface(id, object);
   });
+  using Act = std::function<void()>;
   const auto pick = [](
-                        int index, int button, const std::function<void()>& meanwhile = [] {}) {
-    return std::vector<DialogStep>{{"Compressor", [=](HWND dialog) {
-                                      meanwhile();
-                                      SendDlgItemMessageA(dialog, compressors, LB_SETCURSEL, index, 0);
-                                      button != 0 ? press(dialog, button) : doubleClick(dialog, compressors);
-                                    }}};
+                        int index, int button, const Act& meanwhile = [] {}) {
+    const auto answer = [=](HWND dialog) {
+      meanwhile();
+      SendDlgItemMessageA(dialog, compressors, LB_SETCURSEL, index, 0);
+      button != 0 ? press(dialog, button) : doubleClick(dialog, compressors);
+    };
+    return std::vector<DialogStep>{{"Compressor", answer}};
   };
   const Writer writer = create();
   const auto look = [&](HWND dialog) {

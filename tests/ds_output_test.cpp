@@ -46,7 +46,6 @@ class DSOutput : public testing::Test {
     return Bytes(type.pbFormat + (isVideo ? offsetof(VIDEOINFOHEADER, bmiHeader) : 0), type.pbFormat + type.cbFormat);
   }
 
-  const TimeLimit limit{60};
   std::shared_ptr<MuxScript> muxScript = std::make_shared<MuxScript>();  // Of the multiplexers that are made next.
   const std::shared_ptr<WriterFaults> faults = std::make_shared<WriterFaults>();
   const ClassObjectOverride mux{CLSID_AviDest,

@@ -1,7 +1,6 @@
 // Video frames by number, through DirectShow: every way that the search for a frame can go, on scripted streams.
 
 #include <climits>
-#include <numeric>
 
 #include "support/ds_streams.h"
 #include "support/graph_override.h"
@@ -17,23 +16,6 @@ namespace {
 // A power of two of them makes a second, so that all times are exact.
 constexpr REFERENCE_TIME frameTime = 312'500;
 constexpr double rate = 32.0;
-
-/// A stream that has frames at these times only, in frame periods.
-ScriptedStream framesAt(const std::vector<double>& times, double length) {
-  ScriptedStream stream = scriptedVideo(4, 2, times.size(), frameTime);
-  for (std::size_t i = 0; i < times.size(); ++i) {
-    stream.samples[i].start = static_cast<REFERENCE_TIME>(times[i] * frameTime);
-    stream.samples[i].stop = stream.samples[i].start + frameTime;
-  }
-  stream.duration = static_cast<REFERENCE_TIME>(length * frameTime);
-  return stream;
-}
-
-std::vector<double> upTo(int count) {
-  std::vector<double> times(count);
-  std::iota(times.begin(), times.end(), 0.0);
-  return times;
-}
 
 /// A request, and what has to come of it: the frame of that number with its own picture, without a seek, unless said.
 struct Step {
@@ -61,9 +43,8 @@ struct Step {
 void check(const char* name, const std::vector<double>& times, double length, const std::vector<Step>& steps,
            const ScriptedStream::Seek& seek = landAsAsked, const std::set<std::size_t>& keys = {}) {
   SCOPED_TRACE(name);
-  const TimeLimit limit;
   GraphOverride graph;
-  ScriptedStream stream = framesAt(times, length);
+  ScriptedStream stream = framesAt(times, length, frameTime);
   stream.seek = seek;
   for (std::size_t i = 0; i < stream.samples.size(); ++i) {
     stream.samples[i].sync = keys.empty() || keys.contains(i);
@@ -96,13 +77,13 @@ constexpr double justBefore(int frame) {
 }
 
 TEST(Search, SeeksOrReadsOn) {
-  check("a full stream", upTo(10), 10,
+  check("a full stream", upTo<double>(10), 10,
         {Step(5).seeks(5.5), 5, 6, 7, Step(9).seeks(justBefore(9)), Step(3).seeks(3.5), Step(6).tuned(3, 1, 2),
          Step(2).seeks(2.5), Step(6).seeks(6.5), 9, Step(0).seeks(0.5), 1, Step(3).tuned(0, 0, 0).seeks(3.5),
          Step(9).seeks(justBefore(9)), 9, Step(8).seeks(8.5)});
-  check("one frame", upTo(1), 1, {Step(0).seeks(0), 0});
+  check("one frame", upTo<double>(1), 1, {Step(0).seeks(0), 0});
   const auto outside = [](long frame) { return Step(frame).fails(ds_error::parameterOutOfRange); };
-  check("out of range", upTo(3), 3,
+  check("out of range", upTo<double>(3), 3,
         {outside(-1), outside(3), outside(LONG_MAX), outside(LONG_MIN), Step(1).seeks(1.5)});
 }
 
@@ -112,7 +93,7 @@ TEST(Search, TakesTheFrameBefore) {
          Step(3).gives(1, 1), 1, Step(4).gives(4, 2), Step(5).gives(5, 3), Step(4).gives(4, 2).seeks(4.5),
          Step(3).gives(1, 1).seeks(3.5), Step(2).gives(1, 1), Step(4).gives(4, 2), Step(6).gives(6, 4).seeks(6.5),
          Step(8).gives(6, 4).tuned(2, 1, 2), Step(9).gives(9, 5), Step(8).gives(6, 4)});
-  check("early end", upTo(5), 10,
+  check("early end", upTo<double>(5), 10,
         {Step(4).seeks(4.5), Step(5).gives(4, 4), Step(5).gives(4, 4), Step(8).gives(4, 4).seeks(8.5),
          Step(9).gives(4, 4).tuned(9, 1, 2), Step(9).gives(4, 4).tuned(1, 1, 2).seeks(justBefore(9)),
          Step(9).gives(4, 4).seeks(justBefore(9)), Step(9).gives(4, 4).seeks(justBefore(9)), Step(3).seeks(3.5), 4});
@@ -134,20 +115,19 @@ TEST(Search, TakesTheNextFrameWhenThereIsNoneBefore) {
 }
 
 TEST(Search, GoesBackFromSeeksThatMiss) {
-  check("seeks that fail", upTo(5), 5,
+  check("seeks that fail", upTo<double>(5), 5,
         {Step(2).seeks(2.5).fails(ds_error::unseekableMedia), Step(0).seeks(0.5).fails(ds_error::unseekableMedia)},
         failToSeek);
-  check("seeks that land late", upTo(40), 40,
+  check("seeks that land late", upTo<double>(40), 40,
         {Step(20).seeks(20.5, 19.5, 17.5, 13.5), Step(10).tuned(1, 3, 3).seeks(10.5, 7.5, 0),
          Step(20).tuned(9, 0, 0).seeks(20.5, 11.5), Step(38).tuned(0, 0, 0).seeks(38.5, 37.5, 35.5, 31.5)},
         landLater(4));
-  check("seeks to the key frame before", upTo(20), 20,
+  check("seeks to the key frame before", upTo<double>(20), 20,
         {Step(7).seeks(7.5), Step(14).seeks(14.5), 15, Step(4).seeks(4.5)}, landOnPreviousKey, {0, 5, 15});
 }
 
 TEST(Search, KnowsShortFramesFromCutOnes) {
-  const TimeLimit limit;
-  ScriptedStream stream = framesAt(upTo(20), 20);
+  ScriptedStream stream = framesAt<double>(upTo<double>(20), 20, frameTime);
   for (ScriptedSample& sample : stream.samples) {
     *sample.stop -= frameTime * 3 / 4;
   }
@@ -159,8 +139,7 @@ TEST(Search, KnowsShortFramesFromCutOnes) {
 }
 
 TEST(Search, HoldsAtTheEdgeBefore) {
-  const TimeLimit limit;
-  const auto script = scriptOf(framesAt({0, 1, 2, 3, 4.5, 6, 7}, 8));
+  const auto script = scriptOf(framesAt<double>({0, 1, 2, 3, 4.5, 6, 7}, 8, frameTime));
   const ScriptedFile file(script);
   const DSVideo video = openVideo(file.name());
   EXPECT_EQ(frameOf(*video, 5, 5), scriptedPayload(4, 24));
@@ -170,9 +149,8 @@ TEST(Search, HoldsAtTheEdgeBefore) {
 }
 
 TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
-  const TimeLimit limit;
-  for (const auto& [times, count] : {std::pair(upTo(9), 9), {{0, 1, 1, 2, 2, 3}, 4}}) {
-    ScriptedStream stream = framesAt(times, 77);
+  for (const auto& [times, count] : {std::pair(upTo<double>(9), 9), {{0, 1, 1, 2, 2, 3}, 4}}) {
+    ScriptedStream stream = framesAt<double>(times, 77, frameTime);
     withoutFrameTime(stream);
     const ScriptedFile file(scriptOf(stream));
     Phases phases;
@@ -184,18 +162,19 @@ TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
     EXPECT_EQ(phases.counts, std::vector<int>({static_cast<int>(times.size()), 1, 0, 0}));
     EXPECT_EQ(frameOf(*video, count - 1), scriptedPayload(times.size() - 1, 24));
   }
-  ScriptedStream told = framesAt(upTo(9), 9);
+  ScriptedStream told = framesAt<double>(upTo<double>(9), 9, frameTime);
   withoutFrameTime(told);
   told.frameTimeUpstream = frameTime;
   EXPECT_EQ(openVideo(ScriptedFile(scriptOf(told)).name())->frameRate(), rate);
 
   const quillet::KernelHandle never = manualEvent();
-  ScriptedStream aborted = framesAt(upTo(9), 9);
+  ScriptedStream aborted = framesAt<double>(upTo<double>(9), 9, frameTime);
   aborted.samples[5].event = EC_ERRORABORT;
   aborted.samples[6].waitFor = never.get();
-  ScriptedStream broken = framesAt(upTo(9), 9);
+  ScriptedStream broken = framesAt<double>(upTo<double>(9), 9, frameTime);
   broken.samples[5].failure = E_FAIL;
-  for (ScriptedStream stream : {framesAt({}, 9), framesAt({0}, 9), framesAt({0, 0, 0}, 9), aborted, broken}) {
+  for (ScriptedStream stream : {framesAt<double>({}, 9, frameTime), framesAt<double>({0}, 9, frameTime),
+                                framesAt<double>({0, 0, 0}, 9, frameTime), aborted, broken}) {
     withoutFrameTime(stream);
     const auto script = scriptOf(stream);
     const ScriptedFile file(script);

@@ -349,7 +349,6 @@ TEST(Sources, StayStoppedWhenAThreadCannotBegin) {
 }
 
 TEST(Sources, SeekWhileTheyPush) {
-  const TimeLimit limit;
   constexpr std::size_t frames = 50;
   const auto script = videoScript(frames);
   const Pair pair(script);

@@ -41,17 +41,13 @@ void onThread(std::function<void()> function) {
   ASSERT_EQ(WaitForSingleObject(thread.get(), limitMs), WAIT_OBJECT_0);
 }
 
-/// How COM sees the calling thread: S_OK when it has entered an apartment, or when it is a guest of a multithreaded
-/// apartment that another thread keeps.
-HRESULT apartment(APTTYPE& type) {
+/// How COM sees the calling thread, which may be a guest of a multithreaded apartment that another thread keeps.
+/// @return APTTYPE_CURRENT when it is in none.
+APTTYPE apartment() {
+  APTTYPE type = APTTYPE_NA;
   APTTYPEQUALIFIER qualifier;
-  return CoGetApartmentType(&type, &qualifier);
-}
-
-/// Whether any thread of the process keeps the multithreaded apartment. To be asked on a thread that is in none.
-bool hasMultithreadedApartment() {
-  APTTYPE type;
-  return apartment(type) != CO_E_NOTINITIALIZED;
+  CoGetApartmentType(&type, &qualifier);
+  return type;
 }
 
 // The main thread leaves the apartment that the tests' main function has entered for it, so that only the threads of the
@@ -61,7 +57,7 @@ class Threads : public testing::Test {
   void SetUp() override {
     AVIFileExit();
     CoUninitialize();
-    ASSERT_FALSE(hasMultithreadedApartment());
+    ASSERT_EQ(apartment(), APTTYPE_CURRENT);
   }
   void TearDown() override {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -96,52 +92,43 @@ int uninitializationsOf(const std::function<void()>& function) {
 }
 
 TEST_F(Threads, EndUndoesWhatQuilletThreadDid) {
-  bool returned = false;
-  EXPECT_EQ(uninitializationsOf([&] {
-              exitLibraryThread();  // Which is for others.
-              returned = true;
-            }),
-            0);
-  EXPECT_TRUE(returned);
-  EXPECT_EQ(uninitializationsOf([] { EXPECT_TRUE(QuilletThread()); }), 1);
-  // Both calls initialise, but only one of each is undone.
-  EXPECT_EQ(uninitializationsOf([] {
-              QuilletThread();
-              QuilletThread();
-            }),
-            1);
-  // What the library has not done it does not undo.
-  EXPECT_EQ(uninitializationsOf([] { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }), 0);
-  EXPECT_FALSE(hasMultithreadedApartment());
+  const struct {
+    std::function<void()> work;
+    int undone;
+  } cases[] = {{[] { exitLibraryThread(); }, 0},  // Which is for others, and returns.
+               {[] { EXPECT_TRUE(QuilletThread()); }, 1},
+               {[] { QuilletThread(), QuilletThread(); }, 1},  // Both initialise, but only one of each is undone.
+               {[] { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }, 0}};
+  for (const auto& [work, undone] : cases) {
+    bool returned = false;
+    EXPECT_EQ(uninitializationsOf([&, &todo = work] { todo(), returned = true; }), undone) << &work - &cases[0].work;
+    EXPECT_TRUE(returned);
+  }
+  EXPECT_EQ(apartment(), APTTYPE_CURRENT);
 }
 
 TEST_F(Threads, TemporaryApartmentThreadingChangesTheApartment) {
   const auto thereAndBack = [] {
-    APTTYPE type;
     QuilletThread();
     TemporaryApartmentThreading(true);
-    EXPECT_EQ(apartment(type), S_OK);
-    EXPECT_TRUE(type == APTTYPE_STA || type == APTTYPE_MAINSTA);
+    EXPECT_TRUE(apartment() == APTTYPE_STA || apartment() == APTTYPE_MAINSTA);
     TemporaryApartmentThreading(false);
-    EXPECT_EQ(apartment(type), S_OK);
-    EXPECT_EQ(type == APTTYPE_MTA, !wine_gap::aviFileExitKeepsApartment);
+    EXPECT_NE(apartment(), APTTYPE_CURRENT);
+    EXPECT_EQ(apartment() == APTTYPE_MTA, !wine_gap::aviFileExitKeepsApartment);
   };
   EXPECT_EQ(uninitializationsOf(thereAndBack), 3) << "one for each change, one for the end";
-  EXPECT_FALSE(hasMultithreadedApartment());
-}
-
-TEST_F(Threads, TemporaryApartmentThreadingLeavesUnpreparedThreadsToTheCaller) {
+  // Unprepared threads are left to the caller.
   for (const bool singleThreaded : {true, false}) {
-    EXPECT_EQ(uninitializationsOf([=] {
-                TemporaryApartmentThreading(singleThreaded);
-                APTTYPE type;
-                EXPECT_EQ(apartment(type), S_OK);
-                EXPECT_EQ(type == APTTYPE_MTA, !singleThreaded);
-                CoUninitialize();
-                EXPECT_EQ(apartment(type), CO_E_NOTINITIALIZED);
-              }),
-              1);
+    const auto unprepared = [=] {
+      TemporaryApartmentThreading(singleThreaded);
+      EXPECT_NE(apartment(), APTTYPE_CURRENT);
+      EXPECT_EQ(apartment() == APTTYPE_MTA, !singleThreaded);
+      CoUninitialize();
+      EXPECT_EQ(apartment(), APTTYPE_CURRENT);
+    };
+    EXPECT_EQ(uninitializationsOf(unprepared), 1);
   }
+  EXPECT_EQ(apartment(), APTTYPE_CURRENT);
 }
 
 void leaveFromDepth(int depth) {
@@ -159,14 +146,13 @@ struct Work {
   bool leavesFromDepth = false;
   HANDLE gate = nullptr;  // What it waits for before it ends.
   BOOL prepared = FALSE;
-  HRESULT apartmentResult = E_PENDING;
-  APTTYPE apartmentType = APTTYPE_NA;
+  APTTYPE kind = APTTYPE_NA;
 };
 
 void work(void* argument) {
   auto& mine = *static_cast<Work*>(argument);
   mine.prepared = QuilletThread();
-  mine.apartmentResult = apartment(mine.apartmentType);
+  mine.kind = apartment();
   WaitForSingleObject(mine.gate, limitMs);
   if (mine.leavesFromDepth) {
     leaveFromDepth(50);
@@ -203,12 +189,11 @@ TEST_F(Threads, FiveHundredComeAndGoBalanced) {
       ASSERT_EQ(WaitForSingleObject(threads[i].thread.get(), limitMs), WAIT_OBJECT_0);
       EXPECT_EQ(WaitForSingleObject(threads[i].finished.get(), 0), WAIT_OBJECT_0) << "the event stays signalled";
       EXPECT_TRUE(works[i].prepared);
-      EXPECT_EQ(works[i].apartmentResult, S_OK);
-      EXPECT_EQ(works[i].apartmentType, APTTYPE_MTA);
+      EXPECT_EQ(works[i].kind, APTTYPE_MTA);
     }
   };
   EXPECT_TRUE(leavesNothingBehind(batch, 0, 0, 20));
-  EXPECT_FALSE(hasMultithreadedApartment());
+  EXPECT_EQ(apartment(), APTTYPE_CURRENT);
 }
 
 }  // namespace

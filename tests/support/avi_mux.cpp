@@ -17,7 +17,7 @@
 #include "directshow/base/c_base_output_pin.h"
 #include "support/avi_builder.h"
 #include "support/input_pin.h"
-#include "support/unused_seeking.h"
+#include "support/unused_interfaces.h"
 
 namespace quillet::test {
 namespace {

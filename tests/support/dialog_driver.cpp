@@ -1,6 +1,5 @@
 #include "support/dialog_driver.h"
 
-#include <cstring>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -9,12 +8,6 @@ namespace quillet::test {
 namespace {
 
 constexpr ULONGLONG patienceMs = 10000;
-
-struct Search {
-  const std::string& title;
-  HWND passedOver;
-  HWND found = nullptr;
-};
 
 /// The title of a dialog, or what a control says.
 std::string textOf(HWND window) {
@@ -28,18 +21,17 @@ bool waitsForTheUser(HWND dialog) {
   return IsWindowVisible(dialog) && IsWindowEnabled(dialog);
 }
 
-BOOL CALLBACK examine(HWND window, LPARAM parameter) {
-  auto& search = *reinterpret_cast<Search*>(parameter);
-  char name[32] = {};
-  GetClassNameA(window, name, sizeof name);
-  if (std::strcmp(name, "#32770") != 0 || window == search.passedOver || !waitsForTheUser(window)) {
-    return TRUE;
+/// A dialog of the thread; of any title when that is empty.
+HWND findDialog(DWORD thread, const std::string& title, HWND passedOver) {
+  HWND dialog = nullptr;
+  while ((dialog = FindWindowExA(nullptr, dialog, "#32770", nullptr)) != nullptr) {
+    // The thread tells the title when it has nothing else to do: a dialog that is about to go has gone then.
+    if (dialog != passedOver && GetWindowThreadProcessId(dialog, nullptr) == thread && waitsForTheUser(dialog) &&
+        (textOf(dialog) == title || title.empty()) && waitsForTheUser(dialog)) {
+      break;
+    }
   }
-  // Its thread answers when it has nothing else to do: a dialog that is about to go has gone then.
-  const std::string title = textOf(window);
-  const bool isIt = waitsForTheUser(window) && (search.title.empty() || search.title == title);
-  search.found = isIt ? window : search.found;
-  return !isIt;
+  return dialog;
 }
 
 }  // namespace
@@ -80,14 +72,14 @@ DWORD WINAPI DialogDriver::run(void* self) {
 
 /// Nothing tells that a dialog of another thread is ready: look again and again.
 HWND DialogDriver::await(const std::string& title, HWND passedOver, ULONGLONG patience) const {
-  Search search = {title, passedOver};
-  for (const ULONGLONG start = GetTickCount64(); search.found == nullptr && GetTickCount64() - start < patience;) {
-    EnumThreadWindows(owner, examine, reinterpret_cast<LPARAM>(&search));
+  HWND found = nullptr;
+  for (const ULONGLONG start = GetTickCount64(); found == nullptr && GetTickCount64() - start < patience;) {
+    found = findDialog(owner, title, passedOver);
     if (WaitForSingleObject(isOver.get(), 1) == WAIT_OBJECT_0) {
       break;
     }
   }
-  return search.found;
+  return found;
 }
 
 HWND makeParent() {

@@ -1,9 +1,9 @@
-// What the tests of the DirectShow sources share: opening, and limits of time.
+// What the tests of the DirectShow sources share: opening, and what they tell.
 
 #pragma once
 
-#include <cstdio>
 #include <memory>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -26,25 +26,6 @@ inline DSAudio openAudio(const char* name, int stream = 0, QuilletNotification* 
   return DSAudio(DSAudioSourceStream::open(name, stream, sink));
 }
 
-/// Ends the program when a test is still at work after `seconds`: what hangs cannot be unwound.
-class TimeLimit {
- public:
-  explicit TimeLimit(DWORD seconds = 20) {
-    CreateTimerQueueTimer(&timer, nullptr, expire, nullptr, seconds * 1000, 0, WT_EXECUTEONLYONCE);
-  }
-  TimeLimit(const TimeLimit&) = delete;
-  TimeLimit& operator=(const TimeLimit&) = delete;
-  ~TimeLimit() { DeleteTimerQueueTimer(nullptr, timer, INVALID_HANDLE_VALUE); }
-
- private:
-  static void CALLBACK expire(void*, BOOLEAN) {
-    std::puts("the test hangs");
-    TerminateProcess(GetCurrentProcess(), 1);
-  }
-
-  HANDLE timer = nullptr;
-};
-
 /// Counts the phases that it is told of.
 class Phases : public QuilletNotification {
  public:
@@ -54,6 +35,26 @@ class Phases : public QuilletNotification {
 
 inline KernelHandle manualEvent() {
   return KernelHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+}
+
+/// The numbers from 0 to below `count`.
+template <class Number = int>
+std::vector<Number> upTo(int count) {
+  std::vector<Number> numbers(count);
+  std::iota(numbers.begin(), numbers.end(), Number());
+  return numbers;
+}
+
+/// A stream that has frames at these times only, in frame periods as is its length.
+template <class Number>
+ScriptedStream framesAt(const std::vector<Number>& times, double length, REFERENCE_TIME frameTime) {
+  ScriptedStream stream = scriptedVideo(4, 2, times.size(), frameTime);
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    stream.samples[i].start = static_cast<REFERENCE_TIME>(times[i] * frameTime);
+    stream.samples[i].stop = stream.samples[i].start + frameTime;
+  }
+  stream.duration = static_cast<REFERENCE_TIME>(length * frameTime);
+  return stream;
 }
 
 inline std::shared_ptr<Script> scriptOf(ScriptedStream stream) {

@@ -1,8 +1,6 @@
 #include "support/graph_override.h"
 
-#include <uuids.h>
-
-#include "support/unused_seeking.h"
+#include "support/unused_interfaces.h"
 #include "support/wrapped.h"
 
 namespace quillet::test {
@@ -81,16 +79,14 @@ class FaultyGraph : public UnusedSeeking<Wrapped<IMediaControl, IMediaSeeking>> 
 
 }  // namespace
 
-GraphOverride::GraphOverride() {
-  graph = std::make_unique<ClassObjectOverride>(CLSID_FilterGraph, [this](REFIID iid, void** object) {
-    if (FAILED(faults.create)) {
-      return faults.create;
-    }
-    const auto made = makeCom<FaultyGraph>(faults);
-    made->takeInGraph();
-    last = static_cast<IMediaControl*>(made.Get());
-    return made->QueryInterface(iid, object);
-  });
+HRESULT GraphOverride::make(REFIID iid, void** object) {
+  if (FAILED(faults.create)) {
+    return faults.create;
+  }
+  const auto made = makeCom<FaultyGraph>(faults);
+  made->takeInGraph();
+  last = static_cast<IMediaControl*>(made.Get());
+  return made->QueryInterface(iid, object);
 }
 
 void GraphOverride::notify(long event) const {

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <atomic>
-#include <memory>
 #include <vector>
 
 #include <windows.h>
 
 #include <strmif.h>
+#include <uuids.h>
 
 // Needs strmif.h.
 #include <control.h>
@@ -37,8 +37,6 @@ struct GraphFaults {
 /// While it lives, every filter graph that is made on a thread of the multithreaded apartment has these faults.
 class GraphOverride {
  public:
-  GraphOverride();
-
   /// Sends an event to the graph made last, as its filters do.
   void notify(long event) const;
 
@@ -61,8 +59,10 @@ class GraphOverride {
  private:
   Microsoft::WRL::ComPtr<IMediaControl> lastControl() const;
 
+  HRESULT make(REFIID iid, void** object);
+
   IUnknown* last = nullptr;
-  std::unique_ptr<ClassObjectOverride> graph;
+  const ClassObjectOverride graph{CLSID_FilterGraph, [this](REFIID iid, void** object) { return make(iid, object); }};
 };
 
 }  // namespace quillet::test

@@ -15,8 +15,7 @@
 #include "directshow/graph/stream_time.h"
 #include "directshow/graph/video_format.h"
 #include "support/avi_builder.h"
-#include "support/unused_grabber.h"
-#include "support/unused_seeking.h"
+#include "support/unused_interfaces.h"
 #include "support/wrapped.h"
 
 namespace quillet::test {

@@ -1,15 +1,26 @@
-// The methods of IMediaSeeking, for the tests' objects of which few are ever called.
+// The methods of some interfaces, for the tests' objects of which few are ever called: each answers E_NOTIMPL, unless a
+// subclass knows better. `Base` has the interface.
 
 #pragma once
 
-#include <windows.h>
-
-#include <strmif.h>
+#include "directshow/graph/sample_grabber.h"
 
 namespace quillet::test {
 
-/// Answers each with E_NOTIMPL, unless a subclass knows better.
-/// @param Base has the interface.
+template <class Base>
+class UnusedGrabber : public Base {
+ public:
+  using Base::Base;
+
+  STDMETHODIMP SetOneShot(BOOL) override { return E_NOTIMPL; }
+  STDMETHODIMP SetMediaType(const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetConnectedMediaType(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+  STDMETHODIMP SetBufferSamples(BOOL) override { return E_NOTIMPL; }
+  STDMETHODIMP GetCurrentBuffer(LONG*, LONG*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetCurrentSample(IMediaSample**) override { return E_NOTIMPL; }
+  STDMETHODIMP SetCallback(ISampleGrabberCB*, LONG) override { return E_NOTIMPL; }
+};
+
 template <class Base>
 class UnusedSeeking : public Base {
  public:
