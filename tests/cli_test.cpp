@@ -118,7 +118,7 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
   constexpr DWORD failed = 1;
   constexpr DWORD wrongUsage = 2;
   const std::wstring video = media("cinepak.avi");
-  const std::wstring audio = media("ima_22050_mono.wav");
+  const std::wstring audio = media("ima_8000_mono.wav");
   const struct {
     std::vector<std::wstring> words;
     DWORD status;
@@ -172,7 +172,7 @@ TEST_F(Cli, AnswersAreWritten) {
   const TempFile ntsc(".avi", aviFile({videoStream(rgb24Format(4, 4), 30000, 1001, {{Bytes(48)}})}).build());
   const std::wstring ntscName = std::filesystem::path(ntsc.name()).native();
   const std::wstring video = media("cinepak.avi");
-  const std::wstring audio = media("ima_22050_mono.wav");
+  const std::wstring audio = media("ima_8000_mono.wav");
   const struct {
     std::vector<std::wstring> words;
     std::string begin;
@@ -189,8 +189,8 @@ TEST_F(Cli, AnswersAreWritten) {
       {{L"time", video, L"--ms", L"1040"}, "frame 26: 1040.000 ms\r\n"},
       {{L"time", ntscName, L"--sample", L"1"}, "frame 1: 33.367 ms\r\n"},
       {{L"time", ntscName, L"--ms", L"100.1"}, "frame 3: 100.100 ms\r\n"},
-      {{L"time", audio, L"--audio", L"--ms", L"500.5"}, "sample 11036: 500.500 ms\r\n"},
-      {{L"time", audio, L"--audio", L"--sample", L"-441"}, "sample -441: -20.000 ms\r\n"},
+      {{L"time", audio, L"--audio", L"--ms", L"500.5"}, "sample 4004: 500.500 ms\r\n"},
+      {{L"time", audio, L"--audio", L"--sample", L"-80"}, "sample -80: -10.000 ms\r\n"},
   };
   for (const auto& [words, begin, lines] : cases) {
     const Outcome outcome = run(words);

@@ -169,7 +169,7 @@ struct Worker {
 
 bool readsRightOnThreads(bool directShow, bool bare, unsigned threads, unsigned seconds, unsigned seed) {
   Schedule schedule = {directShow, bare, {}, GetTickCount64() + seconds * 1000ULL};
-  const std::pair<const char*, bool> files[2][2] = {{{"cinepak.avi", true}, {"ima_22050_stereo.wav", false}},
+  const std::pair<const char*, bool> files[2][2] = {{{"cinepak.avi", true}, {"ima_44100_stereo.wav", false}},
                                                     {{"ds_raw.avi", true}, {"ds_mjpeg.avi", true}}};
   for (const auto& [name, isVideo] : files[directShow]) {
     Source source = {mediaFile(name), isVideo, {}};

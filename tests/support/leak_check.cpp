@@ -31,7 +31,8 @@ testing::AssertionResult leavesNothingBehind(const std::function<void()>& round,
   constexpr long handleTolerance = 2;  // A thread of the pool has its own.
   // What the platform leaves behind and no longer does is missing once a round; a thread of the pool that ends meanwhile
   // takes a dozen blocks along.
-  const long closedGap = -std::max(tolerance, rounds / 2);
+  constexpr long blocksOfAThread = 12;
+  const long closedGap = -std::max(tolerance, rounds / 2) - blocksOfAThread * std::max(-threads, 0L);
   if (handles > handleTolerance || (platformHandles > 0 && handles < closedGap) || threads > 1 || blocks > tolerance ||
       (platformBlocks > 0 && blocks < closedGap)) {
     return testing::AssertionFailure() << rounds << " rounds left " << handles << " handles, " << blocks
