@@ -162,7 +162,7 @@ TEST(BadInput, LeavesNothingBehind) {
   const TempFile cutInHeaders(".avi", Bytes(whole.begin(), whole.begin() + 150));
   const TempFile cutInData(".avi", Bytes(whole.begin(), whole.end() - 100));
   for (const bool video : {true, false}) {
-    EXPECT_TRUE(leavesNothingBehind([=] { openStream("no such file.avi", video); }));
+    EXPECT_TRUE(leavesNothingBehind([=] { SourcePointer(SourceStream::open("no such file.avi", video, 0, nullptr)); }));
     EXPECT_TRUE(leavesNothingBehind([&] { openStream(good.name(), video, 7); }));
     EXPECT_TRUE(leavesNothingBehind([&] { openStream(cutInHeaders.name(), video); }));
     EXPECT_TRUE(leavesNothingBehind([&] { expectCodeAndMessage(cutInData.name(), video); }));

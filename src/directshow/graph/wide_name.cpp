@@ -1,5 +1,7 @@
 #include "directshow/graph/wide_name.h"
 
+#include <cwchar>
+
 namespace quillet {
 
 constOLEstring::constOLEstring(const char* narrow) {
@@ -8,6 +10,15 @@ constOLEstring::constOLEstring(const char* narrow) {
     wide = std::make_unique<OLECHAR[]>(static_cast<std::size_t>(size));
     MultiByteToWideChar(CP_ACP, 0, narrow, -1, wide.get(), size);
   }
+}
+
+bool constOLEstring::isOfMissingFile() const {
+  if (wide == nullptr || std::wcsstr(wide.get(), L"://") != nullptr ||
+      GetFileAttributesW(wide.get()) != INVALID_FILE_ATTRIBUTES) {
+    return false;
+  }
+  const DWORD error = GetLastError();
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
 }  // namespace quillet

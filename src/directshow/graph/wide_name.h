@@ -20,6 +20,10 @@ class constOLEstring {
   /// @return the name, null when there is none.
   const OLECHAR* get() const { return wide.get(); }
 
+  /// Whether the file system knows that there is no such file. Of names that do not lead into it, as those of streams on a
+  /// network do not, it knows nothing.
+  bool isOfMissingFile() const;
+
  private:
   std::unique_ptr<OLECHAR[]> wide;
 };

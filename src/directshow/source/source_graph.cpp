@@ -29,12 +29,15 @@ DSSourceStream::Graph::~Graph() {
 
 int DSSourceStream::Graph::build(const char* fileName, const Choice& streamChoice) {
   choice = streamChoice;
-  if (const int error = graph.create()) {
-    return error;
-  }
   wideName = quillet::constOLEstring(fileName);
   if (fileName != nullptr && wideName.get() == nullptr) {
     return ds_error::notEnoughMemory;
+  }
+  if (wideName.isOfMissingFile()) {
+    return ds_error::cannotOpenSourceFile;  // Without a graph, which may keep threads for files that it does not find.
+  }
+  if (const int error = graph.create()) {
+    return error;
   }
   return addFilters(wideName.get());
 }
