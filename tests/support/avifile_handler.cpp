@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <utility>
 
 // The header declares the interfaces without ids, and its IID_ constants are import thunks.
@@ -159,15 +158,11 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
  public:
   explicit FileObject(std::shared_ptr<AviScript> script) : script(std::move(script)) {}
 
-  /// Leaves a file of the size of what was written.
+  /// Leaves the file that is written, if any, as large as what was written.
   ~FileObject() override {
+    const long long size = script->bytesWritten - script->bytesLost;
     std::error_code ignored;
-    if (isWritten && script->bytesLost <= script->bytesWritten) {
-      std::filesystem::resize_file(name, static_cast<std::uintmax_t>(script->bytesWritten - script->bytesLost),
-                                   ignored);
-    } else if (isWritten) {
-      std::filesystem::remove(name, ignored);
-    }
+    size < 0 ? void(std::filesystem::remove(name, ignored)) : std::filesystem::resize_file(name, size, ignored);
   }
 
   STDMETHODIMP Info(AVIFILEINFOW* info, LONG) override {
@@ -207,11 +202,9 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
   }
   STDMETHODIMP IsDirty() override { return S_FALSE; }
   STDMETHODIMP Load(LPCOLESTR fileName, DWORD mode) override {
-    isWritten = (mode & OF_CREATE) != 0;
-    if (isWritten) {
+    if ((mode & OF_CREATE) != 0) {
       name = fileName;
       script->bytesWritten = 0;
-      std::ofstream(name).put(0);
     }
     return S_OK;
   }
@@ -221,8 +214,7 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
 
  private:
   std::shared_ptr<AviScript> script;
-  bool isWritten = false;
-  std::filesystem::path name;
+  std::filesystem::path name;  // Of a file that is written.
 };
 
 }  // namespace
