@@ -33,19 +33,6 @@ CompressorScript::Capability wave(const WAVEFORMATEX& format, AUDIO_STREAM_CONFI
   return result;
 }
 
-template <class Header>
-CMediaType video(const GUID& kind, DWORD bitRate) {
-  Header header = {};
-  header.dwBitRate = bitRate;
-  header.AvgTimePerFrame = 400'000;
-  header.bmiHeader = rgb24Format(8, 4);
-  CMediaType type;
-  type.majortype = MEDIATYPE_Video;
-  type.formattype = kind;
-  type.setFormat(&header, sizeof header);
-  return type;
-}
-
 LRESULT send(HWND dialog, int control, UINT message, int parameter = 0, const void* data = nullptr) {
   return SendDlgItemMessageA(dialog, control, message, static_cast<WPARAM>(parameter), reinterpret_cast<LPARAM>(data));
 }
@@ -115,11 +102,9 @@ class DSConfiguration : public testing::Test {
     const auto mark = [this](CMediaType& type) { type.pUnk != nullptr ? S_OK : witness.CopyTo(&type.pUnk); };
     mark(script->format);
     std::ranges::for_each(script->capabilities, mark, &CompressorScript::Capability::type);
-    script->connection = isVideo ? video<VIDEOINFOHEADER>(FORMAT_VideoInfo, 0) : wave(pcm).type;
+    script->connection = isVideo ? CompressorScript().connection : wave(pcm).type;
     const Writer writer = create();
-    ComPtr<IMoniker> moniker;
-    CreatePointerMoniker(ComPtr<IBaseFilter>(new TestCompressor(script)).Get(), &moniker);
-    EXPECT_EQ(writer->setCompressor(isVideo, moniker.Get()), script->hasOutput);
+    EXPECT_EQ(setCompressor(*writer, isVideo, script), script->hasOutput);
     const DialogDriver user(std::move(steps));
     writer->configureCompressor(parent, isVideo);
     EXPECT_EQ(writer->lastError, code);
@@ -284,7 +269,7 @@ TEST_F(DSConfiguration, OnlyTheSettingsThatACompressorHasAreShownAndSet) {
       {0, {}, {}},
   };
   for (const auto& [flag, controls, calls] : cases) {
-    *script = {.format = video<VIDEOINFOHEADER>(FORMAT_VideoInfo, 5000),
+    *script = {.format = videoType<VIDEOINFOHEADER>(FORMAT_VideoInfo, BI_RGB, 5000),
                .flags = flag,
                .keyFrameRate = 7,
                .pFrames = 3,
@@ -300,7 +285,8 @@ TEST_F(DSConfiguration, OnlyTheSettingsThatACompressorHasAreShownAndSet) {
 
 TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
   isVideo = true;
-  *script = {.format = video<VIDEOINFOHEADER2>(FORMAT_VideoInfo2, 5000), .flags = 0x1F, .windowSize = 999'999'999};
+  *script = {
+      .format = videoType<VIDEOINFOHEADER2>(FORMAT_VideoInfo2, BI_RGB, 5000), .flags = 0x1F, .windowSize = 999'999'999};
   const auto defaults = [&](HWND dialog) {
     for (const auto& [control, box] : {std::pair(101, 107), {102, 108}, {103, 104}}) {
       EXPECT_EQ(send(dialog, box, BM_GETCHECK), BST_CHECKED);
@@ -370,7 +356,7 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
   configure({atVideo(IDOK, emptyTheRate)}, 0, {"SetFormat 4000000000"});
   script->flags = CompressionCaps_CanCrunch;
   const auto hasNoRate = [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 110)); };
-  script->format = video<VIDEOINFOHEADER>(FORMAT_MPEGVideo, 5000);
+  script->format = videoType<VIDEOINFOHEADER>(FORMAT_MPEGVideo, BI_RGB, 5000);
   configure({atVideo(IDOK, hasNoRate)}, 0);
   script->format.formattype = FORMAT_VideoInfo;
   script->format.cbFormat = sizeof(VIDEOINFOHEADER) - 1;
@@ -414,8 +400,6 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
 
 TEST_F(DSConfiguration, WhatIsChosenAndConfiguredCompresses) {
   isVideo = true;
-  script->connection = video<VIDEOINFOHEADER>(FORMAT_VideoInfo, 0);
-  reinterpret_cast<VIDEOINFOHEADER*>(script->connection.pbFormat)->bmiHeader.biCompression = TestCodec::fourcc;
   script->flags = CompressionCaps_CanKeyFrame;
   script->keyFrameRate = 10;
   const std::string name = "Test compressor " + std::to_string(GetTickCount64());

@@ -88,16 +88,6 @@ void becomeChild() {
   QuilletThread();
 }
 
-void checkFile(const std::string& name, const Mutant& mutant, bool directShow) {
-  for (const bool raw : {false, true}) {
-    for (const bool video : {true, false}) {
-      if (video ? mutant.hasVideo : mutant.hasAudio) {
-        checkStream(name.c_str(), video, raw, directShow);
-      }
-    }
-  }
-}
-
 /// Makes or opens what a child and its parent share.
 KernelHandle shareReport(const std::string& folder) {
   const std::string name = folder.substr(folder.rfind('\\') + 1);
@@ -124,9 +114,15 @@ void workThrough(Batch batch, const std::string& folder) {
     const Mutant mutant = makeMutant(batch.seed, batch.first);
     const std::string name = folder + "\\mutant" + mutant.extension;
     writeFile(name.c_str(), mutant.content);
-    checkFile(name, mutant, false);
-    if (batch.first % directShowEvery == 0) {
-      checkFile(name, mutant, true);
+    for (const bool directShow : {false, true}) {
+      for (const bool raw : {false, true}) {
+        for (const bool video : {true, false}) {
+          const bool isThere = video ? mutant.hasVideo : mutant.hasAudio;
+          if (isThere && (!directShow || batch.first % directShowEvery == 0)) {
+            checkStream(name.c_str(), video, raw, directShow);
+          }
+        }
+      }
     }
   }
   TerminateProcess(GetCurrentProcess(), EXIT_SUCCESS);  // What the platform does at its end is not the library's.

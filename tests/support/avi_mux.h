@@ -26,8 +26,7 @@ struct MuxSample {
 /// What a multiplexer refuses to do, and what it was given. Shared with the test.
 struct MuxScript {
   HRESULT create = S_OK;
-  bool refuseInterleavingInterface = false;
-  bool noPropertyPages = false;
+  std::vector<IID> missing;  ///< Interfaces that it has not.
   HRESULT getInterleaving = S_OK;
   HRESULT acceptInput = S_OK;                   ///< A failure refuses every type.
   std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.

@@ -47,6 +47,7 @@ struct AviScriptCall {
   long count = 0;  // Samples that a read or write asks for.
   DWORD stream = 0;
   DWORD flags = 0;  // Of a write.
+  bool operator==(const AviScriptCall&) const = default;
 };
 
 struct AviScript {

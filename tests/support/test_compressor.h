@@ -12,6 +12,7 @@
 #include "directshow/base/c_base_output_pin.h"
 #include "support/input_pin.h"
 #include "support/test_codec.h"
+#include "support/writing.h"
 
 // Need strmif.h.
 #include <ocidl.h>
@@ -22,6 +23,22 @@ __CRT_UUID_DECL(IAMVfwCompressDialogs, 0xD8D715A3, 0x6E5E, 0x11D0, 0xB3, 0xF0, 0
 namespace quillet::test {
 
 class CompressorOutput;
+
+/// A type of video with the tests' size and time of a frame.
+template <class Header>
+CMediaType videoType(const GUID& kind, DWORD compression, DWORD bitRate = 0) {
+  const VIDEOINFOHEADER format = videoFormat();
+  Header header = {};
+  header.dwBitRate = bitRate;
+  header.AvgTimePerFrame = format.AvgTimePerFrame;
+  header.bmiHeader = format.bmiHeader;
+  header.bmiHeader.biCompression = compression;
+  CMediaType type;
+  type.majortype = MEDIATYPE_Video;
+  type.formattype = kind;
+  type.setFormat(&header, sizeof header);
+  return type;
+}
 
 /// What a compressor offers and refuses to do, and what it was told. Shared with the test.
 struct CompressorScript {
@@ -59,8 +76,9 @@ struct CompressorScript {
   std::vector<std::string> calls = {};         ///< The methods that change something, with what they were given.
   HWND owner = nullptr;                        ///< The window that was given to the codec's dialog.
 
-  CMediaType connection = {};  ///< What the output connects with.
-  CMediaType format = {};      ///< What it says that its format is.
+  /// What the output connects with.
+  CMediaType connection = videoType<VIDEOINFOHEADER>(FORMAT_VideoInfo, TestCodec::fourcc);
+  CMediaType format = {};  ///< What it says that its format is.
   std::vector<Capability> capabilities = {};
   long flags = 0;  ///< Of CompressionCaps.
   long keyFrameRate = -1;
@@ -217,5 +235,11 @@ class TestCompressor : public WithInterfaces<CBaseFilter, ISpecifyPropertyPages,
  private:
   const SharedScript script;
 };
+
+inline bool setCompressor(OutputAVIFile& writer, bool isVideo, const SharedScript& script) {
+  Microsoft::WRL::ComPtr<IMoniker> moniker;
+  CreatePointerMoniker(Microsoft::WRL::ComPtr<IBaseFilter>(new TestCompressor(script)).Get(), &moniker);
+  return writer.setCompressor(isVideo, moniker.Get());
+}
 
 }  // namespace quillet::test
