@@ -207,16 +207,10 @@ TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
   configure({{title, doubleClickTheSecond}, atMessage("Cannot set the new format."), atAudio(IDCANCEL, isUnset)},
             cancelled, {"SetFormat 22050"});
 
-  const Act meddlings[] = {
-      [](HWND dialog) { RemovePropA(dialog, "IAMStreamConfig"); },
-      [&](HWND) { script->faults["GetStreamCaps"] = E_FAIL; },
-      [](HWND dialog) { send(dialog, 101, LB_RESETCONTENT), send(dialog, 101, LB_ADDSTRING, 0, "no number"); },
+  const auto meddle = [&](HWND dialog) {
+    script->faults["GetStreamCaps"] = E_FAIL, send(dialog, 101, LB_SETCURSEL, 0);
   };
-  for (const Act& meddle : meddlings) {
-    script->faults.clear();
-    configure({atAudio(103, [&](HWND dialog) { meddle(dialog), send(dialog, 101, LB_SETCURSEL, 0); })},
-              ds_error::unexpectedError);
-  }
+  configure({atAudio(103, meddle)}, ds_error::unexpectedError);
 }
 
 TEST_F(DSConfiguration, WhatAnAudioFormatLeavesOpenIsFixedByTheUser) {
@@ -429,12 +423,6 @@ TEST_F(DSConfiguration, WhatIsChosenAndConfiguredCompresses) {
   EXPECT_TRUE(writer->close());
   const TestCodec codec;
   expectPictures(file.name(), frames);
-  const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(file.name(), true, false, 0, nullptr));
-  for (long frame = 0, samples = 0, bytes = 0; frame < frames; ++frame) {
-    bool key = false;
-    EXPECT_NE(raw->getData(frame, samples, bytes, key), nullptr);
-    EXPECT_EQ(key, frame % 3 == 0) << frame;
-  }
 }
 
 }  // namespace

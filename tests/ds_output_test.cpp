@@ -448,28 +448,17 @@ TEST_F(DSOutput, TakesCompressorsOrNone) {
   expectPictures(file.name(), 1);
 }
 
-/// A property page that sets the multiplexer's period to two seconds as soon as it has it.
-class PeriodPage : public EmptyPage {
- public:
-  STDMETHODIMP SetObjects(ULONG count, IUnknown** objects) override {
-    ComPtr<IConfigInterleaving> settings;
-    const REFERENCE_TIME times[] = {20'000'000, 0};
-    return count == 0 ? S_OK
-           : FAILED(objects[0]->QueryInterface(IID_PPV_ARGS(&settings)))
-               ? E_NOINTERFACE
-               : settings->put_Interleaving(&times[0], &times[1]);
-  }
-};
-
 TEST_F(DSOutput, ThePeriodIsTheMultiplexers) {
-  const auto makePage = [](REFIID id, void** object) { return makeCom<PeriodPage>()->QueryInterface(id, object); };
+  const auto makePage = [](REFIID id, void** object) { return makeCom<EmptyPage>()->QueryInterface(id, object); };
   const ClassObjectOverride pages[] = {{CLSID_AviMuxProptyPage, makePage}, {CLSID_AviMuxProptyPage1, makePage}};
   for (const bool compress : {false, true}) {
     const Writer writer = create(&video, &audio, compress);
-    {
-      const DialogDriver user({{"Properties for AVI mux", [](HWND frame) { PostMessageA(frame, WM_CLOSE, 0, 0); }}});
-      writer->configureAVI(nullptr);
-    }
+    (DialogDriver({{"Properties for AVI mux",
+                    [this](HWND frame) {
+                      muxScript->interleaving = 20'000'000;  // As by one of the pages.
+                      PostMessageA(frame, WM_CLOSE, 0, 0);
+                    }}}),
+     writer->configureAVI(nullptr));
     EXPECT_EQ(writer->lastError, 0) << "also for a source that is not connected yet";
     EXPECT_EQ(writer->interleavingPeriod(), 20'000'000);
     if (!compress) {

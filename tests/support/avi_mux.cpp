@@ -85,6 +85,7 @@ class AviMux
       : UnusedSeeking(nullptr, CLSID_AviDest),
         script(std::move(muxScript)),
         output(addPin(std::make_unique<Output>(*this))) {
+    script->interleaving = unitsPerSecond;
     offerFreeInput();
   }
 
@@ -99,11 +100,11 @@ class AviMux
   STDMETHODIMP put_Mode(InterleavingMode newMode) override { return give(&mode, newMode); }
   STDMETHODIMP get_Mode(InterleavingMode* result) override { return give(result, mode); }
   STDMETHODIMP put_Interleaving(const REFERENCE_TIME* newInterleaving, const REFERENCE_TIME* newPreroll) override {
-    interleaving = *newInterleaving;
+    script->interleaving = *newInterleaving;
     return give(&preroll, *newPreroll);
   }
   STDMETHODIMP get_Interleaving(REFERENCE_TIME* interleavingResult, REFERENCE_TIME* prerollResult) override {
-    *interleavingResult = interleaving;
+    *interleavingResult = script->interleaving;
     *prerollResult = preroll;
     return script->getInterleaving;
   }
@@ -197,7 +198,8 @@ class AviMux
 
     bool mustWait(REFERENCE_TIME start) const {
       return mux.mode == INTERLEAVE_FULL && std::ranges::any_of(mux.streams, [&](const Input* other) {
-               return other != this && !other->hasEnded && start > other->position + mux.interleaving + mux.preroll;
+               return other != this && !other->hasEnded &&
+                      start > other->position + mux.script->interleaving + mux.preroll;
              });
     }
 
@@ -305,7 +307,6 @@ class AviMux
   Output& output;
   std::vector<Input*> inputs;
   InterleavingMode mode = INTERLEAVE_NONE;
-  REFERENCE_TIME interleaving = unitsPerSecond;
   REFERENCE_TIME preroll = 0;
   std::atomic<REFERENCE_TIME> progress = 0;  // The end of the last sample.
 
