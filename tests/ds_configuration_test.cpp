@@ -13,7 +13,6 @@
 #include "support/ds_streams.h"
 #include "support/empty_page.h"
 #include "support/file_writer.h"
-#include "support/registered_compressor.h"
 #include "support/test_compressor.h"
 #include "support/wine_gaps.h"
 #include "support/writing.h"
@@ -263,7 +262,7 @@ TEST_F(DSConfiguration, OnlyTheSettingsThatACompressorHasAreShownAndSet) {
       {0, {}, {}},
   };
   for (const auto& [flag, controls, calls] : cases) {
-    *script = {.format = videoType<VIDEOINFOHEADER>(FORMAT_VideoInfo, BI_RGB, 5000),
+    *script = {.format = videoType<VIDEOINFOHEADER>(FORMAT_VideoInfo, 5000),
                .flags = flag,
                .keyFrameRate = 7,
                .pFrames = 3,
@@ -279,8 +278,7 @@ TEST_F(DSConfiguration, OnlyTheSettingsThatACompressorHasAreShownAndSet) {
 
 TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
   isVideo = true;
-  *script = {
-      .format = videoType<VIDEOINFOHEADER2>(FORMAT_VideoInfo2, BI_RGB, 5000), .flags = 0x1F, .windowSize = 999'999'999};
+  *script = {.format = videoType<VIDEOINFOHEADER2>(FORMAT_VideoInfo2, 5000), .flags = 0x1F, .windowSize = 999'999'999};
   const auto defaults = [&](HWND dialog) {
     for (const auto& [control, box] : {std::pair(101, 107), {102, 108}, {103, 104}}) {
       EXPECT_EQ(send(dialog, box, BM_GETCHECK), BST_CHECKED);
@@ -350,7 +348,7 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
   configure({atVideo(IDOK, emptyTheRate)}, 0, {"SetFormat 4000000000"});
   script->flags = CompressionCaps_CanCrunch;
   const auto hasNoRate = [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 110)); };
-  script->format = videoType<VIDEOINFOHEADER>(FORMAT_MPEGVideo, BI_RGB, 5000);
+  script->format = videoType<VIDEOINFOHEADER>(FORMAT_MPEGVideo, 5000);
   configure({atVideo(IDOK, hasNoRate)}, 0);
   script->format.formattype = FORMAT_VideoInfo;
   script->format.cbFormat = sizeof(VIDEOINFOHEADER) - 1;
@@ -390,39 +388,6 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   script->page = GUID_NULL;
   configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0, {}, GetDesktopWindow());
   EXPECT_EQ(script->owner, GetDesktopWindow()) << "asked for its dialog";
-}
-
-TEST_F(DSConfiguration, WhatIsChosenAndConfiguredCompresses) {
-  isVideo = true;
-  script->flags = CompressionCaps_CanKeyFrame;
-  script->keyFrameRate = 10;
-  const std::string name = "Test compressor " + std::to_string(GetTickCount64());
-  const RegisteredCompressor compressor(std::wstring(name.begin(), name.end()).c_str());
-  const ClassObjectOverride filter(compressor.id, [&](REFIID id, void** object) {
-    return ComPtr<IBaseFilter>(new TestCompressor(script))->QueryInterface(id, object);
-  });
-  const auto select = [&](HWND dialog) { send(dialog, 101, LB_SELECTSTRING, -1, name.c_str()); };
-  const auto setRate = [](HWND dialog) { enter(dialog, 101, "3"); };
-  const Writer writer(OutputAVIFile::create(file.name(), &header, true, &pcm, true, true));
-  {
-    const DialogDriver user({at("Compressor", IDOK, select), atVideo(IDOK, setRate)});
-    EXPECT_TRUE(writer->chooseCompressor(nullptr, true));
-    writer->configureCompressor(nullptr, true);
-    EXPECT_EQ(writer->lastError, 0);
-  }
-  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, true), *writer, output_error::compressorAlreadySet));
-  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, false), *writer, ds_error::cannotListCompressors))
-      << "no audio compressors, and no dialog";
-  EXPECT_TRUE(writer->setCompressor(false, nullptr));
-  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, false), *writer, output_error::directCopyRequired));
-  constexpr long frames = 8;
-  EXPECT_TRUE(writer->start());
-  for (long frame = 0; frame < frames; ++frame) {
-    EXPECT_TRUE(writePicture(*writer, frame));
-  }
-  EXPECT_TRUE(writer->close());
-  const TestCodec codec;
-  expectPictures(file.name(), frames);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "support/graph_override.h"
 #include "support/leak_check.h"
 #include "support/registered_compressor.h"
+#include "support/test_codec.h"
 #include "support/test_compressor.h"
 #include "support/wine_gaps.h"
 #include "support/writing.h"
@@ -257,7 +258,7 @@ TEST_F(DSOutput, TheEndComesUnlessSomethingMoves) {
   const Keep comeLate = [&](CompressorOutput& output, IMediaSample* picture) {
     for (int i = 0; i < 2 && picture == nullptr; ++i) {
       Sleep(slowMs);
-      output.compress(*last.Get());
+      output.Deliver(last.Get());
     }
     return picture != nullptr && (last = picture, true);
   };
@@ -421,8 +422,6 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
 TEST_F(DSOutput, TakesCompressorsOrNone) {
   const Writer writer = create(&video, &audio, true);
   EXPECT_TRUE(failed(writer->start(), *writer, ds_error::graphNotFullyConfigured));
-  EXPECT_TRUE(writer->canSetCompressor(true));
-
   const RegisteredCompressor compressor;
   EXPECT_TRUE(failed(writer->setCompressor(true, compressor.moniker.Get()), *writer, ds_error::cannotFetchCompressor));
   EXPECT_FALSE(writer->isCompressorSet(true));
@@ -431,11 +430,9 @@ TEST_F(DSOutput, TakesCompressorsOrNone) {
   EXPECT_TRUE(failed(writer->setCompressor(true, compressor.moniker.Get()), *writer, ds_error::cannotConnectFilters));
   EXPECT_TRUE(writer->isCompressorSet(true)) << "it stays";
   EXPECT_TRUE(failed(writer->setCompressor(true, nullptr), *writer, output_error::compressorAlreadySet));
-
-  EXPECT_TRUE(writer->setCompressor(false, nullptr));
-  EXPECT_TRUE(failed(writer->setCompressor(false, nullptr), *writer, output_error::directCopyRequired));
-  const Writer audioOnly = create(nullptr, &audio);
-  EXPECT_TRUE(failed(audioOnly->canSetCompressor(true), *audioOnly, output_error::noVideoStream));
+  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, true), *writer, output_error::compressorAlreadySet));
+  EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, false), *writer, ds_error::cannotListCompressors))
+      << "no audio compressors, and no dialog";
 
   Writer direct = create(&video, nullptr, true);
   muxScript->acceptInput = VFW_E_TYPE_NOT_ACCEPTED;

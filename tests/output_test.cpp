@@ -125,10 +125,9 @@ TEST(Accessors, TellWhatTheFileLacks) {
   Recorder unopened(quillet::vfw_error::cannotCreateFile);
   EXPECT_EQ(unopened.videoFormat(), nullptr);
   EXPECT_EQ(unopened.lastError, common_error::notOpened);
-  for (const long number :
-       {unopened.nextFrame_number(), unopened.nextSample_number(), unopened.nextSample_number_inBuffer()}) {
-    EXPECT_EQ(number, -1);
-  }
+  EXPECT_TRUE(failed(unopened.nextFrame_number(), unopened, common_error::notOpened));
+  EXPECT_TRUE(failed(unopened.nextSample_number(), unopened, common_error::notOpened));
+  EXPECT_TRUE(failed(unopened.nextSample_number_inBuffer(), unopened, common_error::notOpened));
   EXPECT_TRUE(failed(unopened.bufferedWriteSample(0, data, 1, 2, true), unopened, common_error::notOpened));
 }
 

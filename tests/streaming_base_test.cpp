@@ -122,6 +122,10 @@ TEST(MediaTypes, OwnTheirFormats) {
   copy.pbFormat[4] ^= 1;
   EXPECT_FALSE(copy == type) << "the copy shares the format block";
   EXPECT_FALSE(copy.matchesPartial(type));
+  CMediaType wanted;
+  EXPECT_TRUE(wanted.isPartial() && type.matchesPartial(wanted));
+  wanted.subtype = MEDIASUBTYPE_IEEE_FLOAT;
+  EXPECT_FALSE(type.matchesPartial(wanted));
   EXPECT_NE(CMediaType(std::move(copy)).pbFormat, nullptr);
   AM_MEDIA_TYPE bare;
   ASSERT_EQ(CreateAudioMediaType(&format, &bare, FALSE), S_OK);
@@ -204,50 +208,46 @@ TEST(Pins, AnswerAReceiverWhileTheirFilterIsBeingStopped) {
 
 TEST(Enumerators, FollowTheirContract) {
   const Pair pair(videoScript(1));
-  ComPtr<IEnumPins> pins;
-  ComPtr<IPin> pin;
-  ULONG fetched = 9;
+  ComPtr<IEnumPins> pins, clone;
   IPin* two[2] = {};
+  ULONG fetched = 9;
   ASSERT_EQ(pair.sink->EnumPins(&pins), S_OK);
   EXPECT_EQ(pins->Next(2, two, nullptr), E_INVALIDARG);
   EXPECT_EQ(pins->Next(1, nullptr, nullptr), E_POINTER);
   EXPECT_EQ(pins->Next(2, two, &fetched), S_FALSE);
   EXPECT_EQ(fetched, 1U);
-  ASSERT_EQ(two[0], pair.in);
-  two[0]->Release();
+  ComPtr<IPin> pin;
+  pin.Attach(two[0]);
+  EXPECT_EQ(pin.Get(), pair.in);
   EXPECT_EQ(pins->Skip(1), S_FALSE);
 
   pair.sink->addSecondPin();
-  EXPECT_EQ(pins->Next(1, &pin, nullptr), VFW_E_ENUM_OUT_OF_SYNC);
-  EXPECT_EQ(pins->Reset(), S_OK);
-  EXPECT_EQ(pins->Skip(1), S_OK);
-  ComPtr<IEnumPins> clone;
-  ASSERT_EQ(pins->Clone(&clone), S_OK);
-  EXPECT_EQ(clone->Next(1, &pin, nullptr), S_OK);
-  EXPECT_EQ(clone->Next(1, pin.ReleaseAndGetAddressOf(), nullptr), S_FALSE);
-  EXPECT_EQ(pins->Next(1, &pin, nullptr), S_OK) << "the clone has moved the original";
+  EXPECT_EQ(pins->Next(1, pin.ReleaseAndGetAddressOf(), nullptr), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_TRUE(pins->Reset() == S_OK && pins->Skip(1) == S_OK && pins->Clone(&clone) == S_OK);
+  for (IEnumPins* const each : {clone.Get(), pins.Get()}) {  // The clone does not move the original.
+    EXPECT_EQ(each->Next(1, pin.ReleaseAndGetAddressOf(), nullptr), S_OK);
+    EXPECT_EQ(each->Next(1, pin.ReleaseAndGetAddressOf(), nullptr), S_FALSE);
+  }
 
   ComPtr<IEnumMediaTypes> types;
   AM_MEDIA_TYPE* type = nullptr;
   ASSERT_EQ(pair.out->EnumMediaTypes(&types), S_OK);
-  ASSERT_EQ(types->Next(1, &type, &fetched), S_OK);
+  ASSERT_EQ(types->Next(1, &type, nullptr), S_OK);
   EXPECT_TRUE(CMediaType(*type) == pair.script->streams[0].type);
   FreeMediaType(*type);
   CoTaskMemFree(type);
   EXPECT_EQ(types->Next(1, &type, &fetched), S_FALSE);
   EXPECT_EQ(fetched, 0U);
-  EXPECT_EQ(pair.source->FindPin(L"stream 1", &pin), VFW_E_NOT_FOUND);
+  EXPECT_EQ(pair.source->FindPin(L"stream 1", pin.ReleaseAndGetAddressOf()), VFW_E_NOT_FOUND);
 }
 
 TEST(Filters, BecomePartOfAnOuterObject) {
-  const ComPtr<SinkFilter> outer(new SinkFilter);
-  auto* const identity = static_cast<IBaseFilter*>(outer.Get());
-  const ComPtr<IUnknown> inner((new SinkFilter(identity))->innerUnknown());
+  const ComPtr<IBaseFilter> outer(new SinkFilter);
+  const ComPtr<IUnknown> inner((new SinkFilter(outer.Get()))->innerUnknown());
   ComPtr<IMediaFilter> part;
-  ASSERT_EQ(inner->QueryInterface(IID_PPV_ARGS(&part)), S_OK);
   ComPtr<IBaseFilter> asked;
-  ASSERT_EQ(part->QueryInterface(IID_PPV_ARGS(&asked)), S_OK);
-  EXPECT_EQ(asked.Get(), identity);
+  ASSERT_TRUE(inner.As(&part) == S_OK && part.As(&asked) == S_OK);
+  EXPECT_EQ(asked, outer);
 }
 
 TEST(Sources, LeaveNothingBehindInAnyOrderOfStates) {

@@ -164,13 +164,14 @@ class Fuzzer {
     FILE* const child = _popen(command.c_str(), "r");
     Death death;
     // Ends: a child ends, or goes on to its next operation, of which there are finitely many; it watches itself.
-    for (char line[500]; std::fgets(line, sizeof line, child) != nullptr;) {
+    for (char line[2000]; std::fgets(line, sizeof line, child) != nullptr;) {
+      if (line[0] <= '9') {
+        number = std::atol(line);
+        continue;
+      }
       std::istringstream words(line);
-      if (!(words >> number)) {
-        words = std::istringstream(line);
-        for (std::string* const word : {&death.cause, &death.detail, &death.culprit, &death.operation}) {
-          std::getline(words, *word, word == &death.operation ? '\n' : '\t');
-        }
+      for (std::string* const word : {&death.cause, &death.detail, &death.culprit, &death.operation}) {
+        std::getline(words, *word, word == &death.operation ? '\n' : '\t');
       }
     }
     const int code = _pclose(child);

@@ -70,7 +70,7 @@ class StreamCheck {
   void require(bool holds, const char* what, double seen = 0) {
     if (!holds) {
       std::ostringstream detail;
-      detail << std::fixed << seen << ", code " << stream.lastError << ", length " << length;
+      detail << seen << ", code " << stream.lastError << ", length " << length;
       reportBroken(what, detail.str());
     }
   }
