@@ -313,10 +313,7 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
       {{answer("", IDOK), warning, answer("1e300", IDOK), warning, answer("1e-3", IDOK)}, 400'000},  // A frame.
   };
   for (const auto& [steps, period] : cases) {
-    {
-      const DialogDriver user(steps);
-      writer->configureAVI(nullptr);
-    }
+    (DialogDriver(steps), writer->configureAVI(nullptr));
     EXPECT_EQ(writer->lastError, 0);
     EXPECT_EQ(writer->interleavingPeriod(), period);
   }

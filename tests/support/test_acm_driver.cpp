@@ -92,10 +92,8 @@ LRESULT open(const StreamInstance& stream) {
   return MMSYSERR_NOERROR;
 }
 
+/// Of a source: nobody asks the other way round.
 LRESULT measure(const StreamInstance& stream, StreamSize& size) {
-  if (size.flags != ACM_STREAMSIZEF_SOURCE) {
-    return MMSYSERR_NOTSUPPORTED;
-  }
   const DWORD units = size.sourceBytes / stream.source->nBlockAlign;  // Samples or blocks.
   size.destinationBytes = isCompression(stream)
                               ? (units / TestAcmDriver::compressedSamplesPerBlock + 1) * TestAcmDriver::blockSize
