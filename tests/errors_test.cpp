@@ -1,8 +1,6 @@
 // The error model that all objects of the library share, and what the abstract source streams do by themselves.
 
 #include <climits>
-#include <cstring>
-#include <map>
 
 #include "support/avifile_handler.h"
 #include "support/writing.h"
@@ -12,58 +10,30 @@ namespace vfw_error = quillet::vfw_error;
 
 namespace {
 
-/// An object with the codes of a backend of the test's choice.
-class AnyBackend : public AudioOrVideoStream {
- public:
-  AnyBackend(int resourceBase, int lastLocalCode) : resourceBase(resourceBase), lastLocalCode(lastLocalCode) {}
-  int maxLocalErrorCode() override { return lastLocalCode; }
-  int errorMessages_resourceBase() override { return resourceBase; }
-  bool local_ErrorIsFatal(int code) override { return code == 1; }
-  bool usesDirectShow() override { return true; }
-
-  const char* messageOf(int code) {
-    lastError = code;
-    return ErrorMessage(code);
-  }
-
- private:
-  int resourceBase;
-  int lastLocalCode;
-};
-
-/// A video source that has a format and a rate, but no frames.
-class VideoSource : public VideoSourceStream, public VfWAudioOrVideoStream {
- public:
-  VideoSource() = default;
-  VideoSource(const BITMAPINFOHEADER& format, double framesPerSecond) {
-    bitmapFormat = format;
-    rate = framesPerSecond;
-    finishOpening(0);
-  }
-  void configure(void*) override {}
-  double StreamSampleToTime(long&) override { return -1.0; }
-  long StreamTimeToSample(double&) override { return -1; }
-  double msDuration() override { return -1.0; }
-  long findFrame(long) override { return -1; }
-  unsigned char* getFrameBits(long&) override { return nullptr; }
-};
+/// A stream that is not open, of a backend of the test's choice.
+std::unique_ptr<VideoSourceStream> unopened(bool directShow) {
+  return std::unique_ptr<VideoSourceStream>(VideoSourceStream::open(nullptr, directShow, 0, nullptr));
+}
 
 TEST(Messages, EveryCodeHasItsText) {
-  AnyBackend directShow(100, 73);
-  AnyBackend videoForWindows(500, 40);
-  AnyBackend output(300, 8);
-  AnyBackend outputOfOthers(700, 8);
-  const auto messageOf = [](AnyBackend& backend) { return [&](int code) { return backend.messageOf(code); }; };
+  const auto directShow = unopened(true);
+  const auto videoForWindows = unopened(false);
+  const auto messageOf = [](AudioOrVideoStream& stream, int firstCode = 0) {
+    return [&stream, firstCode](int code) {
+      stream.lastError = firstCode + code;
+      return stream.ErrorMessage(0);
+    };
+  };
   const struct {
     std::function<const char*(int code)> message;
     int count;
     const char *first, *last;
   } blocks[] = {
-      {messageOf(directShow), 74, "Success",
+      {messageOf(*directShow), 74, "Success",
        "Could not change the interleaving period (output pin reconnection error)"},
-      {messageOf(videoForWindows), 41, "Success", "Audio compression buffer overflow"},
-      {messageOf(output), 9, "No video stream", "Audio buffer overflow"},
-      {messageOf(outputOfOthers), 9, "No video stream", "Audio buffer overflow"},
+      {messageOf(*videoForWindows), 41, "Success", "Audio compression buffer overflow"},
+      {messageOf(*directShow, 200), 9, "No video stream", "Audio buffer overflow"},
+      {messageOf(*videoForWindows, 200), 9, "No video stream", "Audio buffer overflow"},
       {[](int value) { return MediaContainer::Message(static_cast<MediaContainer::Error>(value)); }, 14, "Success",
        "No input pin (audio or video renderer)"},
   };
@@ -79,52 +49,38 @@ TEST(Messages, EveryCodeHasItsText) {
     EXPECT_EQ(message(count), nullptr);
     EXPECT_EQ(message(-1), nullptr);
   }
-  EXPECT_STREQ(directShow.messageOf(33), "Media Time time format rejected");
-  EXPECT_STREQ(directShow.messageOf(57), "Unused error code");
-  EXPECT_STREQ(directShow.messageOf(67), "The sample grabbers's input pin is not connected");
-  EXPECT_STREQ(videoForWindows.messageOf(25), "Cannot set the compessor");
-  // The output codes of a backend follow its own.
-  EXPECT_STREQ(directShow.messageOf(208), "Audio buffer overflow");
-  EXPECT_STREQ(videoForWindows.messageOf(200), "No video stream");
+  for (const auto& [code, text] : {std::pair(33, "Media Time time format rejected"),
+                                   {57, "Unused error code"},
+                                   {67, "The sample grabbers's input pin is not connected"}}) {
+    EXPECT_STREQ(messageOf(*directShow)(code), text);
+  }
+  EXPECT_STREQ(messageOf(*videoForWindows)(25), "Cannot set the compessor");
 }
 
 TEST(Messages, ArgumentOnlyGatesTheCall) {
-  const std::unique_ptr<VfWVideoSourceStream> stream(VfWVideoSourceStream::open(nullptr, 0, nullptr));
+  const auto stream = unopened(false);
   stream->lastError = 12;
   for (int code : {0, 12, 150, 208}) {
     EXPECT_STREQ(stream->ErrorMessage(code), "Cannot find a PCM format to decompress to") << code;
   }
   EXPECT_EQ(stream->ErrorMessage(-1), nullptr);
   EXPECT_EQ(stream->ErrorMessage(209), nullptr);
-  stream->lastError = 41;
-  EXPECT_EQ(stream->ErrorMessage(0), nullptr);
 }
 
 TEST(Fatality, IsOfTheCode) {
-  const std::unique_ptr<VfWVideoSourceStream> stream(VfWVideoSourceStream::open(nullptr, 0, nullptr));
+  const auto stream = unopened(false);
   const std::set<int> warnings = {0, 8, 9, 17, 20, 25, 29, 30, 31, 200, 201, 204, 205, 206, 207};
   for (int code = -2; code <= 211; ++code) {
-    EXPECT_EQ(stream->Error_isFatal(code), !warnings.contains(code)) << code;
+    const bool isFatal = !warnings.contains(code);
+    EXPECT_EQ(stream->Error_isFatal(code), isFatal) << code;
+    stream->lastError = code;
+    EXPECT_EQ(stream->lastErrorIsFatal(), isFatal) << code;
+    EXPECT_EQ(stream->resetLastError(), !isFatal) << code;
+    EXPECT_EQ(stream->lastError, 0);
   }
-  EXPECT_TRUE(stream->Error_isFatal(INT_MIN));
-  EXPECT_TRUE(stream->Error_isFatal(INT_MAX));
+  EXPECT_TRUE(stream->Error_isFatal(INT_MIN) && stream->Error_isFatal(INT_MAX));
   EXPECT_EQ(stream->maxLocalErrorCode(), 40);
   EXPECT_EQ(stream->errorMessages_resourceBase(), 500);
-  AnyBackend other(100, 73);
-  for (const auto& [code, fatal] : {std::pair(45, false), {73, false}, {74, true}, {199, true}}) {
-    EXPECT_EQ(other.Error_isFatal(code), fatal) << code;
-  }
-}
-
-TEST(Fatality, ResetTellsWhetherTheObjectIsUsable) {
-  VideoSource stream;
-  for (const auto& [code, isUsable] :
-       std::map<int, bool>{{0, true}, {9, true}, {2, false}, {150, false}, {206, true}}) {
-    stream.lastError = code;
-    EXPECT_EQ(stream.lastErrorIsFatal(), !isUsable) << code;
-    EXPECT_EQ(stream.resetLastError(), isUsable) << code;
-    EXPECT_EQ(stream.lastError, 0);
-  }
 }
 
 /// Calls an operation and expects it to find the stream closed.
@@ -158,31 +114,6 @@ TEST(UnopenedStream, AnswersFailureAndCodeOne) {
   // The format is there all the same, but empty.
   EXPECT_NOT_OPENED(*video, video->format()->biSize, 0U);
   EXPECT_NOT_OPENED(*audio, audio->format()->nChannels, 0);
-}
-
-TEST(VideoInfo, DescribesTheDecodedStream) {
-  const BITMAPINFOHEADER format = rgb24Format(320, 240);
-  const BITMAPINFOHEADER padded = rgb24Format(1, 2);  // Rows are padded to 32 bits.
-  const struct {
-    BITMAPINFOHEADER format;
-    double rate;
-    REFERENCE_TIME frameTime;
-    DWORD bitRate;
-  } cases[] = {
-      {format, 24, 416667, 44236800}, {format, 30000.0 / 1001, 333667, 55240759}, {padded, 10, 1000000, 32 * 2 * 10}};
-  for (const auto& item : cases) {
-    VideoSource stream(item.format, item.rate);
-    VIDEOINFOHEADER info;
-    std::memset(&info, 0xEE, sizeof info);
-    ASSERT_EQ(stream.videoInfo(info), &info);
-    EXPECT_EQ(stream.lastError, 0);
-    VIDEOINFOHEADER expected = {};
-    expected.AvgTimePerFrame = item.frameTime;
-    expected.dwBitRate = item.bitRate;
-    expected.bmiHeader = item.format;
-    EXPECT_EQ(bytesOf(info), bytesOf(expected));
-    EXPECT_EQ(stream.frameRate(), item.rate);
-  }
 }
 
 // Video for Windows has the first try; what DirectShow gives stands, its failure too. A named backend is the only one.

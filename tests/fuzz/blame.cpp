@@ -1,7 +1,6 @@
 #include "blame.h"
 
 #include <algorithm>
-#include <iterator>
 #include <sstream>
 
 namespace quillet::test {
@@ -15,17 +14,14 @@ std::string siteOf(const BYTE* code) {
   MEMORY_BASIC_INFORMATION memory = {};
   constexpr DWORD executable = PAGE_EXECUTE | PAGE_EXECUTE_READ | PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY;
   char path[MAX_PATH] = {};
-  if (VirtualQuery(code, &memory, sizeof memory) == 0 || memory.Type != MEM_IMAGE ||
-      (memory.Protect & executable) == 0 ||
+  VirtualQuery(code, &memory, sizeof memory);
+  if (memory.Type != MEM_IMAGE || (memory.Protect & executable) == 0 ||
       GetModuleFileNameA(static_cast<HMODULE>(memory.AllocationBase), path, sizeof path) == 0) {
     return "";
   }
-  std::string name = path;
-  name.erase(0, name.rfind('\\') + 1);
-  std::ranges::transform(name, name.begin(),
-                         [](char letter) { return letter >= 'A' && letter <= 'Z' ? letter + 32 : letter; });
   std::ostringstream site;
-  site << name << '+' << std::hex << code - static_cast<const BYTE*>(memory.AllocationBase);
+  site << std::string(CharLowerA(path)).substr(std::string(path).rfind('\\') + 1) << '+' << std::hex
+       << code - static_cast<const BYTE*>(memory.AllocationBase);
   return site.str();
 }
 
@@ -33,35 +29,26 @@ bool isServant(const std::string& site) {
   return site.empty() || std::ranges::any_of(servants, [&](const char* name) { return site.starts_with(name); });
 }
 
-/// @return the code that an import stands for; null when there is none.
-const BYTE* imported(const BYTE* operand) {
-#ifdef _WIN64
-  const BYTE* const entry = operand + 4 + *reinterpret_cast<const INT32*>(operand);
-#else
-  const BYTE* const entry = *reinterpret_cast<const BYTE* const*>(operand);
-#endif
-  return IsBadReadPtr(entry, sizeof(void*)) ? nullptr : *reinterpret_cast<const BYTE* const*>(entry);
-}
-
-/// @return "module+offset" of what the call before `code` leads to; empty when there is none, or a register knows.
-std::string calleeBefore(const BYTE* code) {
-  constexpr BYTE callNear = 0xE8;
-  constexpr BYTE indirect = 0xFF;
-  constexpr BYTE callImport = 0x15;
-  constexpr BYTE jumpImport = 0x25;
-  if (code[-6] == indirect && code[-5] == callImport) {
-    return siteOf(imported(code - 4));
-  }
-  if (code[-5] != callNear) {
-    return "";
-  }
-  const BYTE* const callee = code + *reinterpret_cast<const INT32*>(code - 4);
-  const bool isImport = !siteOf(callee).empty() && callee[0] == indirect && callee[1] == jumpImport;
-  return siteOf(isImport ? imported(callee + 2) : callee);
-}
-
 std::string moduleOf(const std::string& site) {
   return site.substr(0, site.find('+'));
+}
+
+/// @return the module that the call before `code` leads to, through an import where it is one; that of `code` itself when a
+///     register knows.
+std::string calleeBefore(const BYTE* code) {
+  constexpr BYTE callNear = 0xE8;
+  const BYTE* callee = code[-5] == callNear ? code + *reinterpret_cast<const INT32*>(code - 4) : code - 6;
+  const bool isCode = !siteOf(callee).empty();
+  if (isCode && callee[0] == 0xFF && (callee[1] == 0x15 || callee[1] == 0x25)) {  // A call or a jump by an import.
+    const INT_PTR operand = *reinterpret_cast<const INT32*>(callee + 2);
+#ifdef _WIN64
+    const auto* const entry = reinterpret_cast<const BYTE* const*>(callee + 6 + operand);
+#else
+    const auto* const entry = reinterpret_cast<const BYTE* const*>(operand);
+#endif
+    callee = IsBadReadPtr(entry, sizeof(void*)) ? nullptr : *entry;
+  }
+  return moduleOf(siteOf(callee));
 }
 
 }  // namespace
@@ -80,7 +67,7 @@ std::string culpritAbove(const void* stack, std::string servant) {
     // The stack also holds where calls once returned to that have ended: the caller has called the servant below it.
     if (isServant(caller)) {
       servant = moduleOf(caller);
-    } else if (moduleOf(calleeBefore(*word)) == servant) {
+    } else if (calleeBefore(*word) == servant) {
       return caller;
     } else if (likely.empty() && (*word)[-2] == 0xFF && (*word)[-1] >= 0xD0) {
       likely = caller;
@@ -103,9 +90,8 @@ std::string culpritOf(const CONTEXT& context) {
 }
 
 std::string culpritOf(HANDLE thread) {
-  constexpr int samples = 300;
   std::string culprit;
-  for (int i = 0; i < samples && !culprit.starts_with("quillet.dll"); ++i) {
+  for (int samples = 0; samples < 300 && !culprit.starts_with("quillet.dll"); ++samples) {
     SuspendThread(thread);
     CONTEXT context = {};
     context.ContextFlags = CONTEXT_FULL;

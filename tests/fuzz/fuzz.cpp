@@ -2,10 +2,12 @@
 // a module and to the one file that it was at, and the next child goes on after that.
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <sstream>
 #include <string>
 
 #include <windows.h>
@@ -13,7 +15,6 @@
 #include <quillet/thread.h>
 
 #include "blame.h"
-#include "core/handles.h"
 #include "mutants.h"
 #include "stream_checks.h"
 
@@ -21,34 +22,33 @@ namespace quillet::test {
 namespace {
 
 constexpr long batchSize = 200;
-constexpr long directShowEvery = 10;                  // Graphs take their time.
-constexpr DWORD operationLimitMs = 60'000;            // Wine may take more than half of it to give up building a graph.
-constexpr DWORD childLimitMs = 2 * operationLimitMs;  // For a child that cannot even judge itself.
+constexpr long directShowEvery = 10;        // Graphs take their time.
+constexpr DWORD operationLimitMs = 60'000;  // Wine may take more than half of it to give up building a graph.
 
-/// What a child tells its parent: what it is at and, at the end, what of.
-struct Report {
-  long number;
-  long operations;
-  char operation[80];
-  char cause[80];
-  char detail[160];
-  char culprit[80];  // Nothing where an answer cannot be.
+/// What a child has died of, and what it was at.
+struct Death {
+  std::string cause;
+  std::string detail;
+  std::string culprit;  // Nothing where an answer cannot be.
+  std::string operation;
 };
 
-Report* report = nullptr;
+std::string operation;
 HANDLE beat = nullptr;  // Signalled by every operation.
 
-template <std::size_t size>
-void put(char (&text)[size], const std::string& value) {
-  std::snprintf(text, size, "%s", value.c_str());
+/// Tells the parent a line.
+void tell(const std::string& line) {
+  DWORD written = 0;
+  WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), (line + '\n').data(), static_cast<DWORD>(line.size() + 1), &written,
+            nullptr);
 }
 
 [[noreturn]] void die(const std::string& cause, const std::string& detail, const std::string& culprit) {
-  if (report->cause[0] == 0) {  // Of several threads that die the first counts.
-    put(report->culprit, culprit);
-    put(report->detail, detail);
-    put(report->cause, cause);
+  static std::atomic<bool> isDying = false;
+  if (isDying.exchange(true)) {
+    Sleep(INFINITE);  // Ends: of several threads that die the first counts, and ends the process.
   }
+  tell(cause + '\t' + detail + '\t' + culprit + '\t' + operation);
   TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
   std::abort();  // Not reached.
 }
@@ -88,25 +88,6 @@ void becomeChild() {
   QuilletThread();
 }
 
-void checkFile(const std::string& name, const Mutant& mutant, bool directShow) {
-  for (const bool raw : {false, true}) {
-    for (const bool video : {true, false}) {
-      if (video ? mutant.hasVideo : mutant.hasAudio) {
-        checkStream(name.c_str(), video, raw, directShow);
-      }
-    }
-  }
-}
-
-/// Makes or opens what a child and its parent share.
-KernelHandle shareReport(const std::string& folder) {
-  const std::string name = folder.substr(folder.rfind('\\') + 1);
-  KernelHandle mapping(
-      CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(Report), name.c_str()));
-  report = static_cast<Report*>(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0));
-  return mapping;
-}
-
 /// Files of a seed, from one number up to another or for as long as there is time.
 struct Batch {
   unsigned seed;
@@ -118,15 +99,20 @@ struct Batch {
 
 /// The child.
 void workThrough(Batch batch, const std::string& folder) {
-  const KernelHandle mapping = shareReport(folder);
   becomeChild();
-  for (; !batch.isOver(); report->number = ++batch.first) {
+  for (; !batch.isOver(); tell(std::to_string(++batch.first))) {
     const Mutant mutant = makeMutant(batch.seed, batch.first);
     const std::string name = folder + "\\mutant" + mutant.extension;
     writeFile(name.c_str(), mutant.content);
-    checkFile(name, mutant, false);
-    if (batch.first % directShowEvery == 0) {
-      checkFile(name, mutant, true);
+    for (const bool directShow : {false, true}) {
+      for (const bool raw : {false, true}) {
+        for (const bool video : {true, false}) {
+          const bool isThere = video ? mutant.hasVideo : mutant.hasAudio;
+          if (isThere && (!directShow || batch.first % directShowEvery == 0)) {
+            checkStream(name.c_str(), video, raw, directShow);
+          }
+        }
+      }
     }
   }
   TerminateProcess(GetCurrentProcess(), EXIT_SUCCESS);  // What the platform does at its end is not the library's.
@@ -140,10 +126,11 @@ class Fuzzer {
   void run(Batch batch) {
     const long begin = batch.first;
     while (!batch.isOver()) {
-      runChild({batch.seed, batch.first, std::min(batch.first + batchSize, batch.end), batch.deadline});
-      batch.first = report->number;
-      if (report->cause[0] != 0) {
-        note(batch.seed, batch.first++);
+      Batch next = batch;
+      next.end = std::min(batch.first + batchSize, batch.end);
+      const Death death = runChild(next, batch.first);
+      if (!death.cause.empty()) {
+        note(death, batch.seed, batch.first++);
       }
     }
     tried = batch.first - begin;
@@ -169,53 +156,48 @@ class Fuzzer {
     std::string first;
   };
 
-  void runChild(const Batch& batch) {
-    *report = {};
-    report->number = batch.first;
-    std::string command = '"' + program + "\" " + std::to_string(batch.seed) + ' ' + std::to_string(batch.first) + ' ' +
-                          std::to_string(batch.end) + ' ' + std::to_string(batch.deadline) + ' ' + folder.name() +
-                          " child";
-    STARTUPINFOA startup = {};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION information = {};
-    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &information)) {
-      std::abort();
-    }
-    const KernelHandle process(information.hProcess);
-    const KernelHandle thread(information.hThread);
-    // Ends: a child ends or goes on to its next operation, of which there are finitely many, or is ended here.
-    for (long seen = -1; WaitForSingleObject(process.get(), childLimitMs) == WAIT_TIMEOUT; seen = report->operations) {
-      if (seen == report->operations) {
-        put(report->cause, "hang");
-        TerminateProcess(process.get(), EXIT_FAILURE);
+  /// @param number of the file that the child is at.
+  Death runChild(const Batch& batch, long& number) const {
+    const std::string command = '"' + program + "\" " + std::to_string(batch.seed) + ' ' + std::to_string(batch.first) +
+                                ' ' + std::to_string(batch.end) + ' ' + std::to_string(batch.deadline) + ' ' +
+                                folder.name() + " child";
+    FILE* const child = _popen(command.c_str(), "r");
+    Death death;
+    // Ends: a child ends, or goes on to its next operation, of which there are finitely many; it watches itself.
+    for (char line[2000]; std::fgets(line, sizeof line, child) != nullptr;) {
+      if (line[0] <= '9') {
+        number = std::atol(line);
+        continue;
+      }
+      std::istringstream words(line);
+      for (std::string* const word : {&death.cause, &death.detail, &death.culprit, &death.operation}) {
+        std::getline(words, *word, word == &death.operation ? '\n' : '\t');
       }
     }
-    DWORD code = EXIT_SUCCESS;
-    GetExitCodeProcess(process.get(), &code);
-    if (code != EXIT_SUCCESS && report->cause[0] == 0) {
-      put(report->cause, "exit code " + std::to_string(code));
+    const int code = _pclose(child);
+    if (code != EXIT_SUCCESS && death.cause.empty()) {
+      death.cause = "exit code " + std::to_string(code);
     }
+    return death;
   }
 
-  void note(unsigned seed, long number) {
-    const std::string site = report->culprit;
-    const bool isBroken = site.empty() && report->detail[0] != 0;
+  void note(const Death& death, unsigned seed, long number) {
+    const std::string& site = death.culprit;
+    const bool isBroken = site.empty() && !death.detail.empty();
     const std::string module = isBroken ? "answer" : site.empty() ? "unknown" : site.substr(0, site.find('+'));
-    const std::string operation = report->operation;
-    Finding& finding = findings[module + ", " + report->cause + ", " + operation.substr(0, operation.find('('))];
+    Finding& finding =
+        findings[module + ", " + death.cause + ", " + death.operation.substr(0, death.operation.find('('))];
     ++found;
     if (++finding.count == 1) {
       finding.isOurs = isBroken || module.starts_with("quillet");
-      finding.first = std::to_string(number) + ": " + makeMutant(seed, number).recipe + "\n    " + operation + ' ' +
-                      report->detail + site + "\n    again: scripts/fuzz.sh --mutant " + std::to_string(number) + ' ' +
-                      std::to_string(seed) + " [FILE]\n";
+      finding.first = std::to_string(number) + ": " + makeMutant(seed, number).recipe + "\n    " + death.operation +
+                      ' ' + death.detail + site + "\n    again: scripts/fuzz.sh --mutant " + std::to_string(number) +
+                      ' ' + std::to_string(seed) + " [FILE]\n";
     }
   }
 
   const std::string program;
   const TempFolder folder;
-  const KernelHandle mapping = shareReport(folder.name());
   std::map<std::string, Finding> findings;
   long tried = 0;
   long found = 0;
@@ -223,12 +205,11 @@ class Fuzzer {
 
 }  // namespace
 
-void enter(const std::string& operation) {
+void enter(const std::string& name) {
   // What lies on the stack later on is of this operation, and nobody is blamed for what was called before.
   volatile char wiped[0x8000];
   std::fill(std::begin(wiped), std::end(wiped), 0);
-  put(report->operation, operation);
-  ++report->operations;
+  operation = name;
   SetEvent(beat);
 }
 

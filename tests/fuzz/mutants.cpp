@@ -14,71 +14,36 @@
 namespace quillet::test {
 namespace {
 
-struct SeedFile {
-  const char* name;
-  const char* extension;
-  bool hasVideo, hasAudio;
-  Bytes content;
-};
-
 Bytes joined(Bytes first, const Bytes& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;
 }
 
-/// Bytes that differ from chunk to chunk.
-Bytes filled(std::size_t size, unsigned seed) {
-  Bytes bytes(size);
-  std::generate(bytes.begin(), bytes.end(), std::mt19937(seed));
-  return bytes;
-}
-
-std::vector<AviChunk> chunksOf(std::size_t count, std::size_t size) {
-  std::vector<AviChunk> chunks;
-  for (unsigned i = 0; i < count; ++i) {
-    chunks.push_back({filled(size, i)});
-  }
-  return chunks;
-}
-
-/// A format with the count of samples in a block behind it.
-Bytes blockFormat(WAVEFORMATEX format, WORD samplesPerBlock) {
-  format.cbSize = sizeof samplesPerBlock;
-  return joined(bytesOf(format), bytesOf(samplesPerBlock));
-}
-
-std::vector<SeedFile> makeSeedFiles() {
+/// The files that all others are made from.
+std::vector<Mutant> makeSeedFiles() {
   const BITMAPINFOHEADER rgb24 = rgb24Format(16, 8);
   BITMAPINFOHEADER rgb8 = rgb24;
   rgb8.biBitCount = 8;
   rgb8.biSizeImage = 16 * 8;
   rgb8.biClrUsed = 4;
-  AviStream palette = videoStream(rgb8, 25, 1, chunksOf(6, rgb8.biSizeImage));
-  palette.format = joined(palette.format, filled(4 * sizeof(RGBQUAD), 5));
+  AviStream palette = videoStream(rgb8, 25, 1, noiseChunks(6, rgb8.biSizeImage));
+  palette.format = joined(palette.format, noise(4 * sizeof(RGBQUAD), 5));
   const Bytes pcm = bytesOf(pcmFormat(8000, 2, 16));
-  const Bytes ima = blockFormat({WAVE_FORMAT_IMA_ADPCM, 1, 8000, 4055, 256, 4, 0}, 505);
+  const Bytes ima = joined(bytesOf(WAVEFORMATEX{WAVE_FORMAT_IMA_ADPCM, 1, 8000, 4055, 256, 4, sizeof(WORD)}),
+                           bytesOf(WORD{505}));  // Samples in a block.
   const Bytes muLaw = bytesOf(WAVEFORMATEX{WAVE_FORMAT_MULAW, 1, 8000, 8000, 1, 8, 0});
   return {
-      {"RGB24 and PCM in AVI", ".avi", true, true,
-       aviFile({videoStream(rgb24, 25, 1, chunksOf(8, rgb24.biSizeImage)), audioStream(pcm, chunksOf(8, 1280))})
-           .build()},
-      {"palette and IMA ADPCM in AVI", ".avi", true, true,
-       aviFile({palette, audioStream(ima, chunksOf(6, 256))}).build()},
-      {"Cinepak in AVI", ".avi", true, false, readFile(mediaFile("cinepak.avi").c_str())},
-      {"PCM in WAV", ".wav", false, true, wavFile(pcm, filled(6000, 1))},
-      {"IMA ADPCM in WAV", ".wav", false, true, wavFile(ima, filled(256 * 8, 2))},
-      {"mu-law in WAV", ".wav", false, true, wavFile(muLaw, filled(3000, 3))},
+      {aviFile({videoStream(rgb24, 25, 1, noiseChunks(8, rgb24.biSizeImage)), audioStream(pcm, noiseChunks(8, 1280))})
+           .build(),
+       ".avi", true, true, "RGB24 and PCM in AVI"},
+      {aviFile({palette, audioStream(ima, noiseChunks(6, 256))}).build(), ".avi", true, true,
+       "palette and IMA ADPCM in AVI"},
+      {readFile(mediaFile("cinepak.avi").c_str()), ".avi", true, false, "Cinepak in AVI"},
+      {wavFile(pcm, noise(6000, 1)), ".wav", false, true, "PCM in WAV"},
+      {wavFile(ima, noise(256 * 8, 2)), ".wav", false, true, "IMA ADPCM in WAV"},
+      {wavFile(muLaw, noise(3000, 3)), ".wav", false, true, "mu-law in WAV"},
   };
 }
-
-const std::vector<SeedFile>& seedFiles() {
-  static const std::vector<SeedFile> files = makeSeedFiles();
-  return files;
-}
-
-struct Chunk {
-  std::size_t begin, end;
-};
 
 struct Field {
   std::size_t offset, size;
@@ -87,16 +52,15 @@ struct Field {
 
 /// What can be damaged on purpose.
 struct Layout {
-  std::vector<Chunk> chunks;
-  std::map<std::string, std::vector<Field>> fields;  // By the chunk's id: few chunks are headers.
+  std::vector<std::pair<std::size_t, std::size_t>> chunks;  // From, to.
+  std::map<std::string, std::vector<Field>> fields;         // By the chunk's id: few chunks are headers.
 };
 
 void lookAt(const Bytes& file, std::size_t begin, std::size_t end, Layout& layout) {
   constexpr std::size_t headerSize = 8;
   constexpr std::size_t typeSize = 4;
   while (begin + headerSize <= end) {
-    const std::string id(file.begin() + static_cast<std::ptrdiff_t>(begin),
-                         file.begin() + static_cast<std::ptrdiff_t>(begin + typeSize));
+    const std::string id(reinterpret_cast<const char*>(&file[begin]), typeSize);
     DWORD size = 0;
     std::memcpy(&size, &file[begin + typeSize], sizeof size);
     const std::size_t data = begin + headerSize;
@@ -110,10 +74,9 @@ void lookAt(const Bytes& file, std::size_t begin, std::size_t end, Layout& layou
       lookAt(file, data + typeSize, dataEnd, layout);
     } else if (std::isalpha(static_cast<unsigned char>(id[0])) && id != "data" && id != "JUNK") {
       for (std::size_t offset = data; offset + sizeof(WORD) <= dataEnd; offset += sizeof(WORD)) {
-        for (const std::size_t width : {sizeof(WORD), sizeof(DWORD)}) {
-          if ((offset - data) % width == 0 && offset + width <= dataEnd) {
-            fields.push_back({offset, width, id + '+' + std::to_string(offset - data)});
-          }
+        fields.push_back({offset, sizeof(WORD), id + '+' + std::to_string(offset - data)});
+        if ((offset - data) % sizeof(DWORD) == 0 && offset + sizeof(DWORD) <= dataEnd) {
+          fields.push_back({offset, sizeof(DWORD), id + '+' + std::to_string(offset - data)});
         }
       }
     }
@@ -149,8 +112,8 @@ void damage(Mutant& mutant, std::size_t& size, const Layout& layout, std::mt1993
     std::memcpy(&content[field.offset], &value, field.size);
     recipe << field.name << " (" << field.size << " bytes at " << field.offset << ") = " << std::hex << value;
   } else if (way == 6) {
-    const Chunk& chunk = anyOf(layout.chunks, random);
-    const std::size_t boundary = random() % 2 == 0 ? chunk.begin : chunk.end;
+    const auto& [begin, end] = anyOf(layout.chunks, random);
+    const std::size_t boundary = random() % 2 == 0 ? begin : end;
     size = std::min(size, boundary + random() % 12);
     recipe << "cut to " << size;
   } else if (way < 9) {
@@ -161,9 +124,9 @@ void damage(Mutant& mutant, std::size_t& size, const Layout& layout, std::mt1993
       recipe << ' ' << std::dec << offset << "=" << std::hex << int{content[offset]};
     }
   } else {
-    const Chunk& chunk = anyOf(layout.chunks, random);
-    std::fill_n(&content[chunk.begin], chunk.end - chunk.begin, std::uint8_t{0});
-    recipe << "zero from " << chunk.begin << " to " << chunk.end;
+    const auto& [begin, end] = anyOf(layout.chunks, random);
+    std::fill_n(&content[begin], end - begin, std::uint8_t{0});
+    recipe << "zero from " << begin << " to " << end;
   }
   mutant.recipe += recipe.str();
 }
@@ -173,8 +136,8 @@ void damage(Mutant& mutant, std::size_t& size, const Layout& layout, std::mt1993
 Mutant makeMutant(unsigned seed, long number) {
   std::seed_seq sequence = {seed, static_cast<unsigned>(number)};
   std::mt19937 random(sequence);
-  const SeedFile& file = anyOf(seedFiles(), random);
-  Mutant mutant = {file.content, file.extension, file.hasVideo, file.hasAudio, file.name};
+  static const std::vector<Mutant> seedFiles = makeSeedFiles();
+  Mutant mutant = anyOf(seedFiles, random);
   Layout layout;
   lookAt(mutant.content, 0, mutant.content.size(), layout);
   std::size_t size = mutant.content.size();

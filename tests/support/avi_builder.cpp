@@ -1,6 +1,7 @@
 #include "support/avi_builder.h"
 
 #include <algorithm>
+#include <random>
 #include <utility>
 
 namespace quillet::test {
@@ -80,6 +81,20 @@ Bytes AviFile::build() const {
   Bytes file;
   appendList(file, FOURCC_RIFF, formtypeAVI, content);
   return file;
+}
+
+Bytes noise(std::size_t size, unsigned seed) {
+  Bytes bytes(size);
+  std::generate(bytes.begin(), bytes.end(), std::mt19937(seed));
+  return bytes;
+}
+
+std::vector<AviChunk> noiseChunks(unsigned count, std::size_t size) {
+  std::vector<AviChunk> chunks;
+  for (unsigned i = 0; i < count; ++i) {
+    chunks.push_back({noise(size, i)});
+  }
+  return chunks;
 }
 
 AviStream videoStream(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<AviChunk> chunks) {

@@ -45,6 +45,12 @@ Bytes bytesOf(const Record& record) {
   return Bytes(first, first + sizeof record);
 }
 
+/// Bytes that depend on the seed.
+Bytes noise(std::size_t size, unsigned seed = 1);
+
+/// Chunks of noise, each with its number for a seed.
+std::vector<AviChunk> noiseChunks(unsigned count, std::size_t size);
+
 /// A stream of `chunks`, each a frame.
 AviStream videoStream(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<AviChunk> chunks);
 

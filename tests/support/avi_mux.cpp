@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -27,14 +26,11 @@ const VIDEOINFOHEADER& videoFormat(const AM_MEDIA_TYPE& type) {
 }
 
 bool isWritable(const AM_MEDIA_TYPE& type) {
-  if (type.formattype == FORMAT_VideoInfo && type.cbFormat >= sizeof(VIDEOINFOHEADER)) {
-    const BITMAPINFOHEADER& format = videoFormat(type).bmiHeader;
-    const REFERENCE_TIME frameTime = videoFormat(type).AvgTimePerFrame;
-    return type.majortype == MEDIATYPE_Video && format.biWidth > 0 && format.biHeight != 0 && frameTime > 0 &&
-           frameTime <= std::numeric_limits<LONG>::max();
+  if (type.formattype == FORMAT_VideoInfo && type.pbFormat != nullptr) {
+    return type.majortype == MEDIATYPE_Video && videoFormat(type).AvgTimePerFrame > 0;
   }
   const auto* const wave = reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
-  return type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx && type.cbFormat >= sizeof *wave &&
+  return type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx && wave != nullptr &&
          wave->nBlockAlign > 0 && wave->nAvgBytesPerSec > 0;
 }
 
@@ -52,8 +48,7 @@ class Output : public CBaseOutputPin {
     return type->majortype == MEDIATYPE_Stream && type->subtype == MEDIASUBTYPE_Avi ? S_OK : S_FALSE;
   }
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
-    request->cBuffers = std::max(request->cBuffers, 1L);  // Enough: the writer keeps none.
-    request->cbBuffer = std::max(request->cbBuffer, 65536L);
+    *request = {1, 65536, 1, 0};  // Enough: the writer keeps none.
     ALLOCATOR_PROPERTIES actual = {};
     return allocator->SetProperties(request, &actual);
   }
@@ -90,6 +85,7 @@ class AviMux
       : UnusedSeeking(nullptr, CLSID_AviDest),
         script(std::move(muxScript)),
         output(addPin(std::make_unique<Output>(*this))) {
+    script->interleaving = unitsPerSecond;
     offerFreeInput();
   }
 
@@ -104,11 +100,11 @@ class AviMux
   STDMETHODIMP put_Mode(InterleavingMode newMode) override { return give(&mode, newMode); }
   STDMETHODIMP get_Mode(InterleavingMode* result) override { return give(result, mode); }
   STDMETHODIMP put_Interleaving(const REFERENCE_TIME* newInterleaving, const REFERENCE_TIME* newPreroll) override {
-    interleaving = *newInterleaving;
+    script->interleaving = *newInterleaving;
     return give(&preroll, *newPreroll);
   }
   STDMETHODIMP get_Interleaving(REFERENCE_TIME* interleavingResult, REFERENCE_TIME* prerollResult) override {
-    *interleavingResult = interleaving;
+    *interleavingResult = script->interleaving;
     *prerollResult = preroll;
     return script->getInterleaving;
   }
@@ -126,9 +122,7 @@ class AviMux
 
  protected:
   IUnknown* findInterface(REFIID id) override {
-    const bool isRefused = (script->refuseInterleavingInterface && id == __uuidof(IConfigInterleaving)) ||
-                           (script->noPropertyPages && id == __uuidof(ISpecifyPropertyPages));
-    return isRefused ? nullptr : UnusedSeeking::findInterface(id);
+    return std::ranges::count(script->missing, id) > 0 ? nullptr : UnusedSeeking::findInterface(id);
   }
 
  private:
@@ -163,7 +157,7 @@ class AviMux
     // CBasePin
     HRESULT CheckMediaType(const CMediaType* type) override {
       const HRESULT fault = mux.script->acceptInput;
-      return FAILED(fault) ? fault : type->pbFormat != nullptr && isWritable(*type) ? S_OK : S_FALSE;
+      return FAILED(fault) ? fault : isWritable(*type) ? S_OK : S_FALSE;
     }
     HRESULT CompleteConnect(IPin*) override { return mux.offerFreeInput(); }
     HRESULT Inactive() override {
@@ -204,7 +198,8 @@ class AviMux
 
     bool mustWait(REFERENCE_TIME start) const {
       return mux.mode == INTERLEAVE_FULL && std::ranges::any_of(mux.streams, [&](const Input* other) {
-               return other != this && !other->hasEnded && start > other->position + mux.interleaving + mux.preroll;
+               return other != this && !other->hasEnded &&
+                      start > other->position + mux.script->interleaving + mux.preroll;
              });
     }
 
@@ -312,7 +307,6 @@ class AviMux
   Output& output;
   std::vector<Input*> inputs;
   InterleavingMode mode = INTERLEAVE_NONE;
-  REFERENCE_TIME interleaving = unitsPerSecond;
   REFERENCE_TIME preroll = 0;
   std::atomic<REFERENCE_TIME> progress = 0;  // The end of the last sample.
 

@@ -26,12 +26,12 @@ struct MuxSample {
 /// What a multiplexer refuses to do, and what it was given. Shared with the test.
 struct MuxScript {
   HRESULT create = S_OK;
-  bool refuseInterleavingInterface = false;
-  bool noPropertyPages = false;
+  std::vector<IID> missing;  ///< Interfaces that it has not.
   HRESULT getInterleaving = S_OK;
   HRESULT acceptInput = S_OK;                   ///< A failure refuses every type.
   std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.
   HRESULT complete = S_OK;                      ///< What the writing of the file answers, when all streams have ended.
+  REFERENCE_TIME interleaving = 0;              ///< As the multiplexer that was made last is set.
   DWORD msPerPiece = 0;                         ///< How long each piece of that takes, of 64 KB.
 
   std::vector<MuxSample> samples;             ///< In the order of the file. For the test once the graph has stopped.

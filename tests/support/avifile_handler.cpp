@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "support/avi_builder.h"
+
 // The header declares the interfaces without ids, and its IID_ constants are import thunks.
 __CRT_UUID_DECL(IAVIFile, 0x00020020, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46)
 __CRT_UUID_DECL(IAVIStream, 0x00020021, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46)
@@ -77,6 +79,7 @@ class StreamObject : public ComObject<IAVIStream> {
     script->calls.push_back({AviScriptCall::read, start, samples});
     const LONG asked = samples == AVISTREAMREAD_CONVENIENT ? 1 : samples;
     const LONG wanted = buffer != nullptr ? std::min(asked, stream().samplesPerRead) : asked;
+    auto* target = static_cast<BYTE*>(buffer);
     LONG bytes = 0;
     LONG done = 0;
     for (; done < wanted && start + done < count(); ++done) {
@@ -85,16 +88,14 @@ class StreamObject : public ComObject<IAVIStream> {
       if (stream().unreadable.contains(start + done)) {
         return AVIERR_FILEREAD;
       }
-      if (buffer != nullptr && bytes + sampleSize > size) {
+      if (target != nullptr && bytes + sampleSize > size) {
         break;
       }
-      if (buffer != nullptr) {
-        std::copy(sample.begin(), sample.end(), static_cast<BYTE*>(buffer) + bytes);
-      }
+      target = target != nullptr ? std::ranges::copy(sample, target).out : nullptr;
       bytes += sampleSize;
     }
     if (bytesRead != nullptr) {
-      *bytesRead = buffer != nullptr ? bytes : std::max<LONG>(bytes, stream().claimedSize);
+      *bytesRead = target != nullptr ? bytes : std::max<LONG>(bytes, stream().claimedSize);
     }
     if (samplesRead != nullptr) {
       *samplesRead = done;
@@ -106,7 +107,7 @@ class StreamObject : public ComObject<IAVIStream> {
     if (script->refusedFormats.contains(stream().info.fccType)) {
       return AVIERR_BADFORMAT;
     }
-    const auto* const first = static_cast<const std::uint8_t*>(format);
+    const auto* const first = static_cast<const BYTE*>(format);
     stream().format.assign(first, first + size);
     if (stream().info.fccType == streamtypeAUDIO) {
       stream().info.dwSampleSize = reinterpret_cast<const WAVEFORMAT*>(first)->nBlockAlign;
@@ -220,31 +221,26 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
 }  // namespace
 
 AviScriptStream aviScriptVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames) {
-  AviScriptStream stream;
+  AviScriptStream stream = {.format = bytesOf(format), .samples = std::move(frames)};
   stream.info.fccType = streamtypeVIDEO;
   stream.info.fccHandler = format.biCompression;
   stream.info.dwRate = rate;
   stream.info.dwScale = scale;
-  stream.info.dwLength = static_cast<DWORD>(frames.size());
+  stream.info.dwLength = static_cast<DWORD>(stream.samples.size());
   stream.info.dwSuggestedBufferSize = format.biSizeImage;
   stream.info.rcFrame = {0, 0, format.biWidth, format.biHeight};
-  const auto* const first = reinterpret_cast<const std::uint8_t*>(&format);
-  stream.format.assign(first, first + sizeof format);
-  stream.samples = std::move(frames);
   return stream;
 }
 
 AviScriptStream aviScriptAudio(const Bytes& format, DWORD rate, DWORD scale, std::vector<Bytes> blocks) {
   const auto& wave = *reinterpret_cast<const WAVEFORMAT*>(format.data());
-  AviScriptStream stream;
+  AviScriptStream stream = {.format = format, .samples = std::move(blocks)};
   stream.info.fccType = streamtypeAUDIO;
   stream.info.dwRate = rate;
   stream.info.dwScale = scale;
-  stream.info.dwLength = static_cast<DWORD>(blocks.size());
+  stream.info.dwLength = static_cast<DWORD>(stream.samples.size());
   stream.info.dwSampleSize = wave.nBlockAlign;
   stream.info.dwSuggestedBufferSize = wave.nAvgBytesPerSec;
-  stream.format = format;
-  stream.samples = std::move(blocks);
   return stream;
 }
 

@@ -20,16 +20,16 @@ namespace quillet::test {
 /// What a stream answers.
 struct AviScriptStream {
   AVISTREAMINFOW info = {};  // The length is that of `samples` unless the test changes it.
-  Bytes format;
-  std::vector<Bytes> samples;  // By number; an empty one is a dropped frame.
-  std::set<long> deltas;       // Samples that are no key samples.
-  std::set<long> unreadable;   // A read that touches one of them fails.
+  Bytes format = {};
+  std::vector<Bytes> samples = {};  // By number; an empty one is a dropped frame.
+  std::set<long> deltas = {};       // Samples that are no key samples.
+  std::set<long> unreadable = {};   // A read that touches one of them fails.
   long samplesPerRead = std::numeric_limits<long>::max();
   bool hasInfo = true;  // Otherwise the stream refuses to tell its info.
   bool hasFormat = true;
   bool canSeek = true;   // Otherwise it finds no sample.
   long claimedSize = 0;  // What it says of the size of a sample that is smaller.
-  Bytes packedDib;       // If any, what it makes of each frame by itself.
+  Bytes packedDib = {};  // If any, what it makes of each frame by itself.
 };
 
 AviScriptStream aviScriptVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames);
@@ -47,6 +47,7 @@ struct AviScriptCall {
   long count = 0;  // Samples that a read or write asks for.
   DWORD stream = 0;
   DWORD flags = 0;  // Of a write.
+  bool operator==(const AviScriptCall&) const = default;
 };
 
 struct AviScript {

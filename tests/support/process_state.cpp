@@ -14,17 +14,6 @@ namespace {
 /// How many handles the process has open. GetProcessHandleCount would tell, but Wine 8 answers 0; the system's list of
 /// all handles is there on both.
 long openHandles() {
-  struct Handle {
-    ULONG process;
-    BYTE type, flags;
-    USHORT value;
-    void* object;
-    ACCESS_MASK access;
-  };
-  struct HandleList {
-    ULONG count;
-    Handle handles[1];
-  };
   constexpr auto systemHandleInformation = static_cast<SYSTEM_INFORMATION_CLASS>(16);
   std::vector<BYTE> buffer(1 << 16);
   ULONG size = 0;
@@ -32,9 +21,10 @@ long openHandles() {
          static_cast<NTSTATUS>(0xC0000004)) {  // STATUS_INFO_LENGTH_MISMATCH
     buffer.resize(buffer.size() * 2);
   }
-  const auto* const list = reinterpret_cast<const HandleList*>(buffer.data());
-  return static_cast<long>(std::count_if(list->handles, list->handles + list->count,
-                                         [](const Handle& handle) { return handle.process == GetCurrentProcessId(); }));
+  const auto& list = *reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(buffer.data());
+  return static_cast<long>(std::count_if(list.Handle, list.Handle + list.Count, [](const SYSTEM_HANDLE_ENTRY& entry) {
+    return entry.OwnerPid == GetCurrentProcessId();
+  }));
 }
 
 /// Calls `see` with each heap block in use, until it answers false.

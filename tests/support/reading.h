@@ -15,6 +15,7 @@
 
 #include <quillet/quillet.h>
 
+#include "support/avi_builder.h"
 #include "support/temp_file.h"
 
 namespace quillet::test {
@@ -118,13 +119,6 @@ inline void expectRandomRuns(AudioSourceStream& stream, const Bytes& whole, int 
     ASSERT_EQ(stream.lastError, 0);
     next = last + 1;
   }
-}
-
-inline Bytes noise(std::size_t size, unsigned seed = 1) {
-  std::mt19937 random(seed);
-  Bytes bytes(size);
-  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(random()); });
-  return bytes;
 }
 
 }  // namespace quillet::test

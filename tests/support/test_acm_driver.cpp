@@ -21,45 +21,28 @@ constexpr UINT streamPrepare = 0x6000 + 81;
 constexpr UINT streamUnprepare = 0x6000 + 82;
 
 struct FormatSuggest {
-  DWORD size;
-  DWORD flags;
+  DWORD size, flags;
   const WAVEFORMATEX* source;
   DWORD sourceSize;
   WAVEFORMATEX* destination;
-  DWORD destinationSize;
 };
 
 struct StreamInstance {
   DWORD size;
-  const WAVEFORMATEX* source;
-  const WAVEFORMATEX* destination;
+  const WAVEFORMATEX *source, *destination;
 };
 
 struct StreamSize {
-  DWORD size;
-  DWORD flags;
-  DWORD sourceBytes;
-  DWORD destinationBytes;
+  DWORD size, flags, sourceBytes, destinationBytes;
 };
 
-struct StreamHeader {
-  DWORD size;
-  DWORD status;
-  DWORD_PTR user;
-  const BYTE* source;
-  DWORD sourceBytes;
-  DWORD sourceBytesUsed;
-  DWORD_PTR sourceUser;
-  BYTE* destination;
-  DWORD destinationBytes;
-  DWORD destinationBytesUsed;
-  DWORD_PTR destinationUser;
-  DWORD flags;
-};
+/// The flags of a conversion, which follow what the driver's header has in common with the application's.
+DWORD flagsOf(const ACMSTREAMHEADER& header) {
+  return header.dwReservedDriver[0];
+}
 
 struct Block {
-  WORD samples;
-  WORD firstValue;
+  WORD samples, firstValue;
 };
 static_assert(sizeof(Block) == TestAcmDriver::blockSize);
 
@@ -70,9 +53,6 @@ constexpr DWORD formatTags[] = {WAVE_FORMAT_PCM, TestAcmDriver::formatTag};
 TestAcmDriver* installed = nullptr;
 
 LRESULT describeDriver(ACMDRIVERDETAILSW& details) {
-  const DWORD size = details.cbStruct;
-  details = {};
-  details.cbStruct = size;
   details.fccType = ACMDRIVERDETAILS_FCCTYPE_AUDIOCODEC;
   details.fdwSupport = ACMDRIVERDETAILS_SUPPORTF_CODEC;
   details.cFormatTags = 2;
@@ -80,19 +60,14 @@ LRESULT describeDriver(ACMDRIVERDETAILSW& details) {
 }
 
 LRESULT describeTag(ACMFORMATTAGDETAILSW& details, DWORD flags) {
-  const DWORD query = flags & ACM_FORMATTAGDETAILSF_QUERYMASK;
-  if (query == ACM_FORMATTAGDETAILSF_INDEX && details.dwFormatTagIndex < 2) {
+  if ((flags & ACM_FORMATTAGDETAILSF_QUERYMASK) == ACM_FORMATTAGDETAILSF_INDEX && details.dwFormatTagIndex < 2) {
     details.dwFormatTag = formatTags[details.dwFormatTagIndex];
   }
   const auto* const tag = std::ranges::find(formatTags, details.dwFormatTag);
-  if (query == ACM_FORMATTAGDETAILSF_LARGESTSIZE || tag == std::end(formatTags)) {
-    return ACMERR_NOTPOSSIBLE;
-  }
   details.dwFormatTagIndex = static_cast<DWORD>(tag - formatTags);
   details.cbFormatSize = sizeof(WAVEFORMATEX);
   details.fdwSupport = ACMDRIVERDETAILS_SUPPORTF_CODEC;
-  details.cStandardFormats = 0;
-  return MMSYSERR_NOERROR;
+  return tag != std::end(formatTags) ? MMSYSERR_NOERROR : ACMERR_NOTPOSSIBLE;
 }
 
 LRESULT suggest(const FormatSuggest& request) {
@@ -117,31 +92,25 @@ LRESULT open(const StreamInstance& stream) {
   return MMSYSERR_NOERROR;
 }
 
+/// Of a source: nobody asks the other way round.
 LRESULT measure(const StreamInstance& stream, StreamSize& size) {
-  if (size.flags != ACM_STREAMSIZEF_SOURCE) {
-    return MMSYSERR_NOTSUPPORTED;
-  }
-  if (isCompression(stream)) {
-    const DWORD samples = size.sourceBytes / stream.source->nBlockAlign;
-    size.destinationBytes = (samples / TestAcmDriver::compressedSamplesPerBlock + 1) * TestAcmDriver::blockSize;
-    return MMSYSERR_NOERROR;
-  }
-  size.destinationBytes = size.sourceBytes / TestAcmDriver::blockSize * TestAcmDriver::mostSamplesPerBlock *
-                          stream.destination->nBlockAlign;
+  const DWORD units = size.sourceBytes / stream.source->nBlockAlign;  // Samples or blocks.
+  size.destinationBytes = isCompression(stream)
+                              ? (units / TestAcmDriver::compressedSamplesPerBlock + 1) * TestAcmDriver::blockSize
+                              : units * TestAcmDriver::mostSamplesPerBlock * stream.destination->nBlockAlign;
   return MMSYSERR_NOERROR;
 }
 
 /// Makes blocks of whole ones, and of what is left at the end of the stream. Samples with the value of the bad block's
 /// mark cannot be compressed.
-LRESULT compress(const StreamInstance& stream, StreamHeader& header) {
-  installed->starts += header.flags & ACM_STREAMCONVERTF_START ? 1 : 0;
+LRESULT compress(const StreamInstance& stream, ACMSTREAMHEADER& header) {
   const WORD channels = stream.source->nChannels;
-  const auto* const values = reinterpret_cast<const WORD*>(header.source);
-  const DWORD samples = header.sourceBytes / stream.source->nBlockAlign;
-  auto* block = reinterpret_cast<Block*>(header.destination);
+  const auto* const values = reinterpret_cast<const WORD*>(header.pbSrc);
+  const DWORD samples = header.cbSrcLength / stream.source->nBlockAlign;
+  auto* block = reinterpret_cast<Block*>(header.pbDst);
   DWORD next = 0;
   while (next + TestAcmDriver::compressedSamplesPerBlock <= samples ||
-         (header.flags & ACM_STREAMCONVERTF_END && next < samples)) {
+         (flagsOf(header) & ACM_STREAMCONVERTF_END && next < samples)) {
     const DWORD count = std::min<DWORD>(TestAcmDriver::compressedSamplesPerBlock, samples - next);
     if (values[next * channels] == badBlockMark) {
       return ACMERR_NOTPOSSIBLE;
@@ -149,27 +118,23 @@ LRESULT compress(const StreamInstance& stream, StreamHeader& header) {
     *block++ = {static_cast<WORD>(count), values[next * channels]};
     next += count;
   }
-  header.sourceBytesUsed = next * stream.source->nBlockAlign;
-  header.destinationBytesUsed = static_cast<DWORD>(reinterpret_cast<BYTE*>(block) - header.destination);
+  header.cbSrcLengthUsed = next * stream.source->nBlockAlign;
+  header.cbDstLengthUsed = static_cast<DWORD>(reinterpret_cast<BYTE*>(block) - header.pbDst);
   return MMSYSERR_NOERROR;
 }
 
-LRESULT decompress(const StreamInstance& stream, StreamHeader& header) {
-  const Block block = *reinterpret_cast<const Block*>(header.source);
-  const WORD channels = stream.destination->nChannels;
-  if (header.flags & ACM_STREAMCONVERTF_START) {
-    ++installed->starts;
-  }
+LRESULT decompress(const StreamInstance& stream, ACMSTREAMHEADER& header) {
+  const Block block = *reinterpret_cast<const Block*>(header.pbSrc);
   installed->converted.push_back(block.firstValue);
   if (block.samples == badBlockMark) {
     return ACMERR_NOTPOSSIBLE;
   }
-  auto* value = reinterpret_cast<WORD*>(header.destination);
+  auto* value = reinterpret_cast<WORD*>(header.pbDst);
   for (WORD i = 0; i < block.samples; ++i) {
-    value = std::fill_n(value, channels, static_cast<WORD>(block.firstValue + i));
+    value = std::fill_n(value, stream.destination->nChannels, static_cast<WORD>(block.firstValue + i));
   }
-  header.sourceBytesUsed = TestAcmDriver::blockSize;
-  header.destinationBytesUsed = block.samples * stream.destination->nBlockAlign;
+  header.cbSrcLengthUsed = TestAcmDriver::blockSize;
+  header.cbDstLengthUsed = block.samples * stream.destination->nBlockAlign;
   return MMSYSERR_NOERROR;
 }
 
@@ -192,7 +157,9 @@ LRESULT CALLBACK TestAcmDriver::driver(DWORD_PTR, HDRVR, UINT message, LPARAM fi
       return measure(*reinterpret_cast<const StreamInstance*>(first), *reinterpret_cast<StreamSize*>(second));
     case streamConvert: {
       const auto& stream = *reinterpret_cast<const StreamInstance*>(first);
-      return (isCompression(stream) ? compress : decompress)(stream, *reinterpret_cast<StreamHeader*>(second));
+      auto& header = *reinterpret_cast<ACMSTREAMHEADER*>(second);
+      installed->starts += flagsOf(header) & ACM_STREAMCONVERTF_START ? 1 : 0;
+      return (isCompression(stream) ? compress : decompress)(stream, header);
     }
     // Counted, and then left to the ACM.
     case streamPrepare:
@@ -220,13 +187,7 @@ TestAcmDriver::~TestAcmDriver() {
 }
 
 Bytes TestAcmDriver::format(DWORD samplesPerSecond, WORD channels, DWORD averageBytesPerSecond) {
-  WAVEFORMATEX format = {};
-  format.wFormatTag = formatTag;
-  format.nChannels = channels;
-  format.nSamplesPerSec = samplesPerSecond;
-  format.nAvgBytesPerSec = averageBytesPerSecond;
-  format.nBlockAlign = blockSize;
-  return bytesOf(format);
+  return bytesOf(WAVEFORMATEX{formatTag, channels, samplesPerSecond, averageBytesPerSecond, blockSize, 0, 0});
 }
 
 Bytes TestAcmDriver::block(WORD samples, WORD firstValue) {

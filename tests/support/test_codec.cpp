@@ -7,19 +7,25 @@
 namespace quillet::test {
 namespace {
 
-LRESULT query(const BITMAPINFOHEADER* input, const BITMAPINFOHEADER* output) {
-  const bool fits = output == nullptr || (output->biCompression == BI_RGB && output->biBitCount == 24 &&
-                                          output->biWidth == input->biWidth && output->biHeight == input->biHeight);
-  return input->biCompression == TestCodec::fourcc && fits ? ICERR_OK : ICERR_BADFORMAT;
+bool isRgb(const BITMAPINFOHEADER& format) {
+  return format.biCompression == BI_RGB && format.biBitCount == 24;
 }
 
-LRESULT formatOfOutput(const BITMAPINFOHEADER* input, BITMAPINFOHEADER* output) {
+LRESULT queryDecompression(const BITMAPINFOHEADER& input, const BITMAPINFOHEADER* output) {
+  const bool fits =
+      output == nullptr || (isRgb(*output) && output->biWidth == input.biWidth && output->biHeight == input.biHeight);
+  return input.biCompression == TestCodec::fourcc && fits ? ICERR_OK : ICERR_BADFORMAT;
+}
+
+/// Derives the format of pictures from that of frames, or the other way round.
+LRESULT convert(const BITMAPINFOHEADER& input, BITMAPINFOHEADER* output, DWORD compression) {
   if (output == nullptr) {
     return sizeof *output;
   }
-  *output = *input;
-  output->biCompression = BI_RGB;
+  *output = input;
+  output->biCompression = compression;
   output->biBitCount = 24;
+  output->biSizeImage += compression == TestCodec::fourcc ? 1 : 0;
   return ICERR_OK;
 }
 
@@ -40,20 +46,6 @@ LRESULT decompress(const ICDECOMPRESS& frame) {
   }
 }
 
-LRESULT queryCompression(const BITMAPINFOHEADER* input) {
-  return input->biCompression == BI_RGB && input->biBitCount == 24 ? ICERR_OK : ICERR_BADFORMAT;
-}
-
-LRESULT formatOfFrames(const BITMAPINFOHEADER* input, BITMAPINFOHEADER* output) {
-  if (output == nullptr) {
-    return sizeof *output;
-  }
-  *output = *input;
-  output->biCompression = TestCodec::fourcc;
-  output->biSizeImage = input->biSizeImage + 1;
-  return ICERR_OK;
-}
-
 /// What the caller wants to be a key frame becomes one; without a picture before it there is no other.
 LRESULT compress(const ICCOMPRESS& frame) {
   const bool isKey = (frame.dwFlags & ICCOMPRESS_KEYFRAME) != 0 || frame.lpPrev == nullptr;
@@ -71,14 +63,12 @@ LRESULT compress(const ICCOMPRESS& frame) {
   return ICERR_OK;
 }
 
-LRESULT describe(ICINFO* info) {
-  *info = {};
-  info->dwSize = sizeof *info;
-  info->fccType = ICTYPE_VIDEO;
-  info->fccHandler = TestCodec::fourcc;
-  info->dwFlags = VIDCF_TEMPORAL;
-  std::copy_n(L"Test codec", 11, info->szDescription);
-  return sizeof *info;
+LRESULT describe(ICINFO& info) {
+  info.fccType = ICTYPE_VIDEO;
+  info.fccHandler = TestCodec::fourcc;
+  info.dwFlags = VIDCF_TEMPORAL;
+  std::copy_n(L"Test codec", 11, info.szDescription);
+  return sizeof info;
 }
 
 // The one codec that lives.
@@ -87,27 +77,28 @@ TestCodec* installed = nullptr;
 }  // namespace
 
 LRESULT CALLBACK TestCodec::driver(DWORD_PTR, HDRVR, UINT message, LPARAM first, LPARAM second) {
-  const auto* const input = reinterpret_cast<const BITMAPINFOHEADER*>(first);
+  const auto& input = *reinterpret_cast<const BITMAPINFOHEADER*>(first);
+  auto* const output = reinterpret_cast<BITMAPINFOHEADER*>(second);
   switch (message) {
     case ICM_DECOMPRESS_QUERY:
     case ICM_DECOMPRESS_BEGIN:
-      return query(input, reinterpret_cast<const BITMAPINFOHEADER*>(second));
+      return queryDecompression(input, output);
     case ICM_DECOMPRESS_GET_FORMAT:
-      return formatOfOutput(input, reinterpret_cast<BITMAPINFOHEADER*>(second));
+      return convert(input, output, BI_RGB);
     case ICM_DECOMPRESS:
       return decompress(*reinterpret_cast<const ICDECOMPRESS*>(first));
     case ICM_DECOMPRESS_END:
     case ICM_COMPRESS_END:
       return ICERR_OK;
     case ICM_GETINFO:
-      return describe(reinterpret_cast<ICINFO*>(first));
+      return describe(*reinterpret_cast<ICINFO*>(first));
     case ICM_COMPRESS_QUERY:
     case ICM_COMPRESS_BEGIN:
-      return queryCompression(input);
+      return isRgb(input) ? ICERR_OK : ICERR_BADFORMAT;
     case ICM_COMPRESS_GET_FORMAT:
-      return formatOfFrames(input, reinterpret_cast<BITMAPINFOHEADER*>(second));
+      return convert(input, output, TestCodec::fourcc);
     case ICM_COMPRESS_GET_SIZE:
-      return static_cast<LRESULT>(input->biSizeImage) + 1;
+      return static_cast<LRESULT>(input.biSizeImage) + 1;
     case ICM_COMPRESS:
       return compress(*reinterpret_cast<const ICCOMPRESS*>(first));
     case ICM_CONFIGURE:

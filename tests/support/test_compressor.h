@@ -11,7 +11,7 @@
 
 #include "directshow/base/c_base_output_pin.h"
 #include "support/input_pin.h"
-#include "support/test_codec.h"
+#include "support/writing.h"
 
 // Need strmif.h.
 #include <ocidl.h>
@@ -22,6 +22,21 @@ __CRT_UUID_DECL(IAMVfwCompressDialogs, 0xD8D715A3, 0x6E5E, 0x11D0, 0xB3, 0xF0, 0
 namespace quillet::test {
 
 class CompressorOutput;
+
+/// A type of video with the tests' size and time of a frame.
+template <class Header>
+CMediaType videoType(const GUID& kind, DWORD bitRate = 0) {
+  const VIDEOINFOHEADER format = videoFormat();
+  Header header = {};
+  header.dwBitRate = bitRate;
+  header.AvgTimePerFrame = format.AvgTimePerFrame;
+  header.bmiHeader = format.bmiHeader;
+  CMediaType type;
+  type.majortype = MEDIATYPE_Video;
+  type.formattype = kind;
+  type.setFormat(&header, sizeof header);
+  return type;
+}
 
 /// What a compressor offers and refuses to do, and what it was told. Shared with the test.
 struct CompressorScript {
@@ -59,16 +74,16 @@ struct CompressorScript {
   std::vector<std::string> calls = {};         ///< The methods that change something, with what they were given.
   HWND owner = nullptr;                        ///< The window that was given to the codec's dialog.
 
-  CMediaType connection = {};  ///< What the output connects with.
-  CMediaType format = {};      ///< What it says that its format is.
+  /// What the output connects with.
+  CMediaType connection = videoType<VIDEOINFOHEADER>(FORMAT_VideoInfo);
+  CMediaType format = {};  ///< What it says that its format is.
   std::vector<Capability> capabilities = {};
   long flags = 0;  ///< Of CompressionCaps.
   long keyFrameRate = -1;
   long pFrames = -1;
   double quality = -1;
   DWORDLONG windowSize = 1;
-  long keyDistance = 0;  ///< The key frame rate that was set.
-  GUID page = {};        ///< Its property page; none when null.
+  GUID page = {};  ///< Its property page; none when null.
 };
 
 using SharedScript = std::shared_ptr<CompressorScript>;
@@ -77,35 +92,6 @@ class CompressorOutput : public WithInterfaces<CBaseOutputPin, IAMStreamConfig, 
  public:
   CompressorOutput(CBaseFilter& filter, SharedScript shared)
       : WithInterfaces(filter, L"Output"), script(std::move(shared)) {}
-
-  /// Passes a picture of 24-bit RGB on as a frame for TestCodec: a key frame every `keyDistance` frames.
-  HRESULT compress(IMediaSample& picture) {
-    BYTE* pixels = nullptr;
-    picture.GetPointer(&pixels);
-    const Bytes current(pixels, pixels + picture.GetActualDataLength());
-    Bytes difference = current;
-    const bool isKey = count++ % std::max(script->keyDistance, 1L) == 0;
-    if (!isKey) {
-      std::ranges::transform(current, previous, difference.begin(), std::minus<BYTE>());
-    }
-    previous = current;
-    const Bytes frame = TestCodec::frame(isKey ? TestCodec::key : TestCodec::delta, difference);
-
-    Microsoft::WRL::ComPtr<IMediaSample> sample;
-    BYTE* data = nullptr;
-    REFERENCE_TIME start = 0;
-    REFERENCE_TIME stop = 0;
-    picture.GetTime(&start, &stop);
-    if (const HRESULT result = GetDeliveryBuffer(&sample, nullptr, nullptr, 0); FAILED(result)) {
-      return result;
-    }
-    sample->GetPointer(&data);
-    std::ranges::copy(frame, data);
-    sample->SetActualDataLength(static_cast<long>(frame.size()));
-    sample->SetTime(&start, &stop);
-    sample->SetSyncPoint(isKey);
-    return Deliver(sample.Get());
-  }
 
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
     ALLOCATOR_PROPERTIES actual = {};
@@ -140,11 +126,7 @@ class CompressorOutput : public WithInterfaces<CBaseOutputPin, IAMStreamConfig, 
   }
 
   // IAMVideoCompression
-  STDMETHODIMP put_KeyFrameRate(long rate) override {
-    const HRESULT result = script->record("put_KeyFrameRate", rate);
-    script->keyDistance = SUCCEEDED(result) ? rate : script->keyDistance;
-    return result;
-  }
+  STDMETHODIMP put_KeyFrameRate(long rate) override { return script->record("put_KeyFrameRate", rate); }
   STDMETHODIMP get_KeyFrameRate(long* rate) override { return script->read("get_Rate", script->keyFrameRate, rate); }
   STDMETHODIMP put_PFramesPerKeyFrame(long frames) override { return script->record("put_PFrames", frames); }
   STDMETHODIMP get_PFramesPerKeyFrame(long* frames) override { return script->read("get_P", script->pFrames, frames); }
@@ -165,15 +147,13 @@ class CompressorOutput : public WithInterfaces<CBaseOutputPin, IAMStreamConfig, 
 
  private:
   const SharedScript script;
-  long count = 0;
-  Bytes previous;
 };
 
 class CompressorInput : public InputPin {
  public:
   CompressorInput(CBaseFilter& filter, SharedScript shared) : InputPin(filter, L"Input"), script(std::move(shared)) {}
   HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-  STDMETHODIMP Receive(IMediaSample* sample) override { return keeps(sample) ? S_OK : output->compress(*sample); }
+  STDMETHODIMP Receive(IMediaSample* sample) override { return keeps(sample) ? S_OK : output->Deliver(sample); }
   STDMETHODIMP EndOfStream() override { return keeps(nullptr) ? S_OK : output->DeliverEndOfStream(); }
 
   CompressorOutput* output = nullptr;
@@ -184,7 +164,7 @@ class CompressorInput : public InputPin {
   const SharedScript script;
 };
 
-/// Takes everything; what it compresses is video of 24-bit RGB.
+/// Takes everything, and passes it on as it is.
 class TestCompressor : public WithInterfaces<CBaseFilter, ISpecifyPropertyPages, IAMVfwCompressDialogs> {
  public:
   explicit TestCompressor(SharedScript shared) : WithInterfaces(nullptr, CLSID_NULL), script(std::move(shared)) {
@@ -217,5 +197,11 @@ class TestCompressor : public WithInterfaces<CBaseFilter, ISpecifyPropertyPages,
  private:
   const SharedScript script;
 };
+
+inline bool setCompressor(OutputAVIFile& writer, bool isVideo, const SharedScript& script) {
+  Microsoft::WRL::ComPtr<IMoniker> moniker;
+  CreatePointerMoniker(Microsoft::WRL::ComPtr<IBaseFilter>(new TestCompressor(script)).Get(), &moniker);
+  return writer.setCompressor(isVideo, moniker.Get());
+}
 
 }  // namespace quillet::test
