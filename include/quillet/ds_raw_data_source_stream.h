@@ -23,8 +23,8 @@ struct KeptSample;
 /// with.
 ///
 /// Reading samples in order costs no seeks. The conversions between numbers and times play the file through graphs of
-/// their own, each from where the conversion before has left it, or from the start when that lies behind. A stream that neither
-/// delivers a sample nor ends for 20 seconds counts as broken off: ds_error::dataNotFound.
+/// their own, each from where the conversion before has left it, or from the start when that lies behind. A stream that
+/// neither delivers a sample nor ends for 20 seconds counts as broken off: ds_error::dataNotFound.
 class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSSourceStream {
  public:
   using RawDataSourceStream::getData;

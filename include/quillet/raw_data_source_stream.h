@@ -32,7 +32,8 @@ class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virt
   /// @return the data, valid until the next call on this stream; NULL on failure.
   virtual unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) = 0;
 
-  /// getData(long&, long&, long&, bool&) with the progress dialog of SourceStream::StreamSampleToTime(int, void*, long&, const char*).
+  /// getData(long&, long&, long&, bool&) with the progress dialog of SourceStream::StreamSampleToTime(int, void*,
+  /// long&, const char*).
   unsigned char* getData(int options, void* parentWindow, long& sample, long& samples, long& bytes, bool& key,
                          const char* title);
 

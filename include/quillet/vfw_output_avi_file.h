@@ -81,7 +81,8 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   ///     noConfigurationDialog or corruptCompressorParameters.
   void configureCompressor(void* parentWindow, bool video) override;
 
-  /// @return whether every stream that is to be compressed has its compressor. Leaves #lastError alone while the file is open.
+  /// @return whether every stream that is to be compressed has its compressor. Leaves #lastError alone while the file
+  ///     is open.
   bool canRun() override;
 
   /// Sets the streams' formats and starts the compressors.

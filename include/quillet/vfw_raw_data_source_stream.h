@@ -50,7 +50,8 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   ///     notEnoughMemory; after any of them another sample can be read.
   unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) override;
 
-  /// Searches for the first key sample that is not empty; where all samples have one size, it is the first. open() has done so: firstKeySample() tells the result.
+  /// Searches for the first key sample that is not empty; where all samples have one size, it is the first. open() has
+  /// done so: firstKeySample() tells the result.
   /// @param audio not used.
   /// @return its number; -1 with vfw_error::errorReadingSamples or noNonEmptyKeySample.
   long _firstKeySample(bool audio);

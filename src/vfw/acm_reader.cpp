@@ -253,8 +253,8 @@ int AcmReader::convert(long block, LONG& count) {
   return vfw_error::success;
 }
 
-/// Replaces the block held by the next one that decodes to anything, or by several small ones. After the last block, that one is held again,
-/// under the numbers that follow.
+/// Replaces the block held by the next one that decodes to anything, or by several small ones. After the last block,
+/// that one is held again, under the numbers that follow.
 int AcmReader::decodeNextBlock() {
   // Ends: every turn takes a block, and there are sourceBlocks of them.
   do {

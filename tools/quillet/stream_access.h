@@ -33,7 +33,8 @@ struct Opening {
 /// The backends that the user wants to be tried, in this order.
 std::span<const Backend> chosenBackends(const CommandLine& line);
 
-/// A media file named on the command line, with the user's choice of backend. `Stream` is VideoSourceStream or AudioSourceStream.
+/// A media file named on the command line, with the user's choice of backend. `Stream` is VideoSourceStream or
+/// AudioSourceStream.
 class MediaFile {
  public:
   explicit MediaFile(const CommandLine& line, const Argument& argument = fileArgument);

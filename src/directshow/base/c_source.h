@@ -28,9 +28,9 @@ class CSource : public WithInterfaces<CBaseFilter, IAMFilterMiscFlags> {
 ///
 /// To stop, the pin first decommits its allocator, then signals stopRequest() and waits for the thread. That wait ends
 /// because the thread can be in one of these places only: waiting for a sample, which the allocator then refuses; in a
-/// subclass's FillBuffer() or GetDeliveryBuffer(), which watch stopRequest() whenever they wait; in the receiver, which returns once its own filter is
-/// stopped or flushed (graphs stop receivers first); waiting for a command. A stop or a seek on the streaming thread
-/// itself can never end, and is against the contract of filters.
+/// subclass's FillBuffer() or GetDeliveryBuffer(), which watch stopRequest() whenever they wait; in the receiver, which
+/// returns once its own filter is stopped or flushed (graphs stop receivers first); waiting for a command. A stop or a
+/// seek on the streaming thread itself can never end, and is against the contract of filters.
 class CSourceStream : public CBaseOutputPin {
  public:
   CSourceStream(CSource& filter, const wchar_t* name);
