@@ -261,10 +261,10 @@ TEST(VideoForWindows, FindsWhatThereIs) {
   expectRead(*sound, 1, false, {}, vfw_error::errorReadingSamples);
   EXPECT_EQ(script->count(AviScriptCall::findSample), 0);
 
-  // A sample that there is no memory for, again and again, and then there is.
+  // A sample that there is no memory for, again and again, and then there is. With addresses of 64 bits there always is.
   const Raw starving = openRaw(file.name(), false);
   played.claimedSize = std::numeric_limits<long>::max();
-  for (int i = 0; i < 2; ++i) {
+  for (int i = 0; i < 2 && sizeof(void*) == sizeof(DWORD); ++i) {
     expectRead(*starving, 1, false, {}, vfw_error::notEnoughMemory);
   }
   played.claimedSize = 0;
