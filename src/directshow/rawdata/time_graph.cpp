@@ -4,8 +4,6 @@
 
 #include <quillet/error_codes.h>
 
-#include "directshow/graph/stall_watch.h"
-
 namespace ds_error = quillet::ds_error;
 
 DSRawDataSourceStream::TimeGraph::~TimeGraph() {
@@ -43,7 +41,7 @@ int DSRawDataSourceStream::TimeGraph::advanceTo(long long target) {
     }
   }
   using End = quillet::FilterGraph::End;
-  const End end = waitForSample();
+  const End end = graph.waitForEnd(callback->delivered.get());
   if (end == End::failed) {
     return ds_error::cannotRunGraph;
   }
@@ -51,23 +49,9 @@ int DSRawDataSourceStream::TimeGraph::advanceTo(long long target) {
   if (end == End::completed || end == End::interrupted) {
     return ds_error::success;
   }
-  // A graph that has aborted or stalled may go on delivering, to nobody. What it has not counted is not known.
+  // A graph that has aborted may go on delivering, to nobody. What it has not counted is not known.
   const int error = graph.stop();
   return error != ds_error::success ? error : static_cast<int>(ds_error::dataNotFound);
-}
-
-/// Waits until the callback holds a sample.
-/// @return how the wait was interrupted; #End::timedOut when the stream has stalled.
-quillet::FilterGraph::End DSRawDataSourceStream::TimeGraph::waitForSample() {
-  using quillet::StallWatch;
-  quillet::FilterGraph::End end = quillet::FilterGraph::End::timedOut;
-  StallWatch watch(callback->received());
-  // Ends: the callback holds a sample; the stream ends or fails, of which the graph tells by an event; or it neither ends
-  // nor delivers a sample for as long as makes a stall.
-  do {
-    end = graph.graph.waitForEnd(callback->delivered.get(), StallWatch::lookAfterMs);
-  } while (end == quillet::FilterGraph::End::timedOut && !watch.hasStalled(callback->received()));
-  return end;
 }
 
 /// Plays the stream from its start again.

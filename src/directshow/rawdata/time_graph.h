@@ -29,7 +29,6 @@ class DSRawDataSourceStream::TimeGraph {
   const quillet::TimeSGCallback& counter() const { return *callback; }
 
  private:
-  quillet::FilterGraph::End waitForSample();
   int restart();
 
   Graph graph;

@@ -11,7 +11,6 @@ void TimeSGCallback::restart() {
 }
 
 void TimeSGCallback::receive(double time, IMediaSample* sample) {
-  ++receivedSamples;
   if (stop) {
     return;
   }

@@ -19,9 +19,6 @@ class TimeSGCallback : public SampleGrabberCallback {
   /// Forgets all samples, for the counting to begin again.
   void restart();
 
-  /// @return a number that grows with each sample; at any time.
-  unsigned long received() const { return receivedSamples; }
-
   /// @name Results, while a sample is held or the graph is stopped or has ended
   /// @{
 
@@ -55,7 +52,6 @@ class TimeSGCallback : public SampleGrabberCallback {
   long long reachedBefore = nothing;  // By the ranges before that one.
   bool counted = false;
   bool rough = false;
-  std::atomic<unsigned long> receivedSamples = 0;
 };
 
 /// From samples to times: the target is a number.

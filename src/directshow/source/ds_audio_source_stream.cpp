@@ -85,9 +85,10 @@ struct DSAudioSourceStream::Search {
 
   // The last sample that the stream really has, once a run came out short; silence follows.
   long endOfData = unknownEnd;
-  bool isDecoded = false;       // Decoders remember: after a seek something has to pass.
-  int stepBack = 1024;          // Samples; used while the size of a block is unknown.
-  bool retriedAtStart = false;  // A request was tried again from the first sample that the stream has.
+  bool startsLate = false;  // Not even the start of the stream had a sample that was asked for.
+  long dataStart = 0;       // The first sample that this run can have: before it the stream has none.
+  bool isDecoded = false;   // Decoders remember: after a seek something has to pass.
+  int stepBack = 1024;      // Samples; used while the size of a block is unknown.
 
   bool hasCached(long first, long last) const {
     return cachedShifted ? first == cachedFirst && last == cachedLast : first >= cachedFirst && last <= cachedLast;
@@ -166,12 +167,15 @@ unsigned char* DSAudioSourceStream::getSamples(long first, long last) {
   if (first > search->endOfData && !callback.blockHolds(first)) {
     return silentRun(last);
   }
+  search->dataStart = search->startsLate ? callback.lowestFirst : 0;
   Reading reading = readRun(first, last);
-  // Ends: each round begins behind a gap, at a later sample than the one before and not beyond `last`; and once in the
-  // life of the stream a round is repeated.
+  // Ends: each round reads from a later sample than the one before, and none beyond `last`; only the first round of all to
+  // meet a late start may be repeated as it was.
   while (reading == Reading::gap || reading == Reading::lateStart) {
     if (reading == Reading::lateStart) {
-      search->retriedAtStart = true;
+      // A stream that is known to start late may come with other times after another seek.
+      search->dataStart = search->startsLate ? callback.firstAvailable : callback.lowestFirst;
+      search->startsLate = true;
     } else {
       // The samples after a gap go to the start of the run, with silence behind them: kept so on purpose.
       first = callback.firstAvailable;
@@ -193,15 +197,15 @@ DSAudioSourceStream::Reading DSAudioSourceStream::readRun(long first, long last)
   quillet::AudioSGCallback& callback = *search->callback;
   const std::size_t sampleSize = waveFormat.nBlockAlign;
   BYTE* destination = search->runBuffer.get();
-  if (search->retriedAtStart && first < callback.lowestFirst) {
-    if (last < callback.lowestFirst) {
+  if (first < search->dataStart) {
+    if (last < search->dataStart) {
       silentRun(last);
       return Reading::complete;
     }
-    const std::size_t silence = (callback.lowestFirst - first) * sampleSize;
+    const std::size_t silence = (search->dataStart - first) * sampleSize;
     std::memset(destination, 0, silence);
     destination += silence;
-    first = callback.lowestFirst;
+    first = search->dataStart;
   }
   if (callback.blockHolds(first)) {
     const long inBlock = std::min<long>(callback.blockLast, last) - first + 1;
@@ -326,10 +330,11 @@ DSAudioSourceStream::Reading DSAudioSourceStream::concludeRun(long last) {
   if (callback.before) {
     return Reading::gap;
   }
-  if (!search->retriedAtStart) {
-    return Reading::lateStart;  // Not even the start of the stream has the sample: its audio starts later.
+  // Not even the start of the stream has the sample: its audio starts later.
+  if (!search->startsLate || callback.firstAvailable <= last) {
+    return Reading::lateStart;
   }
-  // The stream does not deliver twice what it delivered once: to try on might never end.
+  // The stream does not deliver again what it has delivered.
   lastError = ds_error::noFrameFound;
   return Reading::failed;
 }

@@ -80,6 +80,7 @@ HRESULT SampleGrabberCallback::QueryInterface(REFIID riid, void** object) {
 }
 
 HRESULT SampleGrabberCallback::SampleCB(double sampleTime, IMediaSample* sample) noexcept {
+  ++receivedSamples;
   receive(streamTime.of(sampleTime, sample, samplePeriod), sample);
   return S_OK;
 }

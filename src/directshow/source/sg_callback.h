@@ -57,6 +57,9 @@ class SGCallback {
   /// @param wait whether to wait until the callback has left it.
   void dismiss(bool wait);
 
+  /// @return a number that grows with each sample that comes; at any time.
+  unsigned long received() const { return receivedSamples; }
+
   /// Whether the streaming thread is blocked in the callback, with a sample for the reading thread.
   bool isHolding() const { return holding; }
 
@@ -81,6 +84,8 @@ class SGCallback {
 
   /// The subclass's second buffer (video: the frame after the target; audio: the last block).
   std::unique_ptr<BYTE[]> buffer;
+
+  std::atomic<unsigned long> receivedSamples = 0;
 
   std::atomic<bool> parseMode = false;
   bool parseFlag = false;

@@ -9,6 +9,7 @@
 
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
+#include "directshow/graph/stall_watch.h"
 
 namespace ds_error = quillet::ds_error;
 using End = quillet::FilterGraph::End;
@@ -145,17 +146,27 @@ int DSSourceStream::Graph::runUntilEnd() {
   }
 }
 
-/// Waits until the graph has ended, and sees to it meanwhile that it runs.
-/// @return #End::timedOut when somebody else has stopped it.
 End DSSourceStream::Graph::waitForEnd(HANDLE interruption) {
-  constexpr DWORD lookAfterMs = 500;
-  End end = End::timedOut;
-  // Ends: while no sample is held, with the end of the stream, or of the graph's running. While one is held, the graph is
-  // left alone: whoever is stopping it then waits for the reader, and the graph's state could not be had before that.
-  do {
-    end = graph.waitForEnd(interruption, lookAfterMs);
-  } while (end == End::timedOut && (callback->isHolding() || graph.keepsRunning()));
-  return end;
+  using quillet::StallWatch;
+  StallWatch watch(callback->received());
+  // Ends: while no sample is held, with the end of the stream, or of the graph's running, or when it neither ends nor
+  // delivers a sample for as long as makes a stall. While one is held, the graph is left alone: whoever is stopping it then
+  // waits for the reader, and the graph's state could not be had before that.
+  for (;;) {
+    const End end = graph.waitForEnd(interruption, StallWatch::lookAfterMs);
+    if (end != End::timedOut) {
+      return end;
+    }
+    if (callback->isHolding()) {
+      continue;
+    }
+    if (!graph.keepsRunning()) {
+      return End::timedOut;
+    }
+    if (watch.hasStalled(callback->received())) {
+      return End::aborted;
+    }
+  }
 }
 
 void DSSourceStream::Graph::playToEnd() {

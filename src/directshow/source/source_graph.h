@@ -65,6 +65,11 @@ struct DSSourceStream::Graph {
 
   HRESULT start();
 
+  /// Waits until the graph has ended, and sees to it meanwhile that it runs.
+  /// @param interruption ends the wait, too; may be null.
+  /// @return #End::timedOut when somebody else has stopped it; #End::aborted also when nothing comes from it any more.
+  quillet::FilterGraph::End waitForEnd(HANDLE interruption);
+
   /// Stops the graph and positions it at its start; it will run to the end of the stream, whatever the duration says.
   int rewind();
 
@@ -124,7 +129,6 @@ struct DSSourceStream::Graph {
   ComPtr<IMediaSeeking> mediaSeeking;
 
  private:
-  quillet::FilterGraph::End waitForEnd(HANDLE interruption);
   void moved(long long position);
   LONGLONG behindTheEnd() const;
   int addFilters(const OLECHAR* fileName);
