@@ -146,8 +146,6 @@ TEST(Search, GoesBackFromSeeksThatMiss) {
   check("seeks that land late", inARow(0, 10), 800,
         {Step(400, 450).seeks(400, 0), Step(700, 720).seeks(700, 620), Step(400, 450).tuned(0, 100).seeks(400, 320)},
         landLater(1));
-  check("seeks that land late, in steps", inARow(0, 10), 800, {Step(400, 450).tuned(0, 100).seeks(400, 300)},
-        landLater(1));
   const Step failing = Step(400, 450).seeks(400).fails(ds_error::unseekableMedia);
   check("seeks that fail", inARow(0, 10), 800, {failing, failing}, failToSeek);
 }
@@ -170,23 +168,6 @@ TEST(Search, GivesUpWhenEvenTheStartComesLate) {
   EXPECT_EQ(phases.counts[2], 1 + 4) << "a block at a time, to the start";
   lost = 0;
   EXPECT_TRUE(runOf(*audio, 300, 310) == partOf(whole, 300, 310, 2));
-}
-
-TEST(Search, FollowsAGapThatGrows) {
-  const auto script = scriptOf(blocksOf(mono, {{0, 80}, {80, 80}, {320, 80}}, 400));
-  int moves = 5;  // Seeks after which the samples behind the gap come a sample later.
-  script->streams[0].seek = [&](const ScriptedStream& played, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
-    script->streams[0].samples[2].start += moves-- > 0 ? sampleTime : 0;
-    return landAsAsked(played, wanted, flags, landing);
-  };
-  const ScriptedFile file(script);
-  const DSAudio audio = openAudio(file.name());
-  Bytes expected = scriptedPayload(2, 160);
-  expected.resize(25 * 2);
-  expected.resize(150 * 2);
-  EXPECT_TRUE(runOf(*audio, 200, 349) == expected) << audio->lastError;
-  moves = INT_MAX;
-  EXPECT_TRUE(runOf(*audio, 170, 330) == Bytes(161 * 2)) << "beyond the run";
 }
 
 TEST(Joins, OfBlocksThatNearlyTouchAreUnheard) {

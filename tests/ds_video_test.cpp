@@ -162,11 +162,6 @@ TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
     EXPECT_EQ(phases.counts, std::vector<int>({static_cast<int>(times.size()), 1, 0, 0}));
     EXPECT_EQ(frameOf(*video, count - 1), scriptedPayload(times.size() - 1, 24));
   }
-  ScriptedStream told = framesAt<double>(upTo<double>(9), 9, frameTime);
-  withoutFrameTime(told);
-  told.frameTimeUpstream = frameTime;
-  EXPECT_EQ(openVideo(ScriptedFile(scriptOf(told)).name())->frameRate(), rate);
-
   const quillet::KernelHandle never = manualEvent();
   ScriptedStream aborted = framesAt<double>(upTo<double>(9), 9, frameTime);
   aborted.samples[5].event = EC_ERRORABORT;
