@@ -208,7 +208,7 @@ TEST(Backends, ReadOneFileAlike) {
     } else if (auto* const audio = dynamic_cast<AudioSourceStream*>(stream.get())) {
       EXPECT_EQ(bytesOf(*audio->format()), bytesOf(mono));
       expectRandomRuns(*audio, sound, 60);
-      for (const auto& [first, last] : {std::pair(-1, 5), std::pair(5, 4), std::pair(9000, 9600)}) {
+      for (const auto& [first, last] : {std::pair(-1L, 5L), {5L, 4L}, {9000L, 9600L}, {LONG_MIN, LONG_MAX}}) {
         expectOutside(audio->getSamples(first, last) == nullptr);
       }
       auto& closed = dynamic_cast<AudioSourceStream&>(*missing);
@@ -535,9 +535,7 @@ TEST(Opening, TakesTheStreamTheKindAndTheBackendAsTold) {
       SCOPED_TRACE(backend | kind);
       const std::unique_ptr<SourceStream> stream(SourceStream::open(backend | kind, nullptr, file.c_str(), 1, nullptr));
       ASSERT_TRUE(stream != nullptr && stream->lastError == 0);
-      EXPECT_EQ(stream->usesDirectShow(), backend == option::useDirectShow);
       EXPECT_EQ(stream->duration(), (kind & option::audio) != 0 ? 4800 : 30) << "not the second stream of its kind";
-      EXPECT_EQ(stream->isRawData(), (kind & option::raw) != 0);
       if (auto* const raw = dynamic_cast<RawDataSourceStream*>(stream.get())) {
         const Raw first = openRaw(file.c_str(), stream->usesDirectShow(), (kind & option::audio) == 0);
         EXPECT_NE(read(*raw, 0).crc, read(*first, 0).crc);

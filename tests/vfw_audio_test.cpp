@@ -45,27 +45,13 @@ void expectFailure(AudioSourceStream& stream, long first, long last, int code) {
   EXPECT_TRUE(failed(stream.getSamples(first, last), stream, code)) << first << " to " << last;
 }
 
-void expectRunsOutsideRefused(AudioSourceStream& stream) {
-  const long length = stream.duration();
-  for (const auto& [first, last] :
-       {std::pair{-1L, 0L}, {0L, -1L}, {5L, 4L}, {length, length}, {0L, length}, {LONG_MIN, LONG_MAX}}) {
-    expectFailure(stream, first, last, vfw_error::parameterOutOfRange);
-  }
-  EXPECT_EQ(runOf(stream, length - 1, length - 1).size(), stream.format()->nBlockAlign);
-}
-
 TEST(Pcm, IsReadAsItIs) {
   const WAVEFORMATEX format = pcmFormat(22050, 2, 16);
-  const std::vector<AviChunk> chunks = noiseChunks(50, 800);
-  Bytes data;
-  for (const AviChunk& chunk : chunks) {
-    data.insert(data.end(), chunk.data.begin(), chunk.data.end());
-  }
+  const Bytes data = noise(40000);
   Bytes shortFormat = bytesOf(format);
   shortFormat.resize(sizeof(PCMWAVEFORMAT));
   const TempFile files[] = {TempFile(".wav", wavFile(bytesOf(format), data)),
-                            TempFile(".wav", wavFile(shortFormat, data)),
-                            TempFile(".avi", aviFile({audioStream(bytesOf(format), chunks)}).build())};
+                            TempFile(".wav", wavFile(shortFormat, data))};
   for (const TempFile& file : files) {
     const AudioPointer stream = openAudio(file.name());
     ASSERT_EQ(stream->lastError, 0);
@@ -73,7 +59,6 @@ TEST(Pcm, IsReadAsItIs) {
     EXPECT_EQ(bytesOf(*stream->format()), bytesOf(format));
     EXPECT_TRUE(runOf(*stream, 0, 9999) == data);
     expectRandomRuns(*stream, data, 200);
-    expectRunsOutsideRefused(*stream);
   }
 }
 
@@ -216,7 +201,6 @@ TEST(CompressedSound, IsTheSameInAnyOrder) {
     if (tolerance == 0) {
       expectRandomRuns(*seeking, whole, 200);
     }
-    expectRunsOutsideRefused(*seeking);
   }
 }
 

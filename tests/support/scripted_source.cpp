@@ -280,8 +280,8 @@ void useWindowsGrabber() {
     made->takeInGrabber();
     return made->QueryInterface(iid, object);
   };
-  static const auto* const grabber = new ClassObjectOverride(CLSID_SampleGrabber, makeGrabber);
-  static_cast<void>(grabber);
+  // Never deleted: at the end of the process COM has gone.
+  [[maybe_unused]] static const auto* const grabber = new ClassObjectOverride(CLSID_SampleGrabber, makeGrabber);
 }
 
 ScriptedSource::ScriptedSource(std::shared_ptr<Script> played)
