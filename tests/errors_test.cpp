@@ -1,18 +1,24 @@
-// The error model that all objects of the library share, and what the abstract source streams do by themselves.
+// The error model that all objects of the library share; and files and numbers that lead nowhere: each must give its code
+// and its message, and neither crash, hang nor leak.
 
 #include <climits>
+#include <cstring>
+#include <functional>
 
-#include "support/avifile_handler.h"
-#include "support/writing.h"
+#include "support/avi_builder.h"
+#include "support/leak_check.h"
+#include "support/reading.h"
 
 using namespace quillet::test;
 namespace vfw_error = quillet::vfw_error;
 
 namespace {
 
+using SourcePointer = std::unique_ptr<SourceStream>;
+
 /// A stream that is not open, of a backend of the test's choice.
-std::unique_ptr<VideoSourceStream> unopened(bool directShow) {
-  return std::unique_ptr<VideoSourceStream>(VideoSourceStream::open(nullptr, directShow, 0, nullptr));
+SourcePointer unopened(bool directShow) {
+  return SourcePointer(SourceStream::open(nullptr, true, directShow, 0, nullptr));
 }
 
 TEST(Messages, EveryCodeHasItsText) {
@@ -49,12 +55,6 @@ TEST(Messages, EveryCodeHasItsText) {
     EXPECT_EQ(message(count), nullptr);
     EXPECT_EQ(message(-1), nullptr);
   }
-  for (const auto& [code, text] : {std::pair(33, "Media Time time format rejected"),
-                                   {57, "Unused error code"},
-                                   {67, "The sample grabbers's input pin is not connected"}}) {
-    EXPECT_STREQ(messageOf(*directShow)(code), text);
-  }
-  EXPECT_STREQ(messageOf(*videoForWindows)(25), "Cannot set the compessor");
 }
 
 TEST(Messages, ArgumentOnlyGatesTheCall) {
@@ -79,70 +79,160 @@ TEST(Fatality, IsOfTheCode) {
     EXPECT_EQ(stream->lastError, 0);
   }
   EXPECT_TRUE(stream->Error_isFatal(INT_MIN) && stream->Error_isFatal(INT_MAX));
-  EXPECT_EQ(stream->maxLocalErrorCode(), 40);
-  EXPECT_EQ(stream->errorMessages_resourceBase(), 500);
 }
 
-/// Calls an operation and expects it to find the stream closed.
-#define EXPECT_NOT_OPENED(stream, call, failureValue) \
-  do {                                                \
-    (stream).lastError = 77;                          \
-    EXPECT_EQ(call, failureValue);                    \
-    EXPECT_EQ((stream).lastError, 1);                 \
-  } while (false)
-
-TEST(UnopenedStream, AnswersFailureAndCodeOne) {
-  long sample = 0;
-  double time = 0;
-  VIDEOINFOHEADER info = {};
-  const std::unique_ptr<VfWVideoSourceStream> video(VfWVideoSourceStream::open("no such file.avi", 0, nullptr));
-  const std::unique_ptr<VfWAudioSourceStream> audio(VfWAudioSourceStream::open("no such file.wav", 0, nullptr));
-  for (VfWSourceStream* const stream :
-       {static_cast<VfWSourceStream*>(video.get()), static_cast<VfWSourceStream*>(audio.get())}) {
-    EXPECT_EQ(stream->lastError, 3);
-    EXPECT_NOT_OPENED(*stream, stream->duration(), -1);
-    EXPECT_NOT_OPENED(*stream, stream->msDuration(), -1.0);
-    EXPECT_NOT_OPENED(*stream, stream->StreamSampleToTime(sample), -1.0);
-    EXPECT_NOT_OPENED(*stream, stream->StreamTimeToSample(time), -1);
-    EXPECT_NOT_OPENED(*stream, (stream->configure(nullptr), 0), 0);
-  }
-  EXPECT_NOT_OPENED(*video, video->frameRate(), -1.0);
-  EXPECT_NOT_OPENED(*video, video->videoInfo(info), nullptr);
-  EXPECT_NOT_OPENED(*video, video->findFrame(0), -1);
-  EXPECT_NOT_OPENED(*video, video->getFrameBits(sample), nullptr);
-  EXPECT_NOT_OPENED(*audio, audio->getSamples(0, 0), nullptr);
-  // The format is there all the same, but empty.
-  EXPECT_NOT_OPENED(*video, video->format()->biSize, 0U);
-  EXPECT_NOT_OPENED(*audio, audio->format()->nChannels, 0);
+SourcePointer openStream(const char* name, bool video, int index = 0) {
+  return SourcePointer(SourceStream::open(name, video, false, index, nullptr));
 }
 
-// Video for Windows has the first try; what DirectShow gives stands, its failure too. A named backend is the only one.
-TEST(Factories, PreferVideoForWindows) {
-  using Source = std::unique_ptr<SourceStream>;
-  const auto script = std::make_shared<AviScript>();
-  script->streams.push_back(aviScriptVideo(rgb24Format(4, 4), 25, 1, {Bytes(48)}));
-  script->streams.push_back(aviScriptAudio(bytesOf(pcmFormat(8000, 1, 8)), 8000, 1, {Bytes(1), Bytes(1)}));
-  const char* const name = "scripted.avi";
-  for (const bool found : {true, false}) {
-    const auto handler = found ? std::make_unique<AviFileHandler>(script) : nullptr;
-    const auto expectKind = [&](const Source& stream, bool isVideo, bool directShow) {
-      EXPECT_EQ(stream->usesDirectShow(), directShow);
-      EXPECT_EQ(dynamic_cast<VideoSourceStream*>(stream.get()) != nullptr, isVideo);
-      EXPECT_EQ(stream->duration(), !found || directShow ? -1 : isVideo ? 1 : 2);
-      EXPECT_FALSE(stream->isRawData());
-    };
-    for (const bool isVideo : {true, false}) {
-      expectKind(Source(SourceStream::open(name, isVideo, 0, nullptr)), isVideo, !found);
-    }
-    expectKind(Source(VideoSourceStream::open(name, 0, nullptr)), true, !found);
-    expectKind(Source(AudioSourceStream::open(name, 0, nullptr)), false, !found);
-    for (const bool directShow : {false, true}) {
-      expectKind(Source(VideoSourceStream::open(name, directShow, 0, nullptr)), true, directShow);
-      expectKind(Source(AudioSourceStream::open(name, directShow, 0, nullptr)), false, directShow);
+/// Opens what cannot be opened, as video and as audio, and expects the object to say so.
+void expectRefused(const char* name, int index = 0) {
+  for (const bool video : {true, false}) {
+    const SourcePointer stream = openStream(name, video, index);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(stream->lastError, vfw_error::cannotOpenSourceFile);
+    EXPECT_STREQ(stream->ErrorMessage(stream->lastError), "Could not open the source file");
+    EXPECT_EQ(stream->duration(), -1);
+    EXPECT_EQ(stream->lastError, vfw_error::notOpened);
+  }
+}
+
+/// A file of one video and one audio stream.
+Bytes soundFile() {
+  const BITMAPINFOHEADER video = rgb24Format(4, 4);
+  const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
+  return aviFile({videoStream(video, 25, 1, {{Bytes(48, 1)}, {Bytes(48, 2)}}),
+                  audioStream(bytesOf(audio), {{Bytes(64, 3)}, {Bytes(64, 4)}})})
+      .build();
+}
+
+TEST(BadInput, IsRefused) {
+  const TempFolder folder;
+  const Bytes text = {'n', 'o', ' ', 'm', 'e', 'd', 'i', 'a', '\n'};
+  for (const char* const extension : {".avi", ".wav", ".txt", ""}) {
+    SCOPED_TRACE(extension);
+    const TempFile empty(extension);
+    const TempFile note(extension, text);
+    expectRefused((empty.name() + std::string("-missing") + extension).c_str());
+    expectRefused(empty.name());
+    expectRefused(note.name());
+  }
+  expectRefused(folder.name());
+  expectRefused("");
+  expectRefused(nullptr);
+  expectRefused(std::string(5000, 'x').c_str());
+
+  // Streams that the file does not have.
+  const TempFile file(".avi", soundFile());
+  EXPECT_EQ(openStream(file.name(), true)->lastError, 0);
+  EXPECT_EQ(openStream(file.name(), false)->lastError, 0);
+  for (const int index : {1, -1, INT_MAX, INT_MIN}) {
+    SCOPED_TRACE(index);
+    expectRefused(file.name(), index);
+  }
+  const TempFile wave(".wav", wavFile(bytesOf(pcmFormat(8000, 1, 16)), Bytes(100)));
+  EXPECT_EQ(openStream(wave.name(), true)->lastError, vfw_error::cannotOpenSourceFile);
+}
+
+/// Opens a file that is cut short and, where that succeeds, reads its first sample.
+void expectCodeAndMessage(const char* name, bool video) {
+  const SourcePointer stream = openStream(name, video);
+  ASSERT_NE(stream, nullptr);
+  EXPECT_NE(stream->ErrorMessage(stream->lastError), nullptr);
+  EXPECT_EQ(stream->lastErrorIsFatal(), stream->duration() == -1);
+  const unsigned char* data = nullptr;
+  if (auto* const pictures = dynamic_cast<VideoSourceStream*>(stream.get())) {
+    long frame = 0;
+    data = pictures->getFrameBits(frame);
+  } else {
+    data = dynamic_cast<AudioSourceStream&>(*stream).getSamples(0, 0);
+  }
+  EXPECT_EQ(data != nullptr, stream->lastError == 0 || stream->lastError == vfw_error::nextFrameReturned)
+      << stream->lastError;
+  EXPECT_NE(stream->ErrorMessage(stream->lastError), nullptr);
+}
+
+TEST(BadInput, CutFilesFailWithACode) {
+  const std::pair<const char*, Bytes> files[] = {{".avi", soundFile()},
+                                                 {".wav", wavFile(bytesOf(pcmFormat(8000, 1, 16)), Bytes(100))}};
+  for (const auto& [extension, whole] : files) {
+    const TempFile file(extension);
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+      SCOPED_TRACE(size);
+      file.write(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+      expectCodeAndMessage(file.name(), true);
+      expectCodeAndMessage(file.name(), false);
     }
   }
-  const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(name, true, 0, nullptr));
-  EXPECT_TRUE(raw->isRawData() && raw->usesDirectShow());
+}
+
+TEST(BadInput, FormatsThatCannotBeTrueAreRefused) {
+  const Bytes picture = bytesOf(rgb24Format(16, 8));
+  const Bytes pcm = bytesOf(pcmFormat(8000, 2, 16));
+  const Bytes muLaw = bytesOf(WAVEFORMATEX{WAVE_FORMAT_MULAW, 2, 8000, 16000, 2, 8, 0});
+  const Bytes ima = bytesOf(IMAADPCMWAVEFORMAT{{WAVE_FORMAT_IMA_ADPCM, 1, 8000, 4055, 256, 4, 2}, 505});
+  constexpr std::size_t blockAlign = offsetof(WAVEFORMATEX, nBlockAlign);
+  const struct {
+    const Bytes& format;
+    std::size_t offset, size;
+    std::vector<DWORD> values;
+  } lies[] = {{picture, offsetof(BITMAPINFOHEADER, biSize), 4, {39, 0x40000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biWidth), 4, {0, 0xFFFFFFF7, 0x7FFFFFFF}},
+              {picture, offsetof(BITMAPINFOHEADER, biHeight), 4, {0, 0x80000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biSizeImage), 4, {0x80000000}},
+              {picture, offsetof(BITMAPINFOHEADER, biClrUsed), 4, {0x3FFFFFFF}},
+              {pcm, offsetof(WAVEFORMATEX, nChannels), 2, {0}},
+              {pcm, offsetof(WAVEFORMATEX, nSamplesPerSec), 4, {0}},
+              {pcm, blockAlign, 2, {0, 0xFFFE}},
+              {pcm, offsetof(WAVEFORMATEX, wBitsPerSample), 2, {0xFFFF}},
+              {muLaw, blockAlign, 2, {3}},
+              {ima, offsetof(WAVEFORMATEX, nSamplesPerSec), 4, {0xFFFFFFF7}},
+              {ima, blockAlign, 2, {0}},
+              {ima, sizeof(WAVEFORMATEX), 2, {0, 506}}};
+  AviStream stream = videoStream(rgb24Format(16, 8), 25, 1, {{Bytes(384)}});
+  for (const auto& [format, offset, size, values] : lies) {
+    for (const DWORD value : values) {
+      SCOPED_TRACE(testing::Message() << format.size() << " bytes, at " << offset << ": " << value);
+      const bool video = &format == &picture;
+      stream.format = format;
+      std::memcpy(&stream.format[offset], &value, size);
+      const TempFile file(video ? ".avi" : ".wav",
+                          video ? aviFile({stream}).build() : wavFile(stream.format, Bytes(2560)));
+      EXPECT_EQ(openStream(file.name(), video)->lastError, vfw_error::cannotRetrieveFormat);
+      const bool isSeenFirst = !video && offset == blockAlign && value == 0;  // AVIFile must not see it.
+      const SourcePointer raw(RawDataSourceStream::open(file.name(), video, false, 0, nullptr));
+      EXPECT_EQ(raw->lastError, isSeenFirst ? vfw_error::cannotRetrieveFormat : vfw_error::unusableRawFormat);
+    }
+  }
+}
+
+TEST(BadInput, LengthsThatCannotBeTrueAreRefused) {
+  for (const std::size_t size : {0U, 3U}) {
+    const TempFile file(".wav", wavFile(bytesOf(pcmFormat(8000, 2, 16)), Bytes(size)));
+    const SourcePointer raw(RawDataSourceStream::open(file.name(), false, false, 0, nullptr));
+    EXPECT_EQ(raw->lastError, vfw_error::noNonEmptyKeySample);
+  }
+  AviStream late = videoStream(rgb24Format(4, 4), 25, 1, {{Bytes(48)}});
+  late.header.start = 0xFFFF0000;
+  const AviStream slow = videoStream(rgb24Format(4, 4), 25, 0xFFFE0001, {{Bytes(48)}});
+  for (const AviStream& frames : {late, slow}) {
+    const TempFile file(".avi", aviFile({frames}).build());
+    const SourcePointer stream = openStream(file.name(), true);
+    EXPECT_TRUE(failed(stream->msDuration(), *stream, vfw_error::undefinedStreamLength));
+  }
+}
+
+TEST(BadInput, LeavesNothingBehind) {
+  const Bytes whole = soundFile();
+  const TempFile good(".avi", whole);
+  const TempFile cutInHeaders(".avi", Bytes(whole.begin(), whole.begin() + 150));
+  const TempFile cutInData(".avi", Bytes(whole.begin(), whole.end() - 100));
+  for (const bool video : {true, false}) {
+    EXPECT_TRUE(leavesNothingBehind([=] { SourcePointer(SourceStream::open("no such file.avi", video, 0, nullptr)); }));
+    EXPECT_TRUE(leavesNothingBehind([&] { openStream(good.name(), video, 7); }));
+    EXPECT_TRUE(leavesNothingBehind([&] { openStream(cutInHeaders.name(), video); }));
+    EXPECT_TRUE(leavesNothingBehind([&] { expectCodeAndMessage(cutInData.name(), video); }));
+  }
 }
 
 }  // namespace

@@ -45,27 +45,13 @@ void expectFailure(AudioSourceStream& stream, long first, long last, int code) {
   EXPECT_TRUE(failed(stream.getSamples(first, last), stream, code)) << first << " to " << last;
 }
 
-void expectRunsOutsideRefused(AudioSourceStream& stream) {
-  const long length = stream.duration();
-  for (const auto& [first, last] :
-       {std::pair{-1L, 0L}, {0L, -1L}, {5L, 4L}, {length, length}, {0L, length}, {LONG_MIN, LONG_MAX}}) {
-    expectFailure(stream, first, last, vfw_error::parameterOutOfRange);
-  }
-  EXPECT_EQ(runOf(stream, length - 1, length - 1).size(), stream.format()->nBlockAlign);
-}
-
 TEST(Pcm, IsReadAsItIs) {
   const WAVEFORMATEX format = pcmFormat(22050, 2, 16);
-  const std::vector<AviChunk> chunks = noiseChunks(50, 800);
-  Bytes data;
-  for (const AviChunk& chunk : chunks) {
-    data.insert(data.end(), chunk.data.begin(), chunk.data.end());
-  }
+  const Bytes data = noise(40000);
   Bytes shortFormat = bytesOf(format);
   shortFormat.resize(sizeof(PCMWAVEFORMAT));
   const TempFile files[] = {TempFile(".wav", wavFile(bytesOf(format), data)),
-                            TempFile(".wav", wavFile(shortFormat, data)),
-                            TempFile(".avi", aviFile({audioStream(bytesOf(format), chunks)}).build())};
+                            TempFile(".wav", wavFile(shortFormat, data))};
   for (const TempFile& file : files) {
     const AudioPointer stream = openAudio(file.name());
     ASSERT_EQ(stream->lastError, 0);
@@ -73,7 +59,6 @@ TEST(Pcm, IsReadAsItIs) {
     EXPECT_EQ(bytesOf(*stream->format()), bytesOf(format));
     EXPECT_TRUE(runOf(*stream, 0, 9999) == data);
     expectRandomRuns(*stream, data, 200);
-    expectRunsOutsideRefused(*stream);
   }
 }
 
@@ -158,9 +143,6 @@ TEST_F(ScriptedPcm, OpensOrSaysWhyNot) {
   double time = 2.5;
   EXPECT_EQ(stream->StreamSampleToTime(sample), 42.0);
   EXPECT_EQ(stream->StreamTimeToSample(time), 3) << "in whole milliseconds";
-  source.hasFormat = false;
-  EXPECT_EQ(openingError(), vfw_error::cannotRetrieveFormat);
-  source.hasFormat = true;
   source.info.dwLength = static_cast<DWORD>(-1);
   EXPECT_EQ(openingError(), vfw_error::undefinedStreamLength);
   source.format.resize(15);
@@ -186,12 +168,11 @@ TEST(CompressedSound, IsTheSameInAnyOrder) {
   } cases[] = {{"ima_8000_mono.wav", 6 * 2041},
                {"ima_8000_stereo.wav", 12 * 1017},
                {"ima_44100_stereo.wav", 66 * 1017},
-               {"ima_hasty.wav", 66 * 1017},  // The headers of these two are wrong about the time of a block.
-               {"ima_slow.wav", 66 * 1017},
+               {"ima_44100_hasty.wav", 66 * 1017},  // The headers of these two are wrong about the time of a block.
+               {"ima_44100_slow.wav", 66 * 1017},
                {"ms.avi", 64 * 1012},
                {"gsm.wav", 200 * 320},
-               {"alaw.avi", 64000},
-               {"mulaw.wav", 64000},
+               {"mulaw.avi", 64000},
                {"mp3.wav", 0, noise}};
   for (const auto& [file, length, tolerance] : cases) {
     SCOPED_TRACE(file);
@@ -220,7 +201,6 @@ TEST(CompressedSound, IsTheSameInAnyOrder) {
     if (tolerance == 0) {
       expectRandomRuns(*seeking, whole, 200);
     }
-    expectRunsOutsideRefused(*seeking);
   }
 }
 
@@ -306,31 +286,13 @@ TEST_F(ScriptedBlocks, BadBlockFailsItsRunsOnly) {
   }
 }
 
-TEST_F(ScriptedBlocks, LengthLeavesOutTheLastMillisecond) {
-  const struct {
-    int blocks;
-    DWORD samplesInBlock;
-    long length;
-  } cases[] = {{0, 8, 0}, {1, 8, 8}, {2, 8, 8}, {3, 8, 16}, {10, 80, 792}};
-  for (const auto& [count, samplesInBlock, length] : cases) {
-    source.samples.assign(count, TestAcmDriver::block(static_cast<WORD>(samplesInBlock), 0));
-    source.info.dwLength = static_cast<DWORD>(count);
-    source.info.dwScale = samplesInBlock;
-    EXPECT_EQ(open()->duration(), length) << count << " blocks of " << samplesInBlock;
-  }
-  source.info.dwScale = 0;
-  EXPECT_EQ(openingError(), vfw_error::undefinedStreamLength);
-}
-
 TEST_F(ScriptedBlocks, ConvertTimesExactly) {
   const AudioPointer stream = open();
   stream->lastError = vfw_error::dataNotFound;
   long sample = 1;
+  double time = 0.249;
   EXPECT_EQ(stream->StreamSampleToTime(sample), 0.125);
-  for (const auto& [ms, expected] : {std::pair{0.249, 1L}, {0.25, 2L}, {1000.0, 8000L}}) {
-    double time = ms;
-    EXPECT_EQ(stream->StreamTimeToSample(time), expected) << ms;
-  }
+  EXPECT_EQ(stream->StreamTimeToSample(time), 1);
   EXPECT_EQ(stream->lastError, vfw_error::dataNotFound) << "conversions leave the code alone";
   expectNoPlaceOutside(*stream, vfw_error::cannotConvertTime);
 }
@@ -350,7 +312,6 @@ TEST_F(ScriptedBlocks, FormatsThatNothingDecodesAreRefused) {
 
   format.wFormatTag = TestAcmDriver::formatTag;
   format.nAvgBytesPerSec = 0;
-  EXPECT_EQ(openingError(), 0);
   // A format that claims more than there is of it is the driver's to judge, and nobody reads beyond it.
   format.cbSize = 60000;
   EXPECT_EQ(openingError(), 0);
@@ -364,25 +325,21 @@ TEST_F(ScriptedBlocks, FormatsThatNothingDecodesAreRefused) {
     source.format = bytesOf(mp3);
     EXPECT_EQ(openingError(), vfw_error::cannotInitializeDecompressor) << rate;
   }
-  // Blocks that together last less than a frame: a header that is false.
+  // Blocks that together last less than a frame, or no time: a header that is false.
   mp3.wfx.nAvgBytesPerSec = 16000;
   source.format = bytesOf(mp3);
-  source.info.dwScale = 1;
-  EXPECT_EQ(openingError(), vfw_error::undefinedStreamLength);
+  for (const DWORD scale : {1, 0}) {
+    source.info.dwScale = scale;
+    EXPECT_EQ(openingError(), vfw_error::undefinedStreamLength);
+  }
 }
 
 TEST_F(ScriptedBlocks, BeginSilentWhenTheStreamStartsLater) {
   source.info.dwStart = 2;
   const AudioPointer stream = open();
-  ASSERT_EQ(stream->lastError, 0);
-  EXPECT_EQ(readValues(*stream, 2 * perBlock, 5 * perBlock - 1), countFrom(2 * perBlock, 3 * perBlock));
   std::vector<int> expected = countFrom(2 * perBlock, perBlock);
   expected.insert(expected.begin(), 10, 0);
   EXPECT_EQ(readValues(*stream, 2 * perBlock - 10, 3 * perBlock - 1), expected);
-  // Into a buffer that is not silent any more.
-  script->calls.clear();
-  EXPECT_EQ(readValues(*stream, 0, 2 * perBlock - 1), std::vector<int>(2 * perBlock, 0));
-  EXPECT_TRUE(script->calls.empty()) << "what lies before the start is asked of nobody";
 }
 
 }  // namespace

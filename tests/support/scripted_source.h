@@ -54,8 +54,6 @@ struct ScriptedStream {
   std::vector<ScriptedSample> samples;
   REFERENCE_TIME duration = 0;
   Seek seek;
-  /// What the source's end of the connection tells for the time of a frame; 0: the same as the other end.
-  REFERENCE_TIME frameTimeUpstream = 0;
   /// What the thread of the stream answers when it is to begin.
   HRESULT beginning = S_OK;
 
@@ -103,8 +101,6 @@ class ScriptedSource : public WithInterfaces<CSource, IFileSourceFilter> {
   const std::shared_ptr<Script> script;
 };
 
-class WindowsGrabber;
-
 /// A file that every graph of the process opens with a source that plays the script. With QUILLET_TEST_GRABBER=windows in
 /// the environment they have a sample grabber that tells times as Windows' own does, and the library takes them as on
 /// Windows.
@@ -122,7 +118,6 @@ class ScriptedFile {
   const GUID id;
   const TempFile file;
   const ClassObjectOverride source;
-  const std::unique_ptr<WindowsGrabber> grabber;
 };
 
 }  // namespace quillet::test
