@@ -165,6 +165,31 @@ TEST(Search, GivesUpWhenEvenTheStartComesLate) {
   EXPECT_TRUE(runOf(*audio, 300, 310) == partOf(whole, 300, 310, 2));
 }
 
+TEST(Search, FollowsTimesThatMove) {
+  struct {
+    const char* name;
+    std::vector<Block> blocks;
+    std::size_t moved;  // The block that comes a sample later after each of the first seeks.
+    int moves;
+    long first, last, silent, heard;  // Of the block, behind silence.
+  } cases[] = {{"a gap", {{0, 80}, {80, 80}, {320, 80}}, 2, 5, 200, 349, 0, 25},
+               {"the start", {{80, 80}, {160, 80}}, 0, 3, 0, 120, 83, 38}};
+  for (auto& c : cases) {
+    const auto script = scriptOf(blocksOf(mono, c.blocks, 400));
+    script->streams[0].seek = [&](const ScriptedStream& played, REFERENCE_TIME wanted, DWORD flags, Landing& landing) {
+      script->streams[0].samples[c.moved].start += c.moves-- > 0 ? sampleTime : 0;
+      return landAsAsked(played, wanted, flags, landing);
+    };
+    const ScriptedFile file(script);
+    const DSAudio audio = openAudio(file.name());
+    const Bytes block = scriptedPayload(c.moved, 160);
+    Bytes expected(c.silent * 2);
+    expected.insert(expected.end(), block.begin(), block.begin() + c.heard * 2);
+    expected.resize((c.last - c.first + 1) * 2);
+    EXPECT_TRUE(runOf(*audio, c.first, c.last) == expected) << c.name << ": " << audio->lastError;
+  }
+}
+
 TEST(Joins, OfBlocksThatNearlyTouchAreUnheard) {
   struct {
     long stamped;  // The second block; the first ends before 80.

@@ -55,6 +55,12 @@ TEST(Messages, EveryCodeHasItsText) {
     EXPECT_EQ(message(count), nullptr);
     EXPECT_EQ(message(-1), nullptr);
   }
+  for (const auto& [code, text] : {std::pair(33, "Media Time time format rejected"),
+                                   {57, "Unused error code"},
+                                   {67, "The sample grabbers's input pin is not connected"}}) {
+    EXPECT_STREQ(messageOf(*directShow)(code), text);
+  }
+  EXPECT_STREQ(messageOf(*videoForWindows)(25), "Cannot set the compessor");
 }
 
 TEST(Messages, ArgumentOnlyGatesTheCall) {

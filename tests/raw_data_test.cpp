@@ -19,6 +19,7 @@
 #include "support/graph_override.h"
 #include "support/leak_check.h"
 #include "support/wine_gaps.h"
+#include "support/writing.h"
 
 extern "C" DWORD NTAPI RtlComputeCrc32(DWORD start, const BYTE* data, INT size);
 
@@ -639,8 +640,14 @@ TEST(Conversions, AreRoughOrFail) {
   ScriptedStream stalling = good;
   stalling.samples[3].waitFor = never.get();
   const Played stalled(stalling);
+  const Played stalledReading(stalling);
+  Sample sample = {1};
+  Thread reading([&] { sample = read(*stalledReading.stream, 5); });  // At the same time: to give up takes its time.
   long beyond = 4;
   EXPECT_TRUE(failed(stalled.stream->StreamSampleToTime(beyond), *stalled.stream, ds_error::dataNotFound));
+  EXPECT_TRUE(reading.endsWithin(10'000));
+  EXPECT_TRUE(sample == Sample());
+  EXPECT_EQ(stalledReading.stream->lastError, ds_error::dataNotFound);
   long before = 1;
   EXPECT_EQ(stalled.stream->StreamSampleToTime(before), msPerFrame) << "what there is can still be had";
 }
