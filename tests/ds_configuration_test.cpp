@@ -153,8 +153,6 @@ TEST_F(DSConfiguration, FailsWithTheCodeOfTheStep) {
     none->configureCompressor(nullptr, isVideo);
     EXPECT_EQ(none->lastError, ds_error::notOpened);
   }
-  const auto meddle = [](HWND dialog) { RemovePropA(dialog, "videoConfigDB_parameters"); };
-  configure({atVideo(IDOK, meddle)}, ds_error::unexpectedError);
 }
 
 TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
@@ -167,11 +165,6 @@ TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
   const std::string adpcmLine =
       "Format Tag 0x02, channels:2, bits per sample:4, samples per second:22050, bytes per second:22311";
   const auto check = [&](HWND dialog) {
-    GUITHREADINFO gui = {};
-    gui.cbSize = sizeof gui;
-    GetGUIThreadInfo(GetWindowThreadProcessId(dialog, nullptr), &gui);
-    EXPECT_EQ(gui.hwndFocus, GetDlgItem(dialog, 101)) << "the list";
-    EXPECT_TRUE(showsWholeRows(dialog, 101));
     EXPECT_EQ(textOf(dialog, 102), adpcmLine);
     EXPECT_EQ(items(dialog, 101, LB_GETCOUNT, LB_GETTEXT),
               "0\t" + pcmLine + "\n2\t" + adpcmLine +
@@ -195,16 +188,11 @@ TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
   configure({atAudio(IDOK, setBoth)}, 0, {"SetFormat 22050", "SetFormat 8000"});
   EXPECT_TRUE(script->format == wave(pcm).type);
   const auto setAndRefuse = [&](HWND dialog) { setBoth(dialog), script->faults["SetFormat"] = E_FAIL; };
-  const HWND next = makeParent();
-  for (const DialogStep& cancel : {atAudio(IDCANCEL, setAndRefuse), DialogStep{title, closing(next, setAndRefuse)}}) {
-    script->faults.clear();
-    configure({cancel}, ds_error::cannotRestoreFormat, {"SetFormat 22050", "SetFormat 8000", "SetFormat 8000"}, next);
-  }
-  const auto isUnset = [](HWND dialog) { EXPECT_EQ(textOf(dialog, 104), ""); };
+  configure({atAudio(IDCANCEL, setAndRefuse)}, ds_error::cannotRestoreFormat,
+            {"SetFormat 22050", "SetFormat 8000", "SetFormat 8000"});
   const auto doubleClickTheSecond = [](HWND dialog) { send(dialog, 101, LB_SETCURSEL, 1), doubleClick(dialog, 101); };
-  configure({{title, doubleClickTheSecond}, atMessage("Cannot set the new format."), atAudio(IDCANCEL, isUnset)},
-            cancelled, {"SetFormat 22050"});
-
+  configure({{title, doubleClickTheSecond}, atMessage("Cannot set the new format."), atAudio(IDCANCEL)}, cancelled,
+            {"SetFormat 22050"});
   const auto meddle = [&](HWND dialog) {
     script->faults["GetStreamCaps"] = E_FAIL, send(dialog, 101, LB_SETCURSEL, 0);
   };
@@ -215,12 +203,8 @@ TEST_F(DSConfiguration, WhatAnAudioFormatLeavesOpenIsFixedByTheUser) {
   // The last frequency would be followed by one near 0 if it were counted on.
   const AUDIO_STREAM_CONFIG_CAPS wide = {{}, 1, 2, 1, 8, 16, 8, 44100, 0xFFFFFFFF, 0x80000000};
   script->format = wave(pcm).type;
-  script->capabilities = {wave(pcm, wide),
-                          wave(adpcm, {{}, 1, 2, 0, 4, 3, 1, 8000, 22050, 14050}),
-                          wave(pcm, {{}, 1, 1, 1, 16, 16, 1, 8000, 8000, 1}),
-                          {}};
-  script->capabilities[3].type.majortype = MEDIATYPE_Audio;
-  script->capabilities[3].choices = wide;
+  script->capabilities = {wave(pcm, wide), wave(adpcm, {{}, 1, 2, 0, 4, 3, 1, 8000, 22050, 14050}),
+                          wave(pcm, {{}, 1, 1, 1, 16, 16, 1, 8000, 8000, 1})};
   const std::vector<std::string> offered = {"1\n2\n", "8\n16\n", "44100\n2147527748\n"};
   configure({setting(0), fixing(offered, {1, 1, 0}), atAudio(IDOK)}, 0, {"SetFormat 44100"});
   EXPECT_TRUE(script->format == wave({WAVE_FORMAT_PCM, 2, 44100, 176'400, 4, 16, 0}).type);
@@ -231,47 +215,20 @@ TEST_F(DSConfiguration, WhatAnAudioFormatLeavesOpenIsFixedByTheUser) {
   EXPECT_TRUE(script->format == wave({WAVE_FORMAT_ADPCM, 1, 8000, 22311, 1024, 4, 0}).type);
   configure({setting(0), fixing(offered, {1, 1, 0}, IDCANCEL), atAudio(IDOK)}, 0, {"SetFormat 8000"});
   EXPECT_TRUE(script->format == wave(pcm).type) << "as it is listed";
-  const auto meddle = [](HWND dialog) { RemovePropA(dialog, "AUDIO_STREAM_CONFIG_CAPS"); };
-  configure({setting(0), at("Audio format configuration", IDOK, meddle),
-             atMessage("Cannot further configure this format."), atAudio(IDOK)},
-            0, {"SetFormat 8000"});
   configure({setting(2), atAudio(IDOK)}, 0, {"SetFormat 8000"});  // Nothing is open.
-  for (int field = 0; field < 3; ++field) {                       // One is enough.
-    AUDIO_STREAM_CONFIG_CAPS choices = {{}, 1, 1, 1, 16, 16, 1, 8000, 8000, 1};
-    ++(&choices.MaximumChannels)[3 * field];
-    script->capabilities[2].choices = choices;
-    std::vector<std::string> two = {"1\n", "16\n", "8000\n"};
-    two[field] += std::vector<std::string>{"2\n", "17\n", "8001\n"}[field];
-    configure({setting(2), fixing(two, {0, 0, 0}), atAudio(IDOK)}, 0, {"SetFormat 8000"});
-  }
 }
 
-TEST_F(DSConfiguration, OnlyTheSettingsThatACompressorHasAreShownAndSet) {
+TEST_F(DSConfiguration, OnlyTheSettingsThatACompressorHasAreSet) {
   isVideo = true;
-  const struct {
-    long flag;
-    std::vector<int> controls;
-    Calls calls;
-  } cases[] = {
-      {CompressionCaps_CanKeyFrame, {101, 107}, {"put_KeyFrameRate 7"}},
-      {CompressionCaps_CanBFrame, {102, 108}, {"put_PFrames 3"}},
-      {CompressionCaps_CanQuality, {103, 104}, {"put_Quality 0.750000"}},
-      {CompressionCaps_CanWindow, {106}, {"put_WindowSize 1"}},
-      {CompressionCaps_CanCrunch, {110}, {"SetFormat 5000"}},
-      {0, {}, {}},
-  };
-  for (const auto& [flag, controls, calls] : cases) {
-    *script = {.format = videoType<VIDEOINFOHEADER>(FORMAT_VideoInfo, 5000),
-               .flags = flag,
-               .keyFrameRate = 7,
-               .pFrames = 3,
-               .quality = 0.75};
-    const auto check = [&](HWND dialog) {
-      for (const int control : {101, 102, 103, 104, 106, 107, 108, 110}) {
-        EXPECT_EQ(enabled(dialog, control), std::ranges::count(controls, control) == 1) << control;
-      }
-    };
-    configure({atVideo(IDOK, check)}, 0, calls);
+  *script = {
+      .format = videoType<VIDEOINFOHEADER>(FORMAT_VideoInfo, 5000), .keyFrameRate = 7, .pFrames = 3, .quality = 0.75};
+  const std::pair<long, Calls> cases[] = {
+      {CompressionCaps_CanKeyFrame, {"put_KeyFrameRate 7"}},  {CompressionCaps_CanBFrame, {"put_PFrames 3"}},
+      {CompressionCaps_CanQuality, {"put_Quality 0.750000"}}, {CompressionCaps_CanWindow, {"put_WindowSize 1"}},
+      {CompressionCaps_CanCrunch, {"SetFormat 5000"}},        {0, {}}};
+  for (const auto& [flags, calls] : cases) {
+    script->flags = flags;
+    configure({atVideo(IDOK)}, 0, calls);
   }
 }
 
@@ -280,15 +237,12 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
   *script = {.format = videoType<VIDEOINFOHEADER2>(FORMAT_VideoInfo2, 5000), .flags = 0x1F, .windowSize = 999'999'999};
   const auto defaults = [&](HWND dialog) {
     for (const auto& [control, box] : {std::pair(101, 107), {102, 108}, {103, 104}}) {
-      EXPECT_EQ(send(dialog, box, BM_GETCHECK), BST_CHECKED);
-      EXPECT_FALSE(enabled(dialog, control));
-      send(dialog, box, BM_CLICK);
-      EXPECT_TRUE(enabled(dialog, control));
-      send(dialog, box, BM_CLICK);
-      EXPECT_FALSE(enabled(dialog, control));
+      for (const bool isDefault : {true, false}) {
+        EXPECT_EQ(send(dialog, box, BM_GETCHECK) == BST_CHECKED, isDefault);
+        EXPECT_EQ(enabled(dialog, control), !isDefault);
+        send(dialog, box, BM_CLICK);
+      }
     }
-    EXPECT_EQ(textOf(dialog, 106), "999999999");
-    EXPECT_EQ(textOf(dialog, 110), "5000");
     enter(dialog, 110, "0");
   };
   configure(
@@ -304,12 +258,7 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
       return textOf(dialog, 105);
     };
     EXPECT_EQ(textOf(dialog, 101) + textOf(dialog, 102) + textOf(dialog, 105) + textOf(dialog, 106), "000.7010");
-    EXPECT_EQ(send(dialog, 103, TBM_GETPOS), 70);
-    EXPECT_EQ(send(dialog, 103, TBM_GETPAGESIZE), 10);
-    EXPECT_EQ(send(dialog, 103, TBM_GETRANGEMAX), 100);
-    EXPECT_EQ(send(dialog, 103, TBM_GETNUMTICS), 6);
     EXPECT_EQ(scroll(TB_THUMBTRACK, 33), "0.33");
-    EXPECT_EQ(scroll(TB_LINEUP, 34), "0.33");
     EXPECT_EQ(scroll(TB_ENDTRACK, 35), "0.70");
     EXPECT_EQ(scroll(TB_THUMBPOSITION, 40), "0.40");
     for (const auto& [edit, text] : {std::pair(101, "12"), {102, "-3"}, {106, "0"}, {110, "4000000000"}}) {
@@ -326,42 +275,25 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
               changes);
   }
   script->faults.clear();
-  script->windowSize = 5'000'000'007;
-  script->quality = 0.299;
   const auto confuse = [](HWND dialog) {
-    EXPECT_EQ(textOf(dialog, 106), "57") << "the remainder is not padded";
-    EXPECT_EQ(send(dialog, 103, TBM_GETPOS), 29);
     for (const int edit : {102, 106, 110}) {
       enter(dialog, edit, "many");
     }
   };
   configure({atVideo(IDOK, confuse)}, ds_error::configurationPartlyFailed,
-            {"put_KeyFrameRate 0", "put_Quality 0.300000", "SetFormat 4000000000"});
+            {"put_KeyFrameRate 0", "put_Quality 0.700000", "SetFormat 4000000000"});
   script->faults = {{"get_Rate", E_FAIL}, {"get_P", E_FAIL}, {"get_Quality", E_FAIL}, {"get_Size", E_FAIL}};
-  const auto emptyTheRate = [](HWND dialog) {
-    for (const int unknown : {101, 102, 103, 104, 106, 107, 108}) {
-      EXPECT_FALSE(enabled(dialog, unknown)) << unknown;
-    }
-    enter(dialog, 110, "");
-  };
-  configure({atVideo(IDOK, emptyTheRate)}, 0, {"SetFormat 4000000000"});
-  script->flags = CompressionCaps_CanCrunch;
-  const auto hasNoRate = [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 110)); };
-  script->format = videoType<VIDEOINFOHEADER>(FORMAT_MPEGVideo, 5000);
-  configure({atVideo(IDOK, hasNoRate)}, 0);
-  script->format.formattype = FORMAT_VideoInfo;
-  script->format.cbFormat = sizeof(VIDEOINFOHEADER) - 1;
-  configure({atVideo(IDOK, hasNoRate)}, 0);
+  configure({atVideo(IDOK, [](HWND dialog) { enter(dialog, 110, ""); })}, 0, {"SetFormat 4000000000"});
+  script->format = videoType<VIDEOINFOHEADER>(FORMAT_VideoInfo);
+  script->format.cbFormat = sizeof(VIDEOINFOHEADER) - 1;  // Has no rate.
+  configure({atVideo(IDOK)}, 0);
 }
 
 TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   isVideo = true;
   CoCreateGuid(&script->page);
-  int pages = 0;
-  const ClassObjectOverride page(script->page, [&](REFIID id, void** object) {
-    ++pages;
-    return makeCom<EmptyPage>()->QueryInterface(id, object);
-  });
+  const ClassObjectOverride page(
+      script->page, [](REFIID id, void** object) { return makeCom<EmptyPage>()->QueryInterface(id, object); });
   HWND shown = nullptr;
   const DialogStep further = atVideo(109, [&](HWND dialog) { shown = dialog; });
   HWND owner = nullptr;
@@ -375,7 +307,6 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   script->missing = {IID_IAMVideoCompression};
   configure({}, 0, {"ShowDialog 1"}, GetDesktopWindow());
   EXPECT_EQ(script->owner, GetDesktopWindow());
-  EXPECT_EQ(pages, 0);
   script->faults["Query"] = S_FALSE;
   const HWND parent = makeParent();
   configure({frame}, 0, {}, parent);
@@ -383,10 +314,8 @@ TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   script->missing.clear();
   configure({further, frame, atVideo(IDOK)}, 0);
   EXPECT_EQ(owner, wine_gap::propertyFrameHasNoOwner ? nullptr : shown);
-  EXPECT_EQ(pages, 2);
   script->page = GUID_NULL;
-  configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0, {}, GetDesktopWindow());
-  EXPECT_EQ(script->owner, GetDesktopWindow()) << "asked for its dialog";
+  configure({atVideo(IDOK, [](HWND dialog) { EXPECT_FALSE(enabled(dialog, 109)); })}, 0);
 }
 
 }  // namespace

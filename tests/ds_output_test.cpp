@@ -11,7 +11,6 @@
 #include "support/file_writer.h"
 #include "support/graph_override.h"
 #include "support/leak_check.h"
-#include "support/registered_compressor.h"
 #include "support/test_codec.h"
 #include "support/test_compressor.h"
 #include "support/wine_gaps.h"
@@ -36,15 +35,12 @@ class DSOutput : public testing::Test {
     return writer;
   }
 
-  std::unique_ptr<RawDataSourceStream> openRaw(bool isVideo) const {
-    return std::unique_ptr<RawDataSourceStream>(RawDataSourceStream::open(file.name(), isVideo, false, 0, nullptr));
-  }
-
-  /// The format of a file's stream: of video the bitmap's.
-  static Bytes formatBlockOf(RawDataSourceStream& stream) {
-    const AM_MEDIA_TYPE& type = *stream.format();
-    const bool isVideo = type.formattype == FORMAT_VideoInfo;
-    return Bytes(type.pbFormat + (isVideo ? offsetof(VIDEOINFOHEADER, bmiHeader) : 0), type.pbFormat + type.cbFormat);
+  /// Expects the multiplexer to have been given this format last, and the file to have this chunk.
+  void expectWritten(const Bytes& format, const Bytes& chunk) const {
+    const CMediaType& type = muxScript->types.back();
+    EXPECT_EQ(Bytes(type.pbFormat, type.pbFormat + type.cbFormat), format);
+    const Bytes written = readFile(file.name());
+    EXPECT_FALSE(std::ranges::search(written, chunk).empty());
   }
 
   std::shared_ptr<MuxScript> muxScript = std::make_shared<MuxScript>();  // Of the multiplexers that are made next.
@@ -101,7 +97,7 @@ Bytes formatBlock(WORD bits, DWORD compression, long size, const std::vector<DWO
   return block;
 }
 
-TEST_F(DSOutput, FramesOfEveryFormatComeBackAsTheyAre) {
+TEST_F(DSOutput, FramesOfEveryFormatAreWrittenAsTheyAre) {
   GUID codecSubtype = MEDIATYPE_Video;
   codecSubtype.Data1 = TestCodec::fourcc;
   const struct {
@@ -122,42 +118,24 @@ TEST_F(DSOutput, FramesOfEveryFormatComeBackAsTheyAre) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     const auto& format = *reinterpret_cast<const VIDEOINFOHEADER*>(c.format.data());
-    const bool hasDeltas = format.bmiHeader.biCompression == TestCodec::fourcc;
+    const bool isUncompressed = format.bmiHeader.biCompression != TestCodec::fourcc;
     const Writer writer = started(&format, nullptr);
-    for (const long frame : {0, 1, 2, 3, 5}) {
+    for (const long frame : {0, 1}) {
       // Without a size it is that of uncompressed frames, whatever the format.
-      EXPECT_TRUE(writer->writeFrame(frame, picture(frame, c.size).data(), 1, hasDeltas ? c.size : -1, frame % 3 == 0));
+      EXPECT_TRUE(writer->writeFrame(frame, picture(frame, c.size).data(), 1, isUncompressed ? -1 : c.size, true));
     }
     EXPECT_TRUE(writer->close());
-    EXPECT_EQ(muxScript->subtypes.back(), c.subtype);
+    EXPECT_EQ(muxScript->types.back().subtype, c.subtype);
     EXPECT_EQ(muxScript->buffers.back().cBuffers, 1) << "so that each write waits for the one before";
     EXPECT_EQ(muxScript->buffers.back().cbBuffer, c.size);
-
-    const auto read = openRaw(true);
-    ASSERT_EQ(read->lastError, 0);
-    Bytes block = formatBlockOf(*read);
-    reinterpret_cast<BITMAPINFOHEADER*>(block.data())->biClrUsed =
-        format.bmiHeader.biClrUsed;  // AVIFile counts for us.
-    EXPECT_EQ(block, Bytes(c.format.begin() + offsetof(VIDEOINFOHEADER, bmiHeader), c.format.end()));
-    EXPECT_EQ(read->duration(), 6);
-    for (const long frame : {0, 1, 2, 3, 4, 5}) {
-      const long found = frame == 4 ? 3 : frame;  // The one that is missing has become a dropped one.
-      long number = frame;
-      long samples = 0;
-      long bytes = 0;
-      bool isKey = false;
-      const unsigned char* const data = read->getData(number, samples, bytes, isKey);
-      EXPECT_EQ(number, found);
-      EXPECT_EQ(Bytes(data, data + bytes), picture(found, c.size));
-      EXPECT_EQ(isKey, !hasDeltas || found % 3 == 0);
-    }
+    expectWritten(c.format, picture(1, c.size));
   }
   const Bytes otherMasks = formatBlock(16, BI_BITFIELDS, 48, {0xF00, 0xF0, 0xF});
   const Writer refused = create(reinterpret_cast<const VIDEOINFOHEADER*>(otherMasks.data()), nullptr);
   EXPECT_EQ(refused->lastError, ds_error::videoStreamCopyImpossible);
 }
 
-TEST_F(DSOutput, CompressedAudioComesBackAsItIs) {
+TEST_F(DSOutput, CompressedAudioIsWrittenAsItIs) {
   struct {
     WAVEFORMATEX wave;
     WORD samplesPerBlock;
@@ -166,10 +144,7 @@ TEST_F(DSOutput, CompressedAudioComesBackAsItIs) {
   const Bytes blocks = noise(3 * 256);
   EXPECT_TRUE(writer->writeSample(0, const_cast<std::uint8_t*>(blocks.data()), 3, 3 * 256, true));
   EXPECT_TRUE(writer->close());
-  const auto read = openRaw(false);
-  EXPECT_EQ(formatBlockOf(*read), bytesOf(format));
-  const Bytes written = readFile(file.name());
-  EXPECT_FALSE(std::ranges::search(written, blocks).empty());
+  expectWritten(bytesOf(format), blocks);
 }
 
 TEST_F(DSOutput, TheMultiplexerLearnsTheTimesAndTheKeys) {
@@ -216,7 +191,6 @@ TEST_F(DSOutput, NobodyIsStrandedInAWrite) {
   } cases[] = {
       {"stopped", [&](OutputAVIFile&) { graph.stop(); }, ds_error::writeError},
       {"aborted", [&](OutputAVIFile&) { graph.notify(EC_ERRORABORT); }, ds_error::writeError},
-      {"aborted by the user", [&](OutputAVIFile&) { graph.notify(EC_USERABORT); }, ds_error::writeError},
       {"complete, though nothing is in the file", [&](OutputAVIFile&) { graph.notify(EC_COMPLETE); },
        ds_error::writeError},
       {"closed", [&](OutputAVIFile& writer) { EXPECT_TRUE(writer.close()); }, ds_error::notOpened},
@@ -237,8 +211,7 @@ TEST_F(DSOutput, NobodyIsStrandedInAWrite) {
       c.happen(*writer);
     }
     EXPECT_FALSE(writePicture(*writer, written)) << "nor does the next write wait";
-    EXPECT_EQ(writer->close(), c.closeCode == 0);
-    EXPECT_EQ(writer->lastError, c.closeCode);
+    EXPECT_TRUE(failed(writer->close(), *writer, c.closeCode));
     if (c.closeCode == ds_error::notOpened) {
       expectPictures(file.name(), written);  // All that the writes have said to be.
     }
@@ -269,7 +242,6 @@ TEST_F(DSOutput, TheEndComesUnlessSomethingMoves) {
     long frames;  // That come before the end.
     bool isHeld;  // The write of the last one waits, or of one more.
     DWORD msPerPiece = 0;
-    bool isDestroyed = false;  // Instead of closed.
 
     const SharedScript script = std::make_shared<CompressorScript>();
     const TempFile file{".avi"};
@@ -278,7 +250,6 @@ TEST_F(DSOutput, TheEndComesUnlessSomethingMoves) {
     std::unique_ptr<Thread> writing = nullptr, closing = nullptr;
   } runs[] = {{"keeps its buffer", keepAll, ds_error::writeError, 1, true},
               {"loses the end", loseTheEnd, ds_error::writeError, 2, false},
-              {"loses the end before destruction", loseTheEnd, 0, 2, false, 0, true},
               {"is slow", thinkLong, 0, 2, true},
               {"has a picture left", comeLate, 0, 1, false},
               {"has a slow disk", nullptr, 0, 700, false, slowMs}};
@@ -299,14 +270,13 @@ TEST_F(DSOutput, TheEndComesUnlessSomethingMoves) {
   }
   for (Run& run : runs) {
     EXPECT_EQ(run.writing->endsWithin(run.isHeld ? 500 : 20'000), !run.isHeld) << run.name;
-    run.closing =
-        std::make_unique<Thread>([&run] { run.isDestroyed ? run.writer.reset() : void(run.writer->close()); });
+    run.closing = std::make_unique<Thread>([&run] { run.writer->close(); });
   }
   for (Run& run : runs) {
     SCOPED_TRACE(run.name);
     EXPECT_TRUE(run.closing->endsWithin(45'000) && run.writing->endsWithin(5000));
     EXPECT_EQ(run.written, run.frames);
-    EXPECT_TRUE(run.isDestroyed || run.writer->lastError == run.closeCode) << run.writer->lastError;
+    EXPECT_EQ(run.writer->lastError, run.closeCode);
     run.writer.reset();
     EXPECT_EQ(run.script.use_count(), 1) << "the compressor is still held";
   }
@@ -332,12 +302,6 @@ TEST_F(DSOutput, AFailureOfTheFiltersFailsTheWritesAndTheClosing) {
   EXPECT_LE(frame, 4) << "one is taken before the failure is known";
   EXPECT_EQ(writer->lastError, ds_error::writeError);
   EXPECT_TRUE(failed(writer->close(), *writer, ds_error::writeError));
-
-  *muxScript = {};
-  muxScript->complete = E_FAIL;
-  const Writer late = started(&video, nullptr);
-  EXPECT_TRUE(writePicture(*late, 0));
-  EXPECT_TRUE(failed(late->close(), *late, ds_error::writeError)) << "after all was written";
 }
 
 TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
@@ -389,13 +353,22 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
   EXPECT_EQ(create(nullptr, &withoutRate)->lastError, ds_error::improperStreamFormat) << "no extension";
   EXPECT_EQ(Writer(OutputAVIFile::create(nullptr, &video, false, nullptr, false, true))->lastError,
             ds_error::cannotOpenSourceFile);
+  graph.faults.missing = {IID_IMediaFilter};
+  const Writer paced = create(&video, nullptr);
+  EXPECT_TRUE(paced->start()) << "though at the clock's pace";
+  EXPECT_EQ(paced->lastError, ds_error::cannotChangeReferenceClock);
+  EXPECT_TRUE(paced->close());
+  graph.faults.missing.clear();
+  const Writer writer = create(&video, &audio);
   {
-    const Writer blocked = create(&video, &audio);
     const KernelHandle held(CreateFileA(file.name(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     ASSERT_NE(held.get(), INVALID_HANDLE_VALUE);
-    EXPECT_TRUE(failed(blocked->start(), *blocked, ds_error::cannotRunGraph))
+    EXPECT_TRUE(failed(writer->start(), *writer, ds_error::cannotRunGraph))
         << "the file writer cannot open the file, and the sources run already";
+    EXPECT_TRUE(failed(writePicture(*writer, 0), *writer, ds_error::graphNotStarted)) << "and does not wait";
   }
+  graph.notify(EC_ERRORABORT);
+  EXPECT_TRUE(writer->start() && writePicture(*writer, 0) && writer->close()) << "what was before counts no more";
   for (const auto& [fault, code] :
        {std::pair(&GraphFaults::stop, ds_error::cannotStopGraph), {&GraphFaults::getState, ds_error::getStateFailed}}) {
     const Writer unstoppable = started(&video, nullptr);
@@ -404,32 +377,16 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
     EXPECT_TRUE(failed(unstoppable->close(), *unstoppable, code));
     graph.faults.*fault = S_OK;
   }
-  graph.faults.missing = {IID_IMediaFilter};
-  const Writer paced = create(&video, nullptr);
-  EXPECT_TRUE(paced->start()) << "though at the clock's pace";
-  EXPECT_EQ(paced->lastError, ds_error::cannotChangeReferenceClock);
-  EXPECT_TRUE(paced->close());
-  graph.faults.missing.clear();
-  graph.faults.run = E_FAIL;
-  const Writer writer = create(&video, nullptr);
-  EXPECT_TRUE(failed(writer->start(), *writer, ds_error::cannotRunGraph));
-  EXPECT_TRUE(failed(writePicture(*writer, 0), *writer, ds_error::graphNotStarted)) << "and does not wait";
-  graph.notify(EC_ERRORABORT);
-  graph.faults.run = S_OK;
-  EXPECT_TRUE(writer->start() && writePicture(*writer, 0) && writer->close()) << "what was before counts no more";
 }
 
 TEST_F(DSOutput, TakesCompressorsOrNone) {
   const Writer writer = create(&video, &audio, true);
   EXPECT_TRUE(failed(writer->start(), *writer, ds_error::graphNotFullyConfigured));
-  const RegisteredCompressor compressor;
-  EXPECT_TRUE(failed(writer->setCompressor(true, compressor.moniker.Get()), *writer, ds_error::cannotFetchCompressor));
   EXPECT_FALSE(writer->isCompressorSet(true));
-  // One that has no output.
-  const ClassObjectOverride filter(compressor.id, quillet::test::fileWriter(faults));
-  EXPECT_TRUE(failed(writer->setCompressor(true, compressor.moniker.Get()), *writer, ds_error::cannotConnectFilters));
+  const auto withoutOutput = std::make_shared<CompressorScript>();
+  withoutOutput->hasOutput = false;
+  EXPECT_TRUE(failed(setCompressor(*writer, true, withoutOutput), *writer, ds_error::cannotConnectFilters));
   EXPECT_TRUE(writer->isCompressorSet(true)) << "it stays";
-  EXPECT_TRUE(failed(writer->setCompressor(true, nullptr), *writer, output_error::compressorAlreadySet));
   EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, true), *writer, output_error::compressorAlreadySet));
   EXPECT_TRUE(failed(writer->chooseCompressor(nullptr, false), *writer, ds_error::cannotListCompressors))
       << "no audio compressors, and no dialog";
@@ -471,28 +428,21 @@ TEST_F(DSOutput, ThePeriodIsTheMultiplexers) {
   EXPECT_TRUE(writer->setInterleavingPeriod(1));
   EXPECT_TRUE(writer->start() && writeCounted(*writer, 0, 1)) << "never less than a sample";
   EXPECT_FALSE(writeCounted(*writer, 1, 2));
-  for (const HRESULT answer : {S_OK, VFW_E_TYPE_NOT_ACCEPTED}) {
-    const Writer unchanged = create(&video, &audio);
-    muxScript->acceptInput = answer;
-    EXPECT_TRUE(
-        failed(unchanged->setInterleavingPeriod(LLONG_MAX), *unchanged, ds_error::cannotChangeInterleavingPeriod));
-    EXPECT_EQ(unchanged->interleavingPeriod(), 10'000'000);
-    EXPECT_EQ(unchanged->start() && writeCounted(*unchanged, 0, 8000), answer == S_OK)
-        << "the connection is there again, where it can be had";
-    muxScript->acceptInput = S_OK;
-  }
+  const Writer unchanged = create(&video, &audio);
+  EXPECT_TRUE(
+      failed(unchanged->setInterleavingPeriod(LLONG_MAX), *unchanged, ds_error::cannotChangeInterleavingPeriod));
+  EXPECT_EQ(unchanged->interleavingPeriod(), 10'000'000);
+  EXPECT_TRUE(unchanged->start() && writeCounted(*unchanged, 0, 8000)) << "the connection is there again";
 
   muxScript->missing = {IID_ISpecifyPropertyPages};
   writer->configureAVI(nullptr);
   EXPECT_EQ(writer->lastError, ds_error::cannotDisplayDialog);
-  muxScript->getInterleaving = E_NOTIMPL;
-  writer->configureAVI(nullptr);
-  EXPECT_EQ(writer->lastError, ds_error::noInterleavingProperties);
   EXPECT_TRUE(writer->close());
+  muxScript->missing = {__uuidof(IConfigInterleaving)};
   const Writer second = create(nullptr, &audio);
   EXPECT_TRUE(second->start() && writeCounted(*second, 0, 8000)) << "a second, for want of a period";
-  muxScript->missing = {__uuidof(IConfigInterleaving)};
-  EXPECT_TRUE(failed(second->setAutomaticInterleaving(true), *second, ds_error::noInterleavingProperties));
+  second->configureAVI(nullptr);
+  EXPECT_EQ(second->lastError, ds_error::noInterleavingProperties);
 }
 
 }  // namespace

@@ -79,9 +79,7 @@ class SinkPin : public InputPin {
 
 class SinkFilter : public CBaseFilter {
  public:
-  explicit SinkFilter(IUnknown* outer = nullptr) : CBaseFilter(outer, CLSID_NULL) {}
-
-  void addSecondPin() { addPin(std::make_unique<SinkPin>(*this)); }
+  SinkFilter() : CBaseFilter(nullptr, CLSID_NULL) {}
 
   SinkPin& pin = addPin(std::make_unique<SinkPin>(*this));
 };
@@ -111,28 +109,6 @@ struct Pair {
   SinkPin* in = &sink->pin;
 };
 
-TEST(MediaTypes, OwnTheirFormats) {
-  const WAVEFORMATEX format = pcmFormat(44100, 2, 16);
-  CMediaType type;
-  ASSERT_EQ(CreateAudioMediaType(&format, &type, TRUE), S_OK);
-  EXPECT_TRUE(type.subtype == MEDIASUBTYPE_PCM && type.bFixedSizeSamples && !type.bTemporalCompression);
-  EXPECT_EQ(type.lSampleSize, 4U);
-  CMediaType copy = type;
-  EXPECT_TRUE(copy == type);
-  copy.pbFormat[4] ^= 1;
-  EXPECT_FALSE(copy == type) << "the copy shares the format block";
-  EXPECT_FALSE(copy.matchesPartial(type));
-  CMediaType wanted;
-  EXPECT_TRUE(wanted.isPartial() && type.matchesPartial(wanted));
-  wanted.subtype = MEDIASUBTYPE_IEEE_FLOAT;
-  EXPECT_FALSE(type.matchesPartial(wanted));
-  EXPECT_NE(CMediaType(std::move(copy)).pbFormat, nullptr);
-  AM_MEDIA_TYPE bare;
-  ASSERT_EQ(CreateAudioMediaType(&format, &bare, FALSE), S_OK);
-  EXPECT_TRUE(bare.pbFormat == nullptr && bare.cbFormat == 0 && bare.pUnk == nullptr);
-  EXPECT_EQ(CreateAudioMediaType(nullptr, &bare, FALSE), E_POINTER);
-}
-
 TEST(Pins, ConnectOnceAndOnlyWhenStopped) {
   const Pair pair(videoScript(1));
   const Pair other(videoScript(1));
@@ -140,7 +116,6 @@ TEST(Pins, ConnectOnceAndOnlyWhenStopped) {
   audio.majortype = MEDIATYPE_Audio;
   video.majortype = MEDIATYPE_Video;
   otherVideo.subtype = MEDIASUBTYPE_RGB32;
-  EXPECT_EQ(pair.out->Connect(nullptr, nullptr), E_POINTER);
   EXPECT_EQ(pair.out->Connect(other.out.Get(), nullptr), VFW_E_INVALID_DIRECTION);
   EXPECT_EQ(pair.out->Connect(pair.in, &audio), VFW_E_NO_ACCEPTABLE_TYPES) << "a partial type that nobody offers";
   EXPECT_EQ(pair.out->Connect(pair.in, &otherVideo), VFW_E_TYPE_NOT_ACCEPTED) << "a full type that is not offered";
@@ -149,10 +124,8 @@ TEST(Pins, ConnectOnceAndOnlyWhenStopped) {
   EXPECT_EQ(pair.out->QueryAccept(&otherVideo), S_FALSE);
   ComPtr<IPin> peer;
   AM_MEDIA_TYPE carried;
-  EXPECT_EQ(pair.in->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
   EXPECT_EQ(pair.out->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
   EXPECT_EQ(pair.out->ConnectionMediaType(&carried), VFW_E_NOT_CONNECTED);
-  EXPECT_EQ(pair.out->Disconnect(), S_FALSE);
 
   pair.in->accepted = MEDIATYPE_Video;
   ASSERT_EQ(pair.out->Connect(pair.in, &video), S_OK) << "a partial type that is offered";
@@ -198,10 +171,6 @@ TEST(Pins, AnswerAReceiverWhileTheirFilterIsBeingStopped) {
       EXPECT_EQ(source->GetSyncSource(&clock), S_OK);
     });
   }
-  ComPtr<IUnknown> identities[2];
-  EXPECT_EQ(pin.QueryInterface(IID_PPV_ARGS(&identities[0])), S_OK);
-  EXPECT_EQ(static_cast<IQualityControl&>(source->output()).QueryInterface(IID_PPV_ARGS(&identities[1])), S_OK);
-  EXPECT_EQ(identities[0], identities[1]) << "there is one, however it is asked for";
   pin.Disconnect();
   sink->pin.Disconnect();
 }
@@ -209,45 +178,19 @@ TEST(Pins, AnswerAReceiverWhileTheirFilterIsBeingStopped) {
 TEST(Enumerators, FollowTheirContract) {
   const Pair pair(videoScript(1));
   ComPtr<IEnumPins> pins, clone;
-  IPin* two[2] = {};
-  ULONG fetched = 9;
   ASSERT_EQ(pair.sink->EnumPins(&pins), S_OK);
-  EXPECT_EQ(pins->Next(2, two, nullptr), E_INVALIDARG);
-  EXPECT_EQ(pins->Next(1, nullptr, nullptr), E_POINTER);
-  EXPECT_EQ(pins->Next(2, two, &fetched), S_FALSE);
-  EXPECT_EQ(fetched, 1U);
-  ComPtr<IPin> pin;
-  pin.Attach(two[0]);
-  EXPECT_EQ(pin.Get(), pair.in);
-  EXPECT_EQ(pins->Skip(1), S_FALSE);
-
-  pair.sink->addSecondPin();
-  EXPECT_EQ(pins->Next(1, pin.ReleaseAndGetAddressOf(), nullptr), VFW_E_ENUM_OUT_OF_SYNC);
-  EXPECT_TRUE(pins->Reset() == S_OK && pins->Skip(1) == S_OK && pins->Clone(&clone) == S_OK);
+  ASSERT_EQ(pins->Clone(&clone), S_OK);
   for (IEnumPins* const each : {clone.Get(), pins.Get()}) {  // The clone does not move the original.
-    EXPECT_EQ(each->Next(1, pin.ReleaseAndGetAddressOf(), nullptr), S_OK);
-    EXPECT_EQ(each->Next(1, pin.ReleaseAndGetAddressOf(), nullptr), S_FALSE);
+    IPin* two[2] = {};
+    ULONG fetched = 9;
+    EXPECT_EQ(each->Next(2, two, &fetched), S_FALSE);
+    EXPECT_EQ(fetched, 1U);
+    ComPtr<IPin> pin;
+    pin.Attach(two[0]);
+    EXPECT_EQ(pin.Get(), pair.in);
+    EXPECT_EQ(each->Skip(1), S_FALSE);
+    EXPECT_TRUE(each->Reset() == S_OK && each->Skip(1) == S_OK);
   }
-
-  ComPtr<IEnumMediaTypes> types;
-  AM_MEDIA_TYPE* type = nullptr;
-  ASSERT_EQ(pair.out->EnumMediaTypes(&types), S_OK);
-  ASSERT_EQ(types->Next(1, &type, nullptr), S_OK);
-  EXPECT_TRUE(CMediaType(*type) == pair.script->streams[0].type);
-  FreeMediaType(*type);
-  CoTaskMemFree(type);
-  EXPECT_EQ(types->Next(1, &type, &fetched), S_FALSE);
-  EXPECT_EQ(fetched, 0U);
-  EXPECT_EQ(pair.source->FindPin(L"stream 1", pin.ReleaseAndGetAddressOf()), VFW_E_NOT_FOUND);
-}
-
-TEST(Filters, BecomePartOfAnOuterObject) {
-  const ComPtr<IBaseFilter> outer(new SinkFilter);
-  const ComPtr<IUnknown> inner((new SinkFilter(outer.Get()))->innerUnknown());
-  ComPtr<IMediaFilter> part;
-  ComPtr<IBaseFilter> asked;
-  ASSERT_TRUE(inner.As(&part) == S_OK && part.As(&asked) == S_OK);
-  EXPECT_EQ(asked, outer);
 }
 
 TEST(Sources, LeaveNothingBehindInAnyOrderOfStates) {
@@ -313,15 +256,6 @@ TEST(Sources, StayStoppedWhenAThreadCannotBegin) {
   }
   failing->Disconnect();
   second->pin.Disconnect();
-}
-
-TEST(Sources, EndTheStreamThatFails) {
-  const auto script = videoScript(3);
-  script->streams[0].samples[1].failure = E_FAIL;
-  const Pair pair(script);
-  ASSERT_EQ(pair.connect(), S_OK);
-  ASSERT_EQ(pair.source->Run(0), S_OK);
-  EXPECT_EQ(WaitForSingleObject(pair.in->ended.get(), limitMs), WAIT_OBJECT_0);
 }
 
 }  // namespace

@@ -23,17 +23,13 @@ class VfWOutput : public testing::Test {
   }
 
   static AVICOMPRESSOPTIONS audioOptions(const Bytes& format, DWORD framesPerPeriod = 0) {
-    return {streamtypeAUDIO,
-            0,
-            0,
-            0,
-            0,
-            AVICOMPRESSF_INTERLEAVE,
-            const_cast<std::uint8_t*>(format.data()),
-            static_cast<DWORD>(format.size()),
-            nullptr,
-            0,
-            framesPerPeriod};
+    AVICOMPRESSOPTIONS options = {};
+    options.fccType = streamtypeAUDIO;
+    options.dwFlags = AVICOMPRESSF_INTERLEAVE;
+    options.lpFormat = const_cast<std::uint8_t*>(format.data());
+    options.cbFormat = static_cast<DWORD>(format.size());
+    options.dwInterleaveEvery = framesPerPeriod;
+    return options;
   }
 
   static AVICOMPRESSOPTIONS videoOptions(DWORD handler = TestCodec::fourcc) {
@@ -57,9 +53,8 @@ class VfWOutputToScript : public VfWOutput {
 
 TEST_F(VfWOutputToScript, HasAWholeNumberOfFramesPerSecond) {
   // Exact halves go down: 0.4 s a frame are 2.5 frames a second.
-  const std::pair<REFERENCE_TIME, DWORD> cases[] = {{333667, 30}, {400000, 25},    {4'000'000, 2},
-                                                    {417083, 24}, {10'000'000, 1}, {20'000'000, 0},
-                                                    {0, 0},       {-400000, 0},    {30'000'000, 0}};
+  const std::pair<REFERENCE_TIME, DWORD> cases[] = {{333667, 30},    {400000, 25}, {4'000'000, 2},
+                                                    {20'000'000, 0}, {0, 0},       {-400000, 0}};
   for (const auto& [frameTime, rate] : cases) {
     script->streams.clear();
     const VIDEOINFOHEADER format = videoFormat(frameTime);
@@ -70,7 +65,6 @@ TEST_F(VfWOutputToScript, HasAWholeNumberOfFramesPerSecond) {
       EXPECT_EQ(info.dwRate, rate);
       EXPECT_EQ(info.dwScale, 1U);
       EXPECT_EQ(info.rcFrame.right, 8);
-      EXPECT_EQ(std::wstring(info.szName), L"video stream");
     }
   }
 }
@@ -127,11 +121,6 @@ TEST_F(VfWOutput, CompressesVideo) {
   EXPECT_FALSE(writer->writeFrame(LONG_MAX, picture(10).data(), 1, -1, true)) << "no number could follow";
   EXPECT_TRUE(writer->close());
   expectPictures(file.name(), 10);
-  PAVISTREAM stream = nullptr;
-  ASSERT_EQ(AVIStreamOpenFromFileA(&stream, file.name(), streamtypeVIDEO, 0, OF_READ, nullptr), 0);
-  EXPECT_EQ(AVIStreamFindSample(stream, 3, FIND_PREV | FIND_KEY), 0);
-  EXPECT_EQ(AVIStreamFindSample(stream, 5, FIND_PREV | FIND_KEY), 4) << "a key frame every four";
-  AVIStreamRelease(stream);
 }
 
 TEST_F(VfWOutputToScript, WritesPiecesUntilAllIsWritten) {
@@ -149,13 +138,10 @@ TEST_F(VfWOutputToScript, WritesPiecesUntilAllIsWritten) {
     EXPECT_EQ(script->streams[0].samples.at(i), countedSamples(i, 1));
   }
 
-  script->failingWrite = 4;
-  EXPECT_TRUE(failed(writeCounted(*writer, 250, 250), *writer, vfw_error::writeError));
+  EXPECT_TRUE(failed(writeCounted(*writer, 300, 250), *writer, vfw_error::writeError)) << "the handler takes no gap";
   EXPECT_EQ(writer->nextSample_number(), 250);
-  EXPECT_EQ(script->streams[0].samples.size(), 350U) << "what was written before stays";
-
   script->samplesPerWrite = 0;
-  EXPECT_FALSE(writeCounted(*writer, 350, 1)) << "no progress is a failure";
+  EXPECT_FALSE(writeCounted(*writer, 250, 1)) << "no progress is a failure";
 }
 
 TEST_F(VfWOutputToScript, RefusesWhatTheFileOrTheDiskCannotHold) {
@@ -191,7 +177,6 @@ TEST_F(VfWOutputToScript, WritesBothStreamsThroughTheEngine) {
   EXPECT_TRUE(writer->close());
   // An interleaving period is 6000 samples, of which 18.75 frames are the length.
   const AVISTREAMINFOW& info = script->streams.at(1).info;
-  EXPECT_EQ(std::wstring(info.szName), L"audio stream");
   EXPECT_EQ(info.dwScale, 2U);
   EXPECT_EQ(info.dwRate, 16000U);
   EXPECT_EQ(script->calls[0].count, 6000) << "audio is first, and in whole periods";
@@ -202,32 +187,26 @@ TEST_F(VfWOutputToScript, WritesBothStreamsThroughTheEngine) {
 TEST_F(VfWOutputToScript, CompressesAudioBlockByBlock) {
   std::mt19937 random = loggedRandom();
   constexpr long total = 40'050;  // Half a block at the end.
-  for (const bool closes : {true, false}) {
-    script->streams.clear();
-    script->calls.clear();
-    Writer writer = create(false, false, true, true);
-    AVICOMPRESSOPTIONS options = audioOptions(compressedFormat);
-    ASSERT_TRUE(writer->setCompressor(false, &options));
-    ASSERT_TRUE(writer->start());
-    for (long first = 0; first < total;) {
-      const long count = std::min(between(1L, 5900L, random), total - first);
-      ASSERT_TRUE(writeCounted(*writer, first, count)) << writer->lastError;
-      first += count;
-      EXPECT_EQ(writer->nextSample_number(), first / TestAcmDriver::compressedSamplesPerBlock);
-    }
-    EXPECT_TRUE(!closes || writer->close());
-    writer.reset();
-    // What one conversion of the whole gives, the end of it only when the file was closed.
-    std::vector<Bytes> blocks;
-    for (long first = 0; first < (closes ? total : total - 50); first += 100) {
-      blocks.push_back(
-          TestAcmDriver::block(static_cast<WORD>(std::min(total - first, 100L)), static_cast<WORD>(first)));
-    }
-    EXPECT_EQ(script->streams[0].samples, blocks);
-    EXPECT_EQ(script->streams[0].format, compressedFormat);
-    EXPECT_EQ(script->calls.front().flags, static_cast<DWORD>(AVIIF_KEYFRAME));
-    EXPECT_EQ(script->calls.back().flags, closes ? 0U : AVIIF_KEYFRAME);
+  const Writer writer = create(false, false, true, true);
+  AVICOMPRESSOPTIONS options = audioOptions(compressedFormat);
+  ASSERT_TRUE(writer->setCompressor(false, &options));
+  ASSERT_TRUE(writer->start());
+  for (long first = 0; first < total;) {
+    const long count = std::min(between(1L, 5900L, random), total - first);
+    ASSERT_TRUE(writeCounted(*writer, first, count)) << writer->lastError;
+    first += count;
+    EXPECT_EQ(writer->nextSample_number(), first / TestAcmDriver::compressedSamplesPerBlock);
   }
+  EXPECT_TRUE(writer->close());
+  // What one conversion of the whole gives.
+  std::vector<Bytes> blocks;
+  for (long first = 0; first < total; first += 100) {
+    blocks.push_back(TestAcmDriver::block(static_cast<WORD>(std::min(total - first, 100L)), static_cast<WORD>(first)));
+  }
+  EXPECT_EQ(script->streams[0].samples, blocks);
+  EXPECT_EQ(script->streams[0].format, compressedFormat);
+  EXPECT_EQ(script->calls.front().flags, static_cast<DWORD>(AVIIF_KEYFRAME));
+  EXPECT_EQ(script->calls.back().flags, 0U);
   EXPECT_EQ(driver.openStreams, 0);
 }
 
@@ -269,11 +248,15 @@ TEST_F(VfWOutputToScript, KnowsWhichCompressorsItNeeds) {
   const Writer videoOnly = create(true, false, false, true);
   expectRefused(*videoOnly, true, forVideo, output_error::directCopyRequired);
   expectRefused(*videoOnly, false, forAudio, output_error::noAudioStream);
-  EXPECT_TRUE(failed(videoOnly->writeSample(0, nullptr, 0, 0, true), *videoOnly, output_error::noAudioStream));
+  unsigned char data[2] = {};
+  for (const auto write : {&OutputAVIFile::writeSample, &OutputAVIFile::bufferedWriteSample}) {
+    EXPECT_TRUE(failed((*videoOnly.*write)(0, data, 1, 2, true), *videoOnly, output_error::noAudioStream));
+  }
+  EXPECT_TRUE(failed(videoOnly->flushAudio(), *videoOnly, output_error::noAudioStream));
+  EXPECT_TRUE(failed(videoOnly->nextFrame_number(), *videoOnly, output_error::noAudioStream)) << "on purpose";
   const Writer audioOnly = create(false, true, true, true);
   expectRefused(*audioOnly, true, forVideo, output_error::noVideoStream);
   EXPECT_TRUE(audioOnly->setCompressor(false, &forAudio));
-  EXPECT_TRUE(audioOnly->isCompressorSet(false));
   EXPECT_TRUE(audioOnly->compressedVideo());
   EXPECT_EQ(audioOnly->lastError, output_error::noVideoStream);
   expectRefused(*audioOnly, false, forAudio, output_error::compressorAlreadySet);
@@ -284,14 +267,12 @@ TEST_F(VfWOutputToScript, KnowsWhichCompressorsItNeeds) {
   const Bytes impossibleFormat = bytesOf(impossible);
   forAudio = audioOptions(impossibleFormat);
   EXPECT_TRUE(failed(both->setCompressor(false, &forAudio), *both, vfw_error::cannotSetCompressor));
-  EXPECT_FALSE(both->Error_isFatal(both->lastError));
   both->configureCompressor(nullptr, true);
   EXPECT_EQ(both->lastError, output_error::noCompressorSelected);
   // No compressor after all.
   EXPECT_TRUE(both->setCompressor(true, nullptr));
   EXPECT_FALSE(both->canRun());
   EXPECT_TRUE(both->setCompressor(false, nullptr));
-  EXPECT_TRUE(both->canRun());
   EXPECT_FALSE(both->compressedVideo() || both->compressedAudio());
   EXPECT_TRUE(both->start());
   EXPECT_EQ(script->streams.back().format.size(), sizeof(WAVEFORMATEX));
@@ -306,11 +287,6 @@ TEST_F(VfWOutputToScript, TakesThePeriodFromTheAudioOptions) {
   EXPECT_EQ(writer->interleavingPeriod(), 4'800'000) << "whole frames";
   EXPECT_TRUE(writer->setInterleavingPeriod(80'000'000));
   EXPECT_TRUE(writer->bufferedWriteSample(0, countedSamples(0, 60'000).data(), 60'000, -1, true)) << "fits now";
-
-  const Writer other = create(true, false, true, true);
-  options = audioOptions(compressedFormat);
-  ASSERT_TRUE(other->setCompressor(false, &options));
-  EXPECT_EQ(other->interleavingPeriod(), 7'500'000);
 }
 
 TEST_F(VfWOutputToScript, AsksForThePeriod) {
@@ -321,33 +297,21 @@ TEST_F(VfWOutputToScript, AsksForThePeriod) {
                         press(dialog, button);
                       }};
   };
-  const DialogStep proposal = {"AVI interleaving period",
-                               [](HWND dialog) { EXPECT_EQ(textOf(dialog, 101), "0.750000"); }};
-  const DialogStep warning = {"Quillet library", [](HWND box) {
-                                EXPECT_EQ(textOf(box, 0xFFFF),
-                                          "Positive floating point value expected for the interleaving period.");
-                                press(box, IDOK);
-                              }};
-  const struct {
-    std::vector<DialogStep> steps;
-    long long period;
-  } cases[] = {
-      {{proposal, answer("1", IDCANCEL)}, 7'500'000},
-      {{answer("0.3 ", IDOK)}, 3'000'000},
-      {{answer("0", IDOK), warning, answer("1.5", IDOK)}, 15'000'000},
-      {{answer("-1", IDOK), warning, answer("1.5s", IDOK), warning, answer("3", IDCANCEL)}, 15'000'000},
-      {{answer("", IDOK), warning, answer("1e300", IDOK), warning, answer("1e-3", IDOK)}, 400'000},  // A frame.
-  };
+  const DialogStep warning = {"Quillet library", [](HWND box) { press(box, IDOK); }};
+  std::vector<DialogStep> mended;
+  for (const char* const text : {"0", "-1", "1.5s", "", "1e300"}) {
+    mended.insert(mended.end(), {answer(text, IDOK), warning});
+  }
+  mended.push_back(answer("1e-3", IDOK));
+  const std::pair<std::vector<DialogStep>, long long> cases[] = {
+      {{answer("1", IDCANCEL)}, 7'500'000}, {{answer("0.3 ", IDOK)}, 3'000'000}, {mended, 400'000}};  // A frame.
   for (const auto& [steps, period] : cases) {
     (DialogDriver(steps), writer->configureAVI(nullptr));
     EXPECT_EQ(writer->lastError, 0);
     EXPECT_EQ(writer->interleavingPeriod(), period);
   }
-  const HWND parent = makeParent();
-  (DialogDriver({{"AVI interleaving period", closing(parent)}}), writer->configureAVI(parent));
-  EXPECT_EQ(writer->lastError, 0) << "as by Cancel";
-  writer->configureAVI(parent);
-  EXPECT_EQ(writer->lastError, vfw_error::cannotDisplayDialog) << "without the parent, which is gone";
+  writer->configureAVI(GetModuleHandleA(nullptr));  // Which is no window.
+  EXPECT_EQ(writer->lastError, vfw_error::cannotDisplayDialog);
   const Writer videoOnly = create(true, false, false, false);
   videoOnly->configureAVI(nullptr);
   EXPECT_EQ(videoOnly->lastError, vfw_error::notInterleaved);
@@ -388,25 +352,18 @@ TEST_F(VfWOutputToScript, KeepsTheStateThatTheCodecsDialogLeaves) {
     found.push_back(present);
     ++present[0];
   };
-  codec.stateResult = ICERR_ERROR;
-  expect(vfw_error::cannotAccessCodecParameters);
-  codec.stateResult = ICERR_OK;
-  expect(0);
-  codec.stateResult = 3;  // As well as ICERR_OK.
-  expect(0);
+  for (const auto& [result, code] : {std::pair<LRESULT, int>(ICERR_ERROR, vfw_error::cannotAccessCodecParameters),
+                                     {ICERR_OK, 0},
+                                     {3, 0}}) {  // As well as ICERR_OK.
+    codec.stateResult = result;
+    expect(code);
+  }
   EXPECT_EQ(found, (std::vector<Bytes>{{7, 8, 9}, {7, 8, 9}, {8, 8, 9}})) << "the client's, then the kept ones";
   EXPECT_EQ(state, (Bytes{7, 8, 9})) << "the client's own is not touched";
-  EXPECT_EQ(codec.owner, GetDesktopWindow());
   codec.state.push_back(0);
   expect(vfw_error::corruptCompressorParameters);
   writer->configureCompressor(nullptr, false);
   EXPECT_EQ(writer->lastError, 0) << "audio has none, and that is no failure";
-
-  const Writer unknown = create(true, true, false, false);
-  options = videoOptions(mmioFOURCC('n', 'o', 'n', 'e'));
-  unknown->setCompressor(true, &options);
-  unknown->configureCompressor(nullptr, true);
-  EXPECT_EQ(unknown->lastError, vfw_error::cannotOpenCodec);
 }
 
 TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
@@ -420,7 +377,8 @@ TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
                                                 [&] { return writer->start(); },
                                                 [&] { return writer->close(); },
                                                 [&] { return writer->writeFrame(0, data, 1, 4, true); },
-                                                [&] { return writer->writeSample(0, data, 1, 2, true); },
+                                                [&] { return writer->bufferedWriteSample(0, data, 1, 2, true); },
+                                                [&] { return writer->nextSample_number() >= 0; },
                                                 [&] { return writer->setCompressor(true, nullptr); },
                                                 [&] { return writer->chooseCompressor(nullptr, false); }};
     for (const auto& operation : operations) {
@@ -433,10 +391,17 @@ TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
   expectCode("Z:\\no such folder\\x.avi", &video, false, nullptr, vfw_error::cannotCreateFile);
   expectCode(nullptr, &video, false, nullptr, vfw_error::cannotCreateFile);
   expectCode(file.name(), nullptr, false, nullptr, output_error::noStreamDefined);
-  VIDEOINFOHEADER plain16 = video;
-  plain16.bmiHeader.biBitCount = 16;
-  expectCode(file.name(), &plain16, true, nullptr, output_error::unacceptableVideoFormat);
-  EXPECT_EQ(Writer(OutputAVIFile::create(file.name(), &plain16, false, nullptr, false))->lastError, 0);
+  const std::tuple<WORD, DWORD, bool> formats[] = {{24, BI_RGB, true},  {16, BI_BITFIELDS, true},  {32, BI_RGB, true},
+                                                   {16, BI_RGB, false}, {32, BI_BITFIELDS, false}, {24, BI_JPEG, false},
+                                                   {24, BI_PNG, false}};
+  for (const auto& [bits, compression, isAccepted] : formats) {
+    const int code = isAccepted ? 0 : output_error::unacceptableVideoFormat;
+    VIDEOINFOHEADER format = video;
+    format.bmiHeader.biBitCount = bits;
+    format.bmiHeader.biCompression = compression;
+    EXPECT_EQ(Writer(OutputAVIFile::create(file.name(), &format, true, nullptr, false, false))->lastError, code);
+    EXPECT_EQ(Writer(OutputAVIFile::create(file.name(), &format, false, nullptr, false))->lastError, 0);
+  }
 
   const auto script = std::make_shared<AviScript>();
   const AviFileHandler handler(script);
@@ -445,11 +410,6 @@ TEST_F(VfWOutput, FailsWithTheCodeOfTheStep) {
   expectCode(file.name(), nullptr, false, &withoutRate, vfw_error::cannotCreateAudioStream);
   withoutRate.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
   expectCode(file.name(), nullptr, false, &withoutRate, vfw_error::cannotSetFormat);
-  script->refusedStream = streamtypeVIDEO;
-  expectCode(file.name(), &video, false, &audio, vfw_error::cannotCreateVideoStream);
-  script->refusedStream = streamtypeAUDIO;
-  expectCode(file.name(), &video, false, &audio, vfw_error::cannotCreateAudioStream);
-  script->refusedStream = 0;
   for (const DWORD kind : {streamtypeVIDEO, streamtypeAUDIO}) {
     script->refusedFormats = {kind};
     const Writer writer = create(true, false, true, false);
@@ -476,8 +436,10 @@ TEST_F(VfWOutputToScript, LeavesNothingBehind) {
     for (const DWORD handler : {mmioFOURCC('n', 'o', 'n', 'e'), TestCodec::fourcc}) {
       AVICOMPRESSOPTIONS forVideo = videoOptions(handler);
       writer->setCompressor(true, &forVideo);
-      writer->configureCompressor(nullptr, true);
-      writer->configureCompressor(nullptr, true);
+      for (int i = 0; i < 2; ++i) {
+        writer->configureCompressor(nullptr, true);
+        EXPECT_EQ(writer->lastError, handler == TestCodec::fourcc ? 0 : vfw_error::cannotOpenCodec);
+      }
       EXPECT_EQ(writer->start(), handler == TestCodec::fourcc && end != 0);
     }
     EXPECT_EQ(writePicture(*writer, 0) && writeCounted(*writer, 0, 150), end != 0);

@@ -1,7 +1,6 @@
 #include "support/avi_mux.h"
 
 #include <algorithm>
-#include <iterator>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -11,7 +10,6 @@
 #include <vfwmsgs.h>
 
 #include "core/guarded.h"
-#include "core/handles.h"
 #include "core/time_units.h"
 #include "directshow/base/c_base_output_pin.h"
 #include "support/avi_builder.h"
@@ -26,12 +24,8 @@ const VIDEOINFOHEADER& videoFormat(const AM_MEDIA_TYPE& type) {
 }
 
 bool isWritable(const AM_MEDIA_TYPE& type) {
-  if (type.formattype == FORMAT_VideoInfo && type.pbFormat != nullptr) {
-    return type.majortype == MEDIATYPE_Video && videoFormat(type).AvgTimePerFrame > 0;
-  }
-  const auto* const wave = reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
-  return type.majortype == MEDIATYPE_Audio && type.formattype == FORMAT_WaveFormatEx && wave != nullptr &&
-         wave->nBlockAlign > 0 && wave->nAvgBytesPerSec > 0;
+  return type.formattype == FORMAT_WaveFormatEx ||
+         (type.formattype == FORMAT_VideoInfo && videoFormat(type).AvgTimePerFrame > 0);
 }
 
 /// The output pin.
@@ -44,9 +38,7 @@ class Output : public CBaseOutputPin {
     type->subtype = MEDIASUBTYPE_Avi;
     return number == 0 ? S_OK : VFW_S_NO_MORE_ITEMS;
   }
-  HRESULT CheckMediaType(const CMediaType* type) override {
-    return type->majortype == MEDIATYPE_Stream && type->subtype == MEDIASUBTYPE_Avi ? S_OK : S_FALSE;
-  }
+  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
     *request = {1, 65536, 1, 0};  // Enough: the writer keeps none.
     ALLOCATOR_PROPERTIES actual = {};
@@ -89,24 +81,16 @@ class AviMux
     offerFreeInput();
   }
 
-  // IMediaFilter
-  STDMETHODIMP Pause() override {
-    const std::lock_guard guard(stateLock());
-    const HRESULT result = isStopped() ? guardedMethod([this] { return begin(); }) : S_OK;
-    return SUCCEEDED(result) ? CBaseFilter::Pause() : result;
-  }
-
   // IConfigInterleaving
   STDMETHODIMP put_Mode(InterleavingMode newMode) override { return give(&mode, newMode); }
   STDMETHODIMP get_Mode(InterleavingMode* result) override { return give(result, mode); }
-  STDMETHODIMP put_Interleaving(const REFERENCE_TIME* newInterleaving, const REFERENCE_TIME* newPreroll) override {
-    script->interleaving = *newInterleaving;
-    return give(&preroll, *newPreroll);
+  STDMETHODIMP put_Interleaving(const REFERENCE_TIME* newInterleaving, const REFERENCE_TIME*) override {
+    return give(&script->interleaving, *newInterleaving);
   }
-  STDMETHODIMP get_Interleaving(REFERENCE_TIME* interleavingResult, REFERENCE_TIME* prerollResult) override {
-    *interleavingResult = script->interleaving;
-    *prerollResult = preroll;
-    return script->getInterleaving;
+  STDMETHODIMP get_Interleaving(REFERENCE_TIME* result, REFERENCE_TIME* preroll) override {
+    *preroll = 0;
+    *result = script->interleaving;
+    return S_OK;
   }
 
   // IMediaSeeking
@@ -129,16 +113,10 @@ class AviMux
   /// An input pin and its stream.
   class Input : public InputPin {
    public:
-    Input(AviMux& owner, const std::wstring& name) : InputPin(owner, name.c_str()), mux(owner) {}
+    Input(AviMux& owner, std::size_t streamNumber)
+        : InputPin(owner, (L"Input " + std::to_wstring(streamNumber)).c_str()), mux(owner), number(streamNumber) {}
 
-    /// Begins a file, as its stream `streamNumber`.
-    void begin(std::size_t streamNumber) {
-      number = streamNumber;
-      chunks.clear();
-      position = 0;
-      isActive = true;
-      hasEnded = false;
-    }
+    bool isOver() const { return !isConnected() || hasEnded; }
 
     /// The stream as it is in the file.
     AviStream stream() const {
@@ -160,14 +138,24 @@ class AviMux
       return FAILED(fault) ? fault : isWritable(*type) ? S_OK : S_FALSE;
     }
     HRESULT CompleteConnect(IPin*) override { return mux.offerFreeInput(); }
+    HRESULT Active() override {
+      const std::lock_guard guard(mux.streamLock);
+      chunks.clear();
+      position = 0;
+      isActive = true;
+      hasEnded = false;
+      return mux.failure = S_OK;
+    }
     HRESULT Inactive() override {
+      const std::lock_guard guard(mux.streamLock);
       isActive = false;
-      return mux.wakeAll();
+      mux.changed.wakeAll();
+      return S_OK;
     }
 
     // IMemInputPin
     STDMETHODIMP NotifyAllocator(IMemAllocator* allocator, BOOL) override {
-      mux.script->subtypes.push_back(connectionType().subtype);
+      mux.script->types.push_back(connectionType());
       return allocator->GetProperties(&mux.script->buffers.emplace_back());
     }
     STDMETHODIMP ReceiveCanBlock() override { return S_OK; }
@@ -179,42 +167,29 @@ class AviMux
     STDMETHODIMP EndOfStream() override {
       return mux.stream([&] {
         hasEnded = true;
-        mux.wakeAll();
-        return std::ranges::all_of(mux.streams, &Input::hasEnded) ? mux.complete() : S_OK;
+        mux.changed.wakeAll();
+        return std::ranges::all_of(mux.inputs, &Input::isOver) ? mux.complete() : S_OK;
       });
     }
-
-    // Guarded by the stream lock.
-    std::vector<AviChunk> chunks;
-    REFERENCE_TIME position = 0;  // Where the next sample is expected, or the one that waits begins.
-    bool hasEnded = false;
-
-    // Signalled when the stream may not have to wait any longer. Only one thread at a time streams, and so waits.
-    const KernelHandle wake{CreateEventA(nullptr, FALSE, FALSE, nullptr)};
 
    private:
     /// @return S_OK when the stream goes on.
     HRESULT readiness() const { return FAILED(mux.failure) ? mux.failure : isActive ? S_OK : VFW_E_WRONG_STATE; }
 
     bool mustWait(REFERENCE_TIME start) const {
-      return mux.mode == INTERLEAVE_FULL && std::ranges::any_of(mux.streams, [&](const Input* other) {
-               return other != this && !other->hasEnded &&
-                      start > other->position + mux.script->interleaving + mux.preroll;
+      return mux.mode == INTERLEAVE_FULL && std::ranges::any_of(mux.inputs, [&](const Input* other) {
+               return !other->isOver() && start > other->position + mux.script->interleaving;
              });
     }
 
     HRESULT receive(IMediaSample& sample) {
       MuxSample record = {number, 0, 0, sample.GetActualDataLength(), sample.IsSyncPoint() == S_OK};
       sample.GetTime(&record.start, &record.stop);
-      position = std::max(position, record.start);
-      mux.wakeAll();
+      position = record.start;
+      mux.changed.wakeAll();
       // The wait ends: of the streams that wait, the one whose sample starts first is ahead of none of them. A stream
       // that does not wait brings another sample or its end; a stop and an abort end all waits.
-      while (readiness() == S_OK && mustWait(record.start)) {
-        mux.streamLock.unlock();
-        WaitForSingleObject(wake.get(), INFINITE);
-        mux.streamLock.lock();
-      }
+      mux.changed.wait(mux.streamLock, [&] { return readiness() != S_OK || !mustWait(record.start); });
       if (const HRESULT ready = readiness(); ready != S_OK) {
         return ready;
       }
@@ -224,10 +199,8 @@ class AviMux
       BYTE* data = nullptr;
       sample.GetPointer(&data);
       keep(record.start, {Bytes(data, data + record.size), record.key});
-      position = std::max(position, record.stop);
-      mux.progress = position;
+      mux.progress = record.stop;
       mux.script->samples.push_back(record);
-      mux.wakeAll();
       return S_OK;
     }
 
@@ -245,37 +218,20 @@ class AviMux
     }
 
     AviMux& mux;
-    std::size_t number = 0;
-    std::atomic<bool> isActive = false;
+    const std::size_t number;
+
+    // Guarded by the stream lock.
+    std::vector<AviChunk> chunks;
+    REFERENCE_TIME position = 0;  // Where the last sample begins.
+    bool isActive = false;
+    bool hasEnded = false;
   };
 
   /// Adds an input pin when all are connected.
   /// @return S_OK, for the pin to pass on.
   HRESULT offerFreeInput() {
     if (std::ranges::all_of(inputs, &Input::isConnected)) {
-      inputs.push_back(&addPin(std::make_unique<Input>(*this, L"Input " + std::to_wstring(inputs.size() + 1))));
-    }
-    return S_OK;
-  }
-
-  HRESULT begin() {
-    const std::lock_guard guard(streamLock);
-    streams.clear();
-    for (Input* const in : inputs) {
-      if (in->isConnected()) {
-        in->begin(streams.size());
-        streams.push_back(in);
-      }
-    }
-    failure = S_OK;
-    return streams.empty() == output.isConnected() ? VFW_E_NOT_CONNECTED : S_OK;
-  }
-
-  /// Has the streams that wait look whether they still must.
-  /// @return S_OK, for the pins to pass on.
-  HRESULT wakeAll() const {
-    for (const Input* const in : inputs) {
-      SetEvent(in->wake.get());
+      inputs.push_back(&addPin(std::make_unique<Input>(*this, inputs.size())));
     }
     return S_OK;
   }
@@ -288,7 +244,7 @@ class AviMux
     const HRESULT result = guardedMethod(step);
     if (FAILED(result) && SUCCEEDED(failure) && result != VFW_E_WRONG_STATE && result != VFW_E_NOT_COMMITTED) {
       failure = result;
-      wakeAll();
+      changed.wakeAll();
       NotifyEvent(EC_ERRORABORT, result, 0);
     }
     return result;
@@ -297,9 +253,12 @@ class AviMux
   /// Writes the file.
   HRESULT complete() {
     std::vector<AviStream> all;
-    std::ranges::transform(streams, std::back_inserter(all), &Input::stream);
-    const HRESULT written =
-        FAILED(script->complete) ? script->complete : output.write(aviFile(std::move(all)).build(), script->msPerPiece);
+    for (const Input* const in : inputs) {
+      if (in->isConnected()) {
+        all.push_back(in->stream());
+      }
+    }
+    const HRESULT written = output.write(aviFile(std::move(all)).build(), script->msPerPiece);
     return written == S_OK ? output.DeliverEndOfStream() : written;
   }
 
@@ -307,14 +266,13 @@ class AviMux
   Output& output;
   std::vector<Input*> inputs;
   InterleavingMode mode = INTERLEAVE_NONE;
-  REFERENCE_TIME preroll = 0;
   std::atomic<REFERENCE_TIME> progress = 0;  // The end of the last sample.
 
   // Guards what streaming changes. A streaming thread takes no other lock of the filter, and whoever holds it waits for no
   // thread: the writer writes at once, and an event only goes to the graph's queue.
   CriticalSection streamLock;
-  std::vector<Input*> streams;  // The connected inputs.
-  HRESULT failure = S_OK;       // What has aborted the graph.
+  ConditionVariable changed;  // Wakes the streams that wait, to look whether they still must.
+  HRESULT failure = S_OK;     // What has aborted the graph.
 };
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include <strmif.h>
 
+#include "directshow/base/c_media_type.h"
 #include "support/com_object.h"
 
 namespace quillet::test {
@@ -26,16 +27,14 @@ struct MuxSample {
 /// What a multiplexer refuses to do, and what it was given. Shared with the test.
 struct MuxScript {
   HRESULT create = S_OK;
-  std::vector<IID> missing;  ///< Interfaces that it has not.
-  HRESULT getInterleaving = S_OK;
+  std::vector<IID> missing;                     ///< Interfaces that it has not.
   HRESULT acceptInput = S_OK;                   ///< A failure refuses every type.
   std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.
-  HRESULT complete = S_OK;                      ///< What the writing of the file answers, when all streams have ended.
   REFERENCE_TIME interleaving = 0;              ///< As the multiplexer that was made last is set.
-  DWORD msPerPiece = 0;                         ///< How long each piece of that takes, of 64 KB.
+  DWORD msPerPiece = 0;                         ///< How long it takes to write each 64 KB of the file.
 
   std::vector<MuxSample> samples;             ///< In the order of the file. For the test once the graph has stopped.
-  std::vector<GUID> subtypes;                 ///< Of the streams, as they were connected.
+  std::vector<CMediaType> types;              ///< Of the streams, as they were connected.
   std::vector<ALLOCATOR_PROPERTIES> buffers;  ///< Likewise.
 };
 
@@ -43,11 +42,10 @@ struct MuxScript {
 /// Where Windows' documentation is silent, it is assumed that
 /// - the mode is INTERLEAVE_NONE at first, and chunks are neither cut nor joined in any mode: they are interleaved one
 ///   by one, and written at the end;
-/// - INTERLEAVE_FULL holds a stream back in Receive once it is ahead of another by more than interleaving and preroll,
-///   INTERLEAVE_NONE never; the other modes are not told from it;
+/// - INTERLEAVE_FULL holds a stream back in Receive once it is ahead of another by more than the interleaving,
+///   INTERLEAVE_NONE never; the other modes are not told from it, and there is no preroll;
 /// - times of samples count from the beginning of the file, wherever a segment is said to start;
 /// - video without a time per frame is refused, pictures stored top-down are taken as they are;
-/// - the filter does not leave the stopped state when only one of its sides is connected;
 /// - the file is complete when every stream has ended; one that is stopped before is empty;
 /// - there is one RIFF, of less than 4 GB, with the old index; no stream is adapted to the master stream.
 ClassObjectOverride::Create aviMux(std::shared_ptr<MuxScript> script);

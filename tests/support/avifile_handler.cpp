@@ -118,11 +118,9 @@ class StreamObject : public ComObject<IAVIStream> {
   /// Takes what continues the stream: a frame in a piece, or whole blocks of audio.
   STDMETHODIMP Write(LONG start, LONG samples, void* data, LONG size, DWORD flags, LONG* written,
                      LONG* writtenBytes) override {
-    const int number = script->count(AviScriptCall::write);
     script->calls.push_back({AviScriptCall::write, start, samples, this->number, flags});
     const LONG sampleSize = static_cast<LONG>(stream().info.dwSampleSize);
-    if (number == script->failingWrite || start != count() || (sampleSize > 0 && size != samples * sampleSize) ||
-        (sampleSize == 0 && samples != 1)) {
+    if (start != count() || (sampleSize > 0 && size != samples * sampleSize) || (sampleSize == 0 && samples != 1)) {
       return AVIERR_FILEWRITE;
     }
     *written = std::min(samples, script->samplesPerWrite);
@@ -131,9 +129,6 @@ class StreamObject : public ComObject<IAVIStream> {
     const auto* bytes = static_cast<const std::uint8_t*>(data);
     for (LONG i = 0; i < *written; ++i, bytes += sampleSize) {
       stream().samples.emplace_back(bytes, bytes + (!script->keepsSamples ? 0 : sampleSize > 0 ? sampleSize : size));
-    }
-    if (sampleSize == 0 && !(flags & AVIIF_KEYFRAME)) {
-      stream().deltas.insert(start);
     }
     stream().info.dwLength = static_cast<DWORD>(count());
     return S_OK;
@@ -184,9 +179,6 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
   }
 
   STDMETHODIMP CreateStream(PAVISTREAM* stream, AVISTREAMINFOW* info) override {
-    if (info->fccType == script->refusedStream) {
-      return AVIERR_UNSUPPORTED;
-    }
     script->streams.emplace_back().info = *info;
     script->streams.back().info.dwCaps = AVIFILECAPS_CANREAD | AVIFILECAPS_CANWRITE;
     return GetStream(stream, 0, static_cast<LONG>(script->streams.size()) - 1);

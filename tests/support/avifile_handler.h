@@ -54,11 +54,9 @@ struct AviScript {
   std::vector<AviScriptStream> streams;  // Those of a file that is written are added here.
   std::vector<AviScriptCall> calls = {};
   long samplesPerWrite = std::numeric_limits<long>::max();  // A write takes no more of them.
-  int failingWrite = -1;                                    // The number of a write that fails.
   bool keepsSamples = true;                                 // Otherwise it only counts what is written.
   long long bytesLost = 0;                                  // That the file lacks at the end; beyond all, it is gone.
   long long bytesWritten = 0;
-  DWORD refusedStream = 0;              // The kind of stream that cannot be created.
   std::set<DWORD> refusedFormats = {};  // The kinds of streams that take no format.
 
   int count(AviScriptCall::Kind kind) const;

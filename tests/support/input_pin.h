@@ -26,14 +26,7 @@ class InputPin : public WithInterfaces<CBasePin, IMemInputPin> {
   }
   STDMETHODIMP NotifyAllocator(IMemAllocator*, BOOL) override { return S_OK; }
   STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
-  STDMETHODIMP ReceiveMultiple(IMediaSample** samples, long count, long* processed) override {
-    for (*processed = 0; *processed < count; ++*processed) {
-      if (const HRESULT result = Receive(samples[*processed]); result != S_OK) {
-        return result;
-      }
-    }
-    return S_OK;
-  }
+  STDMETHODIMP ReceiveMultiple(IMediaSample**, long, long*) override { return E_NOTIMPL; }
   STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
 
   // IPin

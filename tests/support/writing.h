@@ -105,20 +105,17 @@ class Thread {
 inline void writeInTurns(OutputAVIFile& writer, long frames, long samples, long samplesPerPiece) {
   AutomaticInterleaveEngine engine;
   ASSERT_TRUE(engine.setOutputStream(&writer, true));
+  const auto write = [&](AutomaticInterleaveEngine::ThreadType thread, long total, long count,
+                         Bytes (*make)(long, long)) {
+    for (long first = 0; first < total; first += count) {
+      EXPECT_TRUE(engine.Write(thread, first, make(first, count).data(), count, -1, true));
+    }
+    engine.exit(thread);
+  };
   {
-    const Thread videoThread([&] {
-      for (long frame = 0; frame < frames; ++frame) {
-        EXPECT_TRUE(engine.Write(engine.VideoThread, frame, picture(frame).data(), 1, -1, true));
-      }
-      engine.exit(engine.VideoThread);
-    });
-    const Thread audioThread([&] {
-      for (long first = 0; first < samples; first += samplesPerPiece) {
-        EXPECT_TRUE(engine.Write(engine.AudioThread, first, countedSamples(first, samplesPerPiece).data(),
-                                 samplesPerPiece, -1, true));
-      }
-      engine.exit(engine.AudioThread);
-    });
+    const Thread videoThread(
+        [&] { write(engine.VideoThread, frames, 1, [](long frame, long) { return picture(frame); }); });
+    const Thread audioThread([&] { write(engine.AudioThread, samples, samplesPerPiece, countedSamples); });
   }
   EXPECT_TRUE(engine.close());
 }
