@@ -642,7 +642,7 @@ TEST(Conversions, AreRoughOrFail) {
   const Played stalled(stalling);
   const Played stalledReading(stalling);
   Sample sample = {1};
-  Thread reading([&] { sample = read(*stalledReading.stream, 5); });  // At the same time: to give up takes its time.
+  Thread reading([&] { sample = read(*stalledReading.stream, 3); });  // At the same time: to give up takes its time.
   long beyond = 4;
   EXPECT_TRUE(failed(stalled.stream->StreamSampleToTime(beyond), *stalled.stream, ds_error::dataNotFound));
   EXPECT_TRUE(reading.endsWithin(10'000));

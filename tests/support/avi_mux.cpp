@@ -258,7 +258,8 @@ class AviMux
         all.push_back(in->stream());
       }
     }
-    const HRESULT written = output.write(aviFile(std::move(all)).build(), script->msPerPiece);
+    const HRESULT written =
+        FAILED(script->complete) ? script->complete : output.write(aviFile(std::move(all)).build(), script->msPerPiece);
     return written == S_OK ? output.DeliverEndOfStream() : written;
   }
 

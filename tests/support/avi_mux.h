@@ -31,6 +31,7 @@ struct MuxScript {
   HRESULT acceptInput = S_OK;                   ///< A failure refuses every type.
   std::optional<std::size_t> failReceiveAfter;  ///< Receive fails with E_FAIL once so many samples are written.
   REFERENCE_TIME interleaving = 0;              ///< As the multiplexer that was made last is set.
+  HRESULT complete = S_OK;                      ///< What the writing of the file answers, when all streams have ended.
   DWORD msPerPiece = 0;                         ///< How long it takes to write each 64 KB of the file.
 
   std::vector<MuxSample> samples;             ///< In the order of the file. For the test once the graph has stopped.
