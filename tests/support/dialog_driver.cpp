@@ -110,10 +110,6 @@ std::string textOf(HWND dialog, int control) {
   return textOf(GetDlgItem(dialog, control));
 }
 
-std::string labelOf(HWND dialog, int control) {
-  return textOf(GetWindow(GetDlgItem(dialog, control), GW_HWNDPREV));
-}
-
 bool showsWholeRows(HWND dialog, int list) {
   RECT rows = {};
   GetClientRect(GetDlgItem(dialog, list), &rows);
