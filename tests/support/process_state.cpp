@@ -1,6 +1,7 @@
 #include "support/process_state.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
 // Need windows.h.
@@ -83,10 +84,9 @@ Holdings currentHoldings() {
 long long bytesInBlock(const void* data) {
   long long bytes = -1;
   walkHeaps([&](const PROCESS_HEAP_ENTRY& block) {
-    const auto* const first = static_cast<const BYTE*>(block.lpData);
-    const auto* const wanted = static_cast<const BYTE*>(data);
-    if (wanted >= first && wanted < first + block.cbData) {
-      bytes = first + block.cbData - wanted;
+    const auto offset = reinterpret_cast<std::uintptr_t>(data) - reinterpret_cast<std::uintptr_t>(block.lpData);
+    if (offset < block.cbData) {  // Unsigned: what lies before the block is far beyond it.
+      bytes = static_cast<long long>(block.cbData - offset);
     }
     return bytes == -1;
   });

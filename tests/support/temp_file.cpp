@@ -28,10 +28,6 @@ TempFile::~TempFile() {
   DeleteFileA(name());
 }
 
-void TempFile::write(const Bytes& content) const {
-  writeFile(name(), content);
-}
-
 TempFolder::TempFolder() : path(uniquePath("")) {
   CreateDirectoryA(name(), nullptr);
 }
