@@ -1,15 +1,12 @@
 // The dialogs of the DirectShow backend: the tuning of its sources and the choice of a compressor.
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "directshow/graph/sample_grabber.h"
 #include "support/avi_mux.h"
 #include "support/dialog_driver.h"
 #include "support/ds_streams.h"

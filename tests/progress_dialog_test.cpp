@@ -17,7 +17,6 @@
 #include "support/dialog_driver.h"
 #include "support/ds_streams.h"
 #include "support/leak_check.h"
-#include "support/wine_gaps.h"
 #include "ui/progress_dialog.h"
 
 using namespace quillet;
@@ -102,10 +101,10 @@ class ProgressDialog : public testing::Test {
     return (box.right - box.left) * (box.bottom - box.top);
   }
   static bool barIsHidden() { return (GetWindowLongA(GetDlgItem(dialog(), bar), GWL_STYLE) & WS_VISIBLE) == 0; }
-  bool run(Kind kind, int options, const std::function<void(QuilletNotification&)>& operation, HWND parent = nullptr,
-           const char* title = nullptr) {
+  static bool run(Kind kind, int options, const std::function<void(QuilletNotification&)>& operation,
+                  HWND parent = nullptr) {
     const DialogWatch watch;
-    return runBehindProgressDialog(ProgressDialogParameters(kind, options, parent, title), operation);
+    return runBehindProgressDialog(ProgressDialogParameters(kind, options, parent, nullptr), operation);
   }
   /// Waits until the dialog, which needs a parent for that, has no message left: at first it is then shown once more.
   static void awaitIdle() {
