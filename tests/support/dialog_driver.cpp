@@ -21,19 +21,6 @@ bool waitsForTheUser(HWND dialog) {
   return IsWindowVisible(dialog) && IsWindowEnabled(dialog);
 }
 
-/// A dialog of the thread; of any title when that is empty.
-HWND findDialog(DWORD thread, const std::string& title, HWND passedOver) {
-  HWND dialog = nullptr;
-  while ((dialog = FindWindowExA(nullptr, dialog, "#32770", nullptr)) != nullptr) {
-    // The thread tells the title when it has nothing else to do: a dialog that is about to go has gone then.
-    if (dialog != passedOver && GetWindowThreadProcessId(dialog, nullptr) == thread && waitsForTheUser(dialog) &&
-        (textOf(dialog) == title || title.empty()) && waitsForTheUser(dialog)) {
-      break;
-    }
-  }
-  return dialog;
-}
-
 }  // namespace
 
 DialogDriver::DialogDriver(std::vector<DialogStep> steps)
@@ -70,16 +57,22 @@ DWORD WINAPI DialogDriver::run(void* self) {
   return 0;
 }
 
-/// Nothing tells that a dialog of another thread is ready: look again and again.
+/// Nothing tells that a dialog of another thread is ready: look at all that there are again and again.
+/// @param title of which the dialog is; of any when it is empty.
 HWND DialogDriver::await(const std::string& title, HWND passedOver, ULONGLONG patience) const {
-  HWND found = nullptr;
-  for (const ULONGLONG start = GetTickCount64(); found == nullptr && GetTickCount64() - start < patience;) {
-    found = findDialog(owner, title, passedOver);
-    if (WaitForSingleObject(isOver.get(), 1) == WAIT_OBJECT_0) {
+  HWND dialog = nullptr;
+  for (const ULONGLONG start = GetTickCount64(); GetTickCount64() - start < patience;) {
+    dialog = FindWindowExA(nullptr, dialog, "#32770", nullptr);
+    // The thread tells the title when it has nothing else to do: a dialog that is about to go has gone then.
+    if (dialog != nullptr && dialog != passedOver && GetWindowThreadProcessId(dialog, nullptr) == owner &&
+        waitsForTheUser(dialog) && (textOf(dialog) == title || title.empty()) && waitsForTheUser(dialog)) {
+      return dialog;
+    }
+    if (WaitForSingleObject(isOver.get(), dialog == nullptr ? 1 : 0) == WAIT_OBJECT_0) {
       break;
     }
   }
-  return found;
+  return nullptr;
 }
 
 HWND makeParent() {
@@ -108,10 +101,6 @@ void doubleClick(HWND dialog, int control) {
 
 std::string textOf(HWND dialog, int control) {
   return textOf(GetDlgItem(dialog, control));
-}
-
-std::string labelOf(HWND dialog, int control) {
-  return textOf(GetWindow(GetDlgItem(dialog, control), GW_HWNDPREV));
 }
 
 bool showsWholeRows(HWND dialog, int list) {

@@ -64,9 +64,6 @@ void enter(HWND dialog, int control, const char* text);
 void doubleClick(HWND dialog, int control);
 std::string textOf(HWND dialog, int control);
 
-/// The text of what stands before a control, where readers of the screen look for its name.
-std::string labelOf(HWND dialog, int control);
-
 /// Whether a list box cuts none of its rows.
 bool showsWholeRows(HWND dialog, int list);
 

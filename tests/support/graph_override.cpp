@@ -6,8 +6,6 @@
 namespace quillet::test {
 namespace {
 
-using Microsoft::WRL::ComPtr;
-
 /// Has a real graph as its part, of which it replaces two interfaces.
 class FaultyGraph : public UnusedSeeking<Wrapped<IMediaControl, IMediaSeeking>> {
  public:
@@ -85,20 +83,14 @@ HRESULT GraphOverride::make(REFIID iid, void** object) {
   }
   const auto made = makeCom<FaultyGraph>(faults);
   made->takeInGraph();
-  last = static_cast<IMediaControl*>(made.Get());
+  last = made.Get();
   return made->QueryInterface(iid, object);
 }
 
 void GraphOverride::notify(long event) const {
-  ComPtr<IMediaEventSink> sink;
+  Microsoft::WRL::ComPtr<IMediaEventSink> sink;
   last->QueryInterface(IID_PPV_ARGS(&sink));
   sink->Notify(event, 0, 0);
-}
-
-ComPtr<IMediaControl> GraphOverride::lastControl() const {
-  ComPtr<IMediaControl> control;
-  last->QueryInterface(IID_IMediaControl, &control);
-  return control;
 }
 
 }  // namespace quillet::test

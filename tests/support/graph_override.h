@@ -41,8 +41,8 @@ class GraphOverride {
   void notify(long event) const;
 
   /// Stops or pauses the graph made last, as a graph viewer can.
-  void stop() const { lastControl()->Stop(); }
-  void pause() const { lastControl()->Pause(); }
+  void stop() const { last->Stop(); }
+  void pause() const { last->Pause(); }
 
   /// Where the client has seeked to since it was last asked, in units of `period`.
   template <class Number>
@@ -57,11 +57,9 @@ class GraphOverride {
   GraphFaults faults;
 
  private:
-  Microsoft::WRL::ComPtr<IMediaControl> lastControl() const;
-
   HRESULT make(REFIID iid, void** object);
 
-  IUnknown* last = nullptr;
+  IMediaControl* last = nullptr;
   const ClassObjectOverride graph{CLSID_FilterGraph, [this](REFIID iid, void** object) { return make(iid, object); }};
 };
 

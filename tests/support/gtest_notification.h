@@ -1,22 +1,22 @@
-// The one-shot signal that GoogleTest's threads start on. Included before every GoogleTest header, so it is kept free
-// of windows.h.
+// The one-shot signal that GoogleTest's own threads start on. Included before every GoogleTest header, so it is kept free
+// of windows.h; it may wait at work, since no test starts such a thread.
 
 #pragma once
+
+#include <atomic>
 
 namespace testing::internal {
 
 class Notification {
  public:
-  Notification();
-  Notification(const Notification&) = delete;
-  Notification& operator=(const Notification&) = delete;
-  ~Notification();
-
-  void Notify();
-  void WaitForNotification();
+  void Notify() { isSet = true; }
+  void WaitForNotification() const {
+    while (!isSet) {
+    }
+  }
 
  private:
-  void* event;
+  std::atomic<bool> isSet = false;
 };
 
 }  // namespace testing::internal

@@ -6,12 +6,6 @@
 
 namespace quillet::test {
 
-testing::AssertionResult heapsAreValid() {
-  const HANDLE damaged = damagedHeap();
-  return damaged == nullptr ? testing::AssertionSuccess()
-                            : testing::AssertionFailure() << "heap " << damaged << " is damaged";
-}
-
 testing::AssertionResult leavesNothingBehind(const std::function<void()>& round, long platformBlocks,
                                              long platformHandles, long rounds) {
   for (long i = 0; i < std::max(rounds / 10, 1L); ++i) {

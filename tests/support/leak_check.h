@@ -1,4 +1,4 @@
-// Finds damaged heaps and what an operation, run many times, leaves behind.
+// Finds what an operation, run many times, leaves behind.
 
 #pragma once
 
@@ -7,9 +7,6 @@
 #include <gtest/gtest.h>
 
 namespace quillet::test {
-
-/// Whether no heap of the process has been written beyond its blocks or after they were freed.
-testing::AssertionResult heapsAreValid();
 
 /// Runs `round` some times, so that what is only made once exists, then `rounds` times more.
 /// @param platformBlocks heap blocks that every round is known to leave behind in the platform (see wine_gaps.h).

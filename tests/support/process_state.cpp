@@ -1,6 +1,8 @@
 #include "support/process_state.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <vector>
 
 // Need windows.h.
 #include <tlhelp32.h>
@@ -27,6 +29,23 @@ long openHandles() {
   }));
 }
 
+long openThreads() {
+  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+  THREADENTRY32 entry = {};
+  entry.dwSize = sizeof entry;
+  long count = 0;
+  for (BOOL more = Thread32First(snapshot.get(), &entry); more; more = Thread32Next(snapshot.get(), &entry)) {
+    count += entry.th32OwnerProcessID == GetCurrentProcessId();
+  }
+  return count;
+}
+
+std::vector<HANDLE> processHeaps() {
+  std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
+  heaps.resize(GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
+  return heaps;
+}
+
 /// Calls `see` with each heap block in use, until it answers false.
 template <class See>
 void walkHeaps(See see) {
@@ -43,27 +62,10 @@ void walkHeaps(See see) {
 
 }  // namespace
 
-std::vector<HANDLE> processHeaps() {
-  std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
-  heaps.resize(GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
-  return heaps;
-}
-
 HANDLE damagedHeap() {
   const std::vector<HANDLE> heaps = processHeaps();
   const auto damaged = std::ranges::find_if(heaps, [](HANDLE heap) { return !HeapValidate(heap, 0, nullptr); });
   return damaged != heaps.end() ? *damaged : nullptr;
-}
-
-long openThreads() {
-  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
-  THREADENTRY32 entry = {};
-  entry.dwSize = sizeof entry;
-  long count = 0;
-  for (BOOL more = Thread32First(snapshot.get(), &entry); more; more = Thread32Next(snapshot.get(), &entry)) {
-    count += entry.th32OwnerProcessID == GetCurrentProcessId();
-  }
-  return count;
 }
 
 void awaitThreads(long before) {
@@ -82,10 +84,9 @@ Holdings currentHoldings() {
 long long bytesInBlock(const void* data) {
   long long bytes = -1;
   walkHeaps([&](const PROCESS_HEAP_ENTRY& block) {
-    const auto* const first = static_cast<const BYTE*>(block.lpData);
-    const auto* const wanted = static_cast<const BYTE*>(data);
-    if (wanted >= first && wanted < first + block.cbData) {
-      bytes = first + block.cbData - wanted;
+    const auto offset = reinterpret_cast<std::uintptr_t>(data) - reinterpret_cast<std::uintptr_t>(block.lpData);
+    if (offset < block.cbData) {  // Unsigned: what lies before the block is far beyond it.
+      bytes = static_cast<long long>(block.cbData - offset);
     }
     return bytes == -1;
   });

@@ -2,8 +2,6 @@
 
 #pragma once
 
-#include <vector>
-
 #include <windows.h>
 
 namespace quillet::test {
@@ -16,13 +14,9 @@ struct Holdings {
 
 Holdings currentHoldings();
 
-long openThreads();
-
 /// Waits until the threads are no more than `before`, or up to 15 seconds: the platform's pool keeps threads, with their
 /// blocks, until they have been idle for some seconds.
 void awaitThreads(long before);
-
-std::vector<HANDLE> processHeaps();
 
 /// @return a heap that has been written beyond its blocks or after they were freed; null when there is none.
 HANDLE damagedHeap();

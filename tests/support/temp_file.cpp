@@ -1,6 +1,7 @@
 #include "support/temp_file.h"
 
 #include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -27,24 +28,13 @@ TempFile::~TempFile() {
   DeleteFileA(name());
 }
 
-void TempFile::write(const Bytes& content) const {
-  writeFile(name(), content);
-}
-
 TempFolder::TempFolder() : path(uniquePath("")) {
   CreateDirectoryA(name(), nullptr);
 }
 
 TempFolder::~TempFolder() {
-  WIN32_FIND_DATAA found;
-  const HANDLE search = FindFirstFileA(file("*").c_str(), &found);
-  if (search != INVALID_HANDLE_VALUE) {
-    do {
-      DeleteFileA(file(found.cFileName).c_str());
-    } while (FindNextFileA(search, &found));
-    FindClose(search);
-  }
-  RemoveDirectoryA(name());
+  std::error_code ignored;
+  std::filesystem::remove_all(name(), ignored);  // Also names that the ANSI code page cannot express.
 }
 
 void writeFile(const char* name, const Bytes& content) {

@@ -10,6 +10,8 @@ namespace quillet::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
+void writeFile(const char* name, const Bytes& content);
+
 /// A file of a name of its own in the system's temporary folder, deleted at the end.
 class TempFile {
  public:
@@ -20,7 +22,7 @@ class TempFile {
   ~TempFile();
 
   const char* name() const { return path.c_str(); }
-  void write(const Bytes& content) const;
+  void write(const Bytes& content) const { writeFile(name(), content); }
 
  private:
   std::string path;
@@ -40,8 +42,6 @@ class TempFolder {
  private:
   std::string path;
 };
-
-void writeFile(const char* name, const Bytes& content);
 
 /// The content of a file; empty when it cannot be read.
 Bytes readFile(const char* name);

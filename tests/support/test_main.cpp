@@ -9,12 +9,12 @@
 
 #include <quillet/thread.h>
 
-#include "support/leak_check.h"
+#include "support/process_state.h"
 
 namespace {
 
 class HeapListener : public testing::EmptyTestEventListener {
-  void OnTestEnd(const testing::TestInfo&) override { EXPECT_TRUE(quillet::test::heapsAreValid()); }
+  void OnTestEnd(const testing::TestInfo&) override { EXPECT_EQ(quillet::test::damagedHeap(), nullptr); }
 };
 
 }  // namespace
