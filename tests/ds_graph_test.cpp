@@ -231,7 +231,8 @@ TEST(Aborts, InAStormGiveNoFalsePicture) {
   });
   std::mt19937 random = loggedRandom();
   int found = 0;
-  for (int i = 0; i < 400; ++i) {
+  constexpr int enough = 10;  // On a busy machine most reads meet an abort.
+  for (int i = 0; i < 400 || (found < enough && i < 4000); ++i) {
     long frame = between(0, 29, random);
     const unsigned char* const bits = stream->getFrameBits(frame);
     const int code = stream->lastError;
@@ -240,7 +241,7 @@ TEST(Aborts, InAStormGiveNoFalsePicture) {
     found += bits != nullptr;
   }
   isOver = true;
-  EXPECT_GT(found, 10);
+  EXPECT_GE(found, enough);
 }
 
 TEST(Viewers, CannotKeepAReaderWaiting) {
