@@ -2,13 +2,14 @@
 # Builds and runs the benchmarks: what the library costs over the bare platform calls. The status tells whether every
 # figure keeps its limit. Run it on an idle machine.
 #
-#   scripts/bench.sh [NAME...]    default: all
+#   scripts/bench.sh [--64] [NAME...]    default: all, of the 32-bit library
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+. scripts/width.sh
 scripts/setup.sh
-build=build/mingw-i686
-cmake --preset mingw-i686 -DQUILLET_BUILD_BENCH=ON >/dev/null
+build=build/$preset
+cmake --preset "$preset" -DQUILLET_BUILD_BENCH=ON >/dev/null
 if [ $# -eq 0 ]; then
   mapfile -t names <"$build/benches.txt"
 else

@@ -3,15 +3,17 @@
 # fetched in random order, a run of audio samples, and times turned into frame numbers. Installs and builds what is missing
 # first; safe to run again.
 #
-#   scripts/demo.sh [FILE]    FILE: a media file (default: the clip and the sound of examples/media)
+#   scripts/demo.sh [--64] [FILE]    FILE: a media file (default: the clip and the sound of examples/media);
+#                                    --64: with the 64-bit client
 #
 # Results are in build/demo. SEED=N in the environment repeats a run's random choices.
 set -euo pipefail
 
 usage() {
-  sed -n '2,8s/^# \{0,1\}//p' "$0"
+  sed -n '2,9s/^# \{0,1\}//p' "$0"
 }
 
+. "$(dirname "$0")/width.sh"
 case "$#:${1:-}" in
   1:--help) usage; exit 0 ;;
   0: | 1:*) ;;
@@ -26,7 +28,7 @@ if [ ${#files[@]} -eq 0 ]; then
   files=("$PWD/examples/media/clip.avi" "$PWD/examples/media/sound.wav")
 fi
 
-build=build/mingw-i686
+build=build/$preset
 results=build/demo
 frame_count=3
 failures=0
@@ -141,7 +143,7 @@ show_file() {
 scripts/setup.sh
 rm -rf "$results"
 mkdir -p "$results"
-quietly cmake --preset mingw-i686
+quietly cmake --preset "$preset"
 quietly cmake --build "$build" --target quillet_cli
 
 echo "demo: random seed $seed"

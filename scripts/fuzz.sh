@@ -9,11 +9,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-preset=mingw-i686
-if [ "${1:-}" = --64 ]; then
-  preset=mingw-x86_64
-  shift
-fi
+. scripts/width.sh
 case "${1:-}" in
   --count) seed=${3:-1} first=0 end=$2 seconds=86400 file=() ;;
   --mutant) seed=$3 first=$2 end=$(($2 + 1)) seconds=600 file=("${@:4}") ;;

@@ -4,17 +4,18 @@
 # what one thread reads. Where they fail, the bare platform gets as long to fail, too. The status is 0 when nothing is the
 # library's.
 #
-#   scripts/soak.sh [MINUTES] [SEED]    default: 10 minutes, a seed of the day
+#   scripts/soak.sh [--64] [MINUTES] [SEED]    default: 10 minutes, a seed of the day; --64 for the 64-bit library
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+. scripts/width.sh
 minutes=${1:-10}
 seed=${2:-$(date +%j)}
 seconds=$((minutes * 60 / 10))  # Of a schedule: there are six, and the rounds take the time of about four.
 
 scripts/setup.sh
-build=build/mingw-i686
-cmake --preset mingw-i686 -DQUILLET_BUILD_TESTS=ON >/dev/null
+build=build/$preset
+cmake --preset "$preset" -DQUILLET_BUILD_TESTS=ON >/dev/null
 cmake --build "$build" --target quillet_soak -- --quiet
 
 soak() {
