@@ -145,7 +145,7 @@ int VfWOutputAVIFile::createStreams(const char* fileName) {
 
 bool VfWOutputAVIFile::canSetCompressor(bool isVideo) {
   const bool canSet = requireUnset(isVideo);
-  lastError = vfw_error::success;
+  lastError = vfw_error::success;  // Kept for clients (see CONTRIBUTING.md): also while the file is not open.
   return canSet;
 }
 
@@ -245,7 +245,8 @@ int VfWOutputAVIFile::startVideo() {
     }
     state->compressedVideoStream.reset(compressed);
     stream = compressed;
-    formatSize = sizeof(BITMAPINFOHEADER);  // What follows the header means nothing to a compressor, on purpose.
+    // Kept for clients (see CONTRIBUTING.md), which need have nothing behind the header: to a compressor it means nothing.
+    formatSize = sizeof(BITMAPINFOHEADER);
   }
   return AVIStreamSetFormat(stream, 0, format, formatSize) == 0 ? vfw_error::success : vfw_error::cannotSetFormat;
 }

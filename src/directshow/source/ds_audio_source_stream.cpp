@@ -177,7 +177,7 @@ unsigned char* DSAudioSourceStream::getSamples(long first, long last) {
       search->dataStart = search->startsLate ? callback.firstAvailable : callback.lowestFirst;
       search->startsLate = true;
     } else {
-      // The samples after a gap go to the start of the run, with silence behind them: kept so on purpose.
+      // Kept for clients (see CONTRIBUTING.md): the samples after a gap go to the start of the run, with silence behind.
       first = callback.firstAvailable;
       silentRun(last);
       if (last < first) {
