@@ -245,7 +245,8 @@ int VfWOutputAVIFile::startVideo() {
     }
     state->compressedVideoStream.reset(compressed);
     stream = compressed;
-    // Kept for clients (see CONTRIBUTING.md), which need have nothing behind the header: to a compressor it means nothing.
+    // Kept for clients (see CONTRIBUTING.md), which need have nothing behind the header: to a compressor it means
+    // nothing.
     formatSize = sizeof(BITMAPINFOHEADER);
   }
   return AVIStreamSetFormat(stream, 0, format, formatSize) == 0 ? vfw_error::success : vfw_error::cannotSetFormat;

@@ -177,7 +177,8 @@ unsigned char* DSAudioSourceStream::getSamples(long first, long last) {
       search->dataStart = search->startsLate ? callback.firstAvailable : callback.lowestFirst;
       search->startsLate = true;
     } else {
-      // Kept for clients (see CONTRIBUTING.md): the samples after a gap go to the start of the run, with silence behind.
+      // Kept for clients (see CONTRIBUTING.md): the samples after a gap go to the start of the run, with silence
+      // behind.
       first = callback.firstAvailable;
       silentRun(last);
       if (last < first) {
