@@ -403,7 +403,7 @@ bool VfWOutputAVIFile::write(IAVIStream* stream, long start, unsigned char* data
       lastError = vfw_error::writeError;
       return false;
     }
-    // Compressed frames have been seen to be told of in the other order: their size is the larger number.
+    // For compressed frames the two numbers have been seen in exchanged places: the size is the larger one.
     const LONG compressedBytes = std::max(writtenSamples, writtenBytes);
     // No stream has written more than it was given, whatever it says.
     writtenSamples = std::min(writtenSamples, samples);
