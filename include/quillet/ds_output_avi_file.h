@@ -9,12 +9,12 @@
 /// Writes an AVI file through a filter graph: a source for each stream, a compressor where one is set, the system's AVI
 /// multiplexer and file writer.
 ///
-/// Each write waits until its data is in a media sample, of which each stream has one: for as long as it takes what follows
-/// to let go of it. The multiplexer may make a stream wait that is far ahead of the
-/// other one: one thread for each stream, or an AutomaticInterleaveEngine, keeps that from lasting. Video and audio may be
-/// written by two threads at once, and a third may close() meanwhile (then only the results count: #lastError is of any of
-/// them); all else is for one thread at a time. Every operation that sets a code fails with code 1 while the file is
-/// not open, and again after close(). The threads that call must have called QuilletThread().
+/// Each stream has one media sample, and a write waits until its data is in it: for as long as the filters behind take
+/// to let go of it. The multiplexer may make a stream wait that is far ahead of the other one. One thread for each
+/// stream, or an AutomaticInterleaveEngine, keeps that from lasting. Video and audio may be written by two threads at
+/// once, and a third may close() meanwhile: then only the results count, since #lastError is of any of them. All else
+/// is for one thread at a time. Every operation that sets a code fails with code 1 while the file is not open, and
+/// again after close(). The threads that call must have called QuilletThread().
 class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAVIFile {
  public:
   /// Creates a file; the arguments are those of OutputAVIFile::create().

@@ -15,16 +15,16 @@ struct KeptSample;
 /// Samples are numbered by their media times where they have them, otherwise by their times: audio in samples of the
 /// format's rate, video in frames. A sample may cover several of these numbers, and duration() counts the numbers.
 ///
-/// So a number names a time, not a sample: two samples may begin at one number, or overlap, and then getData() knows
-/// one of them alone. Streams whose samples are stored in decode order, as with B-frames, deliver a sample before
-/// others that have lower numbers; of those getData() finds none when it comes by in order, or fails with
-/// ds_error::dataNotFound, and the conversions, which take the first sample that reaches a number or a time, tell what
-/// holds in stored order. getNextData() delivers every sample once, whatever its number: it is what a copy is made
-/// with.
+/// So a number names a time, not a sample. Two samples may begin at one number, or overlap: getData() then knows only
+/// one of them. Where samples are stored in the order in which they are decoded, as with B-frames, some come behind
+/// others that have higher numbers. Such a sample getData() does not find: it passes it over when it reads in order, or
+/// fails with ds_error::dataNotFound. The conversions take the first sample in stored order that reaches a number or a
+/// time. getNextData() delivers every sample once, whatever its number: use it to copy a stream.
 ///
 /// Reading samples in order costs no seeks. The conversions between numbers and times play the file through graphs of
-/// their own, each from where the conversion before has left it, or from the start when that lies behind. A stream that
-/// neither delivers a sample nor ends for 20 seconds counts as broken off: ds_error::dataNotFound.
+/// their own, one for each direction. A conversion goes on from where the one before has left its graph, or from the
+/// start when its target lies before that. A stream that neither delivers a sample nor ends for 20 seconds counts as
+/// broken off: ds_error::dataNotFound.
 class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSSourceStream {
  public:
   using RawDataSourceStream::getData;
@@ -54,8 +54,9 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
 
   /// Tunes the search for samples.
   /// @param quickDecode samples that it is quicker to read than to seek over; values below 1 count as 1.
-  /// @param stepBack first step back when a seek lands after the wanted sample, in frames or, while no size of a sample
-  ///     is known, in bytes of audio; values below 1 count as `quickDecode` for video, as 1024 for audio.
+  /// @param stepBack first step back when a seek lands after the wanted sample. Of video in frames; values below 1
+  ///     count as `quickDecode`. Of audio in bytes, used only while no sample has come that tells its size; values
+  ///     below 1 count as 1024.
   /// @param growth factor by which the step of a video stream grows; values below 1 count as 2.
   void config(int quickDecode, int stepBack, int growth);
 
@@ -77,9 +78,9 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   ///     dataNotFound, noPrecedingKeySample, notEnoughMemory or a code of the graph.
   unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) override;
 
-  /// Reads the sample that the stream has behind the one that this operation has read last: each of them once, in the
-  /// order in which they are stored, and without a seek. The first call reads the stream's first sample, and so does
-  /// the first after a failure, the end of the stream, getData() or _firstKeySample().
+  /// Reads the sample that is stored behind the one that this operation has read last: so each of them once, in stored
+  /// order, and without a seek. The first call reads the stream's first sample. So does the first call after a failure,
+  /// after the end of the stream, after getData() and after _firstKeySample().
   ///
   /// @param sample receives the number at which the sample starts: not always a higher one than before, and beyond
   ///     duration() where the stream is longer than it says.
@@ -97,15 +98,17 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   ///     warning ds_error::nextSampleTimeReturned.
   /// @return its time in milliseconds, the stream's duration when the stream ends before `sample`; with the warning
   ///     ds_error::roughConversion an estimate by the duration, when the samples have no times. -1.0 with code 1,
-  ///     ds_error::parameterOutOfRange (no estimate is made of a negative number), dataNotFound or a code of the graph.
+  ///     ds_error::parameterOutOfRange (no estimate is made for a negative number), dataNotFound or a code of the
+  ///     graph.
   double StreamSampleToTime(long& sample) override;
 
   /// Plays a third graph up to `ms`.
   /// @param ms milliseconds; a time at which no sample begins is replaced by the next at which one does, with the
   ///     warning ds_error::laterSampleReturned.
-  /// @return the sample that begins at that time, duration() when the stream ends before; estimated with the warning
-  ///     ds_error::roughConversion, when the samples have no times. -1 with code 1, ds_error::parameterOutOfRange (`ms` is
-  ///     no number, or none that an estimate can be made of), dataNotFound or a code of the graph.
+  /// @return the sample that begins at that time, duration() when the stream ends before; with the warning
+  ///     ds_error::roughConversion an estimate by the duration, when the samples have no times. -1 with code 1,
+  ///     ds_error::parameterOutOfRange (`ms` is no number, or none that an estimate can be made of), dataNotFound or a
+  ///     code of the graph.
   long StreamTimeToSample(double& ms) override;
 
   /// Plays the stream from its start up to the first key sample. open() has done so: firstKeySample() tells the result.

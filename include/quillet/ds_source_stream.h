@@ -11,9 +11,10 @@
 /// renderer. The graph runs on a worker thread and is held at the sample that was asked for.
 ///
 /// The thread that calls must have called QuilletThread(). Every operation fails with code 1 while the stream is not
-/// open. Reads return when the sample has come, when the stream has ended or when the graph has aborted; then they fail
-/// with ds_error::dataNotFound, since nobody knows whether the stream has more. They do not wait for a clock, neither for
-/// audio nor for video, unless the graph refuses to go without one.
+/// open. Reads return when the sample has come, when the stream has ended, and when the graph has aborted or has
+/// delivered nothing for 20 seconds: these last two fail with ds_error::dataNotFound, since nobody knows whether the
+/// stream has more. Reads do not wait for a clock, neither for audio nor for video, unless the graph refuses to go
+/// without one.
 ///
 /// Graph viewers find the graph. One that somebody has paused is run on by the next read, in half a second; when somebody
 /// has stopped it the read fails with ds_error::cannotRunGraph. The reads after a failure seek.
@@ -167,9 +168,9 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
 
   ~DSAudioSourceStream() override;
 
-  /// A run that follows a seek into a gap begins with the samples behind the gap, and silence stands behind those; so does
-  /// one that goes on from just before a gap, where the last run has ended. A run from farther back has both sides of the
-  /// gap in their places. A run of the former kind is not kept for other requests.
+  /// A run that begins in a gap of the stream, after a seek or because the last run has ended just before the gap, has
+  /// the samples behind the gap at its start and silence behind those. Such a run is not kept for other requests. A run
+  /// from farther back has both sides of the gap in their places.
   ///
   /// @return samples `first` to `last`, valid until the next call on this stream; NULL with code 1,
   ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound, dataNotFound or a code of the

@@ -10,8 +10,8 @@
 ///
 /// Create it, set or choose compressors for the streams that are to be compressed, start(), write frames and samples by
 /// number, flushAudio() if bufferedWriteSample() was used, close(), delete. Not to be used from two threads at once; an
-/// AutomaticInterleaveEngine lets two threads write in turns. Nothing keeps two writers from one file: it is what the one
-/// leaves that is closed last, and neither is told. Nor may a file be written that is being read.
+/// AutomaticInterleaveEngine lets two threads write in turns. Nothing keeps two writers from writing one file: what the
+/// one leaves that is closed last is in it, and neither is told. A file must not be written while it is being read.
 class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
  public:
   /// Creates a file with the backend that the caller names.
@@ -139,7 +139,7 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// @param key whether the samples are key samples.
   /// @return false with code 1, 2, output_error::noAudioStream, audioBufferOverflow (more than the buffer can ever take), the
   ///     backend's writeError (no data, or less than no samples) or the code of a failed flushAudio(). Success leaves
-  ///     #lastError alone.
+  ///     #lastError alone, or 0 when the buffer was written.
   bool bufferedWriteSample(long sample, unsigned char* data, long count, long bytes, bool key);
 
   /// Writes the buffered audio, and empties the buffer even when that fails.

@@ -14,9 +14,9 @@ struct IAVIStream;
 /// The frame rate of the file is a whole number of frames per second. While the file is not open, and again after close(),
 /// every operation that tells how it went fails with code 1. The threads that call must have called QuilletThread().
 ///
-/// A file cannot have more than 2^31-1 bytes. A write that might make it larger fails, counted with 25 bytes more for each
-/// frame, also for those that are left out, and each piece of audio, and with 1 MB for the headers; of frames that are
-/// compressed, with twice their size before it. The file stays as it is, and can be closed.
+/// A file cannot have more than 2^31-1 bytes. A write that might make it larger fails; the file stays as it is, and can
+/// be closed. What counts is the data, of frames to be compressed twice their size before that; 25 bytes for each
+/// frame, left out ones included, and for each piece of audio; and 1 MB for the headers.
 class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public OutputAVIFile {
  public:
   /// Creates a file; the arguments are those of OutputAVIFile::create().
@@ -100,9 +100,9 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   ///     when the file would become too large).
   bool writeFrame(long frame, unsigned char* data, long frames, long bytes, bool keyFrame) override;
 
-  /// Audio that is compressed is gathered until it makes whole blocks of the target format. One call can take the samples
-  /// of an interleaving period, less what the call before left unconverted: less than a block. So does a flush of the audio
-  /// buffer: buffered pieces of somewhat more than half a period always fit.
+  /// Audio that is compressed is gathered until it makes whole blocks of the target format. One call can take the
+  /// samples of an interleaving period, less what the call before has left unconverted, which is less than a block. The
+  /// same holds for a flush of the audio buffer: buffered pieces of somewhat more than half a period always fit.
   ///
   /// @param sample number of the first sample; compressed audio always continues.
   /// @param data the samples, in the format given to create(); needed only during the call.

@@ -34,7 +34,7 @@ const char* AudioOrVideoStream::ErrorMessage(int code) {
   if (!isCode(code)) {
     return nullptr;
   }
-  // The text is that of the last error on purpose: the argument only gates the call.
+  // Kept for clients (see CONTRIBUTING.md): the text is that of the last error, the argument only gates the call.
   const UINT id = static_cast<UINT>(errorMessages_resourceBase()) + static_cast<UINT>(lastError);
   return quillet::loadMessage(id, message);
 }

@@ -184,5 +184,6 @@ bool AutomaticInterleaveEngine::close() {
     output.setAutomaticInterleaving(true);
   }
   state->output = nullptr;
+  // False without audio: kept for clients (see CONTRIBUTING.md).
   return output.audioFormat() != nullptr && output.flushAudio();
 }

@@ -32,7 +32,8 @@ class ConditionVariable {
   ConditionVariable(const ConditionVariable&) = delete;
   ConditionVariable& operator=(const ConditionVariable&) = delete;
 
-  /// Lets go of the lock, which the thread holds once, until the condition holds.
+  /// Waits until the condition holds. The lock, which the thread must hold exactly once, is free meanwhile. The
+  /// argument why the wait ends is the caller's.
   template <class Condition>
   void wait(CriticalSection& held, Condition condition) {
     while (!condition()) {

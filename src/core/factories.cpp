@@ -17,7 +17,8 @@
 namespace {
 
 /// Whether a usable stream lets itself be read. Files are opened by their headers alone, and some of those promise what
-/// the backend cannot deliver; of frames and files that are written, the first will tell.
+/// the backend cannot deliver. Of frames, and of files that are written, nothing is tried: the client's first will tell
+/// (kept, see CONTRIBUTING.md).
 bool canRead(AudioOrVideoStream&) {
   return true;
 }

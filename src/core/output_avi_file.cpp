@@ -58,7 +58,7 @@ bool OutputAVIFile::compressedAudio() {
 }
 
 long OutputAVIFile::nextFrame_number() {
-  // The audio stream is what is asked for, on purpose.
+  // Kept for clients (see CONTRIBUTING.md): the audio stream is what is asked for.
   if (!requireStream(false)) {
     return -1;
   }

@@ -61,7 +61,7 @@ bool isUsable(const WAVEFORMATEX& format, std::size_t size) {
 
 bool isUsable(const BITMAPINFOHEADER& format, std::size_t size) {
   using Limits = std::numeric_limits<LONG>;
-  constexpr DWORD mostColours = 0xFFFF;  // More than any palette has; of more the platform reckons a size too small.
+  constexpr DWORD mostColours = 0xFFFF;  // More than any palette has; from more the platform computes too small a size.
   constexpr WORD decodedBits = 24;
   const bool isWhole = format.biSize >= sizeof format && format.biSize <= size && format.biClrUsed <= mostColours;
   const bool hasPixels = format.biWidth > 0 && format.biHeight != 0 && format.biHeight > Limits::min();

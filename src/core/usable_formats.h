@@ -1,4 +1,4 @@
-// Which formats can be true: files tell of others, and the platform divides by what they say, or believes them.
+// Which formats can be true. Files tell of others, too, and the platform believes them, or divides by what they say.
 
 #pragma once
 

@@ -28,7 +28,7 @@ int widestText(HWND list) {
   return width;
 }
 
-/// A list box cuts itself to whole rows only as its size changes, and had that before it had its font.
+/// A list box cuts itself to whole rows only when its size changes, and its size was set before its font.
 void cutToWholeRows(HWND list) {
   RECT box = {};
   RECT rows = {};

@@ -200,8 +200,8 @@ bool runBehindProgressDialog(const ProgressDialogParameters& parameters,
   if (!showing.workerEnded) {
     return false;
   }
-  // The dialog has ended before the worker when its parent was destroyed, and by a hair at any time. Ends: the operation
-  // does, and the worker waits for nothing of this thread.
+  // The dialog may end a moment before the worker, and ends long before it when its parent was destroyed. Ends: the
+  // operation ends, and the worker waits for nothing of this thread.
   WaitForSingleObject(showing.workerEnded.get(), INFINITE);
   return true;
 }

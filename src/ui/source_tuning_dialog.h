@@ -8,13 +8,13 @@ namespace quillet {
 
 /// What the dialog of audio streams shows and changes. 0 asks for the default.
 struct SearchTuning {
-  int quickDecode = 0;  ///< Frames or samples that it is quicker to decode than to seek over.
-  int stepBack = 0;     ///< Frames or samples to go back when a seek lands too late.
+  int quickDecode = 0;  ///< What it is quicker to decode than to seek over, in the units of the stream's config().
+  int stepBack = 0;     ///< How far to go back when a seek lands too late, in those units.
 };
 
 /// The same of the dialog of video streams.
 struct FrameSearchTuning : SearchTuning {
-  int growthRatio = 0;  ///< By which the step back grows; the dialog offers up to 7, and shows more as that.
+  int growthRatio = 0;  ///< By which the step back grows; the dialog offers up to 7, and shows a larger one as 7.
 };
 
 /// Shows the dialog and waits for its end.

@@ -22,11 +22,12 @@ namespace progress_phase {
 enum Phase : int { parsing = 0, opening = 1, backtracking = 2, other = 3 };
 }
 
-/// Made on the dialog's thread as the dialog starts; reports from the threads of the operation, none of which it keeps
-/// waiting for the dialog.
+/// Made on the dialog's thread as the dialog starts. The threads of the operation report to it, and never wait for the
+/// dialog.
 ///
-/// Nor has the dialog to catch up with reports that come faster than it can show them: while one waits to be taken, the
-/// next are only counted, and then the newest is posted. The dialog comes to look as if it had got them all.
+/// Nor does the dialog have to catch up with reports that come faster than it can show them: while one waits to be
+/// taken, further ones are only counted, and then the newest is posted. The dialog comes to look as if it had got them
+/// all.
 class WaitDlgNotification : public QuilletNotification {
  public:
   /// @param startHidden whether the dialog has no size until the first report.
@@ -38,7 +39,7 @@ class WaitDlgNotification : public QuilletNotification {
   /// For the dialog to call as it takes a report.
   void taken();
 
-  /// Tells the dialog that the operation is over, behind what it has reported.
+  /// Tells the dialog that the operation is over, after all that it has reported.
   void finish();
 
  private:

@@ -182,8 +182,8 @@ int AcmReader::decode(Number first, Number last, BYTE* out) {
         return error;
       }
     }
-    // A last block that decodes to nothing leaves the cursor beyond the buffer: its first sample stands in, one at a
-    // time.
+    // A last block that decodes to nothing leaves the cursor beyond what the buffer holds: the buffer's first sample
+    // stands in, one at a time.
     const Number held = std::max(pcmLast - cursor + 1, Number{0});
     const Number count = std::min(std::max(held, Number{1}), last - cursor + 1);
     const Number lead = std::clamp(first - cursor, Number{0}, count);  // Decoded only to reach the run.
@@ -214,7 +214,7 @@ int AcmReader::seek(Number first) {
   const auto warmUpBlock =
       static_cast<long>(blocks.blockOf(std::max(blocks.firstSampleOf(nextBlock) - warmUp, Number{0})));
   if (warmUpBlock <= start && bytesOfEach == 0) {
-    nextBlock = std::min(nextBlock, start);  // So near to the beginning samples can be counted from there.
+    nextBlock = std::min(nextBlock, start);  // So near to the beginning, samples are counted from the first one on.
   }
   for (long block = std::max(warmUpBlock, start); block < nextBlock; ++block) {
     LONG count = 1;

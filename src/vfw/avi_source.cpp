@@ -14,7 +14,7 @@ namespace {
 /// Whether the file has places that AVIFile cannot count: of such a file it finds the first part, or no end of its search.
 bool isTooLarge(const char* fileName) {
   constexpr std::uint64_t most = 0x7FFFFFFF;
-  return fileLength(fileName).value_or(0) > most && isRiff(fileName);  // Others are no business of its own readers.
+  return fileLength(fileName).value_or(0) > most && isRiff(fileName);  // AVIFile's own readers read no others.
 }
 
 }  // namespace

@@ -123,7 +123,7 @@ long VfWAudioSourceStream::StreamTimeToSample(double& time) {
     lastError = vfw_error::cannotConvertTime;
     return -1;
   }
-  return quillet::truncated<long>(sample);
+  return quillet::truncated<long>(sample);  // Kept for clients (see CONTRIBUTING.md): rounded down.
 }
 
 double VfWAudioSourceStream::msDuration() {

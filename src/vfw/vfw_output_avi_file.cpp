@@ -145,7 +145,7 @@ int VfWOutputAVIFile::createStreams(const char* fileName) {
 
 bool VfWOutputAVIFile::canSetCompressor(bool isVideo) {
   const bool canSet = requireUnset(isVideo);
-  lastError = vfw_error::success;
+  lastError = vfw_error::success;  // Kept for clients (see CONTRIBUTING.md): also while the file is not open.
   return canSet;
 }
 
@@ -245,7 +245,9 @@ int VfWOutputAVIFile::startVideo() {
     }
     state->compressedVideoStream.reset(compressed);
     stream = compressed;
-    formatSize = sizeof(BITMAPINFOHEADER);  // What follows the header means nothing to a compressor, on purpose.
+    // Kept for clients (see CONTRIBUTING.md), which need have nothing behind the header: to a compressor it means
+    // nothing.
+    formatSize = sizeof(BITMAPINFOHEADER);
   }
   return AVIStreamSetFormat(stream, 0, format, formatSize) == 0 ? vfw_error::success : vfw_error::cannotSetFormat;
 }
@@ -401,7 +403,7 @@ bool VfWOutputAVIFile::write(IAVIStream* stream, long start, unsigned char* data
       lastError = vfw_error::writeError;
       return false;
     }
-    // Compressed frames have been seen to be told of in the other order: their size is the larger number.
+    // For compressed frames the two numbers have been seen in exchanged places: the size is the larger one.
     const LONG compressedBytes = std::max(writtenSamples, writtenBytes);
     // No stream has written more than it was given, whatever it says.
     writtenSamples = std::min(writtenSamples, samples);

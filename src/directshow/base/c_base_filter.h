@@ -26,9 +26,10 @@ class CBasePin;
 /// a state change waits for the streaming threads, so a streaming thread never takes it; what such a thread reads (its own
 /// connection, the graph) changes only while the filter is stopped.
 ///
-/// Receivers ask back on the streaming thread, and viewers of the graph at any time. What they can ask for (clock, graph,
-/// name, pins, connections) stands under the answer lock, taken after the state lock where both are held: nobody waits
-/// for anything or calls a filter with it. The answers of IMediaSeeking, for one, need such a lock of their own.
+/// Receivers ask back on the streaming thread, and viewers of the graph at any time. What they can ask for (clock,
+/// graph, name, pins, connections) stands under the answer lock. It is taken after the state lock where both are held,
+/// and nobody who holds it waits for anything or calls a filter. A subclass that answers more, IMediaSeeking for one,
+/// needs a lock of its own of this kind.
 class CBaseFilter : public WithInterfaces<ComObject, IBaseFilter> {
  public:
   /// @param outer the object that this one is to be a part of; null when it stands alone.

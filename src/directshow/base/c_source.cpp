@@ -17,8 +17,8 @@ using Command = WorkerThread::Command;
 
 namespace {
 
-/// Whether an allocator has refused a sample because it was decommitted. Some answer with a time-out, though none was
-/// asked for, to a thread that was waiting just then.
+/// Whether an allocator has refused a sample because it was decommitted. To a thread that was waiting just then some
+/// answer that its time is up, though it has set none.
 bool isDecommitted(HRESULT result) {
   return result == VFW_E_NOT_COMMITTED || result == VFW_E_TIMEOUT;
 }

@@ -12,7 +12,7 @@ using Microsoft::WRL::ComPtr;
 namespace quillet {
 namespace {
 
-/// More events do not wait for anybody, unless they are sent without end.
+/// When more events than these are waiting, somebody sends them without end.
 constexpr int mostEvents = 1000;
 
 }  // namespace
@@ -81,8 +81,8 @@ FilterGraph::End FilterGraph::waitForEnd(HANDLE interruption, DWORD timeoutMs) {
   for (;;) {
     const ULONGLONG now = GetTickCount64();
     const auto left = static_cast<DWORD>(std::min<ULONGLONG>(deadline - std::min(now, deadline), INFINITE));
-    // Ends: every stream ends with one of the events that takeEvents() looks for, and whoever does not want to wait for
-    // that gives an event of his own, or a time.
+    // Ends: every stream ends with one of the events that takeEvents() looks for. Whoever cannot rely on that gives an
+    // event to interrupt the wait, or a time.
     const DWORD waker = WaitForMultipleObjects(eventWaiting + 1, wakers, FALSE, left);
     if (waker == WAIT_FAILED || waker == WAIT_TIMEOUT) {
       return waker == WAIT_FAILED ? End::failed : End::timedOut;
@@ -101,7 +101,8 @@ FilterGraph::End FilterGraph::waitForEnd(HANDLE interruption, DWORD timeoutMs) {
 
 bool FilterGraph::forgetEvents() {
   bool hasAborted = false;
-  // Ends also when somebody sends events without end, which nothing keeps out of the next wait.
+  // Ends: also when somebody sends events without end. Those will then be found by the next wait, which nothing can
+  // help.
   for (int taken = 0; taken < mostEvents; ++taken) {
     const long code = takeEvents();
     if (code == 0) {

@@ -14,7 +14,7 @@
 
 namespace quillet {
 
-/// The members are released in the reverse order of theirs.
+/// The members are released from the last one to the first.
 struct FilterGraph {
   /// Makes the graph.
   /// @param isListed whether it is registered for graph viewers, through which anybody can pause and stop it: whoever runs

@@ -34,8 +34,8 @@ HRESULT listFilters(IGraphBuilder* graph, FilterList& filters) {
   return enumerate<IBaseFilter>(enumerator.Get(), [&](const auto& filter) { filters.push_back(filter); });
 }
 
-/// Takes the filters out of the graph that it has but `wanted` does not list: those that were put into a connection that
-/// is no more. They would stand in the way of the next attempt.
+/// Takes all filters out of the graph that `wanted` does not list. They were put into a connection that is no more, and
+/// would stand in the way of the next attempt.
 void removeOtherFilters(IGraphBuilder* graph, const FilterList& wanted) {
   FilterList filters;
   if (FAILED(listFilters(graph, filters))) {

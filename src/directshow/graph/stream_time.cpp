@@ -46,8 +46,8 @@ double StreamTime::of(double sampleTime, IMediaSample* sample, double framePerio
   return isCorrecting ? segmentStart + sampleTime - lostStart(sample, framePeriod) : sampleTime;
 }
 
-/// What was cut off the start of the sample, in seconds. Only the first sample of a segment can have been cut, and then it
-/// does not begin before it; how long it was before, the others tell.
+/// What was cut off the start of the sample, in seconds. Only the first sample of a segment can have been cut, and one
+/// that begins before the segment was not. The other samples tell how long it was.
 double StreamTime::lostStart(IMediaSample* sample, double framePeriod) {
   const bool isFirst = std::exchange(mayBeCut, false);
   REFERENCE_TIME start = 0;

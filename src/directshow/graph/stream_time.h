@@ -10,7 +10,8 @@
 
 namespace quillet {
 
-/// Whether stream times are made of Wine's: so where Wine runs the program. Tests set it, before they open a stream.
+/// Whether the grabber's times have to be turned into stream times: true where Wine runs the program. Tests set it,
+/// before they open a stream.
 bool& correctsSampleTimes();
 
 /// Turns the times that the sample grabber reports into stream times.
@@ -27,8 +28,8 @@ class StreamTime {
   void seeked(IPin* grabberInput, long long position);
 
   /// @param sampleTime what the grabber reports, in seconds.
-  /// @param framePeriod how long a sample lasts that is not shorter than the others, in seconds; 0 when samples may have
-  ///     any duration.
+  /// @param framePeriod how long a sample lasts that was not cut short, in seconds; 0 when samples may have any
+  ///     duration.
   /// @return the stream time of the sample, in seconds.
   double of(double sampleTime, IMediaSample* sample, double framePeriod);
 

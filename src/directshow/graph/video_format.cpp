@@ -30,7 +30,7 @@ bool hasVideoInfo2(const AM_MEDIA_TYPE& type) {
 constexpr std::size_t timeOffset = offsetof(VIDEOINFOHEADER, AvgTimePerFrame);
 static_assert(timeOffset == offsetof(VIDEOINFOHEADER2, AvgTimePerFrame));
 
-/// The subtype of frames of 16 bits, told by the green one of the masks that follow the header, whatever that says.
+/// The subtype of frames of 16 bits, by the mask of green among those that follow the header, whatever the header says.
 /// @return null when there is no such mask.
 const GUID* subtypeOf16Bits(const BITMAPINFOHEADER& format, std::size_t formatSize) {
   constexpr DWORD green555 = 0x3E0;

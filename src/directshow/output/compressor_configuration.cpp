@@ -100,7 +100,7 @@ int showSettings(HWND parent, const ComPtr<IPin>& output, VideoCompressorParamet
   }
   const INT_PTR result = showVideoCompressorDialog(parent, parameters);
   const bool isAccepted = result == IDOK || result == ds_error::configurationPartlyFailed;
-  // The format is written also with the bit rate that it had.
+  // Kept for clients (see CONTRIBUTING.md): the format is written also with the bit rate that it had.
   if (isAccepted && bitRate.isKnown() && !bitRate.set(parameters.bitRate)) {
     return ds_error::cannotChangeDataRate;
   }

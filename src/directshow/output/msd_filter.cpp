@@ -105,8 +105,8 @@ HRESULT MSDfilterOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR
 
 HRESULT MSDfilterOutputPin::GetDeliveryBuffer(IMediaSample** sample, REFERENCE_TIME* start, REFERENCE_TIME* stop,
                                               DWORD flags) {
-  // Not before there is data for it: a receiver that keeps the one sample until it hears of the end does hear of it. Ends
-  // as in FillBuffer().
+  // The sample is asked for only once there is data for it. So the thread is free to tell the end of the stream to a
+  // receiver that keeps the one sample until it hears of that. Ends: as in FillBuffer().
   return rendezvous.take() != nullptr ? CSourceStream::GetDeliveryBuffer(sample, start, stop, flags) : finish();
 }
 
@@ -143,8 +143,8 @@ HRESULT MSDfilterOutputPin::OnThreadStartPlay() {
 }
 
 HRESULT MSDfilterOutputPin::FillBuffer(IMediaSample* sample) {
-  // What does not fit is its giver's failure alone: the sample waits for the next. Ends with data that fits, the end of
-  // the stream or a request to stop.
+  // Data that does not fit is a failure of its giver alone: the sample waits for the next data. Ends: with data that
+  // fits, the end of the stream or a request to stop.
   while (const HandOff* const handOff = rendezvous.take()) {
     const bool isFilled = fill(*sample, *handOff);
     rendezvous.taken(isFilled);
@@ -159,7 +159,8 @@ HRESULT MSDfilterOutputPin::FillBuffer(IMediaSample* sample) {
 /// Ends the pushing, since there is no data: for the end of the stream, or for a stop.
 HRESULT MSDfilterOutputPin::finish() {
   if (rendezvous.isCalledAway()) {
-    // Ends: who calls away goes on to request the stop. Not before that, for it not to be taken for the end of the stream.
+    // Ends: whoever calls the taker away requests the stop next. To return before that would look like the end of the
+    // stream.
     WaitForSingleObject(stopRequest(), INFINITE);
   } else {
     hasEnded = true;
@@ -179,8 +180,8 @@ MSDfilter::MSDfilter(HRESULT* result, IUnknown* outer, const WAVEFORMATEX* forma
 bool MSDfilter::deliver(unsigned char* data, long size, const REFERENCE_TIME* start, const REFERENCE_TIME* stop,
                         bool keyFrame) {
   if (data == nullptr) {
-    // Without the lock: a delivery that waits for its turn in the file may need the end of this stream, or of another, to
-    // come back.
+    // Without the lock: a delivery that waits for its turn in the file may come back only when this stream, or another
+    // one, has ended.
     pin.endStream();
     return false;
   }

@@ -155,8 +155,8 @@ int DSOutputAVIFile::Graph::run() {
 int DSOutputAVIFile::Graph::runToEnd() {
   const End end = graph.waitForEnd(stopRequested.get());
   const bool isComplete = end == End::completed || (end == End::interrupted && endStreams());
-  // Also for streams that have stalled: a receiver lets go of the source's thread when it is stopped, and the allocator when
-  // it is decommitted; and with the thread goes the write that waits for it.
+  // This frees streams that have stalled, too: a receiver lets go of the source's thread when it is stopped, an
+  // allocator when it is decommitted. With the thread the write comes back that waits for it.
   const int stopError = graph.stop();
   return stopError == ds_error::success && !isComplete ? static_cast<int>(ds_error::writeError) : stopError;
 }
@@ -164,7 +164,8 @@ int DSOutputAVIFile::Graph::runToEnd() {
 /// Ends the streams and waits until the file is complete.
 /// @return whether it is.
 bool DSOutputAVIFile::Graph::endStreams() {
-  // Both are asked for before either has come: the multiplexer may hold a stream back until it hears of the other.
+  // Both ends are asked for before either has come: the multiplexer may hold a stream back until it hears of the
+  // other's.
   for (const Stream* const stream : {&video, &audio}) {
     if (stream->source != nullptr) {
       stream->source->deliver(nullptr, 0, nullptr, nullptr, false);
@@ -183,8 +184,9 @@ bool DSOutputAVIFile::Graph::endStreams() {
   return false;
 }
 
-/// @return a number that changes with everything that is seen to move: in the sources, and behind them, where a compressor
-///     may still have pictures when its stream has ended, what the multiplexer has come to and the file has grown to.
+/// @return a number that changes with everything that is seen to move: what the sources get done, how far the
+///     multiplexer has come, and how long the file is. The last two since a compressor may still have pictures when its
+///     stream has ended.
 std::uint64_t DSOutputAVIFile::Graph::movement() const {
   std::uint64_t sum = 0;
   for (const Stream* const stream : {&video, &audio}) {

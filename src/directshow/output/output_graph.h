@@ -18,7 +18,7 @@
 #include "directshow/output/msd_filter.h"
 
 /// What a DirectShow writer owns. The steps that build it are called in the order in which they stand; those that can
-/// fail answer a ds_error code. The members are released in the reverse order of theirs.
+/// fail answer a ds_error code. The members are released from the last one to the first.
 struct DSOutputAVIFile::Graph {
   template <class T>
   using ComPtr = Microsoft::WRL::ComPtr<T>;
@@ -69,8 +69,8 @@ struct DSOutputAVIFile::Graph {
   /// Starts the graph.
   int run();
 
-  /// Waits until the graph ends, or a stop is requested; then ends the streams, waits until the file is complete, but not
-  /// while nothing moves, and stops the graph.
+  /// Waits until the graph ends or a stop is requested. On request it ends the streams, and waits until the file is
+  /// complete or nothing moves any more. Then it stops the graph.
   int runToEnd();
 
   /// Whether the complete file is there, and has what was written: a full disk is told of by no filter.

@@ -14,7 +14,7 @@ bool Rendezvous::give(const HandOff& handOff) {
   changed.wakeAll();
   changed.wait(lock, [this] { return !isOffered || !isTakerExpected; });
   if (isOffered) {
-    isOffered = false;  // Nobody is to find there what is the giver's again.
+    isOffered = false;  // The data is the giver's again: a taker that comes later must not find it.
     return false;
   }
   return wasUsable;
@@ -23,12 +23,12 @@ bool Rendezvous::give(const HandOff& handOff) {
 const HandOff* Rendezvous::take() {
   const std::lock_guard guard(lock);
   changed.wait(lock, [this] { return isOffered || isEnding || wasCalledAway; });
-  // Data comes before the end: what is being given when the stream ends still counts.
+  // Data goes before the end: what is being given when the stream ends still counts.
   return isOffered && !wasCalledAway ? &slot : nullptr;
 }
 
 void Rendezvous::taken(bool isUsable) {
-  wasUsable = isUsable;  // Nobody looks until it is not offered any more.
+  wasUsable = isUsable;  // Without the lock: the giver looks only once nothing is offered any more.
   change(isOffered, false);
 }
 
@@ -65,7 +65,7 @@ void Rendezvous::change(bool& what, bool value) {
     const std::lock_guard guard(lock);
     what = value;
   }
-  changed.wakeAll();  // Who wakes up finds the lock free.
+  changed.wakeAll();  // Behind the lock: whoever wakes up finds it free.
 }
 
 }  // namespace quillet

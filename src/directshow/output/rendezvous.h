@@ -1,5 +1,5 @@
-// Where a thread that has data and a thread that takes it meet: nothing is queued, the one waits until the other has taken
-// what it was handed.
+// Where a thread that has data meets a thread that takes it. Nothing is queued: the giver waits until the taker has
+// taken the data.
 
 #pragma once
 
@@ -20,14 +20,15 @@ struct HandOff {
   bool keyFrame = false;
 };
 
-/// For one giver at a time and one taker at a time; the rest any thread may call.
+/// For one giver at a time and one taker at a time; any thread may call the rest.
 ///
-/// The giver's wait ends when the taker has taken the data, or when it has left: leave() is called however its work ends. So
-/// it lasts as long as the taker is kept elsewhere, and whoever keeps it, or its owner, has to see to it that it comes back.
-/// The taker's wait ends with data, the end of the stream, or the call that wants it elsewhere.
+/// Ends: the giver's wait ends when the taker has taken the data, or has left: leave() is called however its work ends.
+/// While something else keeps the taker busy the giver waits on; whatever keeps the taker, or the taker's owner, must
+/// see to it that it comes back. The taker's wait ends with data, with the end of the stream, or when it is called
+/// away.
 ///
-/// A lock and a condition variable instead of events: a frame is handed over for every frame written, and events would cost
-/// the taker two calls of the kernel for each.
+/// There is a hand-over for every frame written. That is why it takes a lock and a condition variable: with events the
+/// taker would make two calls into the kernel for each.
 class Rendezvous {
  public:
   /// Hands data over and waits until it is taken.
@@ -38,32 +39,32 @@ class Rendezvous {
   /// @return null at the end of the stream, and when the taker was called away.
   const HandOff* take();
 
-  /// Lets the giver of what take() has returned go on.
+  /// Lets the giver go on: the taker is done with the data that take() has returned.
   /// @param isUsable whether the data could be used.
   void taken(bool isUsable);
 
-  /// The taker is about to come: giving waits for it from now on.
+  /// The taker is about to come: from now on give() waits for it.
   void expect();
 
-  /// Calls the taker away, until it is expected again.
+  /// Calls the taker away: take() returns null until the taker is expected again.
   void callAway();
   bool isCalledAway();
 
-  /// The taker takes nothing any more, whatever the reason.
+  /// The taker takes nothing any more, for whatever reason.
   void leave();
 
-  /// Tells that no more data will come after what is being given, for good.
+  /// Ends the stream, for good: what is being given is the last data.
   void end();
 
-  /// Whether there is somebody to give to.
+  /// Whether a taker is expected.
   bool hasTaker();
 
  private:
   void change(bool& what, bool value);
 
   CriticalSection lock;
-  ConditionVariable changed;  // Of anything that follows.
-  HandOff slot;               // The taker reads it without the lock, while it is offered.
+  ConditionVariable changed;  // Woken when anything below has changed.
+  HandOff slot;               // While it is offered, the taker reads it without the lock.
   bool isOffered = false;
   bool wasUsable = false;
   bool isTakerExpected = false;

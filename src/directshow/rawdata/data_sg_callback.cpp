@@ -10,7 +10,7 @@
 namespace quillet {
 
 void DataSGCallback::receive(double time, IMediaSample* sample) {
-  if (parseMode) {  // Asked first: when the parsing ends, the stop is set before this is cleared.
+  if (parseMode) {  // Asked before `stop`, which endParse() sets first: so no sample comes through between the two.
     countSample(time);
     if (parseFlag) {
       const SampleRange range = numbering.rangeOf(time, sample);
@@ -40,7 +40,7 @@ void DataSGCallback::receive(double time, IMediaSample* sample) {
   }
 }
 
-/// Keeps a sample, and with it what the samples before it have become.
+/// Keeps a sample, and settles what it means for those that were kept before.
 /// @return whether the wanted sample is reached or passed.
 bool DataSGCallback::take(const SampleRange& range, IMediaSample* sample) {
   sampleArrived = true;
@@ -144,7 +144,7 @@ void DataSGCallback::takeEach(bool on) {
 }
 
 const KeptSample* DataSGCallback::shift() {
-  // When the last sample had to wait for its end, what told that is still to come.
+  // When the sample handed out last had to wait for its end, the one that told it is still to be handed out.
   currentSample.isPresent = currentSample.isPresent && previousSample.isPresent;
   std::swap(previousSample, currentSample);
   currentSample.isPresent = false;

@@ -49,7 +49,8 @@ class DataSGCallback : public SampleGrabberCallback {
   /// @return what the end has decided; null when the search has to go back.
   const KeptSample* findAtEnd(bool keyWanted, long length, bool& isBeyond);
 
-  /// Whether a sample was passed over, in this turn, that ends before the wanted one: none further back covers it.
+  /// Whether a sample that ends before the wanted one has come since rotate(): then none further back covers the wanted
+  /// one.
   bool hasPassedOver() const { return passedOver; }
 
   /// Whether `sample` lies before what is kept, or more than `lookAhead` samples behind it.
@@ -110,8 +111,8 @@ class DataSGCallback : public SampleGrabberCallback {
   KeptSample previousSample;  // Kept until the next one tells where it ends.
   KeptSample lastKeySample;   // The last key sample before these.
   long wantedSample = 0;
-  bool sampleArrived = false;  // Since the last request.
-  bool passedOver = false;     // Likewise, and a sample was one that had its end before the wanted one.
+  bool sampleArrived = false;  // Since rotate().
+  bool passedOver = false;     // A sample that ends before the wanted one has come since then.
   bool needEarlier = false;    // The graph has passed the wanted sample, and nothing before it was delivered.
   bool isOutOfMemory = false;
   bool isEachTaken = false;

@@ -344,8 +344,8 @@ const quillet::KeptSample* DSRawDataSourceStream::readNext() {
   if (isFirst) {
     callback.takeEach(true);
     stopRun();
-    const int error =
-        graph->rewind();  // Not by seek(): to the end of the stream, where the duration falls short of it.
+    // Not seek(), which lets the graph play no farther than the duration, even where the stream goes on.
+    const int error = graph->rewind();
     lastError = error != ds_error::success ? error : lastError;
   }
   if (const quillet::KeptSample* const behind = callback.shift()) {
@@ -379,7 +379,7 @@ const quillet::KeptSample* DSRawDataSourceStream::search(long sample, bool keyWa
   long long position = reader->position(sample, length);
   long long step = reader->step();
   callback.want(sample);
-  // Ends: every turn goes back, and none goes on from the start.
+  // Ends: every turn begins farther back than the one before, and the one that begins at the start is the last.
   for (;;) {
     callback.rotate(seeking);
     if ((seeking && !seek(position, keyWanted)) || !run()) {

@@ -26,7 +26,7 @@ struct SampleRange {
   /// When sample `number` of the range begins: evenly spread, where the range has several.
   long long timeOf(long long number) const;
 
-  /// The first sample of the range, all of which end not before it, that does not begin before `time`.
+  /// The first sample of the range that does not begin before `time`. The last one must not begin before it.
   long long sampleAt(long long time) const;
 };
 

@@ -63,8 +63,9 @@ int AudioSGCallback::numberOf(int stamped, IMediaSample* sample) const {
   const int tolerance = (samplesPerSecond + roundedTimesPerSecond - 1) / roundedTimesPerSecond;
   const bool follows = hasPrevious && sample->IsDiscontinuity() != S_OK &&
                        std::abs(static_cast<long long>(stamped) - nextStamp) <= tolerance;
-  // Of the blocks that pass after a seek the first may have been cut, with what time the source saw fit: the numbers stand
-  // only from the first wanted one on, which follows like the others when its time would leave the start of the run out.
+  // The first of the blocks that pass after a seek may have been cut, and been given any time. So the numbers stand
+  // only from the first block on that the run wants. That one continues the block before, too, when by its own time the
+  // run would lack its start.
   const bool continues = follows && (numbersStand || start < stamped);
   return continues ? limited(blockLast + 1LL) : stamped;
 }

@@ -52,7 +52,7 @@ class AudioSGCallback : public SampleGrabberCallback {
   int blockFirst = 0;
   int blockLast = -1;
   int blockBytes = 0;
-  int nextStamp = 0;  ///< The number that a block's time tells which touches this one.
+  int nextStamp = 0;  ///< The number that the time of a block tells which begins where this one ends.
                       /// @}
 
  private:
@@ -65,7 +65,7 @@ class AudioSGCallback : public SampleGrabberCallback {
   int blockAlign;
   int bufferCapacity = 0;
   bool hasPrevious = false;   // The last block has come since the last seek.
-  bool numbersStand = false;  // So has a block that overlaps a run.
+  bool numbersStand = false;  // A block that overlaps a run has come since then.
 };
 
 }  // namespace quillet

@@ -32,11 +32,12 @@ namespace {
 
 constexpr long unknownEnd = std::numeric_limits<long>::max();
 
-/// How much passes after a seek, for the decoder to come to what it knows when it reads in order. A step is about a block.
+/// How many steps before the wanted sample a seek goes, for the decoder to know by then what it knows when it reads in
+/// order. A step is about a block.
 constexpr int prerollSteps = 8;
 
-/// Whether samples may be decoded on their way to the grabber: PCM does not come all the way. Of a splitter that is given a
-/// file's bytes nobody knows.
+/// Whether samples may be decoded on their way to the grabber: unless PCM comes all the way. A splitter that is given a
+/// file's bytes may decode them, too, which nobody can see.
 bool comesDecoded(IPin* grabberInput) {
   ComPtr<IPin> input = grabberInput;
   // Ends: at the filter that reads the file; a graph has no circles.
@@ -169,15 +170,16 @@ unsigned char* DSAudioSourceStream::getSamples(long first, long last) {
   }
   search->dataStart = search->startsLate ? callback.lowestFirst : 0;
   Reading reading = readRun(first, last);
-  // Ends: each round reads from a later sample than the one before, and none beyond `last`; only the first round of all to
-  // meet a late start may be repeated as it was.
+  // Ends: each round reads from a later sample than the one before, and none reads beyond `last`. Only the first round
+  // in the stream's life that meets a late start may be repeated as it was.
   while (reading == Reading::gap || reading == Reading::lateStart) {
     if (reading == Reading::lateStart) {
       // A stream that is known to start late may come with other times after another seek.
       search->dataStart = search->startsLate ? callback.firstAvailable : callback.lowestFirst;
       search->startsLate = true;
     } else {
-      // The samples after a gap go to the start of the run, with silence behind them: kept so on purpose.
+      // Kept for clients (see CONTRIBUTING.md): the samples after a gap go to the start of the run, with silence
+      // behind.
       first = callback.firstAvailable;
       silentRun(last);
       if (last < first) {
@@ -258,7 +260,7 @@ bool DSAudioSourceStream::fetchRun() {
   // What would pass after a seek as well is no loss.
   const long long quickBytes = static_cast<long long>(graph->quickDecodeThreshold) * callback.blockBytes;
   const long long reach = callback.blockLast + 1 + quickBytes / waveFormat.nBlockAlign + preroll;
-  // A block that came late is held, but not kept: to run on would lose it.
+  // A block that came late is held, but not kept: running on would lose it.
   const bool isNear = callback.hasReceivedBlock() && callback.isHolding() && !callback.late &&
                       callback.start > callback.blockLast && callback.start <= reach;
   bool hasSought = !isNear;
@@ -339,8 +341,8 @@ DSAudioSourceStream::Reading DSAudioSourceStream::concludeRun(long last) {
   return Reading::failed;
 }
 
-/// Takes `filledUpTo` for the last sample of the stream when the run came out short because the stream has ended. It might
-/// also have met a gap.
+/// Takes `filledUpTo` for the last sample of the stream, but only when the run came out short because the stream has
+/// ended: it might also have met a gap.
 void DSAudioSourceStream::learnEnd(long filledUpTo) {
   if (graph->runActive || graph->runEnd != quillet::FilterGraph::End::completed) {
     return;

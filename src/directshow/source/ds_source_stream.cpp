@@ -26,7 +26,7 @@ void DSSourceStream::shutDown() {
   graph->destroying = true;
   stopRun();
   if (graph->worker) {
-    // Ends: the worker waits for its next run, and ends instead when the stream is being destroyed.
+    // Ends: the worker waits for this request, sees that the stream is being destroyed, and ends.
     SignalObjectAndWait(graph->runRequested.get(), graph->worker.get(), INFINITE, FALSE);
     graph->worker.reset();
   }
@@ -46,12 +46,12 @@ void DSSourceStream::config(int quickDecodeThreshold) {
   }
 }
 
-/// The worker thread: runs the graph whenever it is asked to. It is kept from one run to the next, since to start it costs
-/// as much as all the rest of a seek.
+/// The worker thread: runs the graph whenever it is asked to. It is kept from one run to the next, since starting a
+/// thread costs as much as all the rest of a seek.
 void DSSourceStream::runGraph(void* stream) {
   Graph& graph = *static_cast<DSSourceStream*>(stream)->graph;
   QuilletThread();
-  // Both waits end: the destructor asks for a last run.
+  // Ends, and so does the wait in the loop: the destructor requests a run that is none.
   WaitForSingleObject(graph.runRequested.get(), INFINITE);
   while (!graph.destroying) {
     graph.runError = graph.runUntilEnd();
@@ -65,7 +65,8 @@ bool DSSourceStream::run() {
     return lastError == ds_error::success;
   }
   if (graph->callback->isHolding() && graph->isRunOver) {
-    // The end came before the sample, and was none. Ends: the worker signals it next, and nobody else takes it.
+    // The run has ended while a sample was held, so that was not the end of the stream, which comes after its last
+    // sample. Ends: the worker signals the end right after it has set isRunOver, and nobody else takes that signal.
     WaitForSingleObject(graph->runEnded.get(), INFINITE);
     return settleRunEnd();
   }
@@ -73,9 +74,9 @@ bool DSSourceStream::run() {
   if (!graph->callback->letGo() && !requestRun()) {
     return false;
   }
-  // Ends: either a sample is held, or the run ends, which it does when the stream has ended, when the graph has aborted,
-  // when it could not be run and when somebody else has stopped it. A source that fails must say so by one of these (it
-  // ends its stream or sends an event).
+  // Ends: either a sample is held, or the run ends. It does so when the stream has ended, when the graph has aborted,
+  // when it could not be run, when somebody else has stopped it, and when it delivers nothing for as long as makes a
+  // stall: so also when a source fails and neither ends its stream nor sends an event.
   const HANDLE outcomes[] = {graph->callback->delivered.get(), graph->runEnded.get()};
   return WaitForMultipleObjects(2, outcomes, FALSE, INFINITE) == WAIT_OBJECT_0 ? lastError == ds_error::success
                                                                                : settleRunEnd();
@@ -86,7 +87,7 @@ bool DSSourceStream::run() {
 bool DSSourceStream::settleRunEnd() {
   takeRunEnd();
   if (graph->runEnd == End::aborted && lastError == ds_error::success) {
-    lastError = ds_error::dataNotFound;  // Whether the stream has more, nobody knows.
+    lastError = ds_error::dataNotFound;  // Nobody knows whether the stream has more.
   }
   return lastError == ds_error::success;
 }
@@ -98,15 +99,15 @@ void DSSourceStream::takeRunEnd() {
     lastError = graph->runError;
   }
   if (graph->runEnd == End::completed && graph->callback->isHolding()) {
-    graph->runEnd = End::aborted;  // A stream ends after its last sample: somebody else has sent the event.
+    graph->runEnd = End::aborted;  // A stream ends after its last sample: somebody else has sent this event.
   }
-  // The graph may go on delivering: when it has aborted, or when it was told of an end that was none. A sample on its way
-  // must not come into buffers that are being read.
+  // A graph that has aborted, or was told of an end that was none, may go on delivering: a sample on its way must not
+  // come into buffers that are being read.
   halt();
   graph->ended = graph->runEnd == End::completed;
 }
 
-/// Has the worker thread run the graph, unless it does. Starts the thread the first time.
+/// Has the worker thread run the graph, unless it already does. Starts the thread the first time.
 bool DSSourceStream::requestRun() {
   if (graph->runActive) {
     return true;
@@ -135,20 +136,20 @@ bool DSSourceStream::seek(long long position, bool toKeyFrame) {
 
 void DSSourceStream::stopRun() {
   if (graph->runActive) {
-    // First: somebody else's stop may wait for the sample, and the worker for that.
+    // First: a stop by somebody else may wait until the held sample is let go, and the worker for that stop.
     graph->callback->dismiss(!graph->destroying);
     // Ends: the worker waits for nothing but the graph's events and this request.
     SignalObjectAndWait(graph->stopRequested.get(), graph->runEnded.get(), INFINITE, FALSE);
     if (graph->runEnd != End::interrupted) {
-      ResetEvent(graph->stopRequested.get());  // The run has ended by itself, and left the request to the next one.
+      ResetEvent(graph->stopRequested.get());  // The run has ended by itself: the request must not end the next one.
     }
     takeRunEnd();
   }
   halt();
 }
 
-/// Stops the graph when it runs although no run is active, as it does after the end of the stream: positioned so it would
-/// deliver at once, and releasing it might wait for ever.
+/// Stops the graph when it runs although no run is active, as it does after the end of the stream. Left running, it
+/// would deliver as soon as it is positioned, and releasing it might wait for ever.
 void DSSourceStream::halt() {
   if (!graph->running) {
     return;
@@ -156,7 +157,7 @@ void DSSourceStream::halt() {
   if (const int error = graph->stop()) {
     lastError = error;
   }
-  ResetEvent(graph->callback->delivered.get());  // A sample held after the end of the run was nobody's.
+  ResetEvent(graph->callback->delivered.get());  // A sample that was held after the end of the run is for nobody.
 }
 
 bool DSSourceStream::parseStream(bool flag) {

@@ -183,7 +183,8 @@ long DSVideoSourceStream::searchFrame(long frame) {
   const auto numberAt = [this](double time) { return std::max(roundedHalfUp<long>(time * rate), 0L); };
 
   callback.target = frame / rate;
-  // Half a frame beyond the target the frame has passed for sure; at the last frame that might be beyond the stream.
+  // Half a frame beyond the target the wanted frame has begun for sure. For the last frame that might be beyond the
+  // stream.
   auto position = truncated<long long>((callback.target + callback.tolerance) * unitsPerSecond);
   if (frame == length - 1) {
     position = std::max(truncated<long long>(callback.target * unitsPerSecond) - 1, 0LL);
@@ -242,6 +243,7 @@ long DSVideoSourceStream::searchFrame(long frame) {
 void DSVideoSourceStream::searchBackward(long long position) {
   constexpr long long farthest = std::numeric_limits<long long>::max();
   long long step = std::max(truncated<long long>(search->backtrackStep / rate * unitsPerSecond), 1LL);
+  // Ends: every step goes back, and none from the start.
   while (!search->callback->found && position != 0) {
     if (notification != nullptr) {
       notification->progress(2);

@@ -18,7 +18,7 @@ void SGCallback::beginParse(bool flag, QuilletNotification* sink) {
 }
 
 void SGCallback::endParse() {
-  stop = true;  // First: what is still on its way, after an abort, is nobody's.
+  stop = true;  // First: nobody wants the samples that are still on their way, as they are after an abort.
   parseMode = false;
 }
 
@@ -48,7 +48,7 @@ void SGCallback::dismiss(bool wait) {
   }
   announceRelease = wait;
   if (wait) {
-    // Ends: the callback has its permission to proceed, and nothing else to wait for.
+    // Ends: the callback may proceed now, and has nothing else to wait for before it announces that.
     SignalObjectAndWait(proceed.get(), released.get(), INFINITE, FALSE);
   } else {
     SetEvent(proceed.get());
@@ -58,9 +58,9 @@ void SGCallback::dismiss(bool wait) {
 void SGCallback::hold() {
   holding = true;
   if (stop && holding.exchange(false)) {
-    return;  // The graph is being stopped, by somebody who saw no sample held and so will let none go.
+    return;  // Somebody is stopping the graph who has seen no sample held, and so will let none go.
   }
-  // Ends: who reads on, seeks, stops or destroys the graph lets the sample go.
+  // Ends: whoever reads on, seeks, stops or destroys the graph lets the sample go first.
   SignalObjectAndWait(delivered.get(), proceed.get(), INFINITE, FALSE);
   if (announceRelease) {
     SetEvent(released.get());

@@ -20,9 +20,10 @@ namespace quillet {
 
 /// What all callbacks share: the handshake with the reading thread.
 ///
-/// The reading thread writes its request and reads the results only while the callback holds a sample or no run is active;
-/// the order of the events makes the accesses exclusive, without a lock. Each event is taken by the one wait for it and
-/// not reset after each sample: calls into the kernel are what a frame costs.
+/// The reading thread writes its request and reads the results only while the callback holds a sample or no run is
+/// active. The events between the two threads keep their accesses apart, so that no lock is needed. Each event is
+/// waited for in one place, and that wait resets it. To reset it for each sample as well would be one more call into
+/// the kernel, and such calls are what a frame costs.
 class SGCallback {
  public:
   virtual ~SGCallback() = default;
@@ -32,7 +33,7 @@ class SGCallback {
   bool createEvents();
 
   /// Makes the callback count samples instead of looking for one.
-  /// @param flag what the counting is for; the callback's own business.
+  /// @param flag what the counting is for; only the subclass knows what that means.
   /// @param sink told of phase 0 at each sample; may be null.
   void beginParse(bool flag, QuilletNotification* sink);
 
@@ -53,11 +54,12 @@ class SGCallback {
   /// @return whether a sample was held.
   bool letGo();
 
-  /// Has the callback ignore all samples, and leave the one that it holds: before the graph is stopped.
-  /// @param wait whether to wait until the callback has left it.
+  /// Has the callback ignore all samples, and let go of the one that it holds. To be called before the graph is
+  /// stopped.
+  /// @param wait whether to wait until the callback has let go.
   void dismiss(bool wait);
 
-  /// @return a number that grows with each sample that comes; at any time.
+  /// @return a number that grows with each sample that comes; can be asked for at any time.
   unsigned long received() const { return receivedSamples; }
 
   /// Whether the streaming thread is blocked in the callback, with a sample for the reading thread.
@@ -72,7 +74,7 @@ class SGCallback {
   /// Tells the stream times of samples.
   StreamTime streamTime;
 
-  /// How long a sample lasts that is not shorter than the others, in seconds; 0 when they differ or it is unknown.
+  /// How long a sample lasts that was not cut short, in seconds; 0 when samples differ or it is unknown.
   double samplePeriod = 0.0;
 
  protected:
@@ -92,12 +94,13 @@ class SGCallback {
   QuilletNotification* notification = nullptr;
 
  private:
-  // Taken back by who lets the sample go: so each permission to proceed has one taker.
+  // Whoever turns it from true to false, and nobody else, lets the sample go: so `proceed` is signalled once for each
+  // wait.
   std::atomic<bool> holding = false;
 
   KernelHandle proceed;
-  KernelHandle released;         // Signalled when the callback has left a sample that it was dismissed from.
-  bool announceRelease = false;  // Whether to; written before `proceed` is signalled.
+  KernelHandle released;         // Signalled when the callback has let go of a sample for a dismiss() that waits.
+  bool announceRelease = false;  // Whether dismiss() waits; written before `proceed` is signalled.
 };
 
 /// The COM side of a callback. Not counted: the stream that made it deletes it, after the graph is gone.

@@ -133,7 +133,7 @@ int DSSourceStream::Graph::runUntilEnd() {
   }
   switch (waitForEnd(stopRequested.get())) {
     case End::completed:
-      // A stream ends after its last sample: while one is held, it was somebody else who has sent the event.
+      // A stream ends after its last sample: while one is held, the event is somebody else's.
       runEnd = callback->isHolding() ? End::aborted : End::completed;
       return ds_error::success;
     case End::aborted:
@@ -149,9 +149,9 @@ int DSSourceStream::Graph::runUntilEnd() {
 End DSSourceStream::Graph::waitForEnd(HANDLE interruption) {
   using quillet::StallWatch;
   StallWatch watch(callback->received());
-  // Ends: while no sample is held, with the end of the stream, or of the graph's running, or when it neither ends nor
-  // delivers a sample for as long as makes a stall. While one is held, the graph is left alone: whoever is stopping it then
-  // waits for the reader, and the graph's state could not be had before that.
+  // Ends: with the end of the stream, an abort or the interruption; and, while no sample is held, when somebody has
+  // stopped the graph, or it has delivered nothing for as long as makes a stall. While a sample is held the graph is
+  // left alone: if somebody is stopping it, that waits for the reader, and so would a question for the graph's state.
   for (;;) {
     const End end = graph.waitForEnd(interruption, StallWatch::lookAfterMs);
     if (end != End::timedOut) {
@@ -170,16 +170,16 @@ End DSSourceStream::Graph::waitForEnd(HANDLE interruption) {
 }
 
 void DSSourceStream::Graph::playToEnd() {
-  // The position stays: it is the first one, which not every seek comes back to. Where the stop cannot be moved, the
-  // estimate has to do.
+  // Only the stop is moved: the graph stands at its first position, to which not every seek comes back. Where the stop
+  // cannot be moved, the estimated duration has to do.
   LONGLONG unused = 0;
   LONGLONG stop = behindTheEnd();
   mediaSeeking->SetPositions(&unused, AM_SEEKING_NoPositioning, &stop, AM_SEEKING_AbsolutePositioning);
   runEnd = SUCCEEDED(start()) ? waitForEnd(nullptr) : End::failed;
 }
 
-/// Where a graph is to stop that shall play its whole stream: behind its duration, which some splitters only estimate, but
-/// not so far that one which counts samples in 32 bits would turn it into an early stop.
+/// Where a graph is to stop that shall play its whole stream: behind its duration, which some splitters only estimate.
+/// But not too far behind: a splitter that counts samples in 32 bits would make an early stop of that.
 LONGLONG DSSourceStream::Graph::behindTheEnd() const {
   constexpr LONGLONG tenHours = 10LL * 60 * 60 * quillet::unitsPerSecond;
   return std::max(duration, tenHours);

@@ -19,7 +19,7 @@
 #include "directshow/source/sg_callback.h"
 
 /// What a DirectShow source owns. The steps that build it are called in the order in which they stand; those that can fail
-/// answer a ds_error code. The members are released in the reverse order of theirs.
+/// answer a ds_error code. The members are released from the last one to the first.
 ///
 /// What is neither an event nor the callback's belongs to the worker while a run is active, and to the reading thread
 /// otherwise: the events order all accesses.
@@ -73,14 +73,14 @@ struct DSSourceStream::Graph {
   /// Stops the graph and positions it at its start; it will run to the end of the stream, whatever the duration says.
   int rewind();
 
-  /// Positions the stopped graph; it will run to the end of the stream.
+  /// Positions the stopped graph; it will run to the end that #duration tells.
   bool seek(long long position, bool toKeyFrame);
 
-  /// Dismisses the callback, stops the graph, however it stands, and waits until it is stopped. What then turns out to have
-  /// been an abort is one in #runEnd, too.
+  /// Dismisses the callback, stops the graph, in whatever state it is, and waits until it is stopped. When it then
+  /// turns out that the graph had aborted, #runEnd says so.
   int stop();
 
-  /// Tells the worker thread to end, and nobody to wait until the callback has left its sample.
+  /// The worker thread is to end, and nobody waits any more until the callback has let go of its sample.
   bool destroying = false;
 
   /// The thread that runs the graph; none until the first run.
