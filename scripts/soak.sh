@@ -11,7 +11,7 @@ cd "$(dirname "$0")/.."
 . scripts/width.sh
 minutes=${1:-10}
 seed=${2:-$(date +%j)}
-seconds=$((minutes * 60 / 10))  # Of a schedule: there are six, and the rounds take the time of about four.
+seconds=$((minutes * 60 / 12))  # Of a schedule: there are nine, and the rounds take the time of about three.
 
 scripts/setup.sh
 build=build/$preset
@@ -25,16 +25,16 @@ soak() {
 status=0
 soak rounds vfw $((minutes * 100)) || status=1
 soak rounds ds $((minutes * 20)) || status=1
-for backend in vfw ds; do
+for what in vfw codecs ds; do
   for threads in 1 4 16; do
     result=0
-    soak threads $backend library $threads $seconds "$seed" || result=$?
+    soak threads $what library $threads $seconds "$seed" || result=$?
     [ $result -eq 0 ] && continue
-    echo "$backend, $threads threads: failed with status $result"
-    if soak threads $backend bare $threads $seconds "$seed"; then
+    echo "$what, $threads threads: failed with status $result"
+    if soak threads $what bare $threads $seconds "$seed"; then
       status=1
     else
-      echo "$backend, $threads threads: so does the bare platform"
+      echo "$what, $threads threads: so does the bare platform"
     fi
   done
 done

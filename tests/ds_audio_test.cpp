@@ -135,6 +135,13 @@ TEST(Search, FillsWithSilence) {
   check("a gap, read up to and over", gap, 800,
         {Step(100, 159).seeks(100), Step(160, 170).seeks(80), Step(100, 350).seeks(160, 320).beginsAfterGap(320),
          Step(360, 380)});
+
+  const ScriptedFile unsignedSamples(scriptOf(blocksOf(pcmFormat(rate, 1, 8), {{80, 80}}, 240)));
+  constexpr std::uint8_t middle = 0x80;
+  Bytes whole(240, middle);
+  std::ranges::copy(scriptedPayload(0, 80), whole.begin() + 80);
+  EXPECT_TRUE(runOf(*openAudio(unsignedSamples.name()), 0, 239) == whole);
+  EXPECT_TRUE(runOf(*openAudio(unsignedSamples.name()), 0, 10) == Bytes(11, middle));
 }
 
 TEST(Search, GoesBackFromSeeksThatMiss) {

@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <functional>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -69,6 +71,12 @@ class BareFileReader : public Reader {
     if (isVideo) {
       getFrame.reset(AVIStreamGetFrameOpen(stream.get(), nullptr));
       require(getFrame != nullptr, "AVIStreamGetFrameOpen");
+      return;
+    }
+    WAVEFORMATEX format = {};
+    LONG formatSize = sizeof format;
+    AVIStreamReadFormat(stream.get(), 0, &format, &formatSize);
+    if (format.wFormatTag == WAVE_FORMAT_PCM) {
       return;
     }
     WAVEFORMATEX pcm = {WAVE_FORMAT_PCM, 2, 22050, 88200, 4, 16, 0};
@@ -167,11 +175,14 @@ struct Worker {
 
 }  // namespace
 
-bool readsRightOnThreads(bool directShow, bool bare, unsigned threads, unsigned seconds, unsigned seed) {
-  Schedule schedule = {directShow, bare, {}, GetTickCount64() + seconds * 1000ULL};
-  const std::pair<const char*, bool> files[2][2] = {{{"cinepak.avi", true}, {"ima_44100_stereo.wav", false}},
-                                                    {{"ds_raw.avi", true}, {"ds_mjpeg.avi", true}}};
-  for (const auto& [name, isVideo] : files[directShow]) {
+bool readsRightOnThreads(const std::string& what, bool bare, unsigned threads, unsigned seconds, unsigned seed) {
+  using File = std::pair<const char*, bool>;
+  const std::map<std::string, std::array<File, 2>> files = {
+      {"vfw", {File("copy.avi", true), File("copy.avi", false)}},
+      {"codecs", {File("cinepak.avi", true), File("ima_44100_stereo.wav", false)}},
+      {"ds", {File("ds_raw.avi", true), File("ds_mjpeg.avi", true)}}};
+  Schedule schedule = {what == "ds", bare, {}, GetTickCount64() + seconds * 1000ULL};
+  for (const auto& [name, isVideo] : files.at(what)) {
     Source source = {mediaFile(name), isVideo, {}};
     const std::unique_ptr<Reader> reader = schedule.open(source);
     for (long piece = 0; piece < reader->pieces(); ++piece) {
@@ -191,8 +202,8 @@ bool readsRightOnThreads(bool directShow, bool bare, unsigned threads, unsigned 
     // Ends: after the time of the schedule and that of a hang.
     require(WaitForSingleObject(handle.get(), seconds * 1000 + hangLimitMs) == WAIT_OBJECT_0, "a thread's end");
   }
-  std::printf("%s %s, %u threads: %ld reads, %ld wrong\n", directShow ? "ds" : "vfw", bare ? "bare" : "library",
-              threads, schedule.reads.load(), schedule.wrong.load());
+  std::printf("%s %s, %u threads: %ld reads, %ld wrong\n", what.c_str(), bare ? "bare" : "library", threads,
+              schedule.reads.load(), schedule.wrong.load());
   return schedule.wrong == 0;
 }
 

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <string>
+
 namespace quillet::bench {
 
 /// Opens, reads, writes and deletes in rounds, with the library and as often without it.
@@ -9,8 +11,9 @@ namespace quillet::bench {
 bool leavesNoMoreThanThePlatform(bool directShow, long rounds);
 
 /// Reads at random on some threads, each with streams of its own.
+/// @param what "vfw", "codecs" for what the platform's codecs decode there, "ds".
 /// @param bare without the library.
 /// @return whether all that was read is what one thread reads.
-bool readsRightOnThreads(bool directShow, bool bare, unsigned threads, unsigned seconds, unsigned seed);
+bool readsRightOnThreads(const std::string& what, bool bare, unsigned threads, unsigned seconds, unsigned seed);
 
 }  // namespace quillet::bench

@@ -11,6 +11,7 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/silence.h"
 #include "core/time_units.h"
 #include "core/usable_formats.h"
 

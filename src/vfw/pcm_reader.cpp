@@ -5,6 +5,8 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/silence.h"
+
 namespace quillet {
 
 /// Reads `count` samples or as many of them as AVIFile gives at once.

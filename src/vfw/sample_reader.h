@@ -10,12 +10,6 @@
 
 namespace quillet {
 
-/// The byte that silence consists of: samples of 8 bits have no sign, their middle is silent.
-inline int silenceOf(const WAVEFORMATEX& pcmFormat) {
-  constexpr int middle = 0x80;
-  return pcmFormat.wBitsPerSample == 8 ? middle : 0;
-}
-
 /// Reads runs of PCM samples of one stream. The stream is the owner's and outlives the reader.
 class SampleReader {
  public:

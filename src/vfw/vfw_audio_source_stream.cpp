@@ -12,6 +12,7 @@
 
 #include "core/guarded.h"
 #include "core/open_new.h"
+#include "core/silence.h"
 #include "core/time_units.h"
 #include "core/usable_formats.h"
 #include "vfw/acm_reader.h"

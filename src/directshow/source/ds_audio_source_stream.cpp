@@ -13,6 +13,7 @@
 
 #include "core/guarded.h"
 #include "core/open_new.h"
+#include "core/silence.h"
 #include "core/time_units.h"
 #include "core/usable_formats.h"
 #include "directshow/base/c_media_type.h"
@@ -205,7 +206,7 @@ DSAudioSourceStream::Reading DSAudioSourceStream::readRun(long first, long last)
       return Reading::complete;
     }
     const std::size_t silence = (search->dataStart - first) * sampleSize;
-    std::memset(destination, 0, silence);
+    std::memset(destination, quillet::silenceOf(waveFormat), silence);
     destination += silence;
     first = search->dataStart;
   }
@@ -218,7 +219,8 @@ DSAudioSourceStream::Reading DSAudioSourceStream::readRun(long first, long last)
     destination += inBlock * sampleSize;
     first = callback.blockLast + 1;
   }
-  std::memset(destination, 0, (last - first + 1) * sampleSize);  // What the stream does not deliver is silent.
+  std::memset(destination, quillet::silenceOf(waveFormat),
+              (last - first + 1) * sampleSize);  // What the stream does not deliver is silent.
   callback.destination = destination;
   callback.start = first;
   callback.end = last;
@@ -245,7 +247,8 @@ int DSAudioSourceStream::reserveRun(long count) {
 /// Makes the whole run, up to `last`, silent.
 unsigned char* DSAudioSourceStream::silentRun(long last) {
   BYTE* const run = search->runBuffer.get();
-  std::memset(run, 0, static_cast<std::size_t>(last - search->cachedFirst + 1) * waveFormat.nBlockAlign);
+  std::memset(run, quillet::silenceOf(waveFormat),
+              static_cast<std::size_t>(last - search->cachedFirst + 1) * waveFormat.nBlockAlign);
   search->cachedLast = last;
   return run;
 }
@@ -324,7 +327,7 @@ DSAudioSourceStream::Reading DSAudioSourceStream::concludeRun(long last) {
       // Was made silent before, unless blocks have come out of order.
       const std::size_t filled = static_cast<std::size_t>(filledUpTo + 1 - callback.start) * waveFormat.nBlockAlign;
       const std::size_t rest = static_cast<std::size_t>(last - filledUpTo) * waveFormat.nBlockAlign;
-      std::memset(callback.destination + filled, 0, rest);
+      std::memset(callback.destination + filled, quillet::silenceOf(waveFormat), rest);
       learnEnd(filledUpTo);
     }
     return Reading::complete;
