@@ -150,7 +150,8 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
 ///   late, AAC up to 0.8 ms; the same samples otherwise, but for the decoder's rounding. AAC whose encoder replaced noise by
 ///   its loudness is decoded with another noise each time. At the end of the stream up to 1 ms can be silence.
 /// - MS ADPCM in AVI, with the average data rate that ffmpeg writes: 2 samples for each block of 1,012 before it (0.2 % of
-///   the time). Read such files in order.
+///   the time) when it has two channels; with one the length and all times are half the true ones. Read such files in order,
+///   or through Video for Windows, where each sample is exact.
 class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourceStream {
  public:
   using AudioSourceStream::getSamples;
