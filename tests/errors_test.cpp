@@ -226,6 +226,9 @@ TEST(BadInput, LengthsThatCannotBeTrueAreRefused) {
     const SourcePointer stream = openStream(file.name(), true);
     EXPECT_TRUE(failed(stream->msDuration(), *stream, vfw_error::undefinedStreamLength));
   }
+  late.header.start = 0x80000000;
+  const TempFile file(".avi", aviFile({late}).build());
+  EXPECT_EQ(openStream(file.name(), true)->lastError, vfw_error::undefinedStreamLength) << "before 0";
 }
 
 TEST(BadInput, LeavesNothingBehind) {

@@ -38,8 +38,9 @@ class AviSource {
     return hasInformation && info.fccType == streamtypeAUDIO && info.dwSampleSize != 0;
   }
 
-  /// Length in AVIFile's samples: frames, or blocks of audio; -1 on failure, and for one that cannot be.
-  LONG length() const { return std::max(AVIStreamLength(stream()), -1L); }
+  /// Length in AVIFile's samples: frames, or blocks of audio; -1 on failure, and for one that cannot be, as in a stream that
+  /// starts before 0.
+  LONG length() const { return start() >= 0 ? std::max(AVIStreamLength(stream()), -1L) : -1; }
 
   /// The number of AVIFile's first sample, for a stream that starts late. AVIFile must be asked for none before it.
   LONG start() const { return AVIStreamStart(stream()); }
