@@ -79,7 +79,7 @@ class BareFileReader : public Reader {
     if (format.wFormatTag == WAVE_FORMAT_PCM) {
       return;
     }
-    WAVEFORMATEX pcm = {WAVE_FORMAT_PCM, 2, 22050, 88200, 4, 16, 0};
+    WAVEFORMATEX pcm = {WAVE_FORMAT_PCM, 2, 44100, 176400, 4, 16, 0};
     AVICOMPRESSOPTIONS options = {};
     options.fccType = streamtypeAUDIO;
     options.lpFormat = &pcm;
