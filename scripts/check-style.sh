@@ -13,9 +13,10 @@ cmake --build "$build" --target docs -- --quiet
 mapfile -t files < <(git ls-files -co --exclude-standard '*.h' '*.cpp')
 clang-format --dry-run -Werror "${files[@]}"
 
-# clang knows neither the cross compiler's folders nor its target.
+# clang knows neither the cross compiler's folders nor its target. The compiler's own headers, those of SSE for one, are no
+# use to it: it has its own.
 includes=$(i686-w64-mingw32-g++-win32 -E -x c++ - -v </dev/null 2>&1 |
-  sed -n '/^#include <...>/,/^End of search list/s/^ /-extra-arg=-isystem/p')
+  sed -n '/^#include <...>/,/^End of search list/{\#gcc/[^/]*/[^/]*/include\(-fixed\)\?$#d;s/^ /-extra-arg=-isystem/p}')
 mapfile -t sources < <(git ls-files -co --exclude-standard 'src/*.cpp' 'tools/*.cpp' 'examples/*.cpp')
 # shellcheck disable=SC2086
 printf '%s\n' "${sources[@]}" |
