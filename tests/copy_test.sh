@@ -18,7 +18,7 @@ if [ ! -e "$ds_prefix/registered" ]; then
       reg add "HKCR\\CLSID\\{$class}\\InprocServer32" /ve /d "Z:$build/bin/quillet_test_mux.dll" /f /reg:64
   done
   splitter='HKCR\CLSID\{083863F1-70DE-11D0-BD40-00A0C911CE86}\Instance\{F9D8D64E-A144-47DC-8EE0-F53498372C29}'
-  "$wine_run" -t 60 "$ds_prefix" reg delete "$splitter" /f
+  "$wine_run" -t 60 "$ds_prefix" reg delete "$splitter" /f /reg:64
   touch "$ds_prefix/registered"
 fi
 

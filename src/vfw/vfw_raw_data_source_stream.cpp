@@ -114,7 +114,7 @@ long VfWRawDataSourceStream::_firstKeySample(bool) {
     return -1;
   }
   lastError = vfw_error::success;
-  const long start = std::max(source->start(), 0L);
+  const long start = source->start();
   if (source->hasFixedSampleSize()) {
     const bool isEmpty = length == 0 || source->findPrevious(start) == -1;
     lastError = isEmpty ? vfw_error::noNonEmptyKeySample : vfw_error::success;

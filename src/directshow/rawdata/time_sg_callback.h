@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <atomic>
 #include <limits>
 
 #include "directshow/rawdata/sample_range.h"

@@ -219,8 +219,8 @@ DSAudioSourceStream::Reading DSAudioSourceStream::readRun(long first, long last)
     destination += inBlock * sampleSize;
     first = callback.blockLast + 1;
   }
-  std::memset(destination, quillet::silenceOf(waveFormat),
-              (last - first + 1) * sampleSize);  // What the stream does not deliver is silent.
+  // What the stream does not deliver is silent.
+  std::memset(destination, quillet::silenceOf(waveFormat), (last - first + 1) * sampleSize);
   callback.destination = destination;
   callback.start = first;
   callback.end = last;
