@@ -12,11 +12,11 @@
 #include <dshow.h>
 
 #include "comparison.h"
-#include "core/handles.h"
 #include "directshow/base/c_source.h"
 #include "directshow/graph/filter_graph.h"
 #include "directshow/graph/pins.h"
 #include "directshow/graph/sample_grabber.h"
+#include "platform/handles.h"
 #include "support/com_object.h"
 
 namespace quillet::bench {

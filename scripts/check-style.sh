@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks what the compiler does not: the code's format, clang-tidy's checks, the public headers' comments. Status 0 when
-# there is nothing to say.
+# Checks what the compiler does not: who includes whom, the code's format, clang-tidy's checks, the public headers'
+# comments. Status 0 when there is nothing to say.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,6 +9,8 @@ build=build/style
 cmake --preset mingw-i686 -B "$build" >/dev/null
 # The manual's warnings are errors.
 cmake --build "$build" --target docs -- --quiet
+
+scripts/check-floors.sh
 
 mapfile -t files < <(git ls-files -co --exclude-standard '*.h' '*.cpp')
 clang-format --dry-run -Werror "${files[@]}"

@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/module.h"
+#include "platform/module.h"
 #include "support/avi_builder.h"
 #include "support/dialog_driver.h"
 #include "support/ds_streams.h"

@@ -8,8 +8,8 @@
 
 #include <vfwmsgs.h>
 
-#include "core/media_type.h"
 #include "directshow/output/msd_filter.h"
+#include "formats/media_type.h"
 #include "support/ds_streams.h"
 #include "support/input_pin.h"
 #include "support/leak_check.h"

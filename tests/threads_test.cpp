@@ -14,8 +14,8 @@
 
 #include <quillet/thread.h>
 
-#include "core/handles.h"
-#include "core/library_thread.h"
+#include "platform/handles.h"
+#include "platform/library_thread.h"
 #include "support/com_object.h"
 #include "support/leak_check.h"
 #include "support/wine_gaps.h"

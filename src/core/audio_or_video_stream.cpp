@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include "core/module.h"
+#include "platform/module.h"
 
 namespace {
 

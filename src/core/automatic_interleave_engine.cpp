@@ -6,9 +6,9 @@
 
 #include <windows.h>
 
-#include "core/critical_section.h"
-#include "core/handles.h"
 #include "core/time_units.h"
+#include "platform/critical_section.h"
+#include "platform/handles.h"
 
 namespace {
 

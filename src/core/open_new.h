@@ -6,7 +6,7 @@
 
 #include <quillet/source_stream.h>
 
-#include "core/guarded.h"
+#include "platform/guarded.h"
 
 template <class Stream, class OpenSource>
 Stream* SourceStream::openNew(Stream* stream, QuilletNotification* sink, OpenSource openSource) {

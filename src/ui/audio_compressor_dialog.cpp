@@ -9,8 +9,8 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/handles.h"
-#include "core/media_type.h"
+#include "formats/media_type.h"
+#include "platform/handles.h"
 #include "resources/resource_ids.h"
 #include "ui/audio_format_dialog.h"
 #include "ui/list_box.h"

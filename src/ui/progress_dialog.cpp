@@ -8,9 +8,9 @@
 #include <quillet/dialog_options.h>
 #include <quillet/thread.h>
 
-#include "core/handles.h"
-#include "core/library_thread.h"
-#include "core/module.h"
+#include "platform/handles.h"
+#include "platform/library_thread.h"
+#include "platform/module.h"
 #include "resources/resource_ids.h"
 #include "ui/run_dialog.h"
 #include "ui/wait_dlg_notification.h"

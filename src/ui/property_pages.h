@@ -7,7 +7,7 @@
 #include <strmif.h>
 #include <wrl/client.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "core/module.h"
+#include "platform/module.h"
 
 namespace quillet {
 namespace {

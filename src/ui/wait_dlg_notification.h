@@ -9,7 +9,7 @@
 
 #include <quillet/notification.h>
 
-#include "core/critical_section.h"
+#include "platform/critical_section.h"
 
 namespace quillet {
 

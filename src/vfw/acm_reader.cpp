@@ -11,9 +11,9 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/silence.h"
 #include "core/time_units.h"
-#include "core/usable_formats.h"
+#include "formats/silence.h"
+#include "formats/usable_formats.h"
 
 namespace quillet {
 namespace {

@@ -8,7 +8,7 @@
 
 #include <windows.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 #include "vfw/avi_source.h"
 #include "vfw/sample_blocks.h"
 #include "vfw/sample_reader.h"

@@ -9,7 +9,7 @@
 #include <mmreg.h>
 #include <vfw.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet {
 

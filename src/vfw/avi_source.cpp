@@ -5,7 +5,7 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/files.h"
+#include "platform/files.h"
 #include "vfw/wave_file.h"
 
 namespace quillet {

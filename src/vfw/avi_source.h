@@ -9,7 +9,7 @@
 
 #include <vfw.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet {
 

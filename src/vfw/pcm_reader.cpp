@@ -5,7 +5,7 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/silence.h"
+#include "formats/silence.h"
 
 namespace quillet {
 

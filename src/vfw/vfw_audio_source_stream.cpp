@@ -10,11 +10,11 @@
 #include <quillet/error_codes.h>
 #include <quillet/vfw_source_stream.h>
 
-#include "core/guarded.h"
 #include "core/open_new.h"
-#include "core/silence.h"
 #include "core/time_units.h"
-#include "core/usable_formats.h"
+#include "formats/silence.h"
+#include "formats/usable_formats.h"
+#include "platform/guarded.h"
 #include "vfw/acm_reader.h"
 #include "vfw/avi_source.h"
 #include "vfw/pcm_reader.h"

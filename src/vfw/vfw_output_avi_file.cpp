@@ -13,11 +13,11 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/files.h"
-#include "core/format_sizes.h"
-#include "core/guarded.h"
-#include "core/handles.h"
 #include "core/time_units.h"
+#include "formats/format_sizes.h"
+#include "platform/files.h"
+#include "platform/guarded.h"
+#include "platform/handles.h"
 #include "ui/interleaving_period_dialog.h"
 #include "ui/run_dialog.h"
 #include "vfw/audio_compression.h"

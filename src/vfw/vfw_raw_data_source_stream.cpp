@@ -12,13 +12,13 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/format_sizes.h"
-#include "core/guarded.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
-#include "core/usable_formats.h"
-#include "directshow/base/c_media_type.h"
-#include "directshow/graph/video_format.h"
+#include "formats/format_sizes.h"
+#include "formats/media_type.h"
+#include "formats/usable_formats.h"
+#include "formats/video_format.h"
+#include "platform/guarded.h"
 #include "vfw/avi_source.h"
 #include "vfw/read_buffer.h"
 

@@ -7,9 +7,9 @@
 #include <quillet/error_codes.h>
 #include <quillet/vfw_source_stream.h>
 
-#include "core/format_sizes.h"
 #include "core/open_new.h"
-#include "core/usable_formats.h"
+#include "formats/format_sizes.h"
+#include "formats/usable_formats.h"
 #include "vfw/avi_source.h"
 
 namespace vfw_error = quillet::vfw_error;

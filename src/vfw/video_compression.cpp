@@ -4,7 +4,7 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet {
 

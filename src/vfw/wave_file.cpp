@@ -6,7 +6,7 @@
 
 #include <mmreg.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet {
 namespace {

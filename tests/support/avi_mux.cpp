@@ -9,9 +9,9 @@
 #include <evcode.h>
 #include <vfwmsgs.h>
 
-#include "core/guarded.h"
 #include "core/time_units.h"
 #include "directshow/base/c_base_output_pin.h"
+#include "platform/guarded.h"
 #include "support/avi_builder.h"
 #include "support/input_pin.h"
 #include "support/unused_interfaces.h"

@@ -10,7 +10,7 @@
 
 #include <strmif.h>
 
-#include "directshow/base/c_media_type.h"
+#include "formats/media_type.h"
 #include "support/com_object.h"
 
 namespace quillet::test {

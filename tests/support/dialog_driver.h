@@ -8,7 +8,7 @@
 
 #include <windows.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet::test {
 

@@ -9,7 +9,7 @@
 
 #include <windows.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 #include "support/reading.h"
 #include "support/scripted_source.h"
 

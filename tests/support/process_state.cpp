@@ -8,7 +8,7 @@
 #include <tlhelp32.h>
 #include <winternl.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet::test {
 namespace {

@@ -15,8 +15,8 @@
 #include <strmif.h>
 #include <uuids.h>
 
-#include "directshow/base/c_media_type.h"
 #include "directshow/base/c_source.h"
+#include "formats/media_type.h"
 #include "support/com_object.h"
 #include "support/temp_file.h"
 

@@ -6,7 +6,7 @@
 #include <strmif.h>
 #include <uuids.h>
 
-#include "core/guarded.h"
+#include "platform/guarded.h"
 #include "support/avi_mux.h"
 #include "support/file_writer.h"
 

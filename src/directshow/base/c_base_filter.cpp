@@ -4,10 +4,10 @@
 
 #include <vfwmsgs.h>
 
-#include "core/guarded.h"
-#include "core/handles.h"
 #include "directshow/base/c_base_pin.h"
 #include "directshow/base/enumerator.h"
+#include "platform/guarded.h"
+#include "platform/handles.h"
 
 using Microsoft::WRL::ComPtr;
 

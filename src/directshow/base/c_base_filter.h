@@ -13,8 +13,8 @@
 #include <strmif.h>
 #include <wrl/client.h>
 
-#include "core/critical_section.h"
 #include "directshow/base/com_object.h"
+#include "platform/critical_section.h"
 
 namespace quillet {
 

@@ -7,10 +7,10 @@
 
 #include <vfwmsgs.h>
 
-#include "core/guarded.h"
-#include "core/handles.h"
-#include "core/media_type.h"
 #include "directshow/base/enumerator.h"
+#include "formats/media_type.h"
+#include "platform/guarded.h"
+#include "platform/handles.h"
 
 using Microsoft::WRL::ComPtr;
 

@@ -10,8 +10,8 @@
 #include <wrl/client.h>
 
 #include "directshow/base/c_base_filter.h"
-#include "directshow/base/c_media_type.h"
 #include "directshow/base/com_object.h"
+#include "formats/media_type.h"
 
 namespace quillet {
 

@@ -7,7 +7,7 @@
 
 #include <quillet/thread.h>
 
-#include "core/guarded.h"
+#include "platform/guarded.h"
 
 using Microsoft::WRL::ComPtr;
 

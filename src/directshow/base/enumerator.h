@@ -10,8 +10,8 @@
 
 #include <vfwmsgs.h>
 
-#include "core/guarded.h"
 #include "directshow/base/com_object.h"
+#include "platform/guarded.h"
 
 namespace quillet {
 

@@ -4,8 +4,8 @@
 
 #include <windows.h>
 
-#include "core/handles.h"
-#include "core/library_thread.h"
+#include "platform/handles.h"
+#include "platform/library_thread.h"
 
 namespace quillet {
 

@@ -7,10 +7,10 @@
 
 #include <uuids.h>
 
-#include "core/guarded.h"
-#include "core/module.h"
 #include "directshow/graph/wide_name.h"
 #include "directshow/inspection/stream_count.h"
+#include "platform/guarded.h"
+#include "platform/module.h"
 #include "resources/resource_ids.h"
 
 namespace {

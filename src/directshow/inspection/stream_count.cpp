@@ -11,12 +11,12 @@
 // Needs strmif.h.
 #include <qedit.h>
 
-#include "core/guarded.h"
-#include "core/handles.h"
-#include "directshow/base/c_media_type.h"
 #include "directshow/graph/filter_graph.h"
 #include "directshow/graph/pins.h"
 #include "directshow/inspection/stream_renderer.h"
+#include "formats/media_type.h"
+#include "platform/guarded.h"
+#include "platform/handles.h"
 
 using Microsoft::WRL::ComPtr;
 using Error = MediaContainer::Error;

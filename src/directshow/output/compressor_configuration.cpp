@@ -9,9 +9,9 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/media_type.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
+#include "formats/media_type.h"
 #include "ui/audio_compressor_dialog.h"
 #include "ui/property_pages.h"
 #include "ui/video_compressor_dialog.h"

@@ -10,15 +10,15 @@
 #include <quillet/error_codes.h>
 #include <quillet/thread.h>
 
-#include "core/format_sizes.h"
-#include "core/guarded.h"
-#include "core/library_thread.h"
 #include "core/time_units.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "directshow/output/compressor_configuration.h"
 #include "directshow/output/compressor_list.h"
 #include "directshow/output/output_graph.h"
+#include "formats/format_sizes.h"
+#include "platform/guarded.h"
+#include "platform/library_thread.h"
 #include "ui/compressor_dialog.h"
 
 namespace ds_error = quillet::ds_error;

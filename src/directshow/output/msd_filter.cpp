@@ -10,8 +10,8 @@
 
 #include <dshow.h>
 
-#include "core/format_sizes.h"
-#include "directshow/graph/video_format.h"
+#include "formats/format_sizes.h"
+#include "formats/video_format.h"
 
 namespace quillet {
 namespace {

@@ -11,9 +11,9 @@
 
 #include <quillet/platform_formats.h>
 
-#include "core/critical_section.h"
 #include "directshow/base/c_source.h"
 #include "directshow/output/rendezvous.h"
+#include "platform/critical_section.h"
 
 namespace quillet {
 

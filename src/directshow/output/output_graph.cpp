@@ -6,10 +6,10 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/files.h"
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
 #include "directshow/graph/stall_watch.h"
+#include "platform/files.h"
 #include "ui/property_pages.h"
 
 namespace ds_error = quillet::ds_error;

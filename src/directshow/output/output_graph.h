@@ -12,10 +12,10 @@
 
 #include <quillet/ds_output_avi_file.h>
 
-#include "core/handles.h"
 #include "directshow/graph/filter_graph.h"
 #include "directshow/graph/wide_name.h"
 #include "directshow/output/msd_filter.h"
+#include "platform/handles.h"
 
 /// What a DirectShow writer owns. The steps that build it are called in the order in which they stand; those that can
 /// fail answer a ds_error code. The members are released from the last one to the first.

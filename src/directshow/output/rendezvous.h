@@ -7,7 +7,7 @@
 
 #include <strmif.h>
 
-#include "core/critical_section.h"
+#include "platform/critical_section.h"
 
 namespace quillet {
 

@@ -5,7 +5,7 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/guarded.h"
+#include "platform/guarded.h"
 
 namespace quillet {
 

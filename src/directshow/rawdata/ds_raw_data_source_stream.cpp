@@ -11,16 +11,16 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/guarded.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
-#include "core/usable_formats.h"
-#include "directshow/base/c_media_type.h"
 #include "directshow/graph/dialog_code.h"
-#include "directshow/graph/video_format.h"
 #include "directshow/rawdata/data_sg_callback.h"
 #include "directshow/rawdata/time_graph.h"
 #include "directshow/source/source_graph.h"
+#include "formats/media_type.h"
+#include "formats/usable_formats.h"
+#include "formats/video_format.h"
+#include "platform/guarded.h"
 #include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;

@@ -4,7 +4,7 @@
 #include <uuids.h>
 
 #include "core/time_units.h"
-#include "directshow/graph/video_format.h"
+#include "formats/video_format.h"
 
 namespace quillet {
 

@@ -11,16 +11,16 @@
 #include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
 
-#include "core/guarded.h"
 #include "core/open_new.h"
-#include "core/silence.h"
 #include "core/time_units.h"
-#include "core/usable_formats.h"
-#include "directshow/base/c_media_type.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "directshow/source/audio_sg_callback.h"
 #include "directshow/source/source_graph.h"
+#include "formats/media_type.h"
+#include "formats/silence.h"
+#include "formats/usable_formats.h"
+#include "platform/guarded.h"
 #include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;

@@ -5,9 +5,9 @@
 #include <quillet/error_codes.h>
 #include <quillet/thread.h>
 
-#include "core/library_thread.h"
 #include "core/time_units.h"
 #include "directshow/source/source_graph.h"
+#include "platform/library_thread.h"
 
 namespace ds_error = quillet::ds_error;
 using End = quillet::FilterGraph::End;

@@ -11,15 +11,15 @@
 #include <quillet/ds_source_stream.h>
 #include <quillet/error_codes.h>
 
-#include "core/format_sizes.h"
 #include "core/open_new.h"
 #include "core/time_units.h"
-#include "directshow/base/c_media_type.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
-#include "directshow/graph/video_format.h"
 #include "directshow/source/source_graph.h"
 #include "directshow/source/video_sg_callback.h"
+#include "formats/format_sizes.h"
+#include "formats/media_type.h"
+#include "formats/video_format.h"
 #include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;

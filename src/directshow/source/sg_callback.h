@@ -12,9 +12,9 @@
 
 #include <quillet/notification.h>
 
-#include "core/handles.h"
 #include "directshow/graph/sample_grabber.h"
 #include "directshow/graph/stream_time.h"
+#include "platform/handles.h"
 
 namespace quillet {
 

@@ -12,11 +12,11 @@
 
 #include <quillet/ds_source_stream.h>
 
-#include "core/handles.h"
-#include "directshow/base/c_media_type.h"
 #include "directshow/graph/filter_graph.h"
 #include "directshow/graph/wide_name.h"
 #include "directshow/source/sg_callback.h"
+#include "formats/media_type.h"
+#include "platform/handles.h"
 
 /// What a DirectShow source owns. The steps that build it are called in the order in which they stand; those that can fail
 /// answer a ds_error code. The members are released from the last one to the first.

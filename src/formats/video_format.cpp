@@ -1,4 +1,4 @@
-#include "directshow/graph/video_format.h"
+#include "formats/video_format.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,8 +8,8 @@
 // Needs uuids.h.
 #include <dvdmedia.h>
 
-#include "core/format_sizes.h"
-#include "core/usable_formats.h"
+#include "formats/format_sizes.h"
+#include "formats/usable_formats.h"
 
 namespace quillet {
 namespace {

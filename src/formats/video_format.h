@@ -11,7 +11,7 @@
 // Needs strmif.h.
 #include <amvideo.h>
 
-#include "directshow/base/c_media_type.h"
+#include "formats/media_type.h"
 
 namespace quillet {
 

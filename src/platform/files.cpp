@@ -1,11 +1,11 @@
-#include "core/files.h"
+#include "platform/files.h"
 
 #include <limits>
 #include <string_view>
 
 #include <windows.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet {
 namespace {

@@ -1,11 +1,11 @@
-#include "core/usable_formats.h"
+#include "formats/usable_formats.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 
-#include "core/format_sizes.h"
+#include "formats/format_sizes.h"
 
 namespace quillet {
 namespace {

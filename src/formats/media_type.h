@@ -1,4 +1,4 @@
-// A DirectShow media type as a value.
+// DirectShow media types: their ownership, and one as a value.
 
 #pragma once
 
@@ -7,7 +7,16 @@
 #include <mmreg.h>
 #include <strmif.h>
 
+#include "platform/handles.h"
+
 namespace quillet {
+
+/// Frees the format block and releases the object that `mediaType` holds, and leaves both empty.
+void FreeMediaType(AM_MEDIA_TYPE& mediaType);
+
+/// Frees a media type that a COM method has handed out, with all that it holds.
+void deleteMediaType(AM_MEDIA_TYPE* mediaType);
+using MediaTypeHandle = UniqueHandle<AM_MEDIA_TYPE*, deleteMediaType>;
 
 /// A media type that owns its format block and a count on the object in pUnk. Copying throws std::bad_alloc.
 class CMediaType : public AM_MEDIA_TYPE {

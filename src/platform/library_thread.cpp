@@ -1,4 +1,4 @@
-#include "core/library_thread.h"
+#include "platform/library_thread.h"
 
 #include <atomic>
 #include <csetjmp>
@@ -7,7 +7,7 @@
 
 #include <process.h>
 
-#include "core/handles.h"
+#include "platform/handles.h"
 
 namespace quillet {
 namespace {

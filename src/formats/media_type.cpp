@@ -1,4 +1,4 @@
-#include "directshow/base/c_media_type.h"
+#include "formats/media_type.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,8 +8,7 @@
 #include <objbase.h>
 #include <uuids.h>
 
-#include "core/guarded.h"
-#include "core/media_type.h"
+#include "platform/guarded.h"
 
 namespace quillet {
 namespace {
@@ -20,6 +19,23 @@ bool sameFormat(const AM_MEDIA_TYPE& one, const AM_MEDIA_TYPE& other) {
 }
 
 }  // namespace
+
+void FreeMediaType(AM_MEDIA_TYPE& mediaType) {
+  if (mediaType.cbFormat != 0) {  // Otherwise the pointer need not have been set.
+    CoTaskMemFree(mediaType.pbFormat);
+  }
+  mediaType.cbFormat = 0;
+  mediaType.pbFormat = nullptr;
+  if (mediaType.pUnk != nullptr) {
+    mediaType.pUnk->Release();
+    mediaType.pUnk = nullptr;
+  }
+}
+
+void deleteMediaType(AM_MEDIA_TYPE* mediaType) {
+  FreeMediaType(*mediaType);
+  CoTaskMemFree(mediaType);
+}
 
 CMediaType::CMediaType(const AM_MEDIA_TYPE& other) : AM_MEDIA_TYPE(other) {
   // They are the other's still: setFormat frees what it replaces.

@@ -8,11 +8,9 @@
 
 #include <quillet/thread.h>
 
-#include "core/module.h"
+#include "platform/module.h"
 
 namespace {
-
-HINSTANCE instance = nullptr;
 
 // Nonzero on a thread that has called QuilletThread. Kept for good: the system frees it.
 DWORD preparedSlot = TLS_OUT_OF_INDEXES;
@@ -43,18 +41,6 @@ void detachThread() {
 
 }  // namespace
 
-namespace quillet {
-
-HINSTANCE moduleInstance() {
-  return instance;
-}
-
-const char* loadMessage(UINT id, char (&message)[messageSize]) {
-  return LoadStringA(instance, id, message, messageSize) > 0 ? message : nullptr;
-}
-
-}  // namespace quillet
-
 BOOL QuilletThread() {
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   AVIFileInit();
@@ -81,7 +67,7 @@ void TemporaryApartmentThreading(bool singleThreaded) {
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
   switch (reason) {
     case DLL_PROCESS_ATTACH:
-      instance = module;
+      quillet::setModuleInstance(module);
       preparedSlot = TlsAlloc();
       attachThread();
       break;

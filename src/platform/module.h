@@ -6,7 +6,10 @@
 
 namespace quillet {
 
-/// The library's instance handle, kept since the library was attached to the process.
+/// Keeps the library's instance handle: said once, when the library is attached to the process.
+void setModuleInstance(HINSTANCE module);
+
+/// The library's instance handle.
 HINSTANCE moduleInstance();
 
 /// Bytes of the buffer of a message, its end included.

@@ -1,0 +1,3 @@
+#include <quillet/notification.h>
+
+QuilletNotification::~QuilletNotification() = default;
