@@ -137,9 +137,7 @@ bool DSOutputAVIFile::Graph::showMuxPages(HWND parent) const {
   return quillet::PropertyPages(*mux.Get()).show(parent);
 }
 
-int DSOutputAVIFile::Graph::createEvents() {
-  graphStarted.reset(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-  stopRequested.reset(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+int DSOutputAVIFile::Graph::requireEvents() const {
   return graphStarted && stopRequested ? ds_error::success : ds_error::noSynchronizationObject;
 }
 
