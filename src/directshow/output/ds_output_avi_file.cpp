@@ -82,7 +82,7 @@ int DSOutputAVIFile::createGraph(const char* fileName) {
   if (const int error = addAudioSource()) {
     return error;
   }
-  if (const int error = graph->graph.queryControl()) {
+  if (const int error = graph->filters.queryControl()) {
     return error;
   }
   return graph->requireEvents();
@@ -101,7 +101,7 @@ int DSOutputAVIFile::addVideoSource() {
     return error;
   }
   return compressVideo ||
-                 quillet::connectPair(graph->graph.builder.Get(), graph->video.source.Get(), graph->mux.Get(), 0)
+                 quillet::connectPair(graph->filters.builder.Get(), graph->video.source.Get(), graph->mux.Get(), 0)
              ? ds_error::success
              : ds_error::videoStreamCopyImpossible;
 }
@@ -142,7 +142,7 @@ bool DSOutputAVIFile::start() {
   }
   nextFrame = 0;
   nextSample = 0;
-  const bool isUnpaced = graph->graph.removeClock();
+  const bool isUnpaced = graph->filters.removeClock();
   constexpr unsigned stackSize = 32768;
   if (!graph->worker.start(runGraph, this, stackSize)) {
     lastError = ds_error::cannotCreateThread;

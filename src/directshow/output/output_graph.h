@@ -83,7 +83,7 @@ struct DSOutputAVIFile::Graph {
   ComPtr<IBaseFilter> mux;
   Stream video;
   Stream audio;
-  quillet::FilterGraph graph;
+  quillet::FilterGraph filters;
 
   /// @name The worker thread, none until start(), and the events that it shares with its owner
   /// @{

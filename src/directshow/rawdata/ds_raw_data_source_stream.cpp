@@ -160,17 +160,17 @@ int DSRawDataSourceStream::openSource(const char* fileName, bool video, int stre
   if (const int error = graph->querySeeking()) {
     return error;
   }
-  if (const int error = graph->graph.queryControl()) {
+  if (const int error = graph->filters.queryControl()) {
     return error;
   }
-  graph->graph.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
+  graph->filters.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
   auto callback = std::make_unique<DataSGCallback>();
   reader->callback = callback.get();
   graph->installCallback(std::move(callback));
   if (const int error = video ? measureVideo(type) : measureAudio(type)) {
     return error;
   }
-  if (const int error = graph->createEvents()) {
+  if (const int error = graph->runner.requireEvents()) {
     return error;
   }
   setSteps(0, 0);
@@ -246,7 +246,7 @@ long DSRawDataSourceStream::_firstKeySample(bool) {
   DataSGCallback& callback = *reader->callback;
   callback.searchKey(true);
   run();
-  stopRun();
+  settle(graph->runner.stop());
   callback.searchKey(false);
   if (lastError == ds_error::success && callback.firstKeySample() == -1) {
     lastError = ds_error::noKeySampleInStream;
@@ -343,23 +343,20 @@ const quillet::KeptSample* DSRawDataSourceStream::readNext() {
   const bool isFirst = !callback.takesEach();
   if (isFirst) {
     callback.takeEach(true);
-    stopRun();
     // Not seek(), which lets the graph play no farther than the duration, even where the stream goes on.
-    const int error = graph->rewind();
-    lastError = error != ds_error::success ? error : lastError;
+    settle(graph->runner.rewind());
   }
   if (const quillet::KeptSample* const behind = callback.shift()) {
     return behind;
   }
-  const bool hasEnded = !isFirst && !callback.isHolding();
-  if (lastError != ds_error::success || (!hasEnded && !run())) {
+  if (lastError != ds_error::success || !run()) {
     return nullptr;
   }
   if (callback.outOfMemory()) {
     lastError = ds_error::notEnoughMemory;
     return nullptr;
   }
-  if (callback.isHolding()) {
+  if (graph->runner.isHolding()) {
     return callback.heldNext();
   }
   const quillet::KeptSample* const last = callback.lastOfAll(length);
@@ -375,7 +372,7 @@ const quillet::KeptSample* DSRawDataSourceStream::readNext() {
 const quillet::KeptSample* DSRawDataSourceStream::search(long sample, bool keyWanted) {
   DataSGCallback& callback = *reader->callback;
   const long long lookAhead = reader->lookAhead(graph->quickDecodeThreshold);
-  bool seeking = keyWanted || !callback.isHolding() || callback.isFarFrom(sample, lookAhead);
+  bool seeking = keyWanted || !graph->runner.isHolding() || callback.isFarFrom(sample, lookAhead);
   long long position = reader->position(sample, length);
   long long step = reader->step();
   callback.want(sample);
@@ -391,8 +388,9 @@ const quillet::KeptSample* DSRawDataSourceStream::search(long sample, bool keyWa
       return nullptr;
     }
     bool isBeyond = false;
-    if (const quillet::KeptSample* const found =
-            callback.isHolding() ? callback.findHeld(keyWanted) : callback.findAtEnd(keyWanted, length, isBeyond)) {
+    if (const quillet::KeptSample* const found = graph->runner.isHolding()
+                                                     ? callback.findHeld(keyWanted)
+                                                     : callback.findAtEnd(keyWanted, length, isBeyond)) {
       lastError = isBeyond ? ds_error::sampleBeyondData : ds_error::success;
       return found;
     }
