@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Runs commands of the project on another release of Debian, in a chroot of it. As root.
+#
+#   scripts/chroot.sh [RELEASE [COMMAND]]    for example scripts/chroot.sh trixie scripts/demo.sh
+#
+# RELEASE is trixie unless another one is named. Without a command, the demo and the tests are run. The chroot is made at
+# the first use, in build/chroot-RELEASE; the commands run in a copy of what is committed, whose builds stay from one use
+# to the next.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+case "${1:-}" in
+  --help) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 0 ;;
+esac
+release=${1:-trixie}
+command=${2:-"scripts/demo.sh && scripts/test.sh"}
+root=$PWD/build/chroot-$release
+
+if [ ! -e "$root/made" ]; then
+  command -v debootstrap >/dev/null || apt-get -q -y --no-install-recommends install debootstrap
+  rm -rf "$root"
+  site=$(apt-get indextargets --format '$(SITE)' | head -1)  # From where this system has its own packages.
+  debootstrap --variant=minbase --include=ca-certificates,git "$release" "$root" "$site"
+  touch "$root/made"
+fi
+
+mounted=()
+cleanUp() {
+  for point in "${mounted[@]}"; do
+    umount -l "$point"
+  done
+}
+trap cleanUp EXIT
+for point in dev proc; do
+  mount --rbind "/$point" "$root/$point"
+  mount --make-rslave "$root/$point"
+  mounted+=("$root/$point")
+done
+
+mkdir -p "$root/quillet"
+git archive HEAD | tar -x -C "$root/quillet"
+chroot "$root" /usr/bin/env -i HOME=/root TERM=dumb PATH=/usr/sbin:/usr/bin:/sbin:/bin \
+  bash -c "cd /quillet && { $command; }"
