@@ -52,24 +52,14 @@ Bytes wholeOf(const ScriptedStream& stream, long length, long sampleSize) {
   return whole;
 }
 
-/// A request, and what has to come of it: the samples asked for, without a seek, unless said.
-struct Step {
+/// A request, and what has to come of it: the samples asked for, unless said.
+struct Step : Expectation<Step> {
   Step(long from, long to) : first(from), last(to) {}
-  Step& fails(int code) { return error = code, *this; }
-  Step& tuned(int quickDecode, int stepBack) { return config = {quickDecode, stepBack}, *this; }
   /// The run is to begin with the samples from there on, with silence behind them.
   Step& beginsAfterGap(long end) { return gapEnd = end, *this; }
-  /// Where to, in samples.
-  template <class... Positions>
-  Step& seeks(Positions... positions) {
-    return seeked = {long{positions}...}, *this;
-  }
 
   long first, last;
-  int error = 0;
   long gapEnd = 0;
-  std::vector<int> config;
-  std::vector<long> seeked;
 };
 
 /// Reads from a stream of these blocks, which claims to be `length` samples long.
@@ -80,9 +70,7 @@ void check(const char* name, const std::vector<Block>& blocks, long length, cons
   ScriptedStream stream = blocksOf(mono, blocks, length);
   stream.seek = seek;
   const Bytes whole = wholeOf(stream, length, 2);
-  const ScriptedFile file(scriptOf(stream));
-  Phases phases;
-  const DSAudio audio = openAudio(file.name(), 0, &phases);
+  const PlayedAudio audio(stream);
   ASSERT_EQ(audio->lastError, 0);
   ASSERT_EQ(audio->duration(), length);
   for (const Step& step : steps) {
@@ -98,7 +86,7 @@ void check(const char* name, const std::vector<Block>& blocks, long length, cons
                 expected.end(), std::uint8_t{0});
     }
     EXPECT_TRUE(run == expected);
-    EXPECT_EQ(graph.takeSeeks<long>(sampleTime), step.seeked);
+    EXPECT_EQ(graph.takeSeeks(sampleTime), step.seeked);
   }
 }
 
@@ -136,19 +124,19 @@ TEST(Search, FillsWithSilence) {
         {Step(100, 159).seeks(100), Step(160, 170).seeks(80), Step(100, 350).seeks(160, 320).beginsAfterGap(320),
          Step(360, 380)});
 
-  const ScriptedFile unsignedSamples(scriptOf(blocksOf(pcmFormat(rate, 1, 8), {{80, 80}}, 240)));
+  const ScriptedStream unsignedSamples = blocksOf(pcmFormat(rate, 1, 8), {{80, 80}}, 240);
   constexpr std::uint8_t middle = 0x80;
   Bytes whole(240, middle);
   std::ranges::copy(scriptedPayload(0, 80), whole.begin() + 80);
-  EXPECT_TRUE(runOf(*openAudio(unsignedSamples.name()), 0, 239) == whole);
-  EXPECT_TRUE(runOf(*openAudio(unsignedSamples.name()), 0, 10) == Bytes(11, middle));
+  EXPECT_TRUE(runOf(*PlayedAudio(unsignedSamples), 0, 239) == whole);
+  EXPECT_TRUE(runOf(*PlayedAudio(unsignedSamples), 0, 10) == Bytes(11, middle));
 }
 
 TEST(Search, GoesBackFromSeeksThatMiss) {
   check("seeks that land late", inARow(0, 10), 800,
         {Step(400, 450).seeks(400, 0), Step(700, 720).seeks(700, 620), Step(400, 450).tuned(0, 100).seeks(400, 320)},
         landLater(1));
-  const Step failing = Step(400, 450).seeks(400).fails(ds_error::unseekableMedia);
+  const Step failing = Step(400, 450).seeks(400).leaves(ds_error::unseekableMedia);
   check("seeks that fail", inARow(0, 10), 800, {failing, failing}, failToSeek);
 }
 
@@ -159,15 +147,13 @@ TEST(Search, GivesUpWhenEvenTheStartComesLate) {
     return landLater(lost)(played, wanted, flags, landing);
   };
   const Bytes whole = wholeOf(stream, 800, 2);
-  const ScriptedFile file(scriptOf(stream));
-  Phases phases;
-  const DSAudio audio = openAudio(file.name(), 0, &phases);
+  const PlayedAudio audio(stream);
   EXPECT_TRUE(runOf(*audio, 70, 90) == partOf(whole, 70, 90, 2));
-  EXPECT_EQ(phases.counts[2], 1);
+  EXPECT_EQ(audio.phases.counts[2], 1);
   lost = 6;
   EXPECT_EQ(audio->getSamples(300, 310), nullptr);
   EXPECT_EQ(audio->lastError, ds_error::noFrameFound);
-  EXPECT_EQ(phases.counts[2], 1 + 4) << "a block at a time, to the start";
+  EXPECT_EQ(audio.phases.counts[2], 1 + 4) << "a block at a time, to the start";
   lost = 0;
   EXPECT_TRUE(runOf(*audio, 300, 310) == partOf(whole, 300, 310, 2));
 }
@@ -211,15 +197,14 @@ TEST(Joins, OfBlocksThatNearlyTouchAreUnheard) {
       landing = {0, wanted};
       return S_OK;
     };
-    const ScriptedFile file(scriptOf(stream));
     Bytes whole(200 * 2);
     std::ranges::copy(scriptedPayload(0, 160), whole.begin());
     std::ranges::copy(scriptedPayload(1, 160), whole.begin() + first * 2);
-    const DSAudio audio = openAudio(file.name());
+    const PlayedAudio audio(stream);
     EXPECT_TRUE(runOf(*audio, 0, 199) == whole);
     EXPECT_TRUE(runOf(*audio, 75, 90) == partOf(whole, 75, 90, 2));
     // After a seek the block that is wanted tells the number, where that loses nothing.
-    EXPECT_TRUE(runOf(*openAudio(file.name()), 100, 120) ==
+    EXPECT_TRUE(runOf(*PlayedAudio(stream), 100, 120) ==
                 partOf(whole, 100 + first - stamped, 120 + first - stamped, 2));
   }
 }
@@ -232,9 +217,9 @@ TEST(Formats, AreWholeInTheirRecord) {
   format.SubFormat = MEDIASUBTYPE_PCM;
   ScriptedStream stream = scriptedAudio(format.Format, 2, 80);
   const WAVEFORMATEX plain = pcmFormat(rate, 6, 16);
-  EXPECT_EQ(std::memcmp(openAudio(ScriptedFile(scriptOf(stream)).name())->format(), &plain, sizeof plain), 0);
+  EXPECT_EQ(std::memcmp(PlayedAudio(stream)->format(), &plain, sizeof plain), 0);
   reinterpret_cast<WAVEFORMATEXTENSIBLE*>(stream.type.pbFormat)->SubFormat = MEDIASUBTYPE_IEEE_FLOAT;
-  EXPECT_EQ(openAudio(ScriptedFile(scriptOf(stream)).name())->lastError, ds_error::improperStreamFormat);
+  EXPECT_EQ(PlayedAudio(stream)->lastError, ds_error::improperStreamFormat);
 }
 
 TEST(Runs, AreTheSameInAnyOrderAndFormat) {
@@ -260,8 +245,7 @@ TEST(Runs, AreTheSameInAnyOrderAndFormat) {
     }
     stream.duration = (length * 10'000'000LL + format.nSamplesPerSec - 1) / format.nSamplesPerSec;
     GraphOverride graph;
-    const ScriptedFile file(scriptOf(stream));
-    const DSAudio audio = openAudio(file.name());
+    const PlayedAudio audio(stream);
     ASSERT_EQ(audio->duration(), length);
     for (const long run : {50L, 63L}) {
       for (long first = 0; first < length; first += run) {

@@ -8,14 +8,9 @@
 #include <dshow.h>
 #include <dvdmedia.h>
 
-#include "support/avi_mux.h"
-#include "support/dialog_driver.h"
-#include "support/ds_streams.h"
-#include "support/empty_page.h"
-#include "support/file_writer.h"
+#include "support/ds_writing.h"
 #include "support/test_compressor.h"
 #include "support/wine_gaps.h"
-#include "support/writing.h"
 
 using namespace quillet;
 using namespace quillet::test;
@@ -80,7 +75,7 @@ DialogStep fixing(std::vector<std::string> offered, std::vector<int> chosen, int
   });
 }
 
-class DSConfiguration : public testing::Test {
+class DSConfiguration : public DSWriting {
  protected:
   ~DSConfiguration() override {
     EXPECT_EQ(script.use_count(), 1) << "a compressor is still held";
@@ -91,7 +86,7 @@ class DSConfiguration : public testing::Test {
 
   Writer create() const {
     return Writer(
-        OutputAVIFile::create(file.name(), isVideo ? &header : nullptr, true, isVideo ? nullptr : &pcm, true, true));
+        OutputAVIFile::create(file.name(), isVideo ? &video : nullptr, true, isVideo ? nullptr : &audio, true, true));
   }
 
   /// Expects the code that the writer has, and the calls that the compressor has seen, when the user is done.
@@ -101,7 +96,7 @@ class DSConfiguration : public testing::Test {
     const auto mark = [this](CMediaType& type) { type.pUnk != nullptr ? S_OK : witness.CopyTo(&type.pUnk); };
     mark(script->format);
     std::ranges::for_each(script->capabilities, mark, &CompressorScript::Capability::type);
-    script->connection = isVideo ? CompressorScript().connection : wave(pcm).type;
+    script->connection = isVideo ? CompressorScript().connection : wave(audio).type;
     const Writer writer = create();
     EXPECT_EQ(setCompressor(*writer, isVideo, script), script->hasOutput);
     const DialogDriver user(std::move(steps));
@@ -110,12 +105,7 @@ class DSConfiguration : public testing::Test {
     EXPECT_EQ(script->calls, calls);
   }
 
-  const ClassObjectOverride mux{CLSID_AviDest, aviMux(std::make_shared<MuxScript>())};
-  const ClassObjectOverride fileWriter{CLSID_FileWriter, quillet::test::fileWriter(std::make_shared<WriterFaults>())};
-  const VIDEOINFOHEADER header = videoFormat();
-  const WAVEFORMATEX pcm = pcmFormat(8000, 1, 16);
   const WAVEFORMATEX adpcm = {WAVE_FORMAT_ADPCM, 2, 22050, 22311, 1024, 4, 0};
-  const TempFile file{".avi"};
   const SharedScript script = std::make_shared<CompressorScript>();
   const ComPtr<IUnknown> witness = makeCom<EmptyPage>();  // Of the formats that are handed out.
   bool isVideo = false;
@@ -141,8 +131,8 @@ TEST_F(DSConfiguration, FailsWithTheCodeOfTheStep) {
     configure({}, c.code);
   }
   *script = {};
-  for (const bool video : {false, true}) {
-    isVideo = video;
+  for (const bool kind : {false, true}) {
+    isVideo = kind;
     configure({}, ds_error::cannotDisplayDialog, {}, GetModuleHandleA(nullptr));  // Which is no window.
     const HWND parent = makeParent();
     configure({{"", closing(parent)}}, output_error::dialogCancelled, {}, parent);
@@ -159,7 +149,7 @@ TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
   CompressorScript::Capability other = {};
   other.type.majortype = MEDIATYPE_Audio;
   script->format = wave(adpcm).type;
-  script->capabilities = {wave(pcm), {}, wave(adpcm), other};
+  script->capabilities = {wave(audio), {}, wave(adpcm), other};
   const std::string pcmLine =
       "PCM format, channels:1, bits per sample:16, samples per second:8000, bytes per second:16000";
   const std::string adpcmLine =
@@ -186,7 +176,7 @@ TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
     EXPECT_TRUE(script->format == wave(adpcm).type) << "as before";
   }
   configure({atAudio(IDOK, setBoth)}, 0, {"SetFormat 22050", "SetFormat 8000"});
-  EXPECT_TRUE(script->format == wave(pcm).type);
+  EXPECT_TRUE(script->format == wave(audio).type);
   const auto setAndRefuse = [&](HWND dialog) { setBoth(dialog), script->faults["SetFormat"] = E_FAIL; };
   configure({atAudio(IDCANCEL, setAndRefuse)}, ds_error::cannotRestoreFormat,
             {"SetFormat 22050", "SetFormat 8000", "SetFormat 8000"});
@@ -202,9 +192,9 @@ TEST_F(DSConfiguration, AnAudioFormatIsPickedFromThoseOfTheOutput) {
 TEST_F(DSConfiguration, WhatAnAudioFormatLeavesOpenIsFixedByTheUser) {
   // The last frequency would be followed by one near 0 if it were counted on.
   const AUDIO_STREAM_CONFIG_CAPS wide = {{}, 1, 2, 1, 8, 16, 8, 44100, 0xFFFFFFFF, 0x80000000};
-  script->format = wave(pcm).type;
-  script->capabilities = {wave(pcm, wide), wave(adpcm, {{}, 1, 2, 0, 4, 3, 1, 8000, 22050, 14050}),
-                          wave(pcm, {{}, 1, 1, 1, 16, 16, 1, 8000, 8000, 1})};
+  script->format = wave(audio).type;
+  script->capabilities = {wave(audio, wide), wave(adpcm, {{}, 1, 2, 0, 4, 3, 1, 8000, 22050, 14050}),
+                          wave(audio, {{}, 1, 1, 1, 16, 16, 1, 8000, 8000, 1})};
   const std::vector<std::string> offered = {"1\n2\n", "8\n16\n", "44100\n2147527748\n"};
   configure({setting(0), fixing(offered, {1, 1, 0}), atAudio(IDOK)}, 0, {"SetFormat 44100"});
   EXPECT_TRUE(script->format == wave({WAVE_FORMAT_PCM, 2, 44100, 176'400, 4, 16, 0}).type);
@@ -214,7 +204,7 @@ TEST_F(DSConfiguration, WhatAnAudioFormatLeavesOpenIsFixedByTheUser) {
   configure({setting(1), fixing({"1\n", "", "8000\n22050\n"}, {0, 0, 0}), atAudio(IDOK)}, 0, {"SetFormat 8000"});
   EXPECT_TRUE(script->format == wave({WAVE_FORMAT_ADPCM, 1, 8000, 22311, 1024, 4, 0}).type);
   configure({setting(0), fixing(offered, {1, 1, 0}, IDCANCEL), atAudio(IDOK)}, 0, {"SetFormat 8000"});
-  EXPECT_TRUE(script->format == wave(pcm).type) << "as it is listed";
+  EXPECT_TRUE(script->format == wave(audio).type) << "as it is listed";
   configure({setting(2), atAudio(IDOK)}, 0, {"SetFormat 8000"});  // Nothing is open.
 }
 
@@ -292,8 +282,7 @@ TEST_F(DSConfiguration, VideoSettingsAreShownAndSet) {
 TEST_F(DSConfiguration, TheCodecsOwnDialogComesBeforeThePropertyPages) {
   isVideo = true;
   CoCreateGuid(&script->page);
-  const ClassObjectOverride page(
-      script->page, [](REFIID id, void** object) { return makeCom<EmptyPage>()->QueryInterface(id, object); });
+  const ClassObjectOverride page(script->page, EmptyPage::make);
   HWND shown = nullptr;
   const DialogStep further = atVideo(109, [&](HWND dialog) { shown = dialog; });
   HWND owner = nullptr;

@@ -7,12 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/avi_mux.h"
-#include "support/dialog_driver.h"
-#include "support/ds_streams.h"
-#include "support/file_writer.h"
-#include "support/registered_compressor.h"
-#include "support/writing.h"
+#include "support/ds_writing.h"
 
 using namespace quillet;
 using namespace quillet::test;
@@ -85,15 +80,8 @@ TEST_F(Tuning, ShowsTheValuesAndTakesWhatIsEntered) {
   }
 }
 
-TEST_F(Tuning, ShowsAGrowthBeyondTheListAsItsLast) {
-  dynamic_cast<DSVideoSourceStream&>(*sources[0].stream).config(1, 1, 12);
-  sources[0].configure([](HWND dialog) {
-    EXPECT_EQ(textOf(dialog, growthRatio), "7");
-    press(dialog, IDCANCEL);
-  });
-}
-
 TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
+  dynamic_cast<DSVideoSourceStream&>(*sources[0].stream).config(1, 1, 12);
   for (const Source& source : sources) {
     SCOPED_TRACE(source.title);
     source.stream->configure(noWindow);
@@ -101,8 +89,9 @@ TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
     const HWND parent = makeParent();
     const auto type = [](HWND dialog) { enter(dialog, quickDecode, "9"); };
     source.configure(closing(parent, type), parent);  // As by Cancel.
-    source.configure([](HWND dialog) {
+    source.configure([&](HWND dialog) {
       EXPECT_EQ(textOf(dialog, quickDecode), "1");
+      EXPECT_TRUE(&source != sources || textOf(dialog, growthRatio) == "7") << "the last of the list";
       press(dialog, IDCANCEL);
     });
   }
@@ -110,6 +99,27 @@ TEST_F(Tuning, FailsWithACodeAndChangesNothing) {
   none->configure(nullptr);
   EXPECT_EQ(none->lastError, ds_error::notOpened);
 }
+
+/// A compressor that the system lists while this lives; there is none behind it but by class-object override.
+struct RegisteredCompressor {
+  explicit RegisteredCompressor(const wchar_t* name = L"Test compressor") {
+    CoCreateGuid(&id);
+    CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper));
+    REGFILTER2 details = {};
+    details.dwVersion = 1;
+    EXPECT_EQ(mapper->RegisterFilter(id, name, &moniker, &CLSID_VideoCompressorCategory, nullptr, &details), S_OK);
+  }
+  RegisteredCompressor(const RegisteredCompressor&) = delete;
+  RegisteredCompressor& operator=(const RegisteredCompressor&) = delete;
+  ~RegisteredCompressor() { remove(); }
+
+  /// The moniker stays, but leads to nothing any more.
+  void remove() const { mapper->UnregisterFilter(&CLSID_VideoCompressorCategory, nullptr, id); }
+
+  CLSID id = {};
+  Microsoft::WRL::ComPtr<IFilterMapper2> mapper;
+  Microsoft::WRL::ComPtr<IMoniker> moniker;
+};
 
 /// In place of the system's device enumerator: gives itself as the list.
 struct Devices : quillet::test::ComObject<ICreateDevEnum, IEnumMoniker> {
@@ -130,7 +140,7 @@ struct Devices : quillet::test::ComObject<ICreateDevEnum, IEnumMoniker> {
   IID listId = IID_IEnumMoniker;  // One that there is not makes the listing fail.
 };
 
-class Choosing : public testing::Test {
+class Choosing : public DSWriting {
  protected:
   Writer create() const { return Writer(OutputAVIFile::create(file.name(), &video, true, &audio, true, true)); }
   /// Chooses a video compressor, and expects this code.
@@ -139,12 +149,6 @@ class Choosing : public testing::Test {
     EXPECT_EQ(writer.chooseCompressor(parent, true), code == 0);
     EXPECT_EQ(writer.lastError, code);
   }
-
-  const ClassObjectOverride mux{CLSID_AviDest, aviMux(std::make_shared<MuxScript>())};
-  const ClassObjectOverride fileWriter{CLSID_FileWriter, test::fileWriter(std::make_shared<WriterFaults>())};
-  const VIDEOINFOHEADER video = videoFormat();
-  const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
-  const TempFile file{".avi"};
 };
 
 TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
@@ -185,7 +189,7 @@ TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
 TEST_F(Choosing, ListsTheNamesInOrderAndTakesTheFirstOfAName) {
   const RegisteredCompressor twin(L"Twin"), gone(L"gone"), first(L"twin"), second(L"twin"), ape(L"Ape");
   gone.remove();
-  const ClassObjectOverride filter(first.id, test::fileWriter(std::make_shared<WriterFaults>()));  // Has no output.
+  const ClassObjectOverride filter(first.id, test::fileWriter(faults));  // Has no output.
   const auto devices = makeCom<Devices>();
   devices->monikers = {twin.moniker, gone.moniker, first.moniker, second.moniker, ape.moniker};
   HRESULT failure = S_OK;

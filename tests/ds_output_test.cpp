@@ -1,20 +1,15 @@
-// Writing AVI files through DirectShow, with the tests' multiplexer and file writer: Wine's own cannot write.
+// Writing AVI files through DirectShow.
 
 #include <evcode.h>
 #include <ocidl.h>
 #include <vfwmsgs.h>
 
-#include "support/avi_mux.h"
-#include "support/dialog_driver.h"
-#include "support/ds_streams.h"
-#include "support/empty_page.h"
-#include "support/file_writer.h"
+#include "support/ds_writing.h"
 #include "support/graph_override.h"
 #include "support/leak_check.h"
 #include "support/test_codec.h"
 #include "support/test_compressor.h"
 #include "support/wine_gaps.h"
-#include "support/writing.h"
 
 using namespace quillet;
 using namespace quillet::test;
@@ -22,7 +17,7 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-class DSOutput : public testing::Test {
+class DSOutput : public DSWriting {
  protected:
   Writer create(const VIDEOINFOHEADER* videoFormat, const WAVEFORMATEX* audioFormat, bool compress = false) const {
     return Writer(OutputAVIFile::create(file.name(), videoFormat, compress, audioFormat, compress, true));
@@ -42,15 +37,6 @@ class DSOutput : public testing::Test {
     const Bytes written = readFile(file.name());
     EXPECT_FALSE(std::ranges::search(written, chunk).empty());
   }
-
-  std::shared_ptr<MuxScript> muxScript = std::make_shared<MuxScript>();  // Of the multiplexers that are made next.
-  const std::shared_ptr<WriterFaults> faults = std::make_shared<WriterFaults>();
-  const ClassObjectOverride mux{CLSID_AviDest,
-                                [this](REFIID id, void** object) { return aviMux(muxScript)(id, object); }};
-  const ClassObjectOverride fileWriter{CLSID_FileWriter, quillet::test::fileWriter(faults)};
-  const VIDEOINFOHEADER video = videoFormat();
-  const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
-  const TempFile file{".avi"};
 };
 
 TEST_F(DSOutput, BothStreamsComeBackThroughEitherBackend) {
@@ -412,13 +398,12 @@ TEST_F(DSOutput, TakesCompressorsOrNone) {
 }
 
 TEST_F(DSOutput, ThePeriodIsTheMultiplexers) {
-  const auto makePage = [](REFIID id, void** object) { return makeCom<EmptyPage>()->QueryInterface(id, object); };
-  const ClassObjectOverride pages[] = {{CLSID_AviMuxProptyPage, makePage}, {CLSID_AviMuxProptyPage1, makePage}};
+  const ClassObjectOverride page(CLSID_AviMuxProptyPage, EmptyPage::make);
   for (const bool compress : {false, true}) {
     const Writer writer = create(&video, &audio, compress);
     (DialogDriver({{"Properties for AVI mux",
                     [this](HWND frame) {
-                      muxScript->interleaving = 20'000'000;  // As by one of the pages.
+                      muxScript->interleaving = 20'000'000;  // As by the page.
                       PostMessageA(frame, WM_CLOSE, 0, 0);
                     }}}),
      writer->configureAVI(nullptr));

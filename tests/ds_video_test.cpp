@@ -15,25 +15,13 @@ namespace {
 constexpr REFERENCE_TIME frameTime = 312'500;
 constexpr double rate = 32.0;
 
-/// A request, and what has to come of it: the frame of that number with its own picture, without a seek, unless said.
-struct Step {
+/// A request, and what has to come of it: the frame of that number with its own picture, unless said.
+struct Step : Expectation<Step> {
   Step(long number) : asked(number), returned(number), picture(number) {}  // NOLINT: a number alone is the usual step.
   Step& gives(long number, long sample) { return returned = number, picture = sample, *this; }
-  Step& fails(int code) { return returned = -1, error = code, *this; }
-  Step& warns(int code) { return error = code, *this; }
-  Step& tuned(int quickDecode, int backtrackStep, int growthRatio) {
-    return config = {quickDecode, backtrackStep, growthRatio}, *this;
-  }
-  /// Where to, in frame periods.
-  template <class... Positions>
-  Step& seeks(Positions... positions) {
-    return seeked = {static_cast<double>(positions)...}, *this;
-  }
+  Step& fails(int code) { return returned = -1, leaves(code); }
 
   long asked, returned, picture;
-  int error = 0;
-  std::vector<int> config;
-  std::vector<double> seeked;
 };
 
 /// Reads from a stream that has frames at `times`.
@@ -47,9 +35,7 @@ void check(const char* name, const std::vector<double>& times, double length, co
   for (std::size_t i = 0; i < stream.samples.size(); ++i) {
     stream.samples[i].sync = keys.empty() || keys.contains(i);
   }
-  const ScriptedFile file(scriptOf(stream));
-  Phases phases;
-  const DSVideo video = openVideo(file.name(), 0, &phases);
+  const PlayedVideo video(stream);
   ASSERT_EQ(video->lastError, 0);
   ASSERT_EQ(video->duration(), static_cast<long>(length));
   for (const Step& step : steps) {
@@ -57,16 +43,16 @@ void check(const char* name, const std::vector<double>& times, double length, co
     if (!step.config.empty()) {
       video->config(step.config[0], step.config[1], step.config[2]);
     }
-    const int before = phases.counts[2];
+    const int before = video.phases.counts[2];
     const Bytes bits = frameOf(*video, step.asked, step.returned);
     EXPECT_EQ(video->lastError, step.error);
     EXPECT_TRUE(bits == (step.returned < 0 ? Bytes() : scriptedPayload(step.picture, 24)));
-    const auto seeked = graph.takeSeeks<double>(frameTime);
+    const auto seeked = graph.takeSeeks(frameTime);
     EXPECT_EQ(seeked, step.seeked);
     EXPECT_TRUE(seeked.empty() || graph.faults.seekEnd == stream.duration);
     EXPECT_LE(graph.faults.runs.exchange(0), static_cast<int>(seeked.size())) << "what has ended is run again";
     // All but the first seek go back; without a frame at the first position the graph is asked nothing more.
-    EXPECT_EQ(phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeked.size(), 1)) - 1);
+    EXPECT_EQ(video.phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeked.size(), 1)) - 1);
   }
 }
 
@@ -100,9 +86,9 @@ TEST(Search, TakesTheFrameBefore) {
 
 TEST(Search, TakesTheNextFrameWhenThereIsNoneBefore) {
   check("late first frame", {3, 4, 5}, 6,
-        {Step(0).gives(3, 0).seeks(0.5, 0).warns(ds_error::nextFrameReturned), 0, Step(1).gives(0, 0),
+        {Step(0).gives(3, 0).seeks(0.5, 0).leaves(ds_error::nextFrameReturned), 0, Step(1).gives(0, 0),
          Step(3).gives(3, 0), Step(4).gives(4, 1),
-         Step(2).gives(3, 0).seeks(2.5, 1.5, 0).warns(ds_error::nextFrameReturned),
+         Step(2).gives(3, 0).seeks(2.5, 1.5, 0).leaves(ds_error::nextFrameReturned),
          Step(5).gives(5, 2).seeks(justBefore(5))});
   check(
       "no frame at all", {}, 5,
@@ -126,35 +112,30 @@ TEST(Search, KnowsShortFramesFromCutOnes) {
   for (ScriptedSample& sample : stream.samples) {
     *sample.stop -= frameTime * 3 / 4;
   }
-  const ScriptedFile file(scriptOf(stream));
-  const DSVideo video = openVideo(file.name());
+  const PlayedVideo video(stream);
   for (const long frame : {5, 6, 2, 12}) {
     EXPECT_EQ(frameOf(*video, frame), scriptedPayload(frame, 24));
   }
 }
 
 TEST(Search, HoldsAtTheEdgeBefore) {
-  const auto script = scriptOf(framesAt<double>({0, 1, 2, 3, 4.5, 6, 7}, 8, frameTime));
-  const ScriptedFile file(script);
-  const DSVideo video = openVideo(file.name());
+  const PlayedVideo video(framesAt<double>({0, 1, 2, 3, 4.5, 6, 7}, 8, frameTime));
   EXPECT_EQ(frameOf(*video, 5, 5), scriptedPayload(4, 24));
-  EXPECT_EQ(script->samplesFilled, 1) << "half a frame before its time a frame is there";
+  EXPECT_EQ(video.script->samplesFilled, 1) << "half a frame before its time a frame is there";
   EXPECT_EQ(frameOf(*video, 6, 6), scriptedPayload(5, 24));
-  EXPECT_EQ(script->samplesFilled, 2);
+  EXPECT_EQ(video.script->samplesFilled, 2);
 }
 
 TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
   for (const auto& [times, count] : {std::pair(upTo<double>(9), 9), {{0, 1, 1, 2, 2, 3}, 4}}) {
     ScriptedStream stream = framesAt<double>(times, 77, frameTime);
     withoutFrameTime(stream);
-    const ScriptedFile file(scriptOf(stream));
-    Phases phases;
-    const DSVideo video = openVideo(file.name(), 0, &phases);
+    const PlayedVideo video(stream);
     ASSERT_EQ(video->lastError, 0);
     EXPECT_EQ(video->duration(), count);
     EXPECT_DOUBLE_EQ(video->frameRate(), rate);
     EXPECT_DOUBLE_EQ(video->msDuration(), count / rate * 1000);
-    EXPECT_EQ(phases.counts, std::vector<int>({static_cast<int>(times.size()), 1, 0, 0}));
+    EXPECT_EQ(video.phases.counts, std::vector<int>({static_cast<int>(times.size()), 1, 0, 0}));
     EXPECT_EQ(frameOf(*video, count - 1), scriptedPayload(times.size() - 1, 24));
   }
   const quillet::KernelHandle never = manualEvent();
@@ -166,12 +147,9 @@ TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {
   for (ScriptedStream stream : {framesAt<double>({}, 9, frameTime), framesAt<double>({0}, 9, frameTime),
                                 framesAt<double>({0, 0, 0}, 9, frameTime), aborted, broken}) {
     withoutFrameTime(stream);
-    const auto script = scriptOf(stream);
-    const ScriptedFile file(script);
-    Phases phases;
-    EXPECT_EQ(openVideo(file.name(), 0, &phases)->lastError, ds_error::cannotRetrieveFrameRate);
-    EXPECT_EQ(phases.counts[1], 1);
-    EXPECT_EQ(script->filters, 0);
+    const PlayedVideo video(stream);
+    EXPECT_EQ(video->lastError, ds_error::cannotRetrieveFrameRate);
+    EXPECT_EQ(video.phases.counts[1], 1);
   }
 }
 

@@ -331,8 +331,7 @@ TEST_F(EntryPoints, FailWithACodeAndWithoutADialog) {
 }
 
 TEST_F(EntryPoints, LeaveNothingBehind) {
-  const ScriptedFile file(scriptOf(hollow()));
-  const DSVideo video = openVideo(file.name());
+  const PlayedVideo video(hollow());
   const auto round = [&] {
     const DialogWatch watch;
     video->findFrame(16, nullptr, 20, nullptr);

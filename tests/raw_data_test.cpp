@@ -128,15 +128,12 @@ TEST(Backends, ReadOneFileAlike) {
   const WithoutDecodingSplitter compressed;
   const BITMAPINFOHEADER format = rgb24Format(64, 48);
   const WAVEFORMATEX mono = pcmFormat(8000, 1, 16);
+  const std::vector<AviChunk> pictures = noiseChunks(120, format.biSizeImage), blocks = noiseChunks(120, 160);
   std::vector<Bytes> frames;
-  std::vector<AviChunk> pictures;
-  std::vector<AviChunk> blocks;
   Bytes sound;
-  for (unsigned i = 0; i < 120; ++i) {
-    frames.push_back(noise(format.biSizeImage, i));
-    pictures.push_back({frames.back()});
-    blocks.push_back({noise(160, i)});
-    sound.insert(sound.end(), blocks.back().data.begin(), blocks.back().data.end());
+  for (int i = 0; i < 120; ++i) {
+    frames.push_back(pictures[i].data);
+    sound.insert(sound.end(), blocks[i].data.begin(), blocks[i].data.end());
   }
   const TempFile file(".avi",
                       aviFile({videoStream(format, 100, 1, pictures), audioStream(bytesOf(mono), blocks)}).build());
@@ -316,14 +313,8 @@ ScriptedStream streamOf(const std::vector<int>& numbers, Marks marks, const std:
 }
 
 /// An open stream of a script.
-struct Played {
-  explicit Played(const ScriptedStream& played, bool video = true) : script(scriptOf(played)), video(video) {}
-
-  const std::shared_ptr<Script> script;
-  const bool video;
-  const ScriptedFile file{script};
-  Phases phases;
-  const std::unique_ptr<DSRawDataSourceStream> stream{DSRawDataSourceStream::open(file.name(), video, 0, &phases)};
+struct PlayedRaw : Played<DSRawDataSourceStream> {
+  explicit PlayedRaw(ScriptedStream played, bool video = true) : Played(std::move(played), video) {}
 };
 
 /// A request, and what has to come of it.
@@ -342,7 +333,7 @@ void check(const char* name, ScriptedStream played, const std::vector<Step>& ste
   SCOPED_TRACE(name);
   played.seek = seek;
   GraphOverride graph;
-  const Played script(played);
+  const PlayedRaw script(played);
   ASSERT_EQ(script.stream->lastError, openingCode);
   graph.faults.seeks.clear();
   for (const Step& step : steps) {
@@ -357,7 +348,7 @@ void check(const char* name, ScriptedStream played, const std::vector<Step>& ste
       expected = sampleOf(step.start, step.samples, played.samples[step.payload].sync, payload);
     }
     expectRead(*script.stream, step.wanted, step.keyWanted, expected, step.error);
-    const auto seeks = graph.takeSeeks<double>(frameTime);
+    const auto seeks = graph.takeSeeks(frameTime);
     EXPECT_EQ(seeks, step.seeks);
     EXPECT_EQ(script.phases.counts[2] - before, static_cast<int>(std::max<std::size_t>(seeks.size(), 1)) - 1);
   }
@@ -445,11 +436,11 @@ TEST(Order, BringsEachSampleOnce) {
       expected.push_back(sampleOf(static_cast<long>(sample.start / frameTime), count, sample.sync, payload));
     }
     GraphOverride graph;
-    const Played script(played);
+    const PlayedRaw script(played);
     graph.faults.seeks.clear();
     for (int i = 0; i < 2; ++i) {
       expectEach(*script.stream, expected, lacking);
-      EXPECT_EQ(graph.takeSeeks<long>(1).size(), 1) << "only to the start";
+      EXPECT_EQ(graph.takeSeeks(1).size(), 1) << "only to the start";
       read(*script.stream, script.stream->duration() - 1);
       graph.faults.seeks.clear();
     }
@@ -460,19 +451,19 @@ TEST(Search, EndsSoonWhateverTheSteps) {
   // Blocks of 10 ms, of which one is missing.
   ScriptedStream sound = scriptedAudio(pcmFormat(8000, 1, 16), 500, 80);
   sound.samples.erase(sound.samples.begin() + 400);
-  const Played gap(sound, false);
+  const PlayedRaw gap(sound, false);
   expectRead(*gap.stream, 400 * 80 + 1, false, {}, ds_error::dataNotFound);
   EXPECT_LT(gap.script->samplesFilled, 2000);
 
-  const Played late(streamOf({3, 4, 5}, Marks::ends, {3}, 6));
+  const PlayedRaw late(streamOf({3, 4, 5}, Marks::ends, {3}, 6));
   late.stream->config(1, std::numeric_limits<int>::max(), std::numeric_limits<int>::max());
   expectRead(*late.stream, 1, false, {}, ds_error::dataNotFound);
 }
 
 TEST(Opening, FindsLengthsAndTheFirstKeySample) {
-  EXPECT_EQ(Played(streamOf(upTo(10), Marks::ends, {4, 7}, 10)).stream->firstKeySample(), 4);
-  EXPECT_EQ(Played(streamOf(upTo(10), Marks::mediaTimes, {4, 7}, 10)).stream->firstKeySample(), 4);
-  const Played keyless(streamOf(upTo(10), Marks::ends, {}, 10));
+  EXPECT_EQ(PlayedRaw(streamOf(upTo(10), Marks::ends, {4, 7}, 10)).stream->firstKeySample(), 4);
+  EXPECT_EQ(PlayedRaw(streamOf(upTo(10), Marks::mediaTimes, {4, 7}, 10)).stream->firstKeySample(), 4);
+  const PlayedRaw keyless(streamOf(upTo(10), Marks::ends, {}, 10));
   EXPECT_EQ(keyless.stream->firstKeySample(), -1);
   EXPECT_EQ(read(*keyless.stream, 5).start, 5) << "the stream is open nevertheless";
 
@@ -487,7 +478,7 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
     sound.seek = [late = perBlock == 1 ? 0 : 2](const auto& stream, auto wanted, DWORD flags, Landing& landing) {
       return landLater(wanted == 0 ? 0 : late)(stream, wanted, flags, landing);
     };
-    const Played played(sound, false);
+    const PlayedRaw played(sound, false);
     EXPECT_EQ(played.stream->duration(), 10 * perBlock);
     EXPECT_EQ(played.phases.counts[0], tag == WAVE_FORMAT_PCM ? 0 : 10);
     for (const long block : {2, 3, 9, 5}) {
@@ -498,7 +489,7 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
   // Also when the duration is an estimate, and too short.
   ScriptedStream underestimated = scriptedAudio(format, 10, 80);
   underestimated.duration /= 4;
-  const Played sound(underestimated, false);
+  const PlayedRaw sound(underestimated, false);
   EXPECT_TRUE(sound.stream->duration() == 800 && sound.stream->msDuration() == 100.0);
   expectRead(*sound.stream, 799, false, sampleOf(720, 80, true, scriptedPayload(9, 160)));
   long last = 799;
@@ -509,22 +500,22 @@ TEST(Opening, FindsLengthsAndTheFirstKeySample) {
     sample.start = sample.start / frameTime * 400'000;
   }
   withoutFrameTime(pictures);
-  const Played played(pictures);
+  const PlayedRaw played(pictures);
   VIDEOINFOHEADER info = {};
   ASSERT_NE(played.stream->videoInfo(info), nullptr);
   EXPECT_EQ(info.AvgTimePerFrame, 400'000);
   EXPECT_TRUE(played.stream->duration() == 100 && played.stream->msDuration() == 4000.0);
 
   pictures.samples.resize(1);
-  EXPECT_EQ(Played(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
+  EXPECT_EQ(PlayedRaw(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
   reinterpret_cast<VIDEOINFOHEADER*>(pictures.type.pbFormat)->bmiHeader.biWidth = 0;
-  EXPECT_EQ(Played(pictures).stream->lastError, ds_error::improperStreamFormat);
+  EXPECT_EQ(PlayedRaw(pictures).stream->lastError, ds_error::improperStreamFormat);
   pictures.type.formattype = GUID_NULL;
-  EXPECT_EQ(Played(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
-  EXPECT_EQ(Played(scriptedAudio(format, 0, 80), false).stream->lastError, ds_error::undeterminedSamplesNumber);
+  EXPECT_EQ(PlayedRaw(pictures).stream->lastError, ds_error::cannotRetrieveFrameRate);
+  EXPECT_EQ(PlayedRaw(scriptedAudio(format, 0, 80), false).stream->lastError, ds_error::undeterminedSamplesNumber);
   ScriptedStream silence = scriptedAudio(format, 1, 80);
   reinterpret_cast<WAVEFORMATEX*>(silence.type.pbFormat)->nChannels = 0;
-  EXPECT_EQ(Played(silence, false).stream->lastError, ds_error::unusableAudioFormat);
+  EXPECT_EQ(PlayedRaw(silence, false).stream->lastError, ds_error::unusableAudioFormat);
 }
 
 TEST(Opening, TakesTheStreamTheKindAndTheBackendAsTold) {
@@ -585,7 +576,7 @@ TEST(Conversions, AreTheCountedOnesInAnyOrder) {
   std::mt19937 random = loggedRandom();
   std::generate_n(std::back_inserter(order), 60, [&] { return between(-2, 42, random); });
   for (const Marks marks : {Marks::ends, Marks::noEnds}) {
-    const Played played(streamOf(numbers, marks, numbers, 40));
+    const PlayedRaw played(streamOf(numbers, marks, numbers, 40));
     for (const long number : order) {
       // What counting by hand gives: the first sample that is not before the wanted one.
       const auto next = std::find_if(numbers.begin(), numbers.end(), [&](int sample) { return sample >= number; });
@@ -607,7 +598,7 @@ TEST(Conversions, AreTheCountedOnesInAnyOrder) {
     }
     EXPECT_LT(played.script->samplesFilled, 40) << "rising numbers are counted more than once";
   }
-  const Played audio(scriptedAudio(pcmFormat(8000, 1, 16), 10, 80), false);
+  const PlayedRaw audio(scriptedAudio(pcmFormat(8000, 1, 16), 10, 80), false);
   for (const long number : {0L, 85L, 86L, 799L, 3L, 160L}) {
     long sample = number;
     double ms = audio.stream->StreamSampleToTime(sample);
@@ -628,19 +619,19 @@ TEST(Conversions, AreRoughOrFail) {
       EXPECT_EQ(stream.lastError, code);
     }
   };
-  expectBoth(*Played(streamOf(upTo(10), Marks::none, {0}, 16)).stream, 125.0, 8, ds_error::roughConversion);
-  expectBoth(*Played(streamOf({}, Marks::ends, {}, 16)).stream, -1.0, -1, ds_error::dataNotFound);
+  expectBoth(*PlayedRaw(streamOf(upTo(10), Marks::none, {0}, 16)).stream, 125.0, 8, ds_error::roughConversion);
+  expectBoth(*PlayedRaw(streamOf({}, Marks::ends, {}, 16)).stream, -1.0, -1, ds_error::dataNotFound);
 
   const quillet::KernelHandle never(CreateEventA(nullptr, TRUE, FALSE, nullptr));
   ScriptedStream good = streamOf(upTo(10), Marks::ends, {0}, 10);
   ScriptedStream aborting = good;
   aborting.samples[2].event = EC_ERRORABORT;
   aborting.samples[3].waitFor = never.get();
-  expectBoth(*Played(aborting).stream, -1.0, -1, ds_error::dataNotFound);
+  expectBoth(*PlayedRaw(aborting).stream, -1.0, -1, ds_error::dataNotFound);
   ScriptedStream stalling = good;
   stalling.samples[3].waitFor = never.get();
-  const Played stalled(stalling);
-  const Played stalledReading(stalling);
+  const PlayedRaw stalled(stalling);
+  const PlayedRaw stalledReading(stalling);
   Sample sample = {1};
   Thread reading([&] { sample = read(*stalledReading.stream, 3); });  // At the same time: to give up takes its time.
   long beyond = 4;

@@ -8,7 +8,6 @@
 
 #include <vfwmsgs.h>
 
-#include "directshow/output/msd_filter.h"
 #include "formats/media_type.h"
 #include "support/ds_streams.h"
 #include "support/input_pin.h"
@@ -144,35 +143,27 @@ TEST(Pins, ConnectOnceAndOnlyWhenStopped) {
 }
 
 TEST(Pins, AnswerAReceiverWhileTheirFilterIsBeingStopped) {
-  const VIDEOINFOHEADER format = videoFormat();
-  HRESULT made = S_OK;
-  const ComPtr<MSDfilter> source(new MSDfilter(&made, nullptr, &format));
-  const ComPtr<SinkFilter> sink(new SinkFilter);
-  IPin& pin = source->output();
-  ASSERT_EQ(pin.Connect(&sink->pin, nullptr), S_OK);
-  {
-    // As Stop() holds it while it waits for the streaming thread, which is in the receiver.
-    const std::lock_guard stopping(source->stateLock());
-    const Thread receiver([&] {
-      ComPtr<IPin> peer;
-      ComPtr<IEnumMediaTypes> types;
-      ComPtr<IEnumPins> pins;
-      ComPtr<IReferenceClock> clock;
-      AM_MEDIA_TYPE carried;
-      FILTER_INFO info;
-      EXPECT_EQ(pin.ConnectedTo(&peer), S_OK);
-      EXPECT_EQ(pin.ConnectionMediaType(&carried), S_OK);
-      EXPECT_EQ(pin.QueryAccept(&carried), S_OK);
-      FreeMediaType(carried);
-      EXPECT_EQ(pin.EnumMediaTypes(&types), S_OK);
-      EXPECT_EQ(source->EnumPins(&pins), S_OK);
-      EXPECT_EQ(source->FindPin(L"Video MSD output pin", peer.ReleaseAndGetAddressOf()), S_OK);
-      EXPECT_EQ(source->QueryFilterInfo(&info), S_OK);
-      EXPECT_EQ(source->GetSyncSource(&clock), S_OK);
-    });
-  }
-  pin.Disconnect();
-  sink->pin.Disconnect();
+  const Pair pair(videoScript(1));
+  ASSERT_EQ(pair.connect(), S_OK);
+  // As Stop() holds it while it waits for the streaming thread, which is in the receiver.
+  const std::lock_guard stopping(pair.source->stateLock());
+  const Thread receiver([&] {
+    ComPtr<IPin> peer;
+    ComPtr<IEnumMediaTypes> types;
+    ComPtr<IEnumPins> pins;
+    ComPtr<IReferenceClock> clock;
+    AM_MEDIA_TYPE carried;
+    FILTER_INFO info;
+    EXPECT_EQ(pair.out->ConnectedTo(&peer), S_OK);
+    EXPECT_EQ(pair.out->ConnectionMediaType(&carried), S_OK);
+    EXPECT_EQ(pair.out->QueryAccept(&carried), S_OK);
+    FreeMediaType(carried);
+    EXPECT_EQ(pair.out->EnumMediaTypes(&types), S_OK);
+    EXPECT_EQ(pair.source->EnumPins(&pins), S_OK);
+    EXPECT_EQ(pair.source->FindPin(L"stream 0", peer.ReleaseAndGetAddressOf()), S_OK);
+    EXPECT_EQ(pair.source->QueryFilterInfo(&info), S_OK);
+    EXPECT_EQ(pair.source->GetSyncSource(&clock), S_OK);
+  });
 }
 
 TEST(Enumerators, FollowTheirContract) {

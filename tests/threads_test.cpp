@@ -134,29 +134,23 @@ TEST_F(Threads, TemporaryApartmentThreadingChangesTheApartment) {
 void leaveFromDepth(int depth) {
   if (depth == 0) {
     exitLibraryThread();
-    ADD_FAILURE() << "exitLibraryThread returned";
-    return;
+  } else {
+    leaveFromDepth(depth - 1);
   }
-  leaveFromDepth(depth - 1);
   ADD_FAILURE() << "back at depth " << depth;
 }
 
-/// What a library thread does, and what it has seen.
-struct Work {
-  bool leavesFromDepth = false;
-  HANDLE gate = nullptr;  // What it waits for before it ends.
-  BOOL prepared = FALSE;
-  APTTYPE kind = APTTYPE_NA;
-};
+/// What a library thread does.
+/// @param gate an event that it waits for before it ends.
+void work(void* gate) {
+  EXPECT_TRUE(QuilletThread());
+  EXPECT_EQ(apartment(), APTTYPE_MTA);
+  WaitForSingleObject(gate, limitMs);
+}
 
-void work(void* argument) {
-  auto& mine = *static_cast<Work*>(argument);
-  mine.prepared = QuilletThread();
-  mine.kind = apartment();
-  WaitForSingleObject(mine.gate, limitMs);
-  if (mine.leavesFromDepth) {
-    leaveFromDepth(50);
-  }
+void workAndLeave(void* gate) {
+  work(gate);
+  leaveFromDepth(50);
 }
 
 /// A library thread, of which the system's handle is held as well: its event comes before its detachment.
@@ -164,9 +158,9 @@ struct LibraryThread {
   KernelHandle finished;
   KernelHandle thread;
 
-  explicit LibraryThread(Work& argument) {
+  LibraryThread(void (*function)(void*), HANDLE gate) {
     unsigned id = 0;
-    finished.reset(startLibraryThread(work, 0, &argument, nullptr, CREATE_SUSPENDED, &id));
+    finished.reset(startLibraryThread(function, 0, gate, nullptr, CREATE_SUSPENDED, &id));
     thread.reset(OpenThread(SYNCHRONIZE | THREAD_SUSPEND_RESUME, FALSE, id));
     ResumeThread(thread.get());
   }
@@ -175,21 +169,16 @@ struct LibraryThread {
 TEST_F(Threads, FiveHundredComeAndGoBalanced) {
   const auto batch = [] {
     const KernelHandle gate(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-    Work works[25];
     std::vector<LibraryThread> threads;
-    for (Work& one : works) {
-      one.gate = gate.get();
-      one.leavesFromDepth = (&one - works) % 2 != 0;
-      threads.emplace_back(one);
+    for (int i = 0; i < 25; ++i) {
+      threads.emplace_back(i % 2 != 0 ? workAndLeave : work, gate.get());
       EXPECT_EQ(WaitForSingleObject(threads.back().finished.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
     }
     SetEvent(gate.get());
-    for (std::size_t i = 0; i < threads.size(); ++i) {
-      ASSERT_EQ(WaitForSingleObject(threads[i].finished.get(), limitMs), WAIT_OBJECT_0);
-      ASSERT_EQ(WaitForSingleObject(threads[i].thread.get(), limitMs), WAIT_OBJECT_0);
-      EXPECT_EQ(WaitForSingleObject(threads[i].finished.get(), 0), WAIT_OBJECT_0) << "the event stays signalled";
-      EXPECT_TRUE(works[i].prepared);
-      EXPECT_EQ(works[i].kind, APTTYPE_MTA);
+    for (const auto& [finished, thread] : threads) {
+      ASSERT_EQ(WaitForSingleObject(finished.get(), limitMs), WAIT_OBJECT_0);
+      ASSERT_EQ(WaitForSingleObject(thread.get(), limitMs), WAIT_OBJECT_0);
+      EXPECT_EQ(WaitForSingleObject(finished.get(), 0), WAIT_OBJECT_0) << "the event stays signalled";
     }
   };
   EXPECT_TRUE(leavesNothingBehind(batch, 0, 0, 20));

@@ -108,7 +108,7 @@ TEST_F(ScriptedVideo, OpensOrSaysWhyNot) {
   const std::pair<int, std::function<void()>> faults[] = {
       {vfw_error::cannotRetrieveStreamInfo, [&] { source.hasInfo = false; }},
       {vfw_error::cannotRetrieveStreamInfo, [&] { source.info.dwScale = 0; }},
-      {vfw_error::cannotRetrieveFormat, [&] { source.hasFormat = false; }},
+      {vfw_error::cannotRetrieveFormat, [&] { source.format.clear(); }},
       {vfw_error::cannotRetrieveFormat, [&] { source.format.resize(39); }},
       {vfw_error::undefinedStreamLength, [&] { source.info.dwLength = static_cast<DWORD>(-1); }},
       {vfw_error::noDecompressor, [&] { pretendCodec(mmioFOURCC('Q', 'X', 'Y', 'Z')); }},
@@ -139,8 +139,8 @@ TEST_F(ScriptedVideo, FailingDecompressionIsReported) {
   pretendCodec(TestCodec::fourcc);
   source.info.dwSuggestedBufferSize = format.biSizeImage + 1;
   const Bytes last = picture(format, 2);
-  source.samples = {TestCodec::frame(TestCodec::key, picture(format, 0)), TestCodec::frame(TestCodec::bad, last),
-                    TestCodec::frame(TestCodec::key, last)};
+  source.samples = {TestCodec::frame(TestCodec::good, picture(format, 0)), TestCodec::frame(TestCodec::bad, last),
+                    TestCodec::frame(TestCodec::good, last)};
   const VideoPointer stream = open();
   ASSERT_EQ(stream->lastError, 0);
   expectFrame(*stream, 0, picture(format, 0));

@@ -98,10 +98,9 @@ class AviMux
 
   // ISpecifyPropertyPages
   STDMETHODIMP GetPages(CAUUID* pages) override {
-    pages->cElems = 2;
-    pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(2 * sizeof(GUID)));
-    pages->pElems[0] = CLSID_AviMuxProptyPage;
-    return give(&pages->pElems[1], CLSID_AviMuxProptyPage1);
+    pages->cElems = 1;
+    pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(sizeof(GUID)));
+    return give(pages->pElems, CLSID_AviMuxProptyPage);
   }
 
  protected:

@@ -64,7 +64,7 @@ class StreamObject : public ComObject<IAVIStream> {
   }
 
   STDMETHODIMP ReadFormat(LONG, void* format, LONG* size) override {
-    if (!stream().hasFormat || stream().format.empty()) {
+    if (stream().format.empty()) {
       return AVIERR_ERROR;
     }
     const auto whole = static_cast<LONG>(stream().format.size());
@@ -210,15 +210,21 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
   std::filesystem::path name;  // Of a file that is written.
 };
 
-}  // namespace
-
-AviScriptStream aviScriptVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames) {
-  AviScriptStream stream = {.format = bytesOf(format), .samples = std::move(frames)};
-  stream.info.fccType = streamtypeVIDEO;
-  stream.info.fccHandler = format.biCompression;
+/// A stream with what is the same of video and audio.
+AviScriptStream streamOf(DWORD type, Bytes format, DWORD rate, DWORD scale, std::vector<Bytes> samples) {
+  AviScriptStream stream = {.format = std::move(format), .samples = std::move(samples)};
+  stream.info.fccType = type;
   stream.info.dwRate = rate;
   stream.info.dwScale = scale;
   stream.info.dwLength = static_cast<DWORD>(stream.samples.size());
+  return stream;
+}
+
+}  // namespace
+
+AviScriptStream aviScriptVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, std::vector<Bytes> frames) {
+  AviScriptStream stream = streamOf(streamtypeVIDEO, bytesOf(format), rate, scale, std::move(frames));
+  stream.info.fccHandler = format.biCompression;
   stream.info.dwSuggestedBufferSize = format.biSizeImage;
   stream.info.rcFrame = {0, 0, format.biWidth, format.biHeight};
   return stream;
@@ -226,11 +232,7 @@ AviScriptStream aviScriptVideo(const BITMAPINFOHEADER& format, DWORD rate, DWORD
 
 AviScriptStream aviScriptAudio(const Bytes& format, DWORD rate, DWORD scale, std::vector<Bytes> blocks) {
   const auto& wave = *reinterpret_cast<const WAVEFORMAT*>(format.data());
-  AviScriptStream stream = {.format = format, .samples = std::move(blocks)};
-  stream.info.fccType = streamtypeAUDIO;
-  stream.info.dwRate = rate;
-  stream.info.dwScale = scale;
-  stream.info.dwLength = static_cast<DWORD>(stream.samples.size());
+  AviScriptStream stream = streamOf(streamtypeAUDIO, format, rate, scale, std::move(blocks));
   stream.info.dwSampleSize = wave.nBlockAlign;
   stream.info.dwSuggestedBufferSize = wave.nAvgBytesPerSec;
   return stream;

@@ -25,8 +25,7 @@ struct AviScriptStream {
   std::set<long> deltas = {};       // Samples that are no key samples.
   std::set<long> unreadable = {};   // A read that touches one of them fails.
   long samplesPerRead = std::numeric_limits<long>::max();
-  bool hasInfo = true;  // Otherwise the stream refuses to tell its info.
-  bool hasFormat = true;
+  bool hasInfo = true;   // Otherwise the stream refuses to tell its info.
   bool canSeek = true;   // Otherwise it finds no sample.
   long claimedSize = 0;  // What it says of the size of a sample that is smaller.
   Bytes packedDib = {};  // If any, what it makes of each frame by itself.

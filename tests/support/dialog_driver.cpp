@@ -103,10 +103,4 @@ std::string textOf(HWND dialog, int control) {
   return textOf(GetDlgItem(dialog, control));
 }
 
-bool showsWholeRows(HWND dialog, int list) {
-  RECT rows = {};
-  GetClientRect(GetDlgItem(dialog, list), &rows);
-  return rows.bottom > 0 && rows.bottom % SendDlgItemMessageA(dialog, list, LB_GETITEMHEIGHT, 0, 0) == 0;
-}
-
 }  // namespace quillet::test

@@ -22,8 +22,6 @@ struct DialogStep {
 class DialogDriver {
  public:
   explicit DialogDriver(std::vector<DialogStep> steps);
-  DialogDriver(const DialogDriver&) = delete;
-  DialogDriver& operator=(const DialogDriver&) = delete;
 
   /// Fails the test when a step's dialog has not shown up, and when another than those of the steps has, which is closed
   /// then.
@@ -63,8 +61,5 @@ void press(HWND dialog, int button);
 void enter(HWND dialog, int control, const char* text);
 void doubleClick(HWND dialog, int control);
 std::string textOf(HWND dialog, int control);
-
-/// Whether a list box cuts none of its rows.
-bool showsWholeRows(HWND dialog, int list);
 
 }  // namespace quillet::test

@@ -33,6 +33,29 @@ class Phases : public QuilletNotification {
   std::vector<int> counts = std::vector<int>(4);
 };
 
+/// What has to come of a request: that it succeeds without a seek, unless said.
+template <class Step>
+struct Expectation {
+  Step& leaves(int code) { return error = code, step(); }
+  /// What the stream is tuned to before.
+  template <class... Values>
+  Step& tuned(Values... values) {
+    return config = {values...}, step();
+  }
+  /// Where to, in frame periods or samples.
+  template <class... Positions>
+  Step& seeks(Positions... positions) {
+    return seeked = {static_cast<double>(positions)...}, step();
+  }
+
+  int error = 0;
+  std::vector<int> config;
+  std::vector<double> seeked;
+
+ protected:
+  Step& step() { return static_cast<Step&>(*this); }
+};
+
 inline KernelHandle manualEvent() {
   return KernelHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
 }
@@ -62,5 +85,25 @@ inline std::shared_ptr<Script> scriptOf(ScriptedStream stream) {
   script->streams.push_back(std::move(stream));
   return script;
 }
+
+/// An open stream of a script.
+template <class Stream>
+struct Played {
+  /// @param kind of a stream of compressed samples: whether it is video.
+  template <class... Kind>
+  explicit Played(ScriptedStream played, Kind... kind)
+      : script(scriptOf(std::move(played))), stream(Stream::open(file.name(), kind..., 0, &phases)) {}
+
+  Stream* operator->() const { return stream.get(); }
+  Stream& operator*() const { return *stream; }
+
+  const std::shared_ptr<Script> script;
+  const ScriptedFile file{script};
+  Phases phases;
+  const std::unique_ptr<Stream> stream;
+};
+
+using PlayedVideo = Played<DSVideoSourceStream>;
+using PlayedAudio = Played<DSAudioSourceStream>;
 
 }  // namespace quillet::test

@@ -5,9 +5,6 @@
 #include <strmif.h>
 #include <uuids.h>
 
-#include "support/input_pin.h"
-#include "support/wrapped.h"
-
 namespace quillet::test {
 namespace {
 

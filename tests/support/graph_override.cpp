@@ -1,7 +1,6 @@
 #include "support/graph_override.h"
 
 #include "support/unused_interfaces.h"
-#include "support/wrapped.h"
 
 namespace quillet::test {
 namespace {

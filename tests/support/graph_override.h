@@ -45,11 +45,10 @@ class GraphOverride {
   void pause() const { last->Pause(); }
 
   /// Where the client has seeked to since it was last asked, in units of `period`.
-  template <class Number>
-  std::vector<Number> takeSeeks(REFERENCE_TIME period) {
-    std::vector<Number> seeks;
+  std::vector<double> takeSeeks(REFERENCE_TIME period) {
+    std::vector<double> seeks;
     for (const LONGLONG position : std::exchange(faults.seeks, {})) {
-      seeks.push_back(static_cast<Number>(position) / static_cast<Number>(period));
+      seeks.push_back(static_cast<double>(position) / static_cast<double>(period));
     }
     return seeks;
   }

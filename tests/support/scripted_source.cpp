@@ -12,7 +12,6 @@
 #include "directshow/graph/stream_time.h"
 #include "support/avi_builder.h"
 #include "support/unused_interfaces.h"
-#include "support/wrapped.h"
 
 namespace quillet::test {
 namespace {

@@ -107,8 +107,6 @@ class ScriptedSource : public WithInterfaces<CSource, IFileSourceFilter> {
 class ScriptedFile {
  public:
   explicit ScriptedFile(std::shared_ptr<Script> script);
-  ScriptedFile(const ScriptedFile&) = delete;
-  ScriptedFile& operator=(const ScriptedFile&) = delete;
   ~ScriptedFile();
 
   const char* name() const { return file.name(); }

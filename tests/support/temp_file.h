@@ -37,7 +37,6 @@ class TempFolder {
   ~TempFolder();
 
   const char* name() const { return path.c_str(); }
-  std::string file(const char* fileName) const { return path + '\\' + fileName; }
 
  private:
   std::string path;

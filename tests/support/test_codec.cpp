@@ -1,7 +1,6 @@
 #include "support/test_codec.h"
 
 #include <algorithm>
-#include <functional>
 #include <stdexcept>
 
 namespace quillet::test {
@@ -30,35 +29,17 @@ LRESULT convert(const BITMAPINFOHEADER& input, BITMAPINFOHEADER* output, DWORD c
 }
 
 LRESULT decompress(const ICDECOMPRESS& frame) {
-  const DWORD size = frame.lpbiOutput->biSizeImage;
-  auto* const output = static_cast<BYTE*>(frame.lpOutput);
   const auto* const input = static_cast<const BYTE*>(frame.lpInput);
-  // The frame's own word counts: not every caller marks delta frames.
-  switch (*input) {
-    case TestCodec::key:
-      std::copy_n(input + 1, size, output);
-      return ICERR_OK;
-    case TestCodec::delta:
-      std::transform(output, output + size, input + 1, output, std::plus<BYTE>());
-      return ICERR_OK;
-    default:
-      return ICERR_ERROR;
-  }
+  std::copy_n(input + 1, frame.lpbiOutput->biSizeImage, static_cast<BYTE*>(frame.lpOutput));
+  return *input == TestCodec::good ? ICERR_OK : ICERR_ERROR;
 }
 
-/// What the caller wants to be a key frame becomes one; without a picture before it there is no other.
 LRESULT compress(const ICCOMPRESS& frame) {
-  const bool isKey = (frame.dwFlags & ICCOMPRESS_KEYFRAME) != 0 || frame.lpPrev == nullptr;
   const DWORD size = frame.lpbiInput->biSizeImage;
-  const auto* const input = static_cast<const BYTE*>(frame.lpInput);
   auto* const output = static_cast<BYTE*>(frame.lpOutput);
-  *output = isKey ? TestCodec::key : TestCodec::delta;
-  if (isKey) {
-    std::copy_n(input, size, output + 1);
-  } else {
-    std::transform(input, input + size, static_cast<const BYTE*>(frame.lpPrev), output + 1, std::minus<BYTE>());
-  }
-  *frame.lpdwFlags = isKey ? AVIIF_KEYFRAME : 0;
+  *output = TestCodec::good;
+  std::copy_n(static_cast<const BYTE*>(frame.lpInput), size, output + 1);
+  *frame.lpdwFlags = AVIIF_KEYFRAME;
   frame.lpbiOutput->biSizeImage = size + 1;
   return ICERR_OK;
 }
@@ -66,7 +47,6 @@ LRESULT compress(const ICCOMPRESS& frame) {
 LRESULT describe(ICINFO& info) {
   info.fccType = ICTYPE_VIDEO;
   info.fccHandler = TestCodec::fourcc;
-  info.dwFlags = VIDCF_TEMPORAL;
   std::copy_n(L"Test codec", 11, info.szDescription);
   return sizeof info;
 }

@@ -12,8 +12,7 @@
 
 namespace quillet::test {
 
-/// Compresses 24-bit RGB to frames of the FOURCC QLTD, and decompresses them. A frame is added, byte by byte, to the
-/// picture before it, or to black when it is a key frame.
+/// Compresses 24-bit RGB to frames of the FOURCC QLTD, all of them key frames, and decompresses them.
 class TestCodec {
  public:
   static constexpr DWORD fourcc = 'Q' | 'L' << 8 | 'T' << 16 | 'D' << 24;
@@ -23,7 +22,7 @@ class TestCodec {
   TestCodec& operator=(const TestCodec&) = delete;
   ~TestCodec();
 
-  enum Kind : std::uint8_t { key, delta, bad };
+  enum Kind : std::uint8_t { good, bad };
 
   /// A frame as the codec wants it; a bad one cannot be decompressed.
   static Bytes frame(Kind kind, const Bytes& pixels);

@@ -21,9 +21,6 @@ inline constexpr bool getFrameStopsAtKeyFrames = true;
 /// raw source fails with the code for reading, and a decoded source has no length. A read far inside ends the process.
 inline constexpr bool piecesOfSoundHaveNoSize = true;
 
-/// AVIStreamWrite counts a chunk of audio as one sample, and refuses the next one at the right position.
-inline constexpr bool audioIsWrittenByChunks = true;
-
 /// Heap blocks that acmFormatSuggest never frees, each time that it is called.
 inline constexpr long blocksLeftByFormatSuggest = 2;
 

@@ -11,6 +11,7 @@
 
 #include <quillet/quillet.h>
 
+#include "platform/handles.h"
 #include "support/avi_builder.h"
 #include "support/reading.h"
 #include "support/temp_file.h"
@@ -80,14 +81,9 @@ class Thread {
  public:
   explicit Thread(std::function<void()> work)
       : work(std::move(work)), handle(CreateThread(nullptr, 0, run, this, 0, nullptr)) {}
-  Thread(const Thread&) = delete;
-  Thread& operator=(const Thread&) = delete;
-  ~Thread() {
-    EXPECT_TRUE(endsWithin(20000)) << "a thread hangs";
-    CloseHandle(handle);
-  }
+  ~Thread() { EXPECT_TRUE(endsWithin(20000)) << "a thread hangs"; }
 
-  bool endsWithin(DWORD ms) const { return WaitForSingleObject(handle, ms) == WAIT_OBJECT_0; }
+  bool endsWithin(DWORD ms) const { return WaitForSingleObject(handle.get(), ms) == WAIT_OBJECT_0; }
 
  private:
   static DWORD WINAPI run(void* self) {
@@ -97,7 +93,7 @@ class Thread {
   }
 
   std::function<void()> work;
-  HANDLE handle;
+  const KernelHandle handle;
 };
 
 /// Writes counted samples and pictures from two threads through the engine.
