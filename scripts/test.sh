@@ -47,6 +47,16 @@ done
 for each in "${runs[@]}"; do
   wait "$each" || status=1
 done
+passed=$(count run "${results[@]}")
+failed=$(count fail "${results[@]}")
+if [ ${#presets[@]} -eq 2 ] && [ $# -eq 0 ]; then
+  if tests/widths_test.sh; then
+    passed=$((passed + 1))
+  else
+    echo "tests/widths_test.sh: FAILED"
+    failed=$((failed + 1)) status=1
+  fi
+fi
 echo "test.sh: finished in $SECONDS s"
-echo "tests: $(count run "${results[@]}") passed, $(count fail "${results[@]}") failed"
+echo "tests: $passed passed, $failed failed"
 exit "$status"
