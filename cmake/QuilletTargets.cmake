@@ -15,8 +15,8 @@ endif()
 target_compile_definitions(quillet_options INTERFACE NOMINMAX)
 target_link_options(quillet_options INTERFACE -static)
 
-# Installs `target`. One prefix holds both widths: each has folders of its own for what differs. A release is stripped; its
-# symbols are beside it, in a file that debuggers find by the name in the binary.
+# Installs `target`. One prefix holds both widths: each has folders of its own for what differs. A release is stripped;
+# its symbols are beside it, in a file that debuggers find by the name in the binary.
 function(quillet_install target)
   install(TARGETS ${target} ${ARGN}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}/${CMAKE_SYSTEM_PROCESSOR}

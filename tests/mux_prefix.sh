@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Makes a Wine prefix, BUILD-FOLDER/muxprefix, in which DirectShow writes with the tests' multiplexer, and reads with Wine's
-# own splitter, which does not decode.
+# Makes a Wine prefix, BUILD-FOLDER/muxprefix, in which DirectShow writes with the tests' multiplexer, and reads with
+# Wine's own splitter, which does not decode.
 #
 #   tests/mux_prefix.sh WINE-RUN BUILD-FOLDER
 set -euo pipefail

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs both widths into one prefix, and expects the same of both: of a client that finds the installed library, and of
-# the command-line client over both backends. To be run in the root of the tree, with both widths built.
+# Installs both widths into one prefix, and expects the same of both: of a client that finds the installed library, and
+# of the command-line client over both backends. To be run in the root of the tree, with both widths built.
 set -euo pipefail
 
 root=$PWD media=Z:$PWD/build/mingw-i686/media
@@ -25,9 +25,6 @@ client x86_64 >"$work/cmake" 2>&1 && fail "a 64-bit client takes the 32-bit libr
 grep -q 'version: .*(32bit)' "$work/cmake" || fail "nothing says that the library has the wrong width"
 install x86_64
 
-# Wine's AVIFile writes no audio.
-declare -A streams=([vfw]=--video [ds]=)
-
 # Leaves what the width $1 gives in a folder of its own.
 give() (
   run() { "$root/scripts/wine-run.sh" -t 120 "$root/build/mingw-$width/$1" "${@:2}"; }
@@ -36,12 +33,14 @@ give() (
   mkdir "$work/$width"
   cd "$work/$width"
   run wineprefix "$work/client-$width/client.exe" "$media/cinepak.avi"
+  streams=(--video)  # Wine's AVIFile writes no audio.
   for backend in vfw ds; do
     quillet wineprefix frame "$media/cinepak.avi" 42 -o "$backend.bmp"
     quillet wineprefix samples "$media/ms.avi" 10000 50000 -o "$backend.wav"
     quillet muxprefix raw "$media/compressed.avi" --csv
-    quillet muxprefix copy "$media/copy.avi" "$backend-copy.avi" ${streams[$backend]}
-    quillet muxprefix convert "$media/copy.avi" "$backend-convert.avi" ${streams[$backend]}
+    quillet muxprefix copy "$media/copy.avi" "$backend-copy.avi" "${streams[@]}"
+    quillet muxprefix convert "$media/copy.avi" "$backend-convert.avi" "${streams[@]}"
+    streams=()
   done
   perl -0777 -pi -e 's/(video stream\0)./$1\0/s' vfw-*.avi  # Wine does not set the byte that fills the name up.
 )
