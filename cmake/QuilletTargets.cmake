@@ -1,5 +1,8 @@
 # What all targets of the project share.
 
+# A release is the code that the tests run. Its symbols are taken out later, by quillet_install.
+set(CMAKE_CXX_FLAGS_RELEASE ${CMAKE_CXX_FLAGS_RELWITHDEBINFO})
+
 # Warnings are errors; nothing is linked dynamically but the platform and the library itself.
 add_library(quillet_options INTERFACE)
 target_compile_options(quillet_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Werror>)
@@ -11,6 +14,24 @@ endif()
 # windows.h must not make macros of min and max.
 target_compile_definitions(quillet_options INTERFACE NOMINMAX)
 target_link_options(quillet_options INTERFACE -static)
+
+# Installs `target`. One prefix holds both widths: each has folders of its own for what differs. A release is stripped;
+# its symbols are beside it, in a file that debuggers find by the name in the binary.
+function(quillet_install target)
+  install(TARGETS ${target} ${ARGN}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}/${CMAKE_SYSTEM_PROCESSOR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/${CMAKE_SYSTEM_PROCESSOR}
+  )
+  if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    set(symbols $<TARGET_FILE:${target}>.debug)
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${symbols}
+      COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>
+      VERBATIM
+    )
+    install(FILES ${symbols} DESTINATION ${CMAKE_INSTALL_BINDIR}/${CMAKE_SYSTEM_PROCESSOR})
+  endif()
+endfunction()
 
 # Gives `target` a version resource with `description`; `type` is VFT_DLL or VFT_APP.
 function(quillet_add_version_resource target description type)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the library for 32 and 64 bits and runs all tests in both widths, at the same time: each has a Wine prefix of its
-# own. Installs what is missing first; safe to run again, and quick when nothing has changed.
+# own. Then, unless only some tests are asked for, installs both and expects the same of them. Installs what is missing
+# first; safe to run again, and quick when nothing has changed.
 #
 #   scripts/test.sh [--32 | --64] [CTEST-ARGUMENT...]    for example scripts/test.sh --64 -R errors_test
 #
@@ -11,7 +12,7 @@ SECONDS=0
 
 presets=(mingw-i686 mingw-x86_64)
 case "${1:-}" in
-  --help) sed -n '2,7s/^# \{0,1\}//p' "$0"; exit 0 ;;
+  --help) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 0 ;;
   --32) presets=(mingw-i686); shift ;;
   --64) presets=(mingw-x86_64); shift ;;
 esac
@@ -47,6 +48,16 @@ done
 for each in "${runs[@]}"; do
   wait "$each" || status=1
 done
+passed=$(count run "${results[@]}")
+failed=$(count fail "${results[@]}")
+if [ ${#presets[@]} -eq 2 ] && [ $# -eq 0 ]; then
+  if tests/widths_test.sh; then
+    passed=$((passed + 1))
+  else
+    echo "tests/widths_test.sh: FAILED"
+    failed=$((failed + 1)) status=1
+  fi
+fi
 echo "test.sh: finished in $SECONDS s"
-echo "tests: $(count run "${results[@]}") passed, $(count fail "${results[@]}") failed"
+echo "tests: $passed passed, $failed failed"
 exit "$status"

@@ -9,18 +9,8 @@ wine_run=$1 build=$2 ffmpeg=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# A prefix in which DirectShow writes with the tests' multiplexer, and reads with Wine's own splitter, which does not decode.
 ds_prefix=$build/muxprefix
-if [ ! -e "$ds_prefix/registered" ]; then
-  "$wine_run" -t 120 "$ds_prefix" "$build/bin/quillet.exe" --help >/dev/null  # Makes the prefix as wide as the client.
-  for class in E2510970-F137-11CE-8B67-00AA00A3F1A6 8596E5F0-0DA5-11D0-BD21-00A0C911CE86; do
-    "$wine_run" -t 60 "$ds_prefix" \
-      reg add "HKCR\\CLSID\\{$class}\\InprocServer32" /ve /d "Z:$build/bin/quillet_test_mux.dll" /f /reg:64
-  done
-  splitter='HKCR\CLSID\{083863F1-70DE-11D0-BD40-00A0C911CE86}\Instance\{F9D8D64E-A144-47DC-8EE0-F53498372C29}'
-  "$wine_run" -t 60 "$ds_prefix" reg delete "$splitter" /f /reg:64
-  touch "$ds_prefix/registered"
-fi
+"$(dirname "$0")/mux_prefix.sh" "$wine_run" "$build"
 
 # What a stream holds: the packets as they are, with their times, sizes and key flags, or what they decode to, all in one.
 packets() {

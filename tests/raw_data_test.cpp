@@ -12,6 +12,7 @@
 // Needs windows.h.
 #include <evcode.h>
 
+#include "library_stream.h"
 #include "raw_reader.h"
 #include "support/avi_builder.h"
 #include "support/avifile_handler.h"
@@ -235,6 +236,30 @@ TEST(Backends, ReadOneFileAlike) {
       expectClosed(closed.firstKeySample() == 0);
     }
   }
+}
+
+TEST(Backends, KnowTheFrameOfATimeAtAnyRate) {
+  const auto nearest = [](long long ms, long long rate, long long scale) {
+    return (2 * ms * rate + 1000 * scale) / (2000 * scale);
+  };
+  int wrongOfAVIFile = 0;
+  for (const auto& [rate, scale] :
+       {std::pair(25, 2), {24000, 1001}, {24, 1}, {25, 1}, {30000, 1001}, {30, 1}, {50, 1}, {60000, 1001}, {60, 1}}) {
+    const auto script =
+        std::make_shared<AviScript>(AviScript{{aviScriptVideo(rgb24Format(4, 4), rate, scale, {})}, {}});
+    script->streams[0].info.dwLength = LONG_MAX;
+    const AviFileHandler handler(script);
+    const std::unique_ptr<VideoSourceStream> vfw(VfWVideoSourceStream::open("scripted.avi", 0, nullptr));
+    const REFERENCE_TIME frameTime = 10'000'000LL * scale / rate;
+    const PlayedVideo ds(framesAt<int>({0}, 1, frameTime));
+    for (long long ms = 0; ms < 3'607'000; ms += 3'607) {
+      double time = ms;
+      ASSERT_EQ(ds->StreamTimeToSample(time), nearest(ms, 10'000'000, frameTime)) << ms << " ms at " << rate;
+      ASSERT_EQ(quillet::client::numberAt(*vfw, time), nearest(ms, rate, scale)) << ms << " ms at " << rate;
+      wrongOfAVIFile += vfw->StreamTimeToSample(time) != ms * rate / (1000 * scale);
+    }
+  }
+  EXPECT_EQ(wrongOfAVIFile > 0, wine_gap::wideTimesAreSingles && sizeof(void*) == 8);
 }
 
 TEST(VideoForWindows, FindsWhatThereIs) {

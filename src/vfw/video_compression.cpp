@@ -7,6 +7,15 @@
 #include "platform/handles.h"
 
 namespace quillet {
+namespace {
+
+/// What a compressor answers: 32 bits in both widths. Many have functions that answer a DWORD, so that in 64 bits their
+/// error codes arrive without a sign.
+LONG answerOf(HIC compressor, UINT message, const void* first, DWORD second) {
+  return static_cast<LONG>(ICSendMessage(compressor, message, reinterpret_cast<DWORD_PTR>(first), second));
+}
+
+}  // namespace
 
 VideoCompression::~VideoCompression() {
   reset();
@@ -40,13 +49,12 @@ int VideoCompression::configure(HWND parent) {
   if (!compressor) {
     return vfw_error::cannotOpenCodec;
   }
-  const LRESULT taken = ICSendMessage(compressor.get(), ICM_SETSTATE,
-                                      reinterpret_cast<DWORD_PTR>(chosenOptions.lpParms), chosenOptions.cbParms);
-  if (taken != static_cast<LRESULT>(chosenOptions.cbParms)) {
+  const LONG taken = answerOf(compressor.get(), ICM_SETSTATE, chosenOptions.lpParms, chosenOptions.cbParms);
+  if (taken != static_cast<LONG>(chosenOptions.cbParms)) {
     return vfw_error::corruptCompressorParameters;
   }
-  constexpr LRESULT noDialog = -1;
-  if (ICSendMessage(compressor.get(), ICM_CONFIGURE, reinterpret_cast<DWORD_PTR>(parent), 0) == noDialog) {
+  constexpr LONG noDialog = -1;
+  if (answerOf(compressor.get(), ICM_CONFIGURE, parent, 0) == noDialog) {
     return vfw_error::noConfigurationDialog;
   }
   return storeState(compressor.get());
@@ -54,12 +62,12 @@ int VideoCompression::configure(HWND parent) {
 
 /// Replaces the state in the options by the compressor's present one.
 int VideoCompression::storeState(HIC compressor) {
-  const LRESULT size = ICSendMessage(compressor, ICM_GETSTATE, 0, 0);
+  const LONG size = answerOf(compressor, ICM_GETSTATE, nullptr, 0);
   if (size < 0) {
     return vfw_error::cannotAccessCodecParameters;
   }
   auto state = std::make_unique<BYTE[]>(static_cast<std::size_t>(size));
-  const LRESULT result = ICSendMessage(compressor, ICM_GETSTATE, reinterpret_cast<DWORD_PTR>(state.get()), size);
+  const LONG result = answerOf(compressor, ICM_GETSTATE, state.get(), static_cast<DWORD>(size));
   if (result != 0 && result != size) {
     return vfw_error::cannotAccessCodecParameters;
   }

@@ -83,7 +83,7 @@ LRESULT CALLBACK TestCodec::driver(DWORD_PTR, HDRVR, UINT message, LPARAM first,
       return compress(*reinterpret_cast<const ICCOMPRESS*>(first));
     case ICM_CONFIGURE:
       if (!installed->dialog) {
-        return ICERR_UNSUPPORTED;
+        return static_cast<DWORD>(ICERR_UNSUPPORTED);  // Without its sign in 64 bits, as others answer, too.
       }
       if (first != ICMF_CONFIGURE_QUERY) {
         installed->owner = reinterpret_cast<HWND>(first);

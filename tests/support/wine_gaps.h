@@ -17,6 +17,9 @@ inline constexpr bool getFrameIgnoresCodecErrors = true;
 /// frames, as those of a file without an index are: unless it has given the frame before last.
 inline constexpr bool getFrameStopsAtKeyFrames = true;
 
+/// AVIStreamTimeToSample computes in single precision in 64 bits: of an hour's times some are the frame beside.
+inline constexpr bool wideTimesAreSingles = true;
+
 /// Sound in chunks of different sizes (MP3, AC3) opens with samples of an invented size, of which every read gives none: the
 /// raw source fails with the code for reading, and a decoded source has no length. A read far inside ends the process.
 inline constexpr bool piecesOfSoundHaveNoSize = true;
