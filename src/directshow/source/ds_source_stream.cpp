@@ -5,6 +5,8 @@
 #include <quillet/error_codes.h>
 #include <quillet/thread.h>
 
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "directshow/source/source_graph.h"
 #include "platform/library_thread.h"
@@ -12,15 +14,16 @@
 namespace ds_error = quillet::ds_error;
 using End = quillet::FilterGraph::End;
 
+DSSourceStream::DSSourceStream() = default;
+
 DSSourceStream::~DSSourceStream() {
   shutDown();
-  delete graph;
 }
 
 /// Ends the worker thread and stops the graph, for good. The subclasses' destructors call it before they free what the
 /// streaming thread writes to.
 void DSSourceStream::shutDown() {
-  if (graph == nullptr) {
+  if (!graph) {
     return;
   }
   graph->destroying = true;
@@ -33,10 +36,9 @@ void DSSourceStream::shutDown() {
 }
 
 double DSSourceStream::msDuration() {
-  if (!requireOpened()) {
+  if (!quillet::beginOperation(*this)) {
     return -1.0;
   }
-  lastError = ds_error::success;
   return static_cast<double>(graph->duration) * quillet::msPerSecond / quillet::unitsPerSecond;
 }
 
