@@ -12,7 +12,7 @@
 // Needs windows.h.
 #include <evcode.h>
 
-#include "raw_reader.h"
+#include "quillet/raw_reader.h"
 #include "support/avi_builder.h"
 #include "support/avifile_handler.h"
 #include "support/ds_streams.h"
