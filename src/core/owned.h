@@ -6,12 +6,16 @@
 
 #include <quillet/owned.h>
 
+namespace quillet {
+
 template <class T>
-quillet::Owned<T>::~Owned() {
+Owned<T>::~Owned() {
   delete object;
 }
 
 template <class T>
-void quillet::Owned<T>::reset(T* replacement) {
+void Owned<T>::reset(T* replacement) {
   delete std::exchange(object, replacement);
 }
+
+}  // namespace quillet

@@ -14,7 +14,7 @@ namespace {
 /// @param headBytes bytes that a block begins with, for each channel.
 /// @param headSamples samples that these hold.
 bool holds(const WAVEFORMATEX& format, std::int64_t samples, int headBytes, int headSamples) {
-  const int coded = format.nBlockAlign - headBytes * format.nChannels;
+  const std::int64_t coded = format.nBlockAlign - headBytes * format.nChannels;
   return samples >= headSamples && coded >= 0 && format.wBitsPerSample > 0 &&
          (samples - headSamples) * format.wBitsPerSample * format.nChannels <= coded * bitsPerByte;
 }
