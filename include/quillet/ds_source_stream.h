@@ -52,19 +52,13 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   /// @return whether the stream was played to its end and rewound.
   bool parseStream(bool flag);
 
-  /// Ends the run and stops the graph.
-  void stopRun();
+  /// Takes the code of something that the graph was to do, unless that is 0.
+  /// @return whether #lastError is 0.
+  bool settle(int code);
 
   /// Ends all activity of the graph, for good: the first step of every subclass's destructor.
   void shutDown();
 
   /// The filter graph and the thread that runs it.
   quillet::Owned<Graph> graph;
-
- private:
-  static void runGraph(void* stream);
-  bool requestRun();
-  bool settleRunEnd();
-  void takeRunEnd();
-  void halt();
 };

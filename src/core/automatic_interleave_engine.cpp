@@ -9,7 +9,7 @@
 #include "core/owned.h"
 #include "core/time_units.h"
 #include "platform/critical_section.h"
-#include "platform/handles.h"
+#include "platform/event.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ struct AutomaticInterleaveEngine::State {
   long long period = 0;  // Units of 100 ns.
 
   // Signalled while the thread may write: manual, so that they stay so through a whole turn.
-  quillet::KernelHandle turn[2];
+  const quillet::Event turn[2] = {quillet::Event::manual(), quillet::Event::manual()};
   std::atomic<bool> stopped = false;
 
   // Only the thread itself uses these.
@@ -65,7 +65,7 @@ struct AutomaticInterleaveEngine::State {
 bool AutomaticInterleaveEngine::State::waitForTurn(ThreadType t) const {
   // Ends: the other thread hands its turn over when it has written enough, when its write fails and when it exits; and a
   // stop by the user lets both threads go.
-  WaitForSingleObject(turn[t].get(), INFINITE);
+  turn[t].wait();
   return !stopped && output != nullptr;
 }
 
@@ -73,7 +73,7 @@ bool AutomaticInterleaveEngine::State::write(ThreadType t, long number, unsigned
                                              bool key) {
   if (!(output->*writers[t])(number, data, count, bytes, key)) {
     stopped = true;
-    SetEvent(turn[otherThan(t)].get());
+    turn[otherThan(t)].set();
     return false;
   }
   const long long end = timeOf(*output, t, static_cast<long long>(number) + count);
@@ -92,19 +92,14 @@ void AutomaticInterleaveEngine::State::endTurn(ThreadType t) {
   {
     const std::lock_guard guard(lock);
     if (!finished[other]) {
-      ResetEvent(turn[t].get());
+      turn[t].reset();
     }
   }
-  SetEvent(turn[other].get());
+  turn[other].set();
 }
 
 AutomaticInterleaveEngine::AutomaticInterleaveEngine() {
   state.reset(new (std::nothrow) State);
-  if (state) {
-    for (quillet::KernelHandle& turn : state->turn) {
-      turn.reset(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-    }
-  }
 }
 
 AutomaticInterleaveEngine::~AutomaticInterleaveEngine() = default;
@@ -117,8 +112,8 @@ bool AutomaticInterleaveEngine::setOutputStream(OutputAVIFile* file, bool contin
   if (isAutomatic && !file->setAutomaticInterleaving(false)) {
     return false;
   }
-  for (const quillet::KernelHandle& turn : state->turn) {
-    ResetEvent(turn.get());
+  for (const quillet::Event& turn : state->turn) {
+    turn.reset();
   }
   state->restoreAutomatic = isAutomatic;
   state->output = file;
@@ -129,7 +124,7 @@ bool AutomaticInterleaveEngine::setOutputStream(OutputAVIFile* file, bool contin
   state->continueAlone = continueAlone;
   state->period = file->interleavingPeriod();
   // The audio thread writes first. Last of all: it may wait already.
-  SetEvent(state->turn[state->finished[AudioThread] ? VideoThread : AudioThread].get());
+  state->turn[state->finished[AudioThread] ? VideoThread : AudioThread].set();
   return true;
 }
 
@@ -157,7 +152,7 @@ void AutomaticInterleaveEngine::exit(ThreadType t) {
   }
   const std::lock_guard guard(state->lock);
   state->finished[t] = true;
-  SetEvent(state->turn[otherThan(t)].get());
+  state->turn[otherThan(t)].set();
 }
 
 void AutomaticInterleaveEngine::userStop() {
@@ -168,7 +163,7 @@ void AutomaticInterleaveEngine::userStop() {
   const std::lock_guard guard(state->lock);
   for (const ThreadType t : {VideoThread, AudioThread}) {
     state->finished[t] = true;
-    SetEvent(state->turn[t].get());
+    state->turn[t].set();
   }
 }
 

@@ -19,7 +19,7 @@ struct StartBlock {
   LibraryThreadFunction function;
   void* argument;
   // Not owned: the starter closes it, and may do so only after it was signalled.
-  HANDLE finished;
+  HANDLE ended;
 };
 
 bool allocateReturnPointSlot() {
@@ -42,7 +42,7 @@ unsigned __stdcall trampoline(void* startBlock) {
     TlsSetValue(returnPointSlot, &returnPoint);
     start->function(start->argument);
   }
-  SetEvent(start->finished);
+  SetEvent(start->ended);
   delete start;
   return 0;
 }
@@ -54,9 +54,9 @@ HANDLE startLibraryThread(LibraryThreadFunction function, unsigned stackSize, vo
   if (!allocateReturnPointSlot()) {
     return nullptr;
   }
-  KernelHandle finished(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-  std::unique_ptr<StartBlock> start(new (std::nothrow) StartBlock{function, argument, finished.get()});
-  if (!finished || !start) {
+  Event ended = Event::manual();
+  std::unique_ptr<StartBlock> start(new (std::nothrow) StartBlock{function, argument, ended.get()});
+  if (!ended || !start) {
     return nullptr;
   }
   const KernelHandle thread(
@@ -65,7 +65,7 @@ HANDLE startLibraryThread(LibraryThreadFunction function, unsigned stackSize, vo
     return nullptr;
   }
   static_cast<void>(start.release());  // The thread's from now on.
-  return finished.release();
+  return ended.release();
 }
 
 void exitLibraryThread() {

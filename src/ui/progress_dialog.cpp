@@ -8,7 +8,6 @@
 #include <quillet/dialog_options.h>
 #include <quillet/thread.h>
 
-#include "platform/handles.h"
 #include "platform/library_thread.h"
 #include "platform/module.h"
 #include "resources/resource_ids.h"
@@ -30,7 +29,7 @@ struct Showing {
   const ProgressDialogParameters& parameters;
   const std::function<void(QuilletNotification&)>& operation;
   std::optional<WaitDlgNotification> notification = std::nullopt;
-  KernelHandle workerEnded = nullptr;  // Null while there is no worker.
+  LibraryThread worker = {};
   bool hasHiddenParent = false;
 };
 
@@ -94,8 +93,7 @@ void start(HWND dialog, Showing& showing) {
     // Here and not on the worker, which may come too late: the dialog shows up as soon as its thread is idle.
     SetWindowPos(dialog, nullptr, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
   }
-  showing.workerEnded.reset(startLibraryThread(work, workerStackSize, &showing, nullptr, 0, nullptr));
-  if (!showing.workerEnded) {
+  if (!showing.worker.start(work, &showing, workerStackSize)) {
     showing.notification.reset();
     endDialog(dialog, notStarted);
   }
@@ -197,12 +195,12 @@ bool runBehindProgressDialog(const ProgressDialogParameters& parameters,
   Showing showing = {parameters, operation};
   runDialog(parameters.parent, parameters.captioned ? IDD_CAPTIONED_PROGRESS : IDD_PROGRESS,
             parameters.captioned ? captionedProcedure : plainProcedure, reinterpret_cast<LPARAM>(&showing));
-  if (!showing.workerEnded) {
+  if (!showing.worker.isStarted()) {
     return false;
   }
   // The dialog may end a moment before the worker, and ends long before it when its parent was destroyed. Ends: the
   // operation ends, and the worker waits for nothing of this thread.
-  WaitForSingleObject(showing.workerEnded.get(), INFINITE);
+  showing.worker.wait();
   return true;
 }
 

@@ -97,7 +97,7 @@ class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSee
       SetEvent(item.reached);
     }
     if (item.waitFor != nullptr) {
-      const HANDLE events[] = {stopRequest(), item.waitFor};
+      const HANDLE events[] = {stopRequest().get(), item.waitFor};
       if (WaitForMultipleObjects(2, events, FALSE, INFINITE) == WAIT_OBJECT_0) {
         return S_FALSE;
       }

@@ -64,7 +64,7 @@ class CSourceStream : public CBaseOutputPin {
 
   /// Signalled while the thread is asked to stop: every wait of a subclass on the thread waits for this event as well,
   /// unless the subclass ends the wait by itself, before Inactive().
-  HANDLE stopRequest() const { return worker.commandEvent(); }
+  const Event& stopRequest() const { return worker.commandEvent(); }
 
   /// Moves the stream: stops pushing, flushes the receiver when the filter is active, runs `move` while the thread is
   /// idle, and pushes on from there, whatever `move` answers.

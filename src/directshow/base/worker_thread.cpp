@@ -3,37 +3,30 @@
 namespace quillet {
 
 HRESULT WorkerThread::start(LibraryThreadFunction function, void* argument) {
-  requested.reset(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-  replied.reset(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-  if (!requested || !replied) {
-    return E_OUTOFMEMORY;
-  }
-  finished.reset(startLibraryThread(function, 0, argument, nullptr, 0, nullptr));
-  return finished ? S_OK : E_OUTOFMEMORY;
+  requested.reset();  // By a thread that has ended without its answer.
+  return requested && replied && worker.start(function, argument) ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT WorkerThread::call(Command wanted) {
   command = wanted;
-  SetEvent(requested.get());
+  requested.set();
   // The answer comes first: a thread that has answered and then ended has signalled both.
-  const HANDLE answers[] = {replied.get(), finished.get()};
-  return WaitForMultipleObjects(2, answers, FALSE, INFINITE) == WAIT_OBJECT_0 ? answer : E_UNEXPECTED;
+  return waitForFirst(replied, worker.ended()) ? answer : E_UNEXPECTED;
 }
 
 void WorkerThread::join() {
-  WaitForSingleObject(finished.get(), INFINITE);
-  finished.reset();
+  worker.join();
 }
 
 WorkerThread::Command WorkerThread::nextCommand() const {
-  WaitForSingleObject(requested.get(), INFINITE);
+  requested.wait();
   return command;
 }
 
 void WorkerThread::reply(HRESULT result) {
   answer = result;
-  ResetEvent(requested.get());
-  SetEvent(replied.get());
+  requested.reset();
+  replied.set();
 }
 
 }  // namespace quillet

@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include "platform/handles.h"
+#include "platform/event.h"
 #include "platform/library_thread.h"
 
 namespace quillet {
@@ -27,7 +27,7 @@ class WorkerThread {
   HRESULT start(LibraryThreadFunction function, void* argument);
 
   /// Whether start() has succeeded since the last join().
-  bool isStarted() const { return finished != nullptr; }
+  bool isStarted() const { return worker.isStarted(); }
 
   /// Has the worker carry out a command, and waits for its answer. The wait ends because the worker takes commands
   /// between any two samples, and, should it end without an answer, by its end.
@@ -39,17 +39,17 @@ class WorkerThread {
   // The worker's side.
 
   /// Signalled from when a command is given until it is answered.
-  HANDLE commandEvent() const { return requested.get(); }
-  bool hasCommand() const { return WaitForSingleObject(requested.get(), 0) == WAIT_OBJECT_0; }
+  const Event& commandEvent() const { return requested; }
+  bool hasCommand() const { return requested.isSet(); }
 
   /// Waits for the next command. The wait ends because the owner has the thread exit before it goes.
   Command nextCommand() const;
   void reply(HRESULT result);
 
  private:
-  KernelHandle requested;
-  KernelHandle replied;
-  KernelHandle finished;
+  const Event requested = Event::manual();
+  const Event replied = Event::automatic();
+  LibraryThread worker;
   // Written before `requested` is signalled and before `replied` is.
   Command command = Command::init;
   HRESULT answer = S_OK;

@@ -21,7 +21,6 @@
 #include "directshow/output/output_graph.h"
 #include "formats/format_sizes.h"
 #include "platform/guarded.h"
-#include "platform/library_thread.h"
 #include "ui/compressor_dialog.h"
 
 namespace ds_error = quillet::ds_error;
@@ -85,10 +84,10 @@ int DSOutputAVIFile::createGraph(const char* fileName) {
   if (const int error = addAudioSource()) {
     return error;
   }
-  if (const int error = graph->graph.queryControl()) {
+  if (const int error = graph->filters.queryControl()) {
     return error;
   }
-  return graph->createEvents();
+  return graph->requireEvents();
 }
 
 int DSOutputAVIFile::addVideoSource() {
@@ -104,7 +103,7 @@ int DSOutputAVIFile::addVideoSource() {
     return error;
   }
   return compressVideo ||
-                 quillet::connectPair(graph->graph.builder.Get(), graph->video.source.Get(), graph->mux.Get(), 0)
+                 quillet::connectPair(graph->filters.builder.Get(), graph->video.source.Get(), graph->mux.Get(), 0)
              ? ds_error::success
              : ds_error::videoStreamCopyImpossible;
 }
@@ -140,27 +139,24 @@ bool DSOutputAVIFile::start() {
     return false;
   }
   lastError = ds_error::success;
-  if (graph->thread) {
+  if (graph->worker.isStarted()) {
     return true;
   }
   nextFrame = 0;
   nextSample = 0;
-  const bool isUnpaced = graph->graph.removeClock();
+  const bool isUnpaced = graph->filters.removeClock();
   constexpr unsigned stackSize = 32768;
-  graph->thread.reset(quillet::startLibraryThread(runGraph, stackSize, this, nullptr, 0, nullptr));
-  if (!graph->thread) {
+  if (!graph->worker.start(runGraph, this, stackSize)) {
     lastError = ds_error::cannotCreateThread;
     return false;
   }
   // Ends: the thread signals the one when it has tried to run the graph, or the other should it end before.
-  const HANDLE outcomes[] = {graph->graphStarted.get(), graph->thread.get()};
-  WaitForMultipleObjects(2, outcomes, FALSE, INFINITE);
+  waitForFirst(graph->graphStarted, graph->worker.ended());
   if (graph->startResult != ds_error::success) {
     lastError = graph->startResult;
     // Ends: a thread that could not run the graph does nothing more.
-    WaitForSingleObject(graph->thread.get(), INFINITE);
-    graph->thread.reset();
-    ResetEvent(graph->graphStarted.get());
+    graph->worker.join();
+    graph->graphStarted.reset();
     return false;
   }
   if (!isUnpaced) {
@@ -174,7 +170,7 @@ void DSOutputAVIFile::runGraph(void* file) {
   Graph& graph = *static_cast<DSOutputAVIFile*>(file)->graph;
   QuilletThread();
   graph.startResult = graph.run();
-  SetEvent(graph.graphStarted.get());
+  graph.graphStarted.set();
   if (graph.startResult == ds_error::success) {
     graph.result = graph.runToEnd();
   }
@@ -184,15 +180,15 @@ bool DSOutputAVIFile::close() {
   if (!requireOpened()) {
     return false;
   }
-  if (!graph->thread) {
+  if (!graph->worker.isStarted()) {
     lastError = ds_error::graphNotStarted;
     return false;
   }
   // Ends: the thread waits for nothing but the request and, after it, for the end of the graph, which comes in any case.
-  SignalObjectAndWait(graph->stopRequested.get(), graph->thread.get(), INFINITE, FALSE);
+  graph->stopRequested.signalAndWait(graph->worker.ended());
   const bool isLost = graph->result == ds_error::success && !graph->hasArrived();
   lastError = isLost ? static_cast<int>(ds_error::writeError) : graph->result;
-  // The thread's handle stays, for a write of another thread that is under way and may look for it.
+  // The thread stays known, for a write of another thread that is under way and may look for it.
   notOpened = true;
   return lastError == ds_error::success;
 }
@@ -241,10 +237,10 @@ bool DSOutputAVIFile::requireRunning(bool isVideo) {
   if (!requireStream(isVideo)) {
     return false;
   }
-  if (!graph->thread) {
+  if (!graph->worker.isStarted()) {
     lastError = ds_error::graphNotStarted;
   }
-  return graph->thread != nullptr;
+  return graph->worker.isStarted();
 }
 
 bool DSOutputAVIFile::canSetCompressor(bool isVideo) {

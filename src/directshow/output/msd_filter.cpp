@@ -161,7 +161,7 @@ HRESULT MSDfilterOutputPin::finish() {
   if (rendezvous.isCalledAway()) {
     // Ends: whoever calls the taker away requests the stop next. To return before that would look like the end of the
     // stream.
-    WaitForSingleObject(stopRequest(), INFINITE);
+    stopRequest().wait();
   } else {
     hasEnded = true;
   }

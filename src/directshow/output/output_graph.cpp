@@ -26,7 +26,7 @@ bool DSOutputAVIFile::Graph::Stream::leadsTo(IBaseFilter* mux) const {
 
 int DSOutputAVIFile::Graph::build(const char* fileName) {
   wideName = quillet::constOLEstring(fileName != nullptr ? quillet::fullName(fileName).c_str() : nullptr);
-  if (const int error = graph.create()) {
+  if (const int error = filters.create()) {
     return error;
   }
   ComPtr<IBaseFilter> writer;
@@ -36,8 +36,8 @@ int DSOutputAVIFile::Graph::build(const char* fileName) {
   if (const int error = addMux()) {
     return error;
   }
-  return quillet::connectPair(graph.builder.Get(), mux.Get(), writer.Get(), 0) ? ds_error::success
-                                                                               : ds_error::cannotConnectFilters;
+  return quillet::connectPair(filters.builder.Get(), mux.Get(), writer.Get(), 0) ? ds_error::success
+                                                                                 : ds_error::cannotConnectFilters;
 }
 
 int DSOutputAVIFile::Graph::addFileWriter(ComPtr<IBaseFilter>& writer) {
@@ -54,26 +54,27 @@ int DSOutputAVIFile::Graph::addFileWriter(ComPtr<IBaseFilter>& writer) {
   if (wideName.get() == nullptr || FAILED(sink->SetFileName(wideName.get(), &type))) {
     return ds_error::cannotOpenSourceFile;
   }
-  return SUCCEEDED(graph.builder->AddFilter(writer.Get(), L"output file writer")) ? ds_error::success
-                                                                                  : ds_error::cannotAddFilter;
+  return SUCCEEDED(filters.builder->AddFilter(writer.Get(), L"output file writer")) ? ds_error::success
+                                                                                    : ds_error::cannotAddFilter;
 }
 
 int DSOutputAVIFile::Graph::addMux() {
   if (FAILED(CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mux)))) {
     return ds_error::noAviMultiplexer;
   }
-  return SUCCEEDED(graph.builder->AddFilter(mux.Get(), L"AVI mux")) ? ds_error::success : ds_error::cannotAddFilter;
+  return SUCCEEDED(filters.builder->AddFilter(mux.Get(), L"AVI mux")) ? ds_error::success : ds_error::cannotAddFilter;
 }
 
 int DSOutputAVIFile::Graph::addSource(const Stream& stream, const wchar_t* name) {
-  return SUCCEEDED(graph.builder->AddFilter(stream.source.Get(), name)) ? ds_error::success : ds_error::cannotAddFilter;
+  return SUCCEEDED(filters.builder->AddFilter(stream.source.Get(), name)) ? ds_error::success
+                                                                          : ds_error::cannotAddFilter;
 }
 
 HRESULT DSOutputAVIFile::Graph::connectToMux(const Stream& stream) {
   IBaseFilter* const upstream = stream.compressor != nullptr ? stream.compressor.Get() : stream.source.Get();
   const ComPtr<IPin> output = quillet::firstPin(upstream, PINDIR_OUTPUT);
   const ComPtr<IPin> input = quillet::firstUnconnectedPin(mux.Get(), PINDIR_INPUT);
-  return output != nullptr && input != nullptr ? graph.builder->Connect(output.Get(), input.Get()) : E_FAIL;
+  return output != nullptr && input != nullptr ? filters.builder->Connect(output.Get(), input.Get()) : E_FAIL;
 }
 
 int DSOutputAVIFile::Graph::insertCompressor(Stream& stream, IMoniker& moniker, const wchar_t* name) {
@@ -81,10 +82,10 @@ int DSOutputAVIFile::Graph::insertCompressor(Stream& stream, IMoniker& moniker, 
     stream.compressor.Reset();
     return ds_error::cannotFetchCompressor;
   }
-  if (FAILED(graph.builder->AddFilter(stream.compressor.Get(), name))) {
+  if (FAILED(filters.builder->AddFilter(stream.compressor.Get(), name))) {
     return ds_error::cannotAddFilter;
   }
-  return quillet::connectPair(graph.builder.Get(), stream.source.Get(), stream.compressor.Get(), 0) &&
+  return quillet::connectPair(filters.builder.Get(), stream.source.Get(), stream.compressor.Get(), 0) &&
                  SUCCEEDED(connectToMux(stream))
              ? ds_error::success
              : ds_error::cannotConnectFilters;
@@ -108,12 +109,12 @@ bool DSOutputAVIFile::Graph::resizeAudioBuffer(unsigned long samples) {
     pin.setSamplesPerBuffer(samples);
     return true;
   }
-  if (FAILED(graph.builder->Disconnect(&pin))) {
+  if (FAILED(filters.builder->Disconnect(&pin))) {
     return false;  // The graph runs.
   }
-  graph.builder->Disconnect(receiver.Get());
+  filters.builder->Disconnect(receiver.Get());
   const unsigned long before = pin.setSamplesPerBuffer(samples);
-  const auto connect = [&] { return SUCCEEDED(graph.builder->ConnectDirect(&pin, receiver.Get(), nullptr)); };
+  const auto connect = [&] { return SUCCEEDED(filters.builder->ConnectDirect(&pin, receiver.Get(), nullptr)); };
   if (connect()) {
     return true;
   }
@@ -125,7 +126,7 @@ bool DSOutputAVIFile::Graph::resizeAudioBuffer(unsigned long samples) {
 bool DSOutputAVIFile::Graph::resizeAudioBufferLater(unsigned long samples) {
   quillet::MSDfilterOutputPin& pin = audio.source->output();
   const unsigned long before = pin.setSamplesPerBuffer(samples);
-  const HRESULT result = graph.builder->Reconnect(&pin);
+  const HRESULT result = filters.builder->Reconnect(&pin);
   const bool isResized = result == S_OK || result == VFW_E_NOT_CONNECTED;
   if (!isResized) {
     pin.setSamplesPerBuffer(before);
@@ -137,27 +138,25 @@ bool DSOutputAVIFile::Graph::showMuxPages(HWND parent) const {
   return quillet::PropertyPages(*mux.Get()).show(parent);
 }
 
-int DSOutputAVIFile::Graph::createEvents() {
-  graphStarted.reset(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-  stopRequested.reset(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+int DSOutputAVIFile::Graph::requireEvents() const {
   return graphStarted && stopRequested ? ds_error::success : ds_error::noSynchronizationObject;
 }
 
 int DSOutputAVIFile::Graph::run() {
-  graph.forgetEvents();  // What a start that failed has left would be taken for the end of this one.
-  if (SUCCEEDED(graph.control->Run())) {
+  filters.forgetEvents();  // What a start that failed has left would be taken for the end of this one.
+  if (SUCCEEDED(filters.control->Run())) {
     return ds_error::success;
   }
-  graph.stopFilters();  // Not waited for: nothing was written yet that could be on its way.
+  filters.stopFilters();  // Not waited for: nothing was written yet that could be on its way.
   return ds_error::cannotRunGraph;
 }
 
 int DSOutputAVIFile::Graph::runToEnd() {
-  const End end = graph.waitForEnd(stopRequested.get());
+  const End end = filters.waitForEnd(stopRequested.get());
   const bool isComplete = end == End::completed || (end == End::interrupted && endStreams());
   // This frees streams that have stalled, too: a receiver lets go of the source's thread when it is stopped, an
   // allocator when it is decommitted. With the thread the write comes back that waits for it.
-  const int stopError = graph.stop();
+  const int stopError = filters.stop();
   return stopError == ds_error::success && !isComplete ? static_cast<int>(ds_error::writeError) : stopError;
 }
 
@@ -176,7 +175,7 @@ bool DSOutputAVIFile::Graph::endStreams() {
   quillet::StallWatch watch(movement());
   do {
     const bool mayComplete = canComplete();
-    const End end = graph.waitForEnd(nullptr, mayComplete ? quillet::StallWatch::lookAfterMs : 0);
+    const End end = filters.waitForEnd(nullptr, mayComplete ? quillet::StallWatch::lookAfterMs : 0);
     if (end != End::timedOut || !mayComplete) {
       return end == End::completed;
     }
@@ -212,7 +211,7 @@ bool DSOutputAVIFile::Graph::hasArrived() const {
 /// Whether the ended streams can still be on their way: not when somebody has stopped the graph, or a filter has refused to
 /// take more of a stream. Where somebody has paused it, it goes on: paused, the file writer would not tell of the end.
 bool DSOutputAVIFile::Graph::canComplete() {
-  if (!graph.keepsRunning()) {
+  if (!filters.keepsRunning()) {
     return false;
   }
   const Stream* const streams[] = {&video, &audio};

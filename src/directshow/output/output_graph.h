@@ -15,7 +15,8 @@
 #include "directshow/graph/filter_graph.h"
 #include "directshow/graph/wide_name.h"
 #include "directshow/output/msd_filter.h"
-#include "platform/handles.h"
+#include "platform/event.h"
+#include "platform/library_thread.h"
 
 /// What a DirectShow writer owns. The steps that build it are called in the order in which they stand; those that can
 /// fail answer a ds_error code. The members are released from the last one to the first.
@@ -49,7 +50,7 @@ struct DSOutputAVIFile::Graph {
   /// not be connected.
   int insertCompressor(Stream& stream, IMoniker& moniker, const wchar_t* name);
 
-  int createEvents();
+  int requireEvents() const;
 
   /// Samples that a media sample of the multiplexer's interleaving period has; at least 1.
   long audioSamplesPerBuffer(const WAVEFORMATEX& format) const;
@@ -87,13 +88,13 @@ struct DSOutputAVIFile::Graph {
   ComPtr<IBaseFilter> mux;
   Stream video;
   Stream audio;
-  quillet::FilterGraph graph;
+  quillet::FilterGraph filters;
 
   /// @name The worker thread, none until start(), and the events that it shares with its owner
   /// @{
-  quillet::KernelHandle thread;
-  quillet::KernelHandle graphStarted;
-  quillet::KernelHandle stopRequested;
+  quillet::LibraryThread worker;
+  const quillet::Event graphStarted = quillet::Event::manual();
+  const quillet::Event stopRequested = quillet::Event::manual();
   int startResult = 0;  ///< The worker's ds_error code of starting; read after `graphStarted`.
   int result = 0;       ///< The worker's ds_error code of all that followed; read after the thread's end.
                         /// @}

@@ -27,7 +27,7 @@ struct KeptSample {
   void endAt(long long number) { end = std::max(number, start + 1); }
 };
 
-class DataSGCallback : public SampleGrabberCallback {
+class DataSGCallback : public SGCallback {
  public:
   /// @name Finding, while a sample is held or no run is active
   /// @{

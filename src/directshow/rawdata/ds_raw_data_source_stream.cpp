@@ -171,17 +171,17 @@ int DSRawDataSourceStream::openSource(const char* fileName, bool video, int stre
   if (const int error = graph->querySeeking()) {
     return error;
   }
-  if (const int error = graph->graph.queryControl()) {
+  if (const int error = graph->filters.queryControl()) {
     return error;
   }
-  graph->graph.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
+  graph->filters.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
   auto callback = std::make_unique<DataSGCallback>();
   reader->callback = callback.get();
   graph->installCallback(std::move(callback));
   if (const int error = video ? measureVideo(type) : measureAudio(type)) {
     return error;
   }
-  if (const int error = graph->createEvents()) {
+  if (const int error = graph->runner.requireEvents()) {
     return error;
   }
   setSteps(0, 0);
@@ -256,7 +256,7 @@ long DSRawDataSourceStream::_firstKeySample(bool) {
   DataSGCallback& callback = *reader->callback;
   callback.searchKey(true);
   run();
-  stopRun();
+  settle(graph->runner.stop());
   callback.searchKey(false);
   if (lastError == ds_error::success && callback.firstKeySample() == -1) {
     lastError = ds_error::noKeySampleInStream;
@@ -341,23 +341,20 @@ const quillet::KeptSample* DSRawDataSourceStream::Reader::readNext(DSRawDataSour
   const bool isFirst = !callback->takesEach();
   if (isFirst) {
     callback->takeEach(true);
-    stream.stopRun();
     // Not seek(), which lets the graph play no farther than the duration, even where the stream goes on.
-    const int error = stream.graph->rewind();
-    stream.lastError = error != ds_error::success ? error : stream.lastError;
+    stream.settle(stream.graph->runner.rewind());
   }
   if (const quillet::KeptSample* const behind = callback->shift()) {
     return behind;
   }
-  const bool hasEnded = !isFirst && !callback->isHolding();
-  if (stream.lastError != ds_error::success || (!hasEnded && !stream.run())) {
+  if (stream.lastError != ds_error::success || !stream.run()) {
     return nullptr;
   }
   if (callback->outOfMemory()) {
     stream.lastError = ds_error::notEnoughMemory;
     return nullptr;
   }
-  if (callback->isHolding()) {
+  if (stream.graph->runner.isHolding()) {
     return callback->heldNext();
   }
   const quillet::KeptSample* const last = callback->lastOfAll(stream.length);
@@ -373,7 +370,7 @@ const quillet::KeptSample* DSRawDataSourceStream::Reader::readNext(DSRawDataSour
 const quillet::KeptSample* DSRawDataSourceStream::Reader::search(DSRawDataSourceStream& stream, long sample,
                                                                  bool keyWanted) const {
   const long long lookAhead = this->lookAhead(stream.graph->quickDecodeThreshold);
-  bool seeking = keyWanted || !callback->isHolding() || callback->isFarFrom(sample, lookAhead);
+  bool seeking = keyWanted || !stream.graph->runner.isHolding() || callback->isFarFrom(sample, lookAhead);
   long long position = this->position(sample, stream.length);
   long long step = this->step();
   callback->want(sample);
@@ -389,7 +386,7 @@ const quillet::KeptSample* DSRawDataSourceStream::Reader::search(DSRawDataSource
       return nullptr;
     }
     bool isBeyond = false;
-    if (const quillet::KeptSample* const found = callback->isHolding()
+    if (const quillet::KeptSample* const found = stream.graph->runner.isHolding()
                                                      ? callback->findHeld(keyWanted)
                                                      : callback->findAtEnd(keyWanted, stream.length, isBeyond)) {
       stream.lastError = isBeyond ? ds_error::sampleBeyondData : ds_error::success;

@@ -1,5 +1,5 @@
-// The graph that counts samples for one direction of the conversions between sample numbers and times. Whoever converts
-// plays it himself; between conversions it is held where the last one has ended.
+// The graph that counts samples for one direction of the conversions between sample numbers and times. Between conversions
+// it is held where the last one has ended.
 
 #pragma once
 
@@ -12,11 +12,6 @@
 
 class DSRawDataSourceStream::TimeGraph {
  public:
-  TimeGraph() = default;
-  TimeGraph(const TimeGraph&) = delete;
-  TimeGraph& operator=(const TimeGraph&) = delete;
-  ~TimeGraph();
-
   /// Builds the graph for the stream that `dataGraph` plays; that outlives it.
   /// @return a ds_error code.
   int open(const Graph& dataGraph, std::unique_ptr<quillet::TimeSGCallback> counting);
@@ -29,9 +24,6 @@ class DSRawDataSourceStream::TimeGraph {
   const quillet::TimeSGCallback& counter() const { return *callback; }
 
  private:
-  int restart();
-
   Graph graph;
   quillet::TimeSGCallback* callback = nullptr;  // The graph's.
-  bool finished = false;                        // The whole stream was counted.
 };

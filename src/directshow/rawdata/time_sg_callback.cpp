@@ -7,7 +7,6 @@ namespace quillet {
 void TimeSGCallback::restart() {
   reachedBefore = nothing;
   counted = false;
-  stop = false;
 }
 
 void TimeSGCallback::receive(double time, IMediaSample* sample) {

@@ -10,7 +10,7 @@
 namespace quillet {
 
 /// Holds at the first sample whose range reaches the target. What that means is the subclass's.
-class TimeSGCallback : public SampleGrabberCallback {
+class TimeSGCallback : public SGCallback {
  public:
   /// @param numbering how the samples are numbered.
   explicit TimeSGCallback(const SampleNumbering& numbering) : numbering(numbering) {}

@@ -11,7 +11,7 @@ namespace quillet {
 
 /// Runs and blocks name their first and last sample. A block is numbered by its time, or continues the block before where
 /// it follows it.
-class AudioSGCallback : public SampleGrabberCallback {
+class AudioSGCallback : public SGCallback {
  public:
   /// @param blockAlign bytes of a sample.
   AudioSGCallback(int samplesPerSecond, int blockAlign);

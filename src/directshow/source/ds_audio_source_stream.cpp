@@ -134,17 +134,17 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   }
   search->isDecoded = comesDecoded(graph->grabberInput.Get());
   length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * waveFormat.nSamplesPerSec);
-  if (const int error = graph->graph.queryControl()) {
+  if (const int error = graph->filters.queryControl()) {
     return error;
   }
   auto callback =
       std::make_unique<quillet::AudioSGCallback>(static_cast<int>(waveFormat.nSamplesPerSec), waveFormat.nBlockAlign);
   search->callback = callback.get();
   graph->installCallback(std::move(callback));
-  if (const int error = graph->createEvents()) {
+  if (const int error = graph->runner.requireEvents()) {
     return error;
   }
-  return graph->graph.removeClock() ? ds_error::success : ds_error::cannotChangeReferenceClock;
+  return graph->filters.removeClock() ? ds_error::success : ds_error::cannotChangeReferenceClock;
 }
 
 unsigned char* DSAudioSourceStream::getSamples(long first, long last) {
@@ -264,7 +264,7 @@ bool DSAudioSourceStream::fetchRun() {
   const long long quickBytes = static_cast<long long>(graph->quickDecodeThreshold) * callback.blockBytes;
   const long long reach = callback.blockLast + 1 + quickBytes / waveFormat.nBlockAlign + preroll;
   // A block that came late is held, but not kept: running on would lose it.
-  const bool isNear = callback.hasReceivedBlock() && callback.isHolding() && !callback.late &&
+  const bool isNear = callback.hasReceivedBlock() && graph->runner.isHolding() && !callback.late &&
                       callback.start > callback.blockLast && callback.start <= reach;
   bool hasSought = !isNear;
   if (hasSought && !seekBlocks(position)) {
@@ -347,7 +347,7 @@ DSAudioSourceStream::Reading DSAudioSourceStream::concludeRun(long last) {
 /// Takes `filledUpTo` for the last sample of the stream, but only when the run came out short because the stream has
 /// ended: it might also have met a gap.
 void DSAudioSourceStream::learnEnd(long filledUpTo) {
-  if (graph->runActive || graph->runEnd != quillet::FilterGraph::End::completed) {
+  if (!graph->runner.hasEnded()) {
     return;
   }
   // Continued numbers may lag behind the times, by which the samples are found after a seek.

@@ -117,10 +117,10 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
     rate = static_cast<double>(unitsPerSecond) / static_cast<double>(frameTime);
     length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * rate);
   }
-  if (const int error = graph->graph.queryControl()) {
+  if (const int error = graph->filters.queryControl()) {
     return error;
   }
-  graph->graph.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
+  graph->filters.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
   auto callback = std::make_unique<quillet::VideoSGCallback>(bitmapFormat.biSizeImage);
   search->callback = callback.get();
   graph->installCallback(std::move(callback));
@@ -130,7 +130,7 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
       return error;
     }
   }
-  if (const int error = graph->createEvents()) {
+  if (const int error = graph->runner.requireEvents()) {
     return error;
   }
   search->callback->samplePeriod = 1.0 / rate;
@@ -206,7 +206,7 @@ long DSVideoSourceStream::searchFrame(long frame) {
   }
   if (!callback.found && !mustSeek) {
     // The graph went past the target at once: the frame before it stands for the target.
-    if (callback.isHolding()) {
+    if (graph->runner.isHolding()) {
       window.next = numberAt(callback.timeB);
     }
     window.frameBits = callback.frameA();

@@ -2,11 +2,22 @@
 
 namespace quillet {
 
-bool SGCallback::createEvents() {
-  for (KernelHandle* event : {&delivered, &proceed, &released}) {
-    event->reset(CreateEventA(nullptr, FALSE, FALSE, nullptr));
+HRESULT SGCallback::QueryInterface(REFIID riid, void** object) {
+  if (object == nullptr) {
+    return E_POINTER;
   }
-  return delivered && proceed && released;
+  if (riid == IID_IUnknown || riid == __uuidof(ISampleGrabberCB)) {
+    *object = static_cast<ISampleGrabberCB*>(this);
+    return S_OK;
+  }
+  *object = nullptr;
+  return E_NOINTERFACE;
+}
+
+HRESULT SGCallback::SampleCB(double sampleTime, IMediaSample* sample) noexcept {
+  ++receivedSamples;
+  receive(streamTime.of(sampleTime, sample, samplePeriod), sample);
+  return S_OK;
 }
 
 void SGCallback::beginParse(bool flag, QuilletNotification* sink) {
@@ -37,7 +48,7 @@ bool SGCallback::letGo() {
     return false;
   }
   announceRelease = false;
-  SetEvent(proceed.get());
+  proceed.set();
   return true;
 }
 
@@ -49,9 +60,9 @@ void SGCallback::dismiss(bool wait) {
   announceRelease = wait;
   if (wait) {
     // Ends: the callback may proceed now, and has nothing else to wait for before it announces that.
-    SignalObjectAndWait(proceed.get(), released.get(), INFINITE, FALSE);
+    proceed.signalAndWait(released);
   } else {
-    SetEvent(proceed.get());
+    proceed.set();
   }
 }
 
@@ -61,28 +72,10 @@ void SGCallback::hold() {
     return;  // Somebody is stopping the graph who has seen no sample held, and so will let none go.
   }
   // Ends: whoever reads on, seeks, stops or destroys the graph lets the sample go first.
-  SignalObjectAndWait(delivered.get(), proceed.get(), INFINITE, FALSE);
+  delivered.signalAndWait(proceed);
   if (announceRelease) {
-    SetEvent(released.get());
+    released.set();
   }
-}
-
-HRESULT SampleGrabberCallback::QueryInterface(REFIID riid, void** object) {
-  if (object == nullptr) {
-    return E_POINTER;
-  }
-  if (riid == IID_IUnknown || riid == __uuidof(ISampleGrabberCB)) {
-    *object = static_cast<ISampleGrabberCB*>(this);
-    return S_OK;
-  }
-  *object = nullptr;
-  return E_NOINTERFACE;
-}
-
-HRESULT SampleGrabberCallback::SampleCB(double sampleTime, IMediaSample* sample) noexcept {
-  ++receivedSamples;
-  receive(streamTime.of(sampleTime, sample, samplePeriod), sample);
-  return S_OK;
 }
 
 }  // namespace quillet

@@ -14,23 +14,32 @@
 
 #include "directshow/graph/sample_grabber.h"
 #include "directshow/graph/stream_time.h"
-#include "platform/handles.h"
+#include "platform/event.h"
 
 namespace quillet {
 
-/// What all callbacks share: the handshake with the reading thread.
+/// What all callbacks share: the handshake with the reading thread. Not counted: the graph deletes its callback when it is
+/// gone.
 ///
 /// The reading thread writes its request and reads the results only while the callback holds a sample or no run is
 /// active. The events between the two threads keep their accesses apart, so that no lock is needed. Each event is
 /// waited for in one place, and that wait resets it. To reset it for each sample as well would be one more call into
 /// the kernel, and such calls are what a frame costs.
-class SGCallback {
+class SGCallback : public ISampleGrabberCB {
  public:
   virtual ~SGCallback() = default;
 
-  /// Makes the three events.
-  /// @return false when one could not be made.
-  bool createEvents();
+  // IUnknown
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+
+  // ISampleGrabberCB
+  HRESULT STDMETHODCALLTYPE SampleCB(double sampleTime, IMediaSample* sample) noexcept override;
+  HRESULT STDMETHODCALLTYPE BufferCB(double, BYTE*, long) override { return S_OK; }
+
+  /// Whether the system had the three events of the handshake.
+  bool hasEvents() const { return delivered && proceed && released; }
 
   /// Makes the callback count samples instead of looking for one.
   /// @param flag what the counting is for; only the subclass knows what that means.
@@ -69,7 +78,7 @@ class SGCallback {
   std::atomic<bool> stop = false;
 
   /// Signalled when a sample is held.
-  KernelHandle delivered;
+  const Event delivered = Event::automatic();
 
   /// Tells the stream times of samples.
   StreamTime streamTime;
@@ -87,37 +96,23 @@ class SGCallback {
   /// The subclass's second buffer (video: the frame after the target; audio: the last block).
   std::unique_ptr<BYTE[]> buffer;
 
-  std::atomic<unsigned long> receivedSamples = 0;
-
   std::atomic<bool> parseMode = false;
   bool parseFlag = false;
   QuilletNotification* notification = nullptr;
 
  private:
+  /// Deals with a sample of the stream, at `time` seconds of the stream.
+  virtual void receive(double time, IMediaSample* sample) = 0;
+
+  std::atomic<unsigned long> receivedSamples = 0;
+
   // Whoever turns it from true to false, and nobody else, lets the sample go: so `proceed` is signalled once for each
   // wait.
   std::atomic<bool> holding = false;
 
-  KernelHandle proceed;
-  KernelHandle released;         // Signalled when the callback has let go of a sample for a dismiss() that waits.
-  bool announceRelease = false;  // Whether dismiss() waits; written before `proceed` is signalled.
-};
-
-/// The COM side of a callback. Not counted: the stream that made it deletes it, after the graph is gone.
-class SampleGrabberCallback : public ISampleGrabberCB, public SGCallback {
- public:
-  // IUnknown
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
-
-  // ISampleGrabberCB
-  HRESULT STDMETHODCALLTYPE SampleCB(double sampleTime, IMediaSample* sample) noexcept override;
-  HRESULT STDMETHODCALLTYPE BufferCB(double, BYTE*, long) override { return S_OK; }
-
- private:
-  /// Deals with a sample of the stream, at `time` seconds of the stream.
-  virtual void receive(double time, IMediaSample* sample) = 0;
+  const Event proceed = Event::automatic();
+  const Event released = Event::automatic();  // The callback has let go of a sample for a dismiss() that waits.
+  bool announceRelease = false;               // Whether dismiss() waits; written before `proceed` is signalled.
 };
 
 }  // namespace quillet

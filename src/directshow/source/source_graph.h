@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <atomic>
 #include <memory>
 
 #include <windows.h>
@@ -14,16 +13,15 @@
 
 #include "directshow/graph/filter_graph.h"
 #include "directshow/graph/wide_name.h"
+#include "directshow/source/graph_runner.h"
 #include "directshow/source/sg_callback.h"
 #include "formats/media_type.h"
-#include "platform/handles.h"
 
-/// What a DirectShow source owns. The steps that build it are called in the order in which they stand; those that can fail
-/// answer a ds_error code. The members are released from the last one to the first.
-///
-/// What is neither an event nor the callback's belongs to the worker while a run is active, and to the reading thread
-/// otherwise: the events order all accesses.
-struct DSSourceStream::Graph {
+namespace quillet {
+
+/// What a source plays. The steps that build it are called in the order in which they stand; those that can fail answer a
+/// ds_error code. The members are released from the last one to the first.
+struct SourceGraph {
   template <class T>
   using ComPtr = Microsoft::WRL::ComPtr<T>;
 
@@ -34,104 +32,66 @@ struct DSSourceStream::Graph {
     int streamNumber = 0;  ///< 0-based, among those that can reach the grabber.
   };
 
-  Graph() = default;
-  Graph(const Graph&) = delete;
-  Graph& operator=(const Graph&) = delete;
-  ~Graph();
+  SourceGraph() = default;
+  SourceGraph(const SourceGraph&) = delete;
+  SourceGraph& operator=(const SourceGraph&) = delete;
+  ~SourceGraph();
 
   /// Builds the graph up to the null renderer.
   int build(const char* fileName, const Choice& streamChoice);
 
-  /// The same for the stream that another graph plays, unseen by graph viewers: nobody looks after it while it runs.
+  /// The same for the stream that another graph plays, unseen by graph viewers.
   /// @param other was built; its file name must outlive this graph.
-  int buildLike(const Graph& other);
+  int buildLike(const SourceGraph& other);
 
   /// Reads the format in which samples reach the grabber.
-  int readConnectionType(quillet::CMediaType& type);
+  int readConnectionType(CMediaType& type);
 
   int querySeeking();
+
   /// Gives every sample to `sampleCallback`.
-  void installCallback(std::unique_ptr<quillet::SampleGrabberCallback> sampleCallback);
+  void installCallback(std::unique_ptr<SGCallback> sampleCallback);
 
-  int createEvents();
-
-  /// Runs the graph until its stream ends, which leaves it running, until a stop is requested, or until somebody else has
-  /// stopped it.
-  int runUntilEnd();
-
-  /// Runs the graph through its whole stream, with a callback that holds nothing; #runEnd tells how far, once the graph is
-  /// stopped.
-  void playToEnd();
-
-  HRESULT start();
-
-  /// Waits until the graph has ended, and sees to it meanwhile that it runs.
-  /// @param interruption ends the wait, too; may be null.
-  /// @return #End::timedOut when somebody else has stopped it; #End::aborted also when nothing comes from it any more.
-  quillet::FilterGraph::End waitForEnd(HANDLE interruption);
-
-  /// Stops the graph and positions it at its start; it will run to the end of the stream, whatever the duration says.
-  int rewind();
-
-  /// Positions the stopped graph; it will run to the end that #duration tells.
-  bool seek(long long position, bool toKeyFrame);
-
-  /// Dismisses the callback, stops the graph, in whatever state it is, and waits until it is stopped. When it then
-  /// turns out that the graph had aborted, #runEnd says so.
-  int stop();
-
-  /// The worker thread is to end, and nobody waits any more until the callback has let go of its sample.
-  bool destroying = false;
-
-  /// The thread that runs the graph; none until the first run.
-  quillet::KernelHandle worker;
-
-  /// @name Events between the worker and the reading thread, each taken by the one wait for it
+  /// @name Positions of the stopped graph, and the end to which it will run
   /// @{
-  quillet::KernelHandle runRequested;
-  quillet::KernelHandle stopRequested;  ///< Ends the run.
-  quillet::KernelHandle runEnded;
+
+  /// Goes to `position`, in units of 100 ns; the end is what #duration tells.
+  bool moveTo(long long position, bool toKeyFrame);
+
+  /// Goes to the start; the end is that of the stream, whatever the duration says.
+  bool moveToStart();
+
+  /// Sets that end for a graph that stands at its first position, to which not every seek comes back.
+  void playWholeStream();
   /// @}
 
-  /// A run was requested, and the reading thread has not taken its end.
-  bool runActive = false;
-
-  /// Why the last run has ended; written by the worker before it signals the end. Certain once the graph is stopped.
-  quillet::FilterGraph::End runEnd = quillet::FilterGraph::End::interrupted;
-
-  /// The worker is about to signal the end of the run, or has. Unlike that event it is seen without a call to the system.
-  std::atomic<bool> isRunOver = false;
-
-  /// The last run's ds_error code; written like #runEnd.
-  int runError = 0;
-
-  std::unique_ptr<quillet::SampleGrabberCallback> callback;
+  std::unique_ptr<SGCallback> callback;
 
   /// Units of 100 ns.
   LONGLONG duration = 0;
 
-  /// Samples (video: frames, audio: blocks) that it is quicker to decode than to seek over.
-  int quickDecodeThreshold = 1;
-
-  /// The graph may be running: it was started and not stopped since.
-  bool running = false;
-
-  /// The stream was played to its end and not moved since: it can deliver nothing.
-  bool ended = false;
-
-  quillet::constOLEstring wideName;
+  constOLEstring wideName;
   Choice choice;
   ComPtr<IBaseFilter> renderer;
   ComPtr<IBaseFilter> sampleGrabber;
   ComPtr<IPin> grabberInput;
   ComPtr<ISampleGrabber> grabberControl;
-  quillet::FilterGraph graph;
+  FilterGraph filters;
   ComPtr<IMediaSeeking> mediaSeeking;
 
  private:
-  void moved(long long position);
   LONGLONG behindTheEnd() const;
   int addFilters(const OLECHAR* fileName);
   int addGrabber();
   int addRenderer();
+};
+
+}  // namespace quillet
+
+/// What a DirectShow source owns: the graph, and what runs it, which goes first.
+struct DSSourceStream::Graph : quillet::SourceGraph {
+  quillet::GraphRunner runner{*this};
+
+  /// Samples (video: frames, audio: blocks) that it is quicker to decode than to seek over.
+  int quickDecodeThreshold = 1;
 };

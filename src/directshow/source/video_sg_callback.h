@@ -8,7 +8,7 @@
 
 namespace quillet {
 
-class VideoSGCallback : public SampleGrabberCallback {
+class VideoSGCallback : public SGCallback {
  public:
   /// @param frameSize bytes of a frame.
   /// @throws std::bad_alloc
