@@ -12,8 +12,8 @@
 // Needs windows.h.
 #include <evcode.h>
 
-#include "library_stream.h"
-#include "raw_reader.h"
+#include "quillet/raw_reader.h"
+#include "shared/library_stream.h"
 #include "support/avi_builder.h"
 #include "support/avifile_handler.h"
 #include "support/ds_streams.h"

@@ -6,7 +6,7 @@
 #include <commdlg.h>
 
 #include "resource_ids.h"
-#include "worker.h"
+#include "shared/worker.h"
 
 namespace quillet::viewer {
 namespace {

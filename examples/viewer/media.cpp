@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <limits>
 
-#include "failure.h"
-#include "library_stream.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/library_stream.h"
+#include "shared/text.h"
 
 using quillet::client::Failure;
 using quillet::client::lastErrorText;
@@ -104,13 +104,12 @@ Frame Media::fetch(long number) {
   Frame frame;
   frame.time = client::timeOf(*video, number);
   frame.format = *video->format();
-  const std::size_t rowSize = (static_cast<std::size_t>(frame.format.biWidth) * 3 + 3) & ~std::size_t{3};
   long found = number;
   const unsigned char* const bits = video->getFrameBits(dialog_option::startHidden, window, found, nullptr);
   if (bits == nullptr) {
     throw Failure("Frame " + std::to_string(number) + ": " + lastErrorText(*video));
   }
-  frame.bits.assign(bits, bits + rowSize * static_cast<std::size_t>(std::abs(frame.format.biHeight)));
+  frame.bits.assign(bits, bits + frame.format.biSizeImage);
   frame.note = warningOf(*video);
   if (frame.note.empty() && found != number) {
     frame.note = "No frame of its own: frame " + std::to_string(found) + " goes on";

@@ -11,9 +11,9 @@
 
 #include <quillet/quillet.h>
 
-#include "peak_reader.h"
 #include "shared.h"
-#include "worker.h"
+#include "shared/peak_reader.h"
+#include "shared/worker.h"
 
 namespace quillet::viewer {
 

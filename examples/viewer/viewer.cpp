@@ -21,12 +21,12 @@
 #include <quillet/quillet.h>
 
 #include "dialogs.h"
-#include "failure.h"
 #include "frame_view.h"
-#include "image_file.h"
 #include "media.h"
 #include "resource_ids.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/image_file.h"
+#include "shared/text.h"
 #include "timeline_view.h"
 #include "window.h"
 

@@ -5,8 +5,8 @@
 
 #include <uxtheme.h>
 
-#include "failure.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/text.h"
 
 namespace quillet::viewer {
 namespace {

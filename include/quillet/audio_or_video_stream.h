@@ -5,6 +5,10 @@
 
 #include <quillet/export.h>
 
+namespace quillet {
+struct Internals;
+}
+
 /// Base of every object that the library hands out.
 ///
 /// Each operation leaves its outcome in #lastError (0 on success) and returns a failure value when it has no result:
@@ -54,6 +58,8 @@ class QUILLET_API AudioOrVideoStream {
   bool Error_isFatal(int code);
 
  private:
+  friend struct quillet::Internals;
+
   char message[128] = {};
 
  public:

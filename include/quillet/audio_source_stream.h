@@ -7,6 +7,16 @@
 
 /// An audio stream decoded to PCM, each run of samples reachable by number. A sample is one sample frame: one value for
 /// each channel.
+///
+/// @code
+/// QuilletThread();  // Once on each thread.
+/// const std::unique_ptr<AudioSourceStream> audio(AudioSourceStream::open("sound.wav", 0, nullptr));
+/// if (audio == nullptr || audio->lastErrorIsFatal()) {
+///   return 1;
+/// }
+/// const unsigned char* const second = audio->getSamples(0, audio->format()->nSamplesPerSec - 1);  // Both ends included.
+/// std::puts(second != nullptr ? "decoded" : audio->ErrorMessage(audio->lastError));
+/// @endcode
 class QUILLET_API AudioSourceStream : public virtual SourceStream, public virtual AudioOrVideoStream {
  public:
   /// Opens an audio stream with the backend that the caller names; see SourceStream::open().

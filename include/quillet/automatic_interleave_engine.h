@@ -4,6 +4,7 @@
 /// Interleaving of the video and the audio that two threads produce.
 
 #include <quillet/output_avi_file.h>
+#include <quillet/owned.h>
 
 /// Lets two threads of the client, one for video and one for audio, write into one file in turns of about one interleaving
 /// period each; the audio thread first.
@@ -11,6 +12,20 @@
 /// setOutputStream(), then Write() or WriteNext() by each thread until it calls exit(), then close(), then the file's own
 /// `close`. Each of the two threads writes one stream; a third may call userStop(). The engine sets no error codes: a
 /// failed write leaves its own in the file.
+///
+/// @code
+/// // Of the audio's thread, after engine.setOutputStream(). That of the video does the same with its frames.
+/// void writeSilence(AutomaticInterleaveEngine& engine, long seconds) {
+///   constexpr auto audio = AutomaticInterleaveEngine::AudioThread;
+///   constexpr long count = 4410;                  // A tenth of a second: the file's buffer holds an interleaving period.
+///   std::vector<unsigned char> piece(count * 2);  // Of 16 bits, in one channel.
+///   long sample = 0;
+///   while (sample < seconds * 44100 && engine.Write(audio, sample, piece.data(), count, -1, true)) {
+///     sample += count;
+///   }
+///   engine.exit(audio);
+/// }
+/// @endcode
 class QUILLET_API AutomaticInterleaveEngine {
  public:
   /// The two writing threads.
@@ -61,5 +76,5 @@ class QUILLET_API AutomaticInterleaveEngine {
 
  private:
   struct State;
-  State* state;
+  quillet::Owned<State> state;
 };

@@ -5,6 +5,7 @@
 
 #include <quillet/ds_audio_or_video_stream.h>
 #include <quillet/output_avi_file.h>
+#include <quillet/owned.h>
 
 /// Writes an AVI file through a filter graph: a source for each stream, a compressor where one is set, the system's AVI
 /// multiplexer and file writer.
@@ -136,10 +137,8 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   int addAudioSource();
   static void runGraph(void* file);
   bool requireRunning(bool isVideo);
-  template <class Operation>
-  bool withInterleaving(Operation operation);
   bool renegotiateAudioBuffer(bool atOnce);
 
   struct Graph;
-  Graph* graph = nullptr;
+  quillet::Owned<Graph> graph;
 };

@@ -4,11 +4,8 @@
 /// Compressed samples by number, through DirectShow.
 
 #include <quillet/ds_source_stream.h>
+#include <quillet/owned.h>
 #include <quillet/raw_data_source_stream.h>
-
-namespace quillet {
-struct KeptSample;
-}
 
 /// The samples of a stream as the file's splitter delivers them, not decoded.
 ///
@@ -122,11 +119,8 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   int measureAudio(const AM_MEDIA_TYPE& type);
   int measureVideo(const AM_MEDIA_TYPE& type);
   void setSteps(int stepBack, int growth);
-  const quillet::KeptSample* search(long sample, bool keyWanted);
-  const quillet::KeptSample* readNext();
-  static unsigned char* handOut(const quillet::KeptSample& found, long& sample, long& samples, long& bytes, bool& key);
 
   class TimeGraph;
   struct Reader;
-  Reader* reader = nullptr;
+  quillet::Owned<Reader> reader;
 };

@@ -8,6 +8,16 @@
 
 /// Looks into a media file before any of its streams is opened: what a media type describes, and how many streams of each
 /// kind there are.
+///
+/// @code
+/// QuilletThread();  // Once on each thread.
+/// int video = 0, audio = 0;
+/// const MediaContainer::Error error = MediaContainer::streamsNumber("clip.avi", true, &video, &audio);
+/// if (error != MediaContainer::Success) {
+///   std::puts(MediaContainer::Message(error));
+/// }
+/// std::printf("%d of video, %d of audio\n", video, audio);
+/// @endcode
 class QUILLET_API MediaContainer {
  public:
   /// What can go wrong while a file's streams are counted.

@@ -4,6 +4,7 @@
 /// Writing AVI files.
 
 #include <quillet/audio_or_video_stream.h>
+#include <quillet/owned.h>
 #include <quillet/platform_formats.h>
 
 /// The writer of an AVI file with at most one video and one audio stream.
@@ -12,6 +13,18 @@
 /// number, flushAudio() if bufferedWriteSample() was used, close(), delete. Not to be used from two threads at once; an
 /// AutomaticInterleaveEngine lets two threads write in turns. Nothing keeps two writers from writing one file: what the
 /// one leaves that is closed last is in it, and neither is told. A file must not be written while it is being read.
+///
+/// @code
+/// QuilletThread();  // Once on each thread.
+/// VIDEOINFOHEADER format = {};
+/// format.bmiHeader = {sizeof(BITMAPINFOHEADER), 320, 240, 1, 24, BI_RGB, 320 * 3 * 240};
+/// format.AvgTimePerFrame = 400'000;  // 25 frames a second.
+/// const std::unique_ptr<OutputAVIFile> file(OutputAVIFile::create("black.avi", &format, false, nullptr, false));
+/// std::vector<unsigned char> frame(format.bmiHeader.biSizeImage);
+/// if (file == nullptr || !file->start() || !file->writeFrame(0, frame.data(), 1, -1, true) || !file->close()) {
+///   std::puts(file != nullptr ? file->ErrorMessage(file->lastError) : "not enough memory");
+/// }
+/// @endcode
 class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
  public:
   /// Creates a file with the backend that the caller names.
@@ -158,22 +171,6 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// @param isSet whether it has its compressor.
   bool requireUnsetCompressor(bool isVideo, bool isSet);
 
-  /// The entrance of everything that is written: settles the size of a run of frames or samples. Sets the backend's code
-  /// of a write error when there can be no such run: without data, of less than no frames or samples, of numbers or a size
-  /// beyond a `long`.
-  /// @param first number of the first frame or sample.
-  /// @param data the frames or samples.
-  /// @param count number of them.
-  /// @param bytes the caller's size, negative when it is to be computed; receives the size.
-  /// @param size what one takes, in parts of a byte.
-  /// @param parts how many of them a byte has.
-  bool admit(long first, const unsigned char* data, long count, long& bytes, long long size, int parts = 1);
-
-  /// What a sample of the audio format takes, for admit().
-  long long bitsPerSample() const;
-  /// @copydoc bitsPerSample
-  static constexpr int bitsPerByte = 8;
-
   /// Number of the next frame to write; kept by the backend.
   long nextFrame = 0;
   /// Number of the next sample to write; kept by the backend.
@@ -190,13 +187,6 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   long bufferSamples = 0;
 
  private:
-  bool reserveBuffer(long long capacity);
-  bool continuesBuffer(long sample, long count, long long bytes, bool key, long long capacity) const;
-
-  unsigned char* buffer = nullptr;
-  long long bufferCapacity = 0;  // Bytes.
-  long bufferFirst = 0;
-  long bufferLast = -1;
-  long bufferBytes = 0;
-  bool bufferKey = false;
+  struct AudioBuffer;
+  quillet::Owned<AudioBuffer> buffer;
 };

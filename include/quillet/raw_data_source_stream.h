@@ -6,6 +6,19 @@
 #include <quillet/source_stream.h>
 
 /// A stream of compressed samples exactly as the file stores them, for copying into another file without recompression.
+///
+/// @code
+/// QuilletThread();  // Once on each thread.
+/// const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open("clip.avi", true, 0, nullptr));
+/// if (raw == nullptr || raw->lastErrorIsFatal()) {
+///   return 1;
+/// }
+/// long sample = 42, samples = 0, bytes = 0;
+/// bool key = true;  // The key sample at or before 42.
+/// if (raw->getData(sample, samples, bytes, key) != nullptr) {
+///   std::printf("sample %ld has %ld bytes\n", sample, bytes);
+/// }
+/// @endcode
 class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virtual AudioOrVideoStream {
  public:
   /// Opens the compressed samples of a stream with the backend that the caller names; see SourceStream::open().

@@ -108,23 +108,6 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
  protected:
   SourceStream() = default;
 
-  /// What every backend's `open` does with the object that it has made: the backends share this, clients cannot call it.
-  /// @param stream the new object; may be null.
-  /// @param sink progress sink; may be null.
-  /// @param openSource opens the object's source and returns the error code.
-  /// @return `stream`, with the code in its #lastError.
-  template <class Stream, class OpenSource>
-  static Stream* openNew(Stream* stream, QuilletNotification* sink, OpenSource openSource);
-
-  /// What every operation with a progress dialog does; for the library alone.
-  /// @param kind an OperationKind.
-  /// @param options, parentWindow, title the operation's own arguments.
-  /// @param failure the result when the stream is not open or the dialog is not shown.
-  /// @param operation the same operation without a dialog.
-  template <class Kind, class Result, class Operation>
-  Result behindDialog(Kind kind, int options, void* parentWindow, const char* title, Result failure,
-                      Operation operation);
-
   /// Length in samples (frames, for video); filled by the backend's `open`.
   long length = 0;
 

@@ -4,9 +4,8 @@
 /// The AVI writer of the Video for Windows backend.
 
 #include <quillet/output_avi_file.h>
+#include <quillet/owned.h>
 #include <quillet/vfw_audio_or_video_stream.h>
-
-struct IAVIStream;
 
 /// Writes an AVI file through AVIFile. Video is written as it is or through a compressor of the Video Compression Manager,
 /// audio as it is or through a conversion of the Audio Compression Manager, block by block.
@@ -130,29 +129,7 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   void createFile(const char* fileName, const VIDEOINFOHEADER* videoFormat, bool isVideoCompressed,
                   const WAVEFORMATEX* audioFormat, bool isAudioCompressed);
 
-  /// Writes into one stream of the file, in as many pieces as AVIFile takes; a failure leaves those written before.
-  /// @param stream where to.
-  /// @param start number of the first frame or sample.
-  /// @param data what to write.
-  /// @param samples number of frames or samples.
-  /// @param bytes size of `data`.
-  /// @param keyFrame whether the first one is a key frame; only the first piece is marked.
-  /// @param next receives the number that follows those written.
-  /// @return false with vfw_error::notFullyConfigured or writeError; `next` is left alone then.
-  bool write(IAVIStream* stream, long start, unsigned char* data, long samples, long bytes, bool keyFrame, long& next);
-
  private:
-  int createStreams(const char* fileName);
-  bool requireBothStreams();
-  bool requireStarted();
-  bool requireUnset(bool isVideo);
-  bool hasCompressor(bool isVideo);
-  bool canRunStream(bool isVideo);
-  int startVideo();
-  int startAudio();
-  void updateBufferSamples();
-  bool writeConverted(bool keyFrame);
-
   struct State;
-  State* state = nullptr;
+  quillet::Owned<State> state;
 };

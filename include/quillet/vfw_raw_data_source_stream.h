@@ -3,6 +3,7 @@
 /// @file
 /// Compressed samples by number, through Video for Windows.
 
+#include <quillet/owned.h>
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/vfw_source_stream.h>
 
@@ -61,6 +62,6 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   int openSource(const char* fileName, bool video, int streamIndex);
   int readAt(long first, long& samples, long& bytes);
 
-  /// The data returned last; owned.
-  quillet::ReadBuffer* readBuffer = nullptr;
+  /// The data returned last.
+  quillet::Owned<quillet::ReadBuffer> readBuffer;
 };

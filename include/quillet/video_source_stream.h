@@ -6,6 +6,17 @@
 #include <quillet/source_stream.h>
 
 /// A video stream decoded to 24-bit RGB frames, each reachable by its number.
+///
+/// @code
+/// QuilletThread();  // Once on each thread.
+/// const std::unique_ptr<VideoSourceStream> video(VideoSourceStream::open("clip.avi", 0, nullptr));
+/// if (video == nullptr || video->lastErrorIsFatal()) {
+///   return 1;
+/// }
+/// long frame = 42;
+/// const unsigned char* const bits = video->getFrameBits(frame);  // Laid out as *video->format() says.
+/// std::puts(bits != nullptr ? "decoded" : video->ErrorMessage(video->lastError));
+/// @endcode
 class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtual AudioOrVideoStream {
  public:
   /// Opens a video stream with the backend that the caller names; see SourceStream::open().

@@ -7,6 +7,7 @@
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/video_source_stream.h>
 
+#include "core/operation.h"
 #include "ui/progress_dialog.h"
 
 using quillet::OperationKind;
@@ -28,6 +29,38 @@ SourceStream* openAsTold(const ProgressDialogParameters& parameters, const char*
                               : SourceStream::open(fileName, video, parameters.useDirectShow, stream, sink);
 }
 
+/// What every operation with a progress dialog does.
+/// @param options, parentWindow, title the operation's own arguments.
+/// @param failure the result when the stream is not open or the dialog is not shown.
+/// @param operation the same operation without a dialog.
+template <class Result, class Operation>
+Result behindDialog(SourceStream& stream, OperationKind kind, int options, void* parentWindow, const char* title,
+                    Result failure, Operation operation) {
+  if (!quillet::Internals::requireOpened(stream)) {
+    return failure;
+  }
+  if (!stream.usesDirectShow()) {
+    return operation();  // Quick enough to go without.
+  }
+  options &= dialog_option::startHidden | dialog_option::captioned;
+  if (stream.isRawData()) {
+    options |= dialog_option::raw;
+  } else if (dynamic_cast<AudioSourceStream*>(&stream) != nullptr) {
+    options |= dialog_option::audio;
+  }
+  Result result = failure;
+  auto reporting = [&](QuilletNotification& sink) {
+    QuilletNotification* const clientsSink = stream.notify(&sink);
+    result = operation();
+    stream.notify(clientsSink);
+  };
+  const ProgressDialogParameters parameters(kind, options, static_cast<HWND>(parentWindow), title);
+  if (!runBehindProgressDialog(parameters, std::ref(reporting))) {
+    stream.lastError = quillet::ds_error::cannotDisplayDialog;
+  }
+  return result;
+}
+
 }  // namespace
 
 SourceStream* SourceStream::open(int options, void* parentWindow, const char* fileName, int stream, const char* title) {
@@ -43,61 +76,34 @@ SourceStream* SourceStream::open(int options, void* parentWindow, const char* fi
   return opened;
 }
 
-template <class Kind, class Result, class Operation>
-Result SourceStream::behindDialog(Kind kind, int options, void* parentWindow, const char* title, Result failure,
-                                  Operation operation) {
-  if (!requireOpened()) {
-    return failure;
-  }
-  if (!usesDirectShow()) {
-    return operation();  // Quick enough to go without.
-  }
-  options &= dialog_option::startHidden | dialog_option::captioned;
-  if (isRawData()) {
-    options |= dialog_option::raw;
-  } else if (dynamic_cast<AudioSourceStream*>(this) != nullptr) {
-    options |= dialog_option::audio;
-  }
-  Result result = failure;
-  auto reporting = [&](QuilletNotification& sink) {
-    QuilletNotification* const clientsSink = notify(&sink);
-    result = operation();
-    notify(clientsSink);
-  };
-  const ProgressDialogParameters parameters(kind, options, static_cast<HWND>(parentWindow), title);
-  if (!runBehindProgressDialog(parameters, std::ref(reporting))) {
-    lastError = quillet::ds_error::cannotDisplayDialog;
-  }
-  return result;
-}
-
 double SourceStream::StreamSampleToTime(int options, void* parentWindow, long& sample, const char* title) {
-  return behindDialog(OperationKind::streamSampleToTime, options, parentWindow, title, -1.0,
+  return behindDialog(*this, OperationKind::streamSampleToTime, options, parentWindow, title, -1.0,
                       [&] { return StreamSampleToTime(sample); });
 }
 
 long SourceStream::StreamTimeToSample(int options, void* parentWindow, double& time, const char* title) {
-  return behindDialog(OperationKind::streamTimeToSample, options, parentWindow, title, -1L,
+  return behindDialog(*this, OperationKind::streamTimeToSample, options, parentWindow, title, -1L,
                       [&] { return StreamTimeToSample(time); });
 }
 
 long VideoSourceStream::findFrame(int options, void* parentWindow, long frame, const char* title) {
-  return behindDialog(OperationKind::findFrame, options, parentWindow, title, -1L, [&] { return findFrame(frame); });
+  return behindDialog(*this, OperationKind::findFrame, options, parentWindow, title, -1L,
+                      [&] { return findFrame(frame); });
 }
 
 unsigned char* VideoSourceStream::getFrameBits(int options, void* parentWindow, long& frame, const char* title) {
-  return behindDialog(OperationKind::getFrameBits, options, parentWindow, title, static_cast<unsigned char*>(nullptr),
-                      [&] { return getFrameBits(frame); });
+  return behindDialog(*this, OperationKind::getFrameBits, options, parentWindow, title,
+                      static_cast<unsigned char*>(nullptr), [&] { return getFrameBits(frame); });
 }
 
 unsigned char* AudioSourceStream::getSamples(int options, void* parentWindow, long first, long last,
                                              const char* title) {
-  return behindDialog(OperationKind::getSamples, options, parentWindow, title, static_cast<unsigned char*>(nullptr),
-                      [&] { return getSamples(first, last); });
+  return behindDialog(*this, OperationKind::getSamples, options, parentWindow, title,
+                      static_cast<unsigned char*>(nullptr), [&] { return getSamples(first, last); });
 }
 
 unsigned char* RawDataSourceStream::getData(int options, void* parentWindow, long& sample, long& samples, long& bytes,
                                             bool& key, const char* title) {
-  return behindDialog(OperationKind::getData, options, parentWindow, title, static_cast<unsigned char*>(nullptr),
+  return behindDialog(*this, OperationKind::getData, options, parentWindow, title, static_cast<unsigned char*>(nullptr),
                       [&] { return getData(sample, samples, bytes, key); });
 }

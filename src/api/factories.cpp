@@ -4,14 +4,16 @@
 #include <memory>
 
 #include <quillet/audio_source_stream.h>
+#include <quillet/ds_audio_source_stream.h>
 #include <quillet/ds_output_avi_file.h>
 #include <quillet/ds_raw_data_source_stream.h>
-#include <quillet/ds_source_stream.h>
+#include <quillet/ds_video_source_stream.h>
 #include <quillet/output_avi_file.h>
 #include <quillet/raw_data_source_stream.h>
+#include <quillet/vfw_audio_source_stream.h>
 #include <quillet/vfw_output_avi_file.h>
 #include <quillet/vfw_raw_data_source_stream.h>
-#include <quillet/vfw_source_stream.h>
+#include <quillet/vfw_video_source_stream.h>
 #include <quillet/video_source_stream.h>
 
 namespace {

@@ -15,9 +15,6 @@ namespace {
 // Nonzero on a thread that has called QuilletThread. Kept for good: the system frees it.
 DWORD preparedSlot = TLS_OUT_OF_INDEXES;
 
-// Attached threads, for a debugger's eye. The loader calls DllMain under its lock, so it needs no other.
-LONG attachedThreads = 0;
-
 bool isThreadPrepared() {
   return TlsGetValue(preparedSlot) != nullptr;
 }
@@ -26,17 +23,11 @@ BOOL markThreadPrepared(bool prepared) {
   return TlsSetValue(preparedSlot, prepared ? reinterpret_cast<void*>(1) : nullptr);
 }
 
-void attachThread() {
-  markThreadPrepared(false);
-  ++attachedThreads;
-}
-
 void detachThread() {
   if (isThreadPrepared()) {
     AVIFileExit();
     CoUninitialize();
   }
-  --attachedThreads;
 }
 
 }  // namespace
@@ -69,10 +60,10 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
     case DLL_PROCESS_ATTACH:
       quillet::setModuleInstance(module);
       preparedSlot = TlsAlloc();
-      attachThread();
+      markThreadPrepared(false);
       break;
     case DLL_THREAD_ATTACH:
-      attachThread();
+      markThreadPrepared(false);
       break;
     case DLL_THREAD_DETACH:
     case DLL_PROCESS_DETACH:

@@ -1,8 +1,6 @@
 #include <quillet/audio_source_stream.h>
 
-#include <quillet/error_codes.h>
-
-using quillet::common_error::success;
+#include "core/operation.h"
 
 AudioSourceStream::~AudioSourceStream() = default;
 
@@ -16,8 +14,6 @@ VIDEOINFOHEADER* AudioSourceStream::videoInfo(VIDEOINFOHEADER&) {
 
 // Answers the address of the empty format, too, when the stream is not open.
 WAVEFORMATEX* AudioSourceStream::format() {
-  if (requireOpened()) {
-    lastError = success;
-  }
+  quillet::beginOperation(*this);
   return &waveFormat;
 }

@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "platform/critical_section.h"
 #include "platform/event.h"
@@ -45,7 +46,6 @@ struct AutomaticInterleaveEngine::State {
   OutputAVIFile* output = nullptr;  // Not owned.
   bool restoreAutomatic = false;
   bool continueAlone = false;
-  bool failed = false;
   long long period = 0;  // Units of 100 ns.
 
   // Signalled while the thread may write: manual, so that they stay so through a whole turn.
@@ -72,7 +72,6 @@ bool AutomaticInterleaveEngine::State::waitForTurn(ThreadType t) const {
 bool AutomaticInterleaveEngine::State::write(ThreadType t, long number, unsigned char* data, long count, long bytes,
                                              bool key) {
   if (!(output->*writers[t])(number, data, count, bytes, key)) {
-    failed = true;
     stopped = true;
     turn[otherThan(t)].set();
     return false;
@@ -99,14 +98,14 @@ void AutomaticInterleaveEngine::State::endTurn(ThreadType t) {
   turn[other].set();
 }
 
-AutomaticInterleaveEngine::AutomaticInterleaveEngine() : state(new (std::nothrow) State) {}
-
-AutomaticInterleaveEngine::~AutomaticInterleaveEngine() {
-  delete state;
+AutomaticInterleaveEngine::AutomaticInterleaveEngine() {
+  state.reset(new (std::nothrow) State);
 }
 
+AutomaticInterleaveEngine::~AutomaticInterleaveEngine() = default;
+
 bool AutomaticInterleaveEngine::setOutputStream(OutputAVIFile* file, bool continueAlone) {
-  if (state == nullptr || file == nullptr || !state->turn[VideoThread] || !state->turn[AudioThread]) {
+  if (!state || file == nullptr || !state->turn[VideoThread] || !state->turn[AudioThread]) {
     return false;
   }
   const bool isAutomatic = file->isAutomaticallyInterleaved();
@@ -121,7 +120,6 @@ bool AutomaticInterleaveEngine::setOutputStream(OutputAVIFile* file, bool contin
   state->stopped = false;
   state->finished[VideoThread] = file->videoFormat() == nullptr;
   state->finished[AudioThread] = file->audioFormat() == nullptr;
-  state->failed = false;
   state->startOfTurn[VideoThread] = state->startOfTurn[AudioThread] = true;
   state->continueAlone = continueAlone;
   state->period = file->interleavingPeriod();
@@ -132,11 +130,11 @@ bool AutomaticInterleaveEngine::setOutputStream(OutputAVIFile* file, bool contin
 
 bool AutomaticInterleaveEngine::Write(ThreadType t, long number, unsigned char* data, long count, long bytes,
                                       bool key) {
-  return state != nullptr && state->waitForTurn(t) && state->write(t, number, data, count, bytes, key);
+  return state && state->waitForTurn(t) && state->write(t, number, data, count, bytes, key);
 }
 
 bool AutomaticInterleaveEngine::WriteNext(ThreadType t, unsigned char* data, long count, long bytes, bool key) {
-  if (state == nullptr || !state->waitForTurn(t)) {
+  if (!state || !state->waitForTurn(t)) {
     return false;
   }
   // In the thread's turn: the file is not for two threads at once.
@@ -146,7 +144,7 @@ bool AutomaticInterleaveEngine::WriteNext(ThreadType t, unsigned char* data, lon
 }
 
 void AutomaticInterleaveEngine::exit(ThreadType t) {
-  if (state == nullptr) {
+  if (!state) {
     return;
   }
   if (!state->continueAlone) {
@@ -158,7 +156,7 @@ void AutomaticInterleaveEngine::exit(ThreadType t) {
 }
 
 void AutomaticInterleaveEngine::userStop() {
-  if (state == nullptr) {
+  if (!state) {
     return;
   }
   state->stopped = true;
@@ -170,7 +168,7 @@ void AutomaticInterleaveEngine::userStop() {
 }
 
 bool AutomaticInterleaveEngine::close() {
-  if (state == nullptr || state->output == nullptr) {
+  if (!state || state->output == nullptr) {
     return false;
   }
   OutputAVIFile& output = *state->output;

@@ -2,9 +2,9 @@
 
 #include <quillet/output_avi_file.h>
 
-#include <cstring>
+#include <cstddef>
 #include <limits>
-#include <new>
+#include <vector>
 
 #include <windows.h>
 
@@ -12,34 +12,57 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/admit.h"
+#include "core/operation.h"
+#include "core/owned.h"
+#include "formats/format_sizes.h"
+#include "platform/guarded.h"
+
 namespace common_error = quillet::common_error;
-namespace ds_error = quillet::ds_error;
 namespace output_error = quillet::output_error;
-namespace vfw_error = quillet::vfw_error;
+
+/// The audio that bufferedWriteSample() has taken, and flushAudio() not written.
+struct OutputAVIFile::AudioBuffer {
+  /// Makes the buffer as large as `capacity` bytes; a change of the interleaving may have made it too small.
+  /// @return code 2 for more than there can be.
+  int reserve(long long capacity) {
+    if (capacity > std::numeric_limits<long>::max()) {
+      return common_error::notEnoughMemory;
+    }
+    data.reserve(static_cast<std::size_t>(capacity));
+    return common_error::success;
+  }
+
+  /// Whether samples can go behind those in the buffer.
+  /// @param samples what the buffer is to hold at most; so is `capacity`, in bytes.
+  bool isContinuedBy(long sample, long count, long bytes, bool key, long samples, long long capacity) const {
+    return sample == last + 1 && static_cast<long long>(first) + samples >= static_cast<long long>(sample) + count &&
+           static_cast<long long>(data.size()) + bytes <= capacity && key == isKey;
+  }
+
+  std::vector<unsigned char> data;
+  long first = 0;
+  long last = -1;
+  bool isKey = false;
+};
 
 OutputAVIFile::OutputAVIFile() {
   InitCommonControls();
 }
 
-OutputAVIFile::~OutputAVIFile() {
-  delete[] buffer;
-}
+OutputAVIFile::~OutputAVIFile() = default;
 
 bool OutputAVIFile::setInterleavingPeriod(long long) {
   return false;
 }
 
 const VIDEOINFOHEADER* OutputAVIFile::videoFormat() {
-  if (requireOpened()) {
-    lastError = common_error::success;
-  }
+  quillet::beginOperation(*this);
   return video;
 }
 
 const WAVEFORMATEX* OutputAVIFile::audioFormat() {
-  if (requireOpened()) {
-    lastError = common_error::success;
-  }
+  quillet::beginOperation(*this);
   return audio;
 }
 
@@ -79,7 +102,7 @@ long OutputAVIFile::nextSample_number_inBuffer() {
     return -1;
   }
   lastError = common_error::success;
-  return bufferLast + 1;
+  return buffer ? buffer->last + 1 : 0;
 }
 
 bool OutputAVIFile::acceptableFormats() {
@@ -107,32 +130,34 @@ bool OutputAVIFile::bufferedWriteSample(long sample, unsigned char* data, long c
     return false;
   }
   const long long capacity = static_cast<long long>(bufferSamples) * audio->nBlockAlign;
-  const long long size = bytes < 0 ? bitsPerSample() * count / bitsPerByte : bytes;  // At most 2^63 bits.
+  const long long sampleBits = quillet::bitsPerSample(*audio);
+  const long long size = bytes < 0 ? sampleBits * count / quillet::bitsPerByte : bytes;  // At most 2^63 bits.
   if (data != nullptr && size > capacity) {
     lastError = output_error::audioBufferOverflow;
     return false;
   }
-  if (!admit(sample, data, count, bytes, bitsPerSample(), bitsPerByte)) {
+  if (!quillet::admit(*this, sample, data, count, bytes, sampleBits, quillet::bitsPerByte)) {
     return false;
   }
-  if (!reserveBuffer(capacity)) {
-    lastError = common_error::notEnoughMemory;
+  const int shortage = quillet::guarded([&] {
+    if (!buffer) {
+      buffer.reset(new AudioBuffer);
+    }
+    return buffer->reserve(capacity);
+  });
+  if (shortage != common_error::success) {
+    lastError = shortage;
     return false;
   }
-  if (continuesBuffer(sample, count, bytes, key, capacity)) {
-    std::memcpy(buffer + bufferBytes, data, static_cast<std::size_t>(bytes));
-    bufferBytes += bytes;
-    bufferLast = sample + count - 1;
-    return true;
+  if (!buffer->isContinuedBy(sample, count, bytes, key, bufferSamples, capacity)) {
+    if (!flushAudio()) {
+      return false;
+    }
+    buffer->first = sample;
+    buffer->isKey = key;
   }
-  if (!flushAudio()) {
-    return false;
-  }
-  bufferFirst = sample;
-  bufferLast = sample + count - 1;
-  bufferKey = key;
-  std::memcpy(buffer, data, static_cast<std::size_t>(bytes));
-  bufferBytes = bytes;
+  buffer->last = sample + count - 1;
+  buffer->data.insert(buffer->data.end(), data, data + bytes);
   return true;
 }
 
@@ -140,12 +165,13 @@ bool OutputAVIFile::flushAudio() {
   if (!requireStream(false)) {
     return false;
   }
-  if (buffer == nullptr || bufferBytes == 0) {
+  if (!buffer || buffer->data.empty()) {
     return true;
   }
-  const bool isWritten = writeSample(bufferFirst, buffer, bufferLast - bufferFirst + 1, bufferBytes, bufferKey);
-  bufferFirst = bufferLast + 1;
-  bufferBytes = 0;
+  const bool isWritten = writeSample(buffer->first, buffer->data.data(), buffer->last - buffer->first + 1,
+                                     static_cast<long>(buffer->data.size()), buffer->isKey);
+  buffer->first = buffer->last + 1;
+  buffer->data.clear();
   return isWritten;
 }
 
@@ -170,51 +196,4 @@ bool OutputAVIFile::requireUnsetCompressor(bool isVideo, bool isSet) {
     return false;
   }
   return true;
-}
-
-bool OutputAVIFile::admit(long first, const unsigned char* data, long count, long& bytes, long long size, int parts) {
-  constexpr long long most = std::numeric_limits<long>::max();
-  const bool isRun = data != nullptr && count >= 0 && first <= most - count;
-  // Asked without the product, which may be beyond any number.
-  const bool isTooLarge = bytes < 0 && count > 0 && size > most * parts / count;
-  if (!isRun || isTooLarge) {
-    lastError = usesDirectShow() ? static_cast<int>(ds_error::writeError) : vfw_error::writeError;
-    return false;
-  }
-  if (bytes < 0) {
-    bytes = static_cast<long>(size * count / parts);
-  }
-  return true;
-}
-
-long long OutputAVIFile::bitsPerSample() const {
-  return static_cast<long long>(audio->wBitsPerSample) * audio->nChannels;
-}
-
-/// Makes the buffer as large as `capacity` bytes; a change of the interleaving may have made it too small.
-bool OutputAVIFile::reserveBuffer(long long capacity) {
-  if (buffer != nullptr && bufferCapacity >= capacity) {
-    return true;
-  }
-  if (capacity > std::numeric_limits<long>::max()) {
-    return false;
-  }
-  auto* const larger = new (std::nothrow) unsigned char[static_cast<std::size_t>(capacity)];
-  if (larger == nullptr) {
-    return false;
-  }
-  if (buffer != nullptr) {
-    std::memcpy(larger, buffer, static_cast<std::size_t>(bufferBytes));
-    delete[] buffer;
-  }
-  buffer = larger;
-  bufferCapacity = capacity;
-  return true;
-}
-
-/// Whether samples go behind those in the buffer.
-bool OutputAVIFile::continuesBuffer(long sample, long count, long long bytes, bool key, long long capacity) const {
-  return sample == bufferLast + 1 &&
-         static_cast<long long>(bufferFirst) + bufferSamples >= static_cast<long long>(sample) + count &&
-         bufferBytes + bytes <= capacity && key == bufferKey;
 }

@@ -1,10 +1,7 @@
 #include <quillet/raw_data_source_stream.h>
 
-#include <quillet/error_codes.h>
-
+#include "core/operation.h"
 #include "formats/media_type.h"
-
-using quillet::common_error::success;
 
 RawDataSourceStream::~RawDataSourceStream() {
   if (!notOpened) {
@@ -18,15 +15,11 @@ bool RawDataSourceStream::isRawData() {
 
 // Answers the address of the empty format, too, when the stream is not open.
 AM_MEDIA_TYPE* RawDataSourceStream::format() {
-  if (requireOpened()) {
-    lastError = success;
-  }
+  quillet::beginOperation(*this);
   return &mediaType;
 }
 
 long RawDataSourceStream::firstKeySample() {
-  if (requireOpened()) {
-    lastError = success;
-  }
+  quillet::beginOperation(*this);
   return keySample;
 }

@@ -2,18 +2,12 @@
 
 #include <quillet/source_stream.h>
 
-#include <quillet/error_codes.h>
-
-using quillet::common_error::success;
+#include "core/operation.h"
 
 SourceStream::~SourceStream() = default;
 
 long SourceStream::duration() {
-  if (!requireOpened()) {
-    return -1;
-  }
-  lastError = success;
-  return length;
+  return quillet::beginOperation(*this) ? length : -1;
 }
 
 QuilletNotification* SourceStream::notify(QuilletNotification* sink) {

@@ -13,6 +13,13 @@
 
 namespace quillet {
 
+inline constexpr int bitsPerByte = 8;
+
+/// Whole bytes that so many bits take.
+inline int bytesOf(int bits) {
+  return (bits + bitsPerByte - 1) / bitsPerByte;
+}
+
 /// Bytes of the record with what belongs to it. In PCM the field that tells them says nothing.
 inline DWORD formatSize(const WAVEFORMATEX& format) {
   return sizeof format + (format.wFormatTag == WAVE_FORMAT_PCM ? 0U : format.cbSize);

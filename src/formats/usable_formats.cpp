@@ -14,18 +14,16 @@ namespace {
 /// @param headBytes bytes that a block begins with, for each channel.
 /// @param headSamples samples that these hold.
 bool holds(const WAVEFORMATEX& format, std::int64_t samples, int headBytes, int headSamples) {
-  const int coded = format.nBlockAlign - headBytes * format.nChannels;
-  constexpr int bitsPerByte = 8;
+  const std::int64_t coded = format.nBlockAlign - headBytes * format.nChannels;
   return samples >= headSamples && coded >= 0 && format.wBitsPerSample > 0 &&
          (samples - headSamples) * format.wBitsPerSample * format.nChannels <= coded * bitsPerByte;
 }
 
 /// Whether the size of a block fits what it consists of.
 bool hasUsableBlocks(const WAVEFORMATEX& format, std::size_t size) {
-  constexpr int bitsPerByte = 8;
   switch (format.wFormatTag) {
     case WAVE_FORMAT_PCM: {
-      const int sampleBytes = (format.wBitsPerSample + bitsPerByte - 1) / bitsPerByte;
+      const int sampleBytes = bytesOf(format.wBitsPerSample);
       return sampleBytes > 0 && format.nBlockAlign == format.nChannels * sampleBytes;
     }
     case WAVE_FORMAT_IEEE_FLOAT:

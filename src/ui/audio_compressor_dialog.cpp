@@ -9,6 +9,7 @@
 
 #include <quillet/error_codes.h>
 
+#include "formats/format_sizes.h"
 #include "formats/media_type.h"
 #include "platform/handles.h"
 #include "resources/resource_ids.h"
@@ -161,7 +162,6 @@ void say(HWND dialog, const char* text, UINT icon) {
 }
 
 void choose(const AUDIO_STREAM_CONFIG_CAPS& chosen, AM_MEDIA_TYPE& type, WAVEFORMATEX& wave) {
-  constexpr ULONG bitsPerByte = 8;
   // Of a codec's own format only the codec knows how large its blocks are.
   if (wave.wFormatTag == WAVE_FORMAT_PCM) {
     wave.nBlockAlign = static_cast<WORD>(chosen.MinimumChannels * chosen.MinimumBitsPerSample / bitsPerByte);

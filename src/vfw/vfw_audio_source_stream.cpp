@@ -8,9 +8,10 @@
 #include <vector>
 
 #include <quillet/error_codes.h>
-#include <quillet/vfw_source_stream.h>
+#include <quillet/vfw_audio_source_stream.h>
 
-#include "core/open_new.h"
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "formats/silence.h"
 #include "formats/usable_formats.h"
@@ -43,15 +44,14 @@ int VfWAudioSourceStream::Reader::read(long first, long last, const WAVEFORMATEX
 VfWAudioSourceStream* VfWAudioSourceStream::open(const char* fileName, int streamIndex,
                                                  QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) VfWAudioSourceStream;
-  return openNew(stream, notification, [&] { return stream->openSource(fileName, streamIndex); });
+  return quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, streamIndex); });
 }
 
-VfWAudioSourceStream::~VfWAudioSourceStream() {
-  delete reader;
-}
+// Destroyed before the base class, and so before the AVIFile stream that it reads from.
+VfWAudioSourceStream::~VfWAudioSourceStream() = default;
 
 int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
-  source = new quillet::AviSource;
+  source.reset(new quillet::AviSource);
   if (const int error = source->open(fileName, streamtypeAUDIO, streamIndex)) {
     return error;
   }
@@ -64,7 +64,7 @@ int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
     return vfw_error::cannotRetrieveFormat;  // Nor are there blocks of no bytes: AVIFile counts blocks.
   }
 
-  reader = new Reader;
+  reader.reset(new Reader);
   if (sourceFormat.wFormatTag == WAVE_FORMAT_PCM) {
     waveFormat = sourceFormat;
     waveFormat.cbSize = 0;  // Says nothing in PCM.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,9 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/admit.h"
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "formats/format_sizes.h"
 #include "platform/files.h"
@@ -68,7 +72,26 @@ PAVISTREAM createAudioStream(PAVIFILE file, const WAVEFORMATEX& format) {
 
 }  // namespace
 
+/// What writes the file. The writer is open whenever anything but createStreams() is asked of it.
 struct VfWOutputAVIFile::State {
+  explicit State(VfWOutputAVIFile& owner) : writer(owner) {}
+
+  int createStreams(const char* name);
+
+  bool hasCompressor(bool isVideo) { return isVideo ? videoCompression.isSet() : audioCompression.isSet(); }
+
+  bool canRun(bool isVideo);
+  bool requireUnset(bool isVideo);
+  bool requireBothStreams() const;
+  bool requireStarted() const;
+
+  int startVideo();
+  int startAudio();
+  void updateBufferSamples() const;
+
+  bool writeConverted(bool keyFrame);
+  bool write(PAVISTREAM stream, long start, unsigned char* data, long samples, long bytes, bool keyFrame, long& next);
+
   bool isInterleavedByOptions() { return (audioCompression.options().dwFlags & AVICOMPRESSF_INTERLEAVE) != 0; }
 
   /// Whether the closed file is there, and has what was written: a full disk is told of by no call.
@@ -76,6 +99,8 @@ struct VfWOutputAVIFile::State {
     const std::optional<std::uint64_t> length = quillet::fileLength(fileName.c_str());
     return length && *length >= size.atLeast();
   }
+
+  VfWOutputAVIFile& writer;
 
   // Destroyed from the last one upwards: the streams before their file, what they are compressed with at the end.
   quillet::VideoCompression videoCompression;
@@ -92,9 +117,7 @@ struct VfWOutputAVIFile::State {
 
 VfWOutputAVIFile::VfWOutputAVIFile() = default;
 
-VfWOutputAVIFile::~VfWOutputAVIFile() {
-  delete state;
-}
+VfWOutputAVIFile::~VfWOutputAVIFile() = default;
 
 VfWOutputAVIFile* VfWOutputAVIFile::create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
                                            const WAVEFORMATEX* audio, bool compressAudio) {
@@ -111,46 +134,177 @@ void VfWOutputAVIFile::createFile(const char* fileName, const VIDEOINFOHEADER* v
   compressVideo = isVideoCompressed;
   audio = audioFormat;
   compressAudio = isAudioCompressed;
-  finishOpening(quillet::guarded([&] { return createStreams(fileName); }));
+  finishOpening(quillet::guarded([&]() -> int {
+    if (!acceptableFormats()) {
+      return lastError;
+    }
+    if (audio != nullptr && !quillet::canBeWhole(*audio)) {
+      return vfw_error::cannotSetFormat;
+    }
+    state.reset(new State(*this));
+    return state->createStreams(fileName);
+  }));
 }
 
-int VfWOutputAVIFile::createStreams(const char* fileName) {
-  if (!acceptableFormats()) {
-    return lastError;
-  }
-  if (audio != nullptr && !quillet::canBeWhole(*audio)) {
-    return vfw_error::cannotSetFormat;
-  }
-  state = new State;
-  PAVIFILE file = nullptr;
-  if (fileName == nullptr || AVIFileOpenA(&file, fileName, OF_WRITE | OF_CREATE, nullptr) != 0) {
+int VfWOutputAVIFile::State::createStreams(const char* name) {
+  PAVIFILE created = nullptr;
+  if (name == nullptr || AVIFileOpenA(&created, name, OF_WRITE | OF_CREATE, nullptr) != 0) {
     return vfw_error::cannotCreateFile;
   }
-  state->file.reset(file);
-  state->fileName = quillet::fullName(fileName);
-  if (video != nullptr) {
-    state->videoStream.reset(createVideoStream(file, *video));
-    if (!state->videoStream) {
+  file.reset(created);
+  fileName = quillet::fullName(name);
+  if (writer.video != nullptr) {
+    videoStream.reset(createVideoStream(created, *writer.video));
+    if (!videoStream) {
       return vfw_error::cannotCreateVideoStream;
     }
   }
-  if (audio != nullptr) {
-    state->audioStream.reset(createAudioStream(file, *audio));
-    if (!state->audioStream) {
+  if (writer.audio != nullptr) {
+    audioStream.reset(createAudioStream(created, *writer.audio));
+    if (!audioStream) {
       return vfw_error::cannotCreateAudioStream;
     }
   }
   return vfw_error::success;
 }
 
+/// Whether the stream, if it exists, needs no compressor or has it.
+bool VfWOutputAVIFile::State::canRun(bool isVideo) {
+  const bool exists = isVideo ? writer.video != nullptr : writer.audio != nullptr;
+  return !exists || !(isVideo ? writer.compressVideo : writer.compressAudio) || hasCompressor(isVideo);
+}
+
+/// Sets a code unless the stream can have a compressor, and has none yet.
+bool VfWOutputAVIFile::State::requireUnset(bool isVideo) {
+  return writer.requireUnsetCompressor(isVideo, hasCompressor(isVideo));
+}
+
+/// Sets a code unless the file has something to interleave.
+bool VfWOutputAVIFile::State::requireBothStreams() const {
+  const bool hasBoth = writer.video != nullptr && writer.audio != nullptr;
+  if (!hasBoth) {
+    writer.lastError = vfw_error::notInterleaved;
+  }
+  return hasBoth;
+}
+
+/// Sets a code unless start() has succeeded.
+bool VfWOutputAVIFile::State::requireStarted() const {
+  if (!isStarted) {
+    writer.lastError = vfw_error::notFullyConfigured;
+  }
+  return isStarted;
+}
+
+int VfWOutputAVIFile::State::startVideo() {
+  if (writer.video == nullptr) {
+    return vfw_error::success;
+  }
+  compressedVideoStream.reset();
+  PAVISTREAM stream = videoStream.get();
+  auto* const format = const_cast<BITMAPINFOHEADER*>(&writer.video->bmiHeader);
+  auto formatSize = static_cast<LONG>(quillet::formatSize(*format));
+  if (writer.compressVideo) {
+    PAVISTREAM compressed = nullptr;
+    if (AVIMakeCompressedStream(&compressed, stream, &videoCompression.options(), nullptr) != 0) {
+      videoCompression.reset();
+      return vfw_error::cannotSetCompressor;
+    }
+    compressedVideoStream.reset(compressed);
+    stream = compressed;
+    // Kept for clients (see CONTRIBUTING.md), which need have nothing behind the header: to a compressor it means
+    // nothing.
+    formatSize = sizeof(BITMAPINFOHEADER);
+  }
+  return AVIStreamSetFormat(stream, 0, format, formatSize) == 0 ? vfw_error::success : vfw_error::cannotSetFormat;
+}
+
+int VfWOutputAVIFile::State::startAudio() {
+  if (writer.audio == nullptr) {
+    return vfw_error::success;
+  }
+  const WAVEFORMATEX& format = writer.compressAudio ? audioCompression.format() : *writer.audio;
+  if (AVIStreamSetFormat(audioStream.get(), 0, const_cast<WAVEFORMATEX*>(&format),
+                         static_cast<LONG>(quillet::formatSize(format))) != 0) {
+    return vfw_error::cannotSetFormat;
+  }
+  updateBufferSamples();
+  return writer.compressAudio
+             ? audioCompression.start(static_cast<long long>(writer.bufferSamples) * writer.audio->nBlockAlign)
+             : vfw_error::success;
+}
+
+/// Makes the audio buffer hold an interleaving period.
+void VfWOutputAVIFile::State::updateBufferSamples() const {
+  writer.bufferSamples = quillet::samplesInPeriod(writer.interleavingPeriod(), writer.audio->nSamplesPerSec);
+}
+
+/// Writes the blocks that the compressor made last.
+bool VfWOutputAVIFile::State::writeConverted(bool keyFrame) {
+  const auto blocks = static_cast<long>(audioCompression.outputBlocks());
+  auto bytes = static_cast<long>(audioCompression.outputSize());
+  if (!quillet::admit(writer, audioCompression.nextBlock, audioCompression.output(), blocks, bytes,
+                      audioCompression.format().nBlockAlign)) {
+    return false;  // There have been more blocks than a stream can number.
+  }
+  const bool isWritten = write(audioStream.get(), audioCompression.nextBlock, audioCompression.output(), blocks, bytes,
+                               keyFrame, writer.nextSample);
+  audioCompression.nextBlock += blocks;
+  return isWritten;
+}
+
+/// Writes into one stream of the file, in as many pieces as AVIFile takes; a failure leaves those written before.
+/// @param start number of the first frame or sample.
+/// @param keyFrame whether the first one is a key frame; only the first piece is marked.
+/// @param next receives the number that follows those written.
+/// @return false with vfw_error::notFullyConfigured or writeError; `next` is left alone then.
+bool VfWOutputAVIFile::State::write(PAVISTREAM stream, long start, unsigned char* data, long samples, long bytes,
+                                    bool keyFrame, long& next) {
+  if (!writer.canRun()) {
+    writer.lastError = vfw_error::notFullyConfigured;
+    return false;
+  }
+  const bool isVideo = stream != audioStream.get();
+  const bool isCompressed = stream == compressedVideoStream.get();
+  const long end = start + samples;
+  // Ends: every piece has at least one of the samples.
+  do {
+    LONG writtenSamples = 0;
+    LONG writtenBytes = 0;
+    // No compressor makes twice of a frame: what it cannot make smaller it stores as it is.
+    const bool hasRoom = size.admits({isVideo, start, samples, isCompressed ? 2LL * bytes : bytes});
+    if (!hasRoom ||
+        AVIStreamWrite(stream, start, samples, data, bytes, keyFrame ? AVIIF_KEYFRAME : 0, &writtenSamples,
+                       &writtenBytes) != 0 ||
+        (writtenSamples <= 0 && samples != 0)) {
+      writer.lastError = vfw_error::writeError;
+      return false;
+    }
+    // For compressed frames the two numbers have been seen in exchanged places: the size is the larger one.
+    const LONG compressedBytes = std::max(writtenSamples, writtenBytes);
+    // No stream has written more than it was given, whatever it says.
+    writtenSamples = std::min(writtenSamples, samples);
+    writtenBytes = std::clamp(writtenBytes, 0L, std::max(bytes, 0L));
+    size.add({isVideo, start, writtenSamples, isCompressed ? compressedBytes : writtenBytes});
+    start += writtenSamples;
+    samples -= writtenSamples;
+    data += writtenBytes;
+    bytes -= writtenBytes;
+    keyFrame = false;
+  } while (start < end);
+  next = start;
+  writer.lastError = vfw_error::success;
+  return true;
+}
+
 bool VfWOutputAVIFile::canSetCompressor(bool isVideo) {
-  const bool canSet = requireUnset(isVideo);
+  const bool canSet = requireOpened() && state->requireUnset(isVideo);
   lastError = vfw_error::success;  // Kept for clients (see CONTRIBUTING.md): also while the file is not open.
   return canSet;
 }
 
 bool VfWOutputAVIFile::setCompressor(bool isVideo, void* compressor) {
-  if (!requireUnset(isVideo)) {
+  if (!requireOpened() || !state->requireUnset(isVideo)) {
     return false;
   }
   const auto* const options = static_cast<const AVICOMPRESSOPTIONS*>(compressor);
@@ -166,16 +320,12 @@ bool VfWOutputAVIFile::setCompressor(bool isVideo, void* compressor) {
 }
 
 bool VfWOutputAVIFile::isCompressorSet(bool isVideo) {
-  if (!requireOpened()) {
-    return false;
-  }
-  lastError = vfw_error::success;
-  return hasCompressor(isVideo);
+  return quillet::beginOperation(*this) && state->hasCompressor(isVideo);
 }
 
 bool VfWOutputAVIFile::chooseCompressor(void* parentWindow, bool isVideo) {
   // Asked before the dialog, not only by setCompressor: the user is not to choose in vain.
-  if (!requireUnset(isVideo)) {
+  if (!requireOpened() || !state->requireUnset(isVideo)) {
     return false;
   }
   auto* const parent = static_cast<HWND>(parentWindow);
@@ -202,7 +352,7 @@ void VfWOutputAVIFile::configureCompressor(void* parentWindow, bool isVideo) {
 }
 
 bool VfWOutputAVIFile::canRun() {
-  return requireOpened() && canRunStream(true) && canRunStream(false);
+  return requireOpened() && state->canRun(true) && state->canRun(false);
 }
 
 bool VfWOutputAVIFile::start() {
@@ -215,10 +365,10 @@ bool VfWOutputAVIFile::start() {
     return false;
   }
   lastError = quillet::guarded([this] {
-    if (const int error = startVideo()) {
+    if (const int error = state->startVideo()) {
       return error;
     }
-    return startAudio();
+    return state->startAudio();
   });
   if (lastError != vfw_error::success) {
     return false;
@@ -229,48 +379,11 @@ bool VfWOutputAVIFile::start() {
   return true;
 }
 
-int VfWOutputAVIFile::startVideo() {
-  if (video == nullptr) {
-    return vfw_error::success;
-  }
-  state->compressedVideoStream.reset();
-  PAVISTREAM stream = state->videoStream.get();
-  auto* const format = const_cast<BITMAPINFOHEADER*>(&video->bmiHeader);
-  auto formatSize = static_cast<LONG>(quillet::formatSize(*format));
-  if (compressVideo) {
-    PAVISTREAM compressed = nullptr;
-    if (AVIMakeCompressedStream(&compressed, stream, &state->videoCompression.options(), nullptr) != 0) {
-      state->videoCompression.reset();
-      return vfw_error::cannotSetCompressor;
-    }
-    state->compressedVideoStream.reset(compressed);
-    stream = compressed;
-    // Kept for clients (see CONTRIBUTING.md), which need have nothing behind the header: to a compressor it means
-    // nothing.
-    formatSize = sizeof(BITMAPINFOHEADER);
-  }
-  return AVIStreamSetFormat(stream, 0, format, formatSize) == 0 ? vfw_error::success : vfw_error::cannotSetFormat;
-}
-
-int VfWOutputAVIFile::startAudio() {
-  if (audio == nullptr) {
-    return vfw_error::success;
-  }
-  const WAVEFORMATEX& format = compressAudio ? state->audioCompression.format() : *audio;
-  if (AVIStreamSetFormat(state->audioStream.get(), 0, const_cast<WAVEFORMATEX*>(&format),
-                         static_cast<LONG>(quillet::formatSize(format))) != 0) {
-    return vfw_error::cannotSetFormat;
-  }
-  updateBufferSamples();
-  return compressAudio ? state->audioCompression.start(static_cast<long long>(bufferSamples) * audio->nBlockAlign)
-                       : vfw_error::success;
-}
-
 bool VfWOutputAVIFile::close() {
   if (!requireOpened()) {
     return false;
   }
-  const bool hasEnd = !state->audioCompression.finish() || writeConverted(false);
+  const bool hasEnd = !state->audioCompression.finish() || state->writeConverted(false);
   state->audioCompression.close();
   state->compressedVideoStream.reset();
   state->audioStream.reset();
@@ -297,11 +410,11 @@ long long VfWOutputAVIFile::interleavingPeriod() {
       state->audioCompression.options().dwInterleaveEvery != 0) {
     return state->audioCompression.options().dwInterleaveEvery * video->AvgTimePerFrame;
   }
-  return state != nullptr ? state->period : defaultPeriod;
+  return state ? state->period : defaultPeriod;
 }
 
 void VfWOutputAVIFile::configureAVI(void* parentWindow) {
-  if (!requireBothStreams()) {
+  if (!requireOpened() || !state->requireBothStreams()) {
     return;
   }
   long long period = interleavingPeriod();
@@ -321,7 +434,7 @@ void VfWOutputAVIFile::configureAVI(void* parentWindow) {
 }
 
 bool VfWOutputAVIFile::setInterleavingPeriod(long long period) {
-  if (!requireBothStreams()) {
+  if (!requireOpened() || !state->requireBothStreams()) {
     return false;
   }
   period = std::max(period, video->AvgTimePerFrame);
@@ -331,131 +444,38 @@ bool VfWOutputAVIFile::setInterleavingPeriod(long long period) {
   } else {
     state->period = period;
   }
-  updateBufferSamples();
+  state->updateBufferSamples();
   lastError = vfw_error::success;
   return true;
 }
 
 bool VfWOutputAVIFile::writeFrame(long frame, unsigned char* data, long frames, long bytes, bool keyFrame) {
-  if (!requireStream(true) || !requireStarted()) {
+  if (!requireStream(true) || !state->requireStarted()) {
     return false;
   }
   const BITMAPINFOHEADER& format = video->bmiHeader;
   const std::int64_t frameSize =
       format.biCompression != BI_RGB ? std::int64_t{format.biSizeImage} : quillet::uncompressedFrameSize(format);
-  if (!admit(frame, data, frames, bytes, frameSize)) {
+  if (!quillet::admit(*this, frame, data, frames, bytes, frameSize)) {
     return false;
   }
   PAVISTREAM stream = state->compressedVideoStream ? state->compressedVideoStream.get() : state->videoStream.get();
-  return write(stream, frame, data, frames, bytes, keyFrame, nextFrame);
+  return state->write(stream, frame, data, frames, bytes, keyFrame, nextFrame);
 }
 
 bool VfWOutputAVIFile::writeSample(long sample, unsigned char* data, long samples, long bytes, bool keyFrame) {
-  if (!requireStream(false) || !requireStarted()) {
+  if (!requireStream(false) || !state->requireStarted()) {
     return false;
   }
-  if (!admit(sample, data, samples, bytes, audio->nBlockAlign)) {
+  if (!quillet::admit(*this, sample, data, samples, bytes, audio->nBlockAlign)) {
     return false;
   }
   if (!compressAudio) {
-    return write(state->audioStream.get(), sample, data, samples, bytes, keyFrame, nextSample);
+    return state->write(state->audioStream.get(), sample, data, samples, bytes, keyFrame, nextSample);
   }
   lastError = state->audioCompression.convert(data, static_cast<DWORD>(bytes));
   if (lastError != vfw_error::success) {
     return false;
   }
-  return state->audioCompression.outputSize() == 0 || writeConverted(keyFrame);
-}
-
-/// Writes the blocks that the compressor made last.
-bool VfWOutputAVIFile::writeConverted(bool keyFrame) {
-  quillet::AudioCompression& compression = state->audioCompression;
-  const auto blocks = static_cast<long>(compression.outputBlocks());
-  auto bytes = static_cast<long>(compression.outputSize());
-  if (!admit(compression.nextBlock, compression.output(), blocks, bytes, compression.format().nBlockAlign)) {
-    return false;  // There have been more blocks than a stream can number.
-  }
-  const bool isWritten =
-      write(state->audioStream.get(), compression.nextBlock, compression.output(), blocks, bytes, keyFrame, nextSample);
-  compression.nextBlock += blocks;
-  return isWritten;
-}
-
-bool VfWOutputAVIFile::write(IAVIStream* stream, long start, unsigned char* data, long samples, long bytes,
-                             bool keyFrame, long& next) {
-  if (!canRun()) {
-    lastError = vfw_error::notFullyConfigured;
-    return false;
-  }
-  const bool isVideo = stream != state->audioStream.get();
-  const bool isCompressed = stream == state->compressedVideoStream.get();
-  const long end = start + samples;
-  // Ends: every piece has at least one of the samples.
-  do {
-    LONG writtenSamples = 0;
-    LONG writtenBytes = 0;
-    // No compressor makes twice of a frame: what it cannot make smaller it stores as it is.
-    const bool hasRoom = state->size.admits({isVideo, start, samples, isCompressed ? 2LL * bytes : bytes});
-    if (!hasRoom ||
-        AVIStreamWrite(stream, start, samples, data, bytes, keyFrame ? AVIIF_KEYFRAME : 0, &writtenSamples,
-                       &writtenBytes) != 0 ||
-        (writtenSamples <= 0 && samples != 0)) {
-      lastError = vfw_error::writeError;
-      return false;
-    }
-    // For compressed frames the two numbers have been seen in exchanged places: the size is the larger one.
-    const LONG compressedBytes = std::max(writtenSamples, writtenBytes);
-    // No stream has written more than it was given, whatever it says.
-    writtenSamples = std::min(writtenSamples, samples);
-    writtenBytes = std::clamp(writtenBytes, 0L, std::max(bytes, 0L));
-    state->size.add({isVideo, start, writtenSamples, isCompressed ? compressedBytes : writtenBytes});
-    start += writtenSamples;
-    samples -= writtenSamples;
-    data += writtenBytes;
-    bytes -= writtenBytes;
-    keyFrame = false;
-  } while (start < end);
-  next = start;
-  lastError = vfw_error::success;
-  return true;
-}
-
-/// Sets a code unless the file is open and has something to interleave.
-bool VfWOutputAVIFile::requireBothStreams() {
-  if (!requireOpened()) {
-    return false;
-  }
-  const bool hasBoth = video != nullptr && audio != nullptr;
-  if (!hasBoth) {
-    lastError = vfw_error::notInterleaved;
-  }
-  return hasBoth;
-}
-
-/// Sets a code unless start() has succeeded.
-bool VfWOutputAVIFile::requireStarted() {
-  if (!state->isStarted) {
-    lastError = vfw_error::notFullyConfigured;
-  }
-  return state->isStarted;
-}
-
-/// Sets a code unless the stream can have a compressor, and has none yet.
-bool VfWOutputAVIFile::requireUnset(bool isVideo) {
-  return requireUnsetCompressor(isVideo, !notOpened && hasCompressor(isVideo));
-}
-
-bool VfWOutputAVIFile::hasCompressor(bool isVideo) {
-  return isVideo ? state->videoCompression.isSet() : state->audioCompression.isSet();
-}
-
-/// Whether the stream, if it exists, needs no compressor or has it.
-bool VfWOutputAVIFile::canRunStream(bool isVideo) {
-  const bool exists = isVideo ? video != nullptr : audio != nullptr;
-  return !exists || !(isVideo ? compressVideo : compressAudio) || hasCompressor(isVideo);
-}
-
-/// Makes the audio buffer hold an interleaving period.
-void VfWOutputAVIFile::updateBufferSamples() {
-  bufferSamples = quillet::samplesInPeriod(interleavingPeriod(), audio->nSamplesPerSec);
+  return state->audioCompression.outputSize() == 0 || state->writeConverted(keyFrame);
 }

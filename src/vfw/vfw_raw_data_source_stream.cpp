@@ -12,7 +12,8 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/open_new.h"
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "formats/format_sizes.h"
 #include "formats/media_type.h"
@@ -38,8 +39,8 @@ int describeVideo(const std::vector<BYTE>& format, const AVISTREAMINFOA& informa
   VIDEOINFOHEADER info = {};
   const std::int64_t frameSize =
       header.biCompression != BI_RGB ? header.biSizeImage : quillet::uncompressedFrameSize(header);
-  info.dwBitRate =
-      static_cast<DWORD>(static_cast<std::uint64_t>(frameSize) * 8 * information.dwRate / information.dwScale);
+  info.dwBitRate = static_cast<DWORD>(static_cast<std::uint64_t>(frameSize) * quillet::bitsPerByte *
+                                      information.dwRate / information.dwScale);
   info.AvgTimePerFrame = information.dwScale * quillet::unitsPerSecond / information.dwRate;
   constexpr std::size_t prefix = offsetof(VIDEOINFOHEADER, bmiHeader);
   std::vector<BYTE> block(prefix + format.size());
@@ -69,19 +70,17 @@ int describeAudio(std::vector<BYTE> format, CMediaType& type) {
 VfWRawDataSourceStream* VfWRawDataSourceStream::open(const char* fileName, bool video, int streamIndex,
                                                      QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) VfWRawDataSourceStream;
-  openNew(stream, notification, [&] { return stream->openSource(fileName, video, streamIndex); });
+  quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, video, streamIndex); });
   if (stream != nullptr && !stream->notOpened) {
     stream->keySample = stream->_firstKeySample(!video);  // The stream stays open without one.
   }
   return stream;
 }
 
-VfWRawDataSourceStream::~VfWRawDataSourceStream() {
-  delete readBuffer;
-}
+VfWRawDataSourceStream::~VfWRawDataSourceStream() = default;
 
 int VfWRawDataSourceStream::openSource(const char* fileName, bool video, int streamIndex) {
-  source = new quillet::AviSource;
+  source.reset(new quillet::AviSource);
   if (const int error = source->open(fileName, video ? streamtypeVIDEO : streamtypeAUDIO, streamIndex)) {
     return error;
   }
@@ -103,17 +102,16 @@ int VfWRawDataSourceStream::openSource(const char* fileName, bool video, int str
   if (const int error = video ? describeVideo(format, *information, type) : describeAudio(format, type)) {
     return error;
   }
-  readBuffer = new quillet::ReadBuffer;
+  readBuffer.reset(new quillet::ReadBuffer);
   readBuffer->reserve(information->dwSuggestedBufferSize);
   type.copyTo(mediaType);  // Last: the base frees it only when the stream is open.
   return vfw_error::success;
 }
 
 long VfWRawDataSourceStream::_firstKeySample(bool) {
-  if (!requireOpened()) {
+  if (!quillet::beginOperation(*this)) {
     return -1;
   }
-  lastError = vfw_error::success;
   const long start = source->start();
   if (source->hasFixedSampleSize()) {
     const bool isEmpty = length == 0 || source->findPrevious(start) == -1;

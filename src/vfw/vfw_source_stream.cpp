@@ -5,14 +5,15 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "vfw/avi_source.h"
 
 namespace vfw_error = quillet::vfw_error;
 
-VfWSourceStream::~VfWSourceStream() {
-  delete source;
-}
+VfWSourceStream::VfWSourceStream() = default;
+
+VfWSourceStream::~VfWSourceStream() = default;
 
 void VfWSourceStream::configure(void*) {
   if (requireOpened()) {

@@ -5,9 +5,10 @@
 #include <vector>
 
 #include <quillet/error_codes.h>
-#include <quillet/vfw_source_stream.h>
+#include <quillet/vfw_video_source_stream.h>
 
-#include "core/open_new.h"
+#include "core/operation.h"
+#include "core/owned.h"
 #include "formats/format_sizes.h"
 #include "formats/usable_formats.h"
 #include "vfw/avi_source.h"
@@ -73,15 +74,14 @@ unsigned char* VfWVideoSourceStream::Decompressor::pixelsOf(BITMAPINFOHEADER& pa
 VfWVideoSourceStream* VfWVideoSourceStream::open(const char* fileName, int streamIndex,
                                                  QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) VfWVideoSourceStream;
-  return openNew(stream, notification, [&] { return stream->openSource(fileName, streamIndex); });
+  return quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, streamIndex); });
 }
 
-VfWVideoSourceStream::~VfWVideoSourceStream() {
-  delete decompressor;
-}
+// Destroyed before the base class, and so before the AVIFile stream that it reads from.
+VfWVideoSourceStream::~VfWVideoSourceStream() = default;
 
 int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
-  source = new quillet::AviSource;
+  source.reset(new quillet::AviSource);
   if (const int error = source->open(fileName, streamtypeVIDEO, streamIndex)) {
     return error;
   }
@@ -105,7 +105,7 @@ int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
   }
   bitmapFormat = outputFormat(sourceHeader);
 
-  decompressor = new Decompressor;
+  decompressor.reset(new Decompressor);
   decompressor->sourceHeader = sourceHeader;
   decompressor->sourceTail = format.size() - sourceHeader.biSize;
   BITMAPINFOHEADER wanted = bitmapFormat;

@@ -14,6 +14,7 @@
 
 #include <quillet/quillet.h>
 
+#include "support/avi_builder.h"
 #include "support/process_state.h"
 #include "support/wine_gaps.h"
 
@@ -112,11 +113,11 @@ class StreamCheck {
     enter(name + " format");
     if (auto* const video = dynamic_cast<VideoSourceStream*>(&stream)) {
       const BITMAPINFOHEADER& format = *video->format();
-      const long long rowBytes = (format.biWidth * 3LL + 3) / 4 * 4;
       require(format.biSize == sizeof format && format.biBitCount == 24 && format.biCompression == BI_RGB,
               "not a format of 24 bits");
       require(format.biWidth > 0 && format.biHeight != 0 && format.biHeight != LONG_MIN, "width or height");
-      require(format.biSizeImage == rowBytes * std::abs(format.biHeight), "biSizeImage", format.biSizeImage);
+      require(format.biSizeImage == rgb24Format(format.biWidth, std::abs(format.biHeight)).biSizeImage, "biSizeImage",
+              format.biSizeImage);
       require(std::isfinite(video->frameRate()) && video->frameRate() > 0, "frame rate");
     } else if (auto* const audio = dynamic_cast<AudioSourceStream*>(&stream)) {
       const WAVEFORMATEX& format = *audio->format();

@@ -138,7 +138,7 @@ AviFile aviFile(std::vector<AviStream> streams) {
 }
 
 BITMAPINFOHEADER rgb24Format(LONG width, LONG height) {
-  const auto size = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);
+  const auto size = static_cast<DWORD>((width * 3LL + 3) / 4 * 4 * height);
   return {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB, size, 0, 0, 0, 0};
 }
 

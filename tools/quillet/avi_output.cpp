@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "library_stream.h"
 #include "progress_line.h"
-#include "text.h"
-#include "worker.h"
+#include "shared/library_stream.h"
+#include "shared/text.h"
+#include "shared/worker.h"
 
 namespace quillet::client {
 namespace {

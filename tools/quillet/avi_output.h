@@ -11,7 +11,7 @@
 
 #include "compression.h"
 #include "media_feed.h"
-#include "output_file.h"
+#include "shared/output_file.h"
 #include "stream_access.h"
 
 namespace quillet::client {

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <vector>
 
-#include "failure.h"
-#include "image_file.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/image_file.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 namespace {

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "failure.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 

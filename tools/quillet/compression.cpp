@@ -6,8 +6,8 @@
 
 #include <msacm.h>
 
-#include "failure.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 namespace {

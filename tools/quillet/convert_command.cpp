@@ -6,8 +6,8 @@
 
 #include "avi_output.h"
 #include "compression.h"
-#include "failure.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/text.h"
 #include "transfer.h"
 
 namespace quillet::client {
@@ -21,7 +21,7 @@ constexpr Option options[] = {videoOption,  audioOption,  videoCodecOption, audi
 
 /// Opens the first stream of a kind, and with it `feed`, unless it is not wanted or not there.
 template <class Feed, class Stream>
-void openWanted(std::optional<Feed>& feed, const MediaFile& file, const CommandLine& line, bool video) {
+void openWanted(std::optional<Feed>& feed, MediaFile& file, const CommandLine& line, bool video) {
   const Wish wish = wishFor(line, video);
   if (wish == Wish::required) {
     feed.emplace(file.open<Stream>(line));
@@ -54,7 +54,7 @@ const std::wstring* compressionOf(const CommandLine& line, const Option& option,
 void run(const CommandLine& line) {
   const std::filesystem::path out = outPath(line);
   const std::optional<double> period = chosenPeriod(line);
-  const MediaFile file(line, inArgument);
+  MediaFile file(line, inArgument);
   std::optional<FrameFeed> video;
   std::optional<SampleFeed> audio;
   openWanted<FrameFeed, VideoSourceStream>(video, file, line, true);

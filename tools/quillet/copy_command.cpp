@@ -5,9 +5,9 @@
 #include <string>
 
 #include "avi_output.h"
-#include "failure.h"
-#include "library_stream.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/library_stream.h"
+#include "shared/text.h"
 #include "transfer.h"
 
 namespace quillet::client {
@@ -23,7 +23,7 @@ struct RawStreams {
 };
 
 /// Opens the stream of a kind, unless it is not wanted or not there.
-std::unique_ptr<RawFeed> openFeed(const MediaFile& file, bool video, Wish wish, std::string& failure) {
+std::unique_ptr<RawFeed> openFeed(MediaFile& file, bool video, Wish wish, std::string& failure) {
   if (wish == Wish::unwanted) {
     return nullptr;
   }
@@ -41,7 +41,7 @@ std::unique_ptr<RawFeed> openFeed(const MediaFile& file, bool video, Wish wish, 
 }
 
 RawStreams openStreams(const CommandLine& line, std::span<const Backend> backend) {
-  const MediaFile file(line, inArgument, backend);
+  MediaFile file(line, inArgument, backend);
   RawStreams streams;
   streams.video = openFeed(file, true, wishFor(line, true), streams.failure);
   streams.audio = openFeed(file, false, wishFor(line, false), streams.failure);

@@ -4,10 +4,10 @@
 #include <string>
 
 #include "command_line.h"
-#include "image_file.h"
-#include "library_stream.h"
+#include "shared/image_file.h"
+#include "shared/library_stream.h"
+#include "shared/text.h"
 #include "stream_access.h"
-#include "text.h"
 
 namespace quillet::client {
 namespace {
@@ -26,18 +26,17 @@ std::filesystem::path outputPath(const CommandLine& line, const MediaFile& file,
 
 void run(const CommandLine& line) {
   const long wanted = line.number("N");
-  const MediaFile file(line);
+  MediaFile file(line);
   const std::filesystem::path output = outputPath(line, file, wanted);
   requireImageName(output);
 
   const auto stream = file.open<VideoSourceStream>(line);
   // Copied first: the pixels are valid until the next call only.
   const BITMAPINFOHEADER format = *stream->format();
-  long frame = wanted;
-  const unsigned char* const bits = decodedFrame(*stream, frame);
+  const DecodedFrame frame = decodedFrame(*stream, wanted);
   printWarning(*stream);
-  writeImage(output, format, bits);
-  std::printf("%s: frame %ld\n", displayName(output).c_str(), frame);
+  writeImage(output, format, frame.bits);
+  std::printf("%s: frame %ld\n", displayName(output).c_str(), frame.number);
 }
 
 }  // namespace

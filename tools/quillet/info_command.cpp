@@ -4,10 +4,10 @@
 #include <string>
 
 #include "command_line.h"
-#include "failure.h"
-#include "library_stream.h"
+#include "shared/failure.h"
+#include "shared/library_stream.h"
+#include "shared/text.h"
 #include "stream_access.h"
-#include "text.h"
 
 namespace quillet::client {
 namespace {
@@ -60,7 +60,7 @@ struct Found {
 
 /// Prints the streams of one kind, asking for one number after the other until there is none.
 template <class Stream>
-Found printStreams(const MediaFile& file) {
+Found printStreams(MediaFile& file) {
   Found found;
   for (int number = 0; number < mostStreams; ++number) {
     const Opening<Stream> opening = file.tryOpen<Stream>(number);
@@ -82,7 +82,7 @@ Found printStreams(const MediaFile& file) {
 }
 
 void run(const CommandLine& line) {
-  const MediaFile file(line);
+  MediaFile file(line);
   const Found video = printStreams<VideoSourceStream>(file);
   const Found audio = printStreams<AudioSourceStream>(file);
   if (video.opened + audio.opened > 0) {

@@ -13,8 +13,8 @@
 
 #include "command.h"
 #include "command_line.h"
-#include "failure.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 namespace {

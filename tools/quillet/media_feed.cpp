@@ -7,8 +7,8 @@
 
 #include <uuids.h>
 
-#include "failure.h"
-#include "library_stream.h"
+#include "shared/failure.h"
+#include "shared/library_stream.h"
 
 namespace quillet::client {
 namespace {
@@ -35,9 +35,7 @@ bool FrameFeed::next(MediaPiece& piece) {
     return false;
   }
   // Where the stream has dropped a frame, the one that is shown in its place.
-  long frame = position;
-  unsigned char* const bits = decodedFrame(*source, frame);
-  piece = {position, bits, 1, static_cast<long>(source->format()->biSizeImage), true};
+  piece = {position, decodedFrame(*source, position).bits, 1, static_cast<long>(source->format()->biSizeImage), true};
   ++position;
   return true;
 }

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "command_line.h"
-#include "failure.h"
 #include "raw_reader.h"
+#include "shared/failure.h"
 #include "stream_access.h"
 
 namespace quillet::client {
@@ -26,7 +26,7 @@ std::string timeText(double ms) {
 }
 
 void run(const CommandLine& line) {
-  const MediaFile file(line);
+  MediaFile file(line);
   const auto stream = file.openRaw(line, !line.has(audioOption.name));
   const bool isCsv = line.has(csvOption.name);
   std::puts(isCsv ? "sample,count,bytes,key,ms" : "    sample     count     bytes  key          ms");

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "library_stream.h"
+#include "shared/library_stream.h"
 
 namespace quillet::client {
 

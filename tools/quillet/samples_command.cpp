@@ -5,11 +5,11 @@
 #include <string>
 
 #include "command_line.h"
-#include "failure.h"
-#include "library_stream.h"
 #include "progress_line.h"
+#include "shared/failure.h"
+#include "shared/library_stream.h"
+#include "shared/text.h"
 #include "stream_access.h"
-#include "text.h"
 #include "wave_file.h"
 
 namespace quillet::client {
@@ -41,7 +41,7 @@ void run(const CommandLine& line) {
   if (last < first) {
     throw wrongUsage("LAST is less than FIRST");
   }
-  const MediaFile file(line);
+  MediaFile file(line);
   const std::filesystem::path output = line.text(outputOption.name);
 
   const auto stream = file.open<AudioSourceStream>(line);

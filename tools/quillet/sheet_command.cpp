@@ -8,12 +8,12 @@
 
 #include "canvas.h"
 #include "command_line.h"
-#include "failure.h"
-#include "image_file.h"
-#include "library_stream.h"
 #include "progress_line.h"
+#include "shared/failure.h"
+#include "shared/image_file.h"
+#include "shared/library_stream.h"
+#include "shared/text.h"
 #include "stream_access.h"
-#include "text.h"
 
 namespace quillet::client {
 namespace {
@@ -103,7 +103,7 @@ void run(const CommandLine& line) {
   const long wanted = line.numberOr(defaultCount, countOption.name, 1, mostFrames);
   const std::filesystem::path output = line.has(outputOption.name) ? line.text(outputOption.name) : L"sheet.png";
   requireImageName(output);
-  const MediaFile file(line);
+  MediaFile file(line);
   const auto stream = file.open<VideoSourceStream>(line);
   const BITMAPINFOHEADER format = *stream->format();
   const Choice choice = {std::min(wanted, stream->duration()), stream->duration()};
@@ -121,11 +121,10 @@ void run(const CommandLine& line) {
   ProgressLine progress("Reading frames");
   FirstWarning warning;
   for (long i = 0; i < choice.count; ++i) {
-    long frame = choice.frame(i);
-    const unsigned char* const bits = decodedFrame(*stream, frame);
+    const DecodedFrame frame = decodedFrame(*stream, choice.frame(i));
     warning.look(*stream);
-    sheet.shrink(layout.thumbnail(i), format, bits);
-    sheet.write(layout.label(i), labelOf(*stream, frame), look::label, DT_CENTER);
+    sheet.shrink(layout.thumbnail(i), format, frame.bits);
+    sheet.write(layout.label(i), labelOf(*stream, frame.number), look::label, DT_CENTER);
     progress.show(i + 1, choice.count);
   }
   sheet.save(output);

@@ -5,9 +5,9 @@
 #include <type_traits>
 
 #include "command_line.h"
-#include "failure.h"
-#include "library_stream.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/library_stream.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 namespace {
@@ -77,7 +77,7 @@ MediaFile::MediaFile(const CommandLine& line, const Argument& argument, std::spa
     : filePath(line.text(argument.name)), libraryName(libraryFileName(filePath)), backends(backends) {}
 
 template <class Stream, class OpenWith>
-Opening<Stream> MediaFile::tryBackends(OpenWith openWith) const {
+Opening<Stream> MediaFile::tryBackends(OpenWith openWith) {
   Opening<Stream> opening;
   std::unique_ptr<Stream> unreadable;
   for (const Backend backend : backends) {
@@ -109,12 +109,12 @@ Opening<Stream> MediaFile::tryBackends(OpenWith openWith) const {
 }
 
 template <class Stream>
-Opening<Stream> MediaFile::tryOpen(int number) const {
+Opening<Stream> MediaFile::tryOpen(int number) {
   return tryBackends<Stream>(
       [&](bool directShow) { return Stream::open(libraryName.c_str(), directShow, number, nullptr); });
 }
 
-Opening<RawDataSourceStream> MediaFile::tryOpenRaw(bool video, int number) const {
+Opening<RawDataSourceStream> MediaFile::tryOpenRaw(bool video, int number) {
   return tryBackends<RawDataSourceStream>([&](bool directShow) {
     return RawDataSourceStream::open(libraryName.c_str(), video, directShow, number, nullptr);
   });
@@ -131,20 +131,20 @@ std::unique_ptr<Stream> MediaFile::take(Opening<Stream> opening, const char* kin
 }
 
 template <class Stream>
-std::unique_ptr<Stream> MediaFile::open(const CommandLine& line) const {
+std::unique_ptr<Stream> MediaFile::open(const CommandLine& line) {
   const int number = chosenStream(line);
   return take(tryOpen<Stream>(number), std::is_same_v<Stream, VideoSourceStream> ? "video" : "audio", number);
 }
 
-std::unique_ptr<RawDataSourceStream> MediaFile::openRaw(const CommandLine& line, bool video) const {
+std::unique_ptr<RawDataSourceStream> MediaFile::openRaw(const CommandLine& line, bool video) {
   const int number = chosenStream(line);
   return take(tryOpenRaw(video, number), video ? "video" : "audio", number);
 }
 
-template Opening<VideoSourceStream> MediaFile::tryOpen(int) const;
-template Opening<AudioSourceStream> MediaFile::tryOpen(int) const;
-template std::unique_ptr<VideoSourceStream> MediaFile::open(const CommandLine&) const;
-template std::unique_ptr<AudioSourceStream> MediaFile::open(const CommandLine&) const;
+template Opening<VideoSourceStream> MediaFile::tryOpen(int);
+template Opening<AudioSourceStream> MediaFile::tryOpen(int);
+template std::unique_ptr<VideoSourceStream> MediaFile::open(const CommandLine&);
+template std::unique_ptr<AudioSourceStream> MediaFile::open(const CommandLine&);
 
 std::string failureOf(AudioOrVideoStream* stream, bool directShow) {
   return stream != nullptr ? lastErrorText(*stream)

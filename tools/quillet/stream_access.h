@@ -45,21 +45,21 @@ class MediaFile {
   const std::filesystem::path& path() const { return filePath; }
 
   template <class Stream>
-  Opening<Stream> tryOpen(int number) const;
+  Opening<Stream> tryOpen(int number);
 
-  Opening<RawDataSourceStream> tryOpenRaw(bool video, int number) const;
+  Opening<RawDataSourceStream> tryOpenRaw(bool video, int number);
 
   /// Opens the stream that the user chose, with a warning printed when the library has one.
   template <class Stream>
-  std::unique_ptr<Stream> open(const CommandLine& line) const;
+  std::unique_ptr<Stream> open(const CommandLine& line);
 
   /// The same for its compressed samples.
-  std::unique_ptr<RawDataSourceStream> openRaw(const CommandLine& line, bool video) const;
+  std::unique_ptr<RawDataSourceStream> openRaw(const CommandLine& line, bool video);
 
  private:
   /// @param openWith opens the stream; its argument tells whether DirectShow is to do it.
   template <class Stream, class OpenWith>
-  Opening<Stream> tryBackends(OpenWith openWith) const;
+  Opening<Stream> tryBackends(OpenWith openWith);
 
   /// @param kind "video" or "audio".
   template <class Stream>
@@ -69,8 +69,8 @@ class MediaFile {
   std::string libraryName;
   std::span<const Backend> backends;
   // Whether streams of the file were opened with the backend.
-  mutable bool videoForWindowsKnowsFile = false;
-  mutable bool directShowKnowsFile = false;
+  bool videoForWindowsKnowsFile = false;
+  bool directShowKnowsFile = false;
 };
 
 /// Why a factory of the library has not given a usable object.

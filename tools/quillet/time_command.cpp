@@ -3,8 +3,8 @@
 #include <cstdio>
 
 #include "command_line.h"
-#include "failure.h"
-#include "library_stream.h"
+#include "shared/failure.h"
+#include "shared/library_stream.h"
 #include "stream_access.h"
 
 namespace quillet::client {

@@ -4,8 +4,8 @@
 
 #include <windows.h>
 
-#include "failure.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 namespace {

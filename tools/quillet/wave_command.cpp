@@ -8,12 +8,12 @@
 
 #include "canvas.h"
 #include "command_line.h"
-#include "failure.h"
-#include "image_file.h"
-#include "peak_reader.h"
 #include "progress_line.h"
+#include "shared/failure.h"
+#include "shared/image_file.h"
+#include "shared/peak_reader.h"
+#include "shared/text.h"
 #include "stream_access.h"
-#include "text.h"
 
 namespace quillet::client {
 namespace {
@@ -145,7 +145,7 @@ void run(const CommandLine& line) {
   const long width = line.numberOr(defaultWidth, widthOption.name, leastWidth, mostWidth);
   const std::filesystem::path output = line.text(outputOption.name);
   requireImageName(output);
-  const MediaFile file(line);
+  MediaFile file(line);
   const auto stream = file.open<AudioSourceStream>(line);
   if (stream->duration() < 1) {
     throw Failure("'" + displayName(file.path()) + "' has no samples");

@@ -9,7 +9,7 @@
 
 #include <mmsystem.h>
 
-#include "output_file.h"
+#include "shared/output_file.h"
 
 namespace quillet::client {
 

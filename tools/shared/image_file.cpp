@@ -1,13 +1,13 @@
-#include "image_file.h"
+#include "shared/image_file.h"
 
 #include <cstdlib>
 
 #include <wincodec.h>
 #include <wrl/client.h>
 
-#include "failure.h"
-#include "output_file.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/output_file.h"
+#include "shared/text.h"
 
 using Microsoft::WRL::ComPtr;
 
@@ -25,6 +25,7 @@ const GUID* containerOf(const std::filesystem::path& path) {
   return nullptr;
 }
 
+/// Bytes of a row, which is filled up to whole double words.
 UINT rowSizeOf(const BITMAPINFOHEADER& format) {
   return (static_cast<UINT>(format.biWidth) * 3 + 3) & ~3U;
 }

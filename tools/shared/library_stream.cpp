@@ -1,11 +1,11 @@
-#include "library_stream.h"
+#include "shared/library_stream.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "failure.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 
@@ -70,13 +70,13 @@ long numberAt(AudioSourceStream& stream, double ms) {
   return numberAtRate(ms, stream.format()->nSamplesPerSec);
 }
 
-unsigned char* decodedFrame(VideoSourceStream& stream, long& frame) {
-  const long wanted = frame;
-  unsigned char* const bits = stream.getFrameBits(frame);
+DecodedFrame decodedFrame(VideoSourceStream& stream, long frame) {
+  long found = frame;
+  unsigned char* const bits = stream.getFrameBits(found);
   if (bits == nullptr) {
-    throw Failure("frame " + std::to_string(wanted) + ": " + lastErrorText(stream));
+    throw Failure("frame " + std::to_string(frame) + ": " + lastErrorText(stream));
   }
-  return bits;
+  return {found, bits};
 }
 
 unsigned char* decodedSamples(AudioSourceStream& stream, long first, long last) {

@@ -28,9 +28,13 @@ long numberAt(VideoSourceStream& stream, double ms);
 long numberAt(AudioSourceStream& stream, double ms);
 /// @}
 
-/// The pixels of a frame, as the stream's format() says. Valid until the stream's next call. A Failure when there are none.
-/// @param frame receives the number of the frame that the stream has in its place.
-unsigned char* decodedFrame(VideoSourceStream& stream, long& frame);
+struct DecodedFrame {
+  long number;
+  unsigned char* bits;  ///< The pixels, as the stream's format() says. Valid until the stream's next call.
+};
+
+/// The frame that the stream has in the place of `frame`. A Failure when there is none.
+DecodedFrame decodedFrame(VideoSourceStream& stream, long frame);
 
 /// A run of samples, both ends included. Valid until the stream's next call. A Failure when it cannot be had.
 unsigned char* decodedSamples(AudioSourceStream& stream, long first, long last);

@@ -1,8 +1,8 @@
-#include "output_file.h"
+#include "shared/output_file.h"
 
 #include <windows.h>
 
-#include "text.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 

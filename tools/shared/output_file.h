@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "failure.h"
+#include "shared/failure.h"
 
 namespace quillet::client {
 

@@ -1,4 +1,4 @@
-#include "peak_reader.h"
+#include "shared/peak_reader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,14 +6,13 @@
 #include <string>
 #include <utility>
 
-#include "failure.h"
-#include "library_stream.h"
+#include "shared/failure.h"
+#include "shared/library_stream.h"
 
 namespace quillet::client {
 namespace {
 
 constexpr long samplesPerPiece = 65536;
-constexpr int bitsPerByte = 8;
 
 /// A value of PCM as a part of full scale: 8 bits are unsigned, more are signed.
 float valueAt(const unsigned char* bytes, int size) {
@@ -36,11 +35,11 @@ PeakReader::PeakReader(AudioSourceStream& stream, long first, long last, long co
       total(last - first + 1),
       columns(columns),
       channelCount(stream.format()->nChannels),
-      valueSize(stream.format()->wBitsPerSample / bitsPerByte),
       sampleSize(stream.format()->nBlockAlign),
+      valueSize(sampleSize / channelCount),
       sums(channelCount),
       peaksOf(channelCount, std::vector<Peak>(columns)) {
-  if (valueSize < 1 || valueSize > 4 || sampleSize < channelCount * valueSize) {
+  if (valueSize < 1 || valueSize > 4) {
     throw Failure("no waveform of " + std::to_string(stream.format()->wBitsPerSample) + "-bit samples");
   }
 }

@@ -57,8 +57,8 @@ class PeakReader {
   const long total;
   const long columns;
   const int channelCount;
-  const int valueSize;  // In bytes.
-  const int sampleSize;
+  const int sampleSize;  // In bytes.
+  const int valueSize;
   long position = 0;  // Both from the first sample of the run.
   long column = 0;
   std::vector<Sum> sums;

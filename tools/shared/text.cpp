@@ -1,4 +1,4 @@
-#include "text.h"
+#include "shared/text.h"
 
 #include <cmath>
 #include <cstdio>
@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "failure.h"
+#include "shared/failure.h"
 
 namespace quillet::client {
 namespace {

@@ -1,9 +1,9 @@
-#include "worker.h"
+#include "shared/worker.h"
 
 #include <utility>
 
-#include "failure.h"
-#include "text.h"
+#include "shared/failure.h"
+#include "shared/text.h"
 
 namespace quillet::client {
 

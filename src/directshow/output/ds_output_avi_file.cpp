@@ -10,6 +10,9 @@
 #include <quillet/error_codes.h>
 #include <quillet/thread.h>
 
+#include "core/admit.h"
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
@@ -49,7 +52,6 @@ DSOutputAVIFile::DSOutputAVIFile() = default;
 
 DSOutputAVIFile::~DSOutputAVIFile() {
   DSOutputAVIFile::close();
-  delete graph;
 }
 
 DSOutputAVIFile* DSOutputAVIFile::create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
@@ -72,7 +74,7 @@ int DSOutputAVIFile::createGraph(const char* fileName) {
   if (audio != nullptr && !quillet::canBeWhole(*audio)) {
     return ds_error::improperStreamFormat;
   }
-  graph = new Graph;
+  graph.reset(new Graph);
   if (const int error = graph->build(fileName)) {
     return error;
   }
@@ -195,7 +197,7 @@ bool DSOutputAVIFile::writeFrame(long frame, unsigned char* data, long count, lo
   if (!requireRunning(true)) {
     return false;
   }
-  if (!admit(frame, data, count, bytes, quillet::uncompressedFrameSize(video->bmiHeader))) {
+  if (!quillet::admit(*this, frame, data, count, bytes, quillet::uncompressedFrameSize(video->bmiHeader))) {
     return false;
   }
   const REFERENCE_TIME start = frame * video->AvgTimePerFrame;
@@ -214,7 +216,7 @@ bool DSOutputAVIFile::writeSample(long sample, unsigned char* data, long count, 
   if (!requireRunning(false)) {
     return false;
   }
-  if (!admit(sample, data, count, bytes, bitsPerSample(), bitsPerByte)) {
+  if (!quillet::admit(*this, sample, data, count, bytes, quillet::bitsPerSample(*audio), quillet::bitsPerByte)) {
     return false;
   }
   const auto timeOf = [this](long long number) { return number * quillet::unitsPerSecond / audio->nSamplesPerSec; };
@@ -270,11 +272,7 @@ bool DSOutputAVIFile::setCompressor(bool isVideo, void* compressor) {
 }
 
 bool DSOutputAVIFile::isCompressorSet(bool isVideo) {
-  if (!requireOpened()) {
-    return false;
-  }
-  lastError = ds_error::success;
-  return graph->stream(isVideo).compressor != nullptr;
+  return quillet::beginOperation(*this) && graph->stream(isVideo).compressor != nullptr;
 }
 
 bool DSOutputAVIFile::chooseCompressor(void* parentWindow, bool isVideo) {
@@ -295,47 +293,47 @@ void DSOutputAVIFile::configureCompressor(void* parentWindow, bool isVideo) {
       [&] { return configure(static_cast<HWND>(parentWindow), graph->stream(isVideo).compressor.Get()); });
 }
 
-/// Runs an operation on the multiplexer's interleaving settings, and sets the code of its outcome.
 template <class Operation>
-bool DSOutputAVIFile::withInterleaving(Operation operation) {
-  if (!requireOpened()) {
+bool DSOutputAVIFile::Graph::withInterleaving(DSOutputAVIFile& file, Operation operation) {
+  if (!file.requireOpened()) {
     return false;
   }
   ComPtr<IConfigInterleaving> interleaving;
-  const bool isDone = SUCCEEDED(graph->mux.As(&interleaving)) && SUCCEEDED(operation(*interleaving.Get()));
-  lastError = isDone ? ds_error::success : ds_error::noInterleavingProperties;
+  const bool isDone = SUCCEEDED(file.graph->mux.As(&interleaving)) && SUCCEEDED(operation(*interleaving.Get()));
+  file.lastError = isDone ? ds_error::success : ds_error::noInterleavingProperties;
   return isDone;
 }
 
 bool DSOutputAVIFile::isAutomaticallyInterleaved() {
   InterleavingMode mode = INTERLEAVE_NONE;
-  return withInterleaving([&](IConfigInterleaving& settings) { return settings.get_Mode(&mode); }) &&
+  return Graph::withInterleaving(*this, [&](IConfigInterleaving& settings) { return settings.get_Mode(&mode); }) &&
          (mode == INTERLEAVE_CAPTURE || mode == INTERLEAVE_FULL);
 }
 
 long long DSOutputAVIFile::interleavingPeriod() {
   REFERENCE_TIME period = 0;
   REFERENCE_TIME preroll = 0;
-  const bool isKnown =
-      withInterleaving([&](IConfigInterleaving& settings) { return settings.get_Interleaving(&period, &preroll); });
+  const bool isKnown = Graph::withInterleaving(
+      *this, [&](IConfigInterleaving& settings) { return settings.get_Interleaving(&period, &preroll); });
   return isKnown ? period : 0;
 }
 
 bool DSOutputAVIFile::setAutomaticInterleaving(bool on) {
-  return withInterleaving(
-      [on](IConfigInterleaving& settings) { return settings.put_Mode(on ? INTERLEAVE_FULL : INTERLEAVE_NONE); });
+  return Graph::withInterleaving(
+      *this, [on](IConfigInterleaving& settings) { return settings.put_Mode(on ? INTERLEAVE_FULL : INTERLEAVE_NONE); });
 }
 
 bool DSOutputAVIFile::setInterleavingPeriod(long long period) {
   const REFERENCE_TIME wanted = std::max(period, 1LL);
   REFERENCE_TIME before = 0;
   REFERENCE_TIME preroll = 0;
-  const bool isSet = withInterleaving([&](IConfigInterleaving& settings) {
+  const bool isSet = Graph::withInterleaving(*this, [&](IConfigInterleaving& settings) {
     const HRESULT result = settings.get_Interleaving(&before, &preroll);
     return SUCCEEDED(result) ? settings.put_Interleaving(&wanted, &preroll) : result;
   });
   if (isSet && !renegotiateAudioBuffer(true)) {
-    withInterleaving([&](IConfigInterleaving& settings) { return settings.put_Interleaving(&before, &preroll); });
+    Graph::withInterleaving(
+        *this, [&](IConfigInterleaving& settings) { return settings.put_Interleaving(&before, &preroll); });
     lastError = ds_error::cannotChangeInterleavingPeriod;
   }
   return lastError == ds_error::success;
@@ -364,7 +362,7 @@ bool DSOutputAVIFile::renegotiateAudioBuffer(bool atOnce) {
   }
   const long samples = graph->audioSamplesPerBuffer(*audio);
   const auto resize = atOnce ? &Graph::resizeAudioBuffer : &Graph::resizeAudioBufferLater;
-  if (!(graph->*resize)(static_cast<unsigned long>(samples))) {
+  if (!((*graph).*resize)(static_cast<unsigned long>(samples))) {
     lastError = ds_error::cannotChangeInterleavingPeriod;
     return false;
   }

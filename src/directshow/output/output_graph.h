@@ -63,6 +63,11 @@ struct DSOutputAVIFile::Graph {
   /// The same, but leaves the connecting to the graph, which on Windows may still be about it when this returns.
   bool resizeAudioBufferLater(unsigned long samples);
 
+  /// Runs an operation on the interleaving settings of the file's multiplexer, and sets the file's code of the outcome.
+  /// @param operation answers an HRESULT.
+  template <class Operation>
+  static bool withInterleaving(DSOutputAVIFile& file, Operation operation);
+
   /// Shows the multiplexer's property pages.
   /// @return false when it has none, or they cannot be shown.
   bool showMuxPages(HWND parent) const;

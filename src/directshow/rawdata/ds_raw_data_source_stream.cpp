@@ -11,7 +11,8 @@
 
 #include <quillet/error_codes.h>
 
-#include "core/open_new.h"
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/rawdata/data_sg_callback.h"
@@ -52,6 +53,14 @@ long long saturatedProduct(long long a, long long b) {
   return a <= most / b ? a * b : most;
 }
 
+unsigned char* handOut(const quillet::KeptSample& found, long& sample, long& samples, long& bytes, bool& key) {
+  sample = toLong(found.start);
+  samples = toLong(found.end - found.start);
+  bytes = static_cast<long>(found.data.size());
+  key = found.key;
+  return const_cast<BYTE*>(found.data.data());
+}
+
 }  // namespace
 
 /// What the reading of samples and the conversions work with.
@@ -75,6 +84,9 @@ struct DSRawDataSourceStream::Reader {
   long long lookAhead(int quickDecode) const;
   long long step() const;
   long long nextStep(long long step) const;
+
+  const quillet::KeptSample* readNext(DSRawDataSourceStream& stream) const;
+  const quillet::KeptSample* search(DSRawDataSourceStream& stream, long sample, bool keyWanted) const;
 
   template <class Callback>
   int countTo(long long target, std::unique_ptr<TimeGraph>& timeGraph, const Graph& dataGraph) const;
@@ -135,7 +147,7 @@ int DSRawDataSourceStream::Reader::countTo(long long target, std::unique_ptr<Tim
 DSRawDataSourceStream* DSRawDataSourceStream::open(const char* fileName, bool video, int streamIndex,
                                                    QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) DSRawDataSourceStream;
-  openNew(stream, notification, [&] { return stream->openSource(fileName, video, streamIndex); });
+  quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, video, streamIndex); });
   if (stream != nullptr && !stream->notOpened) {
     stream->keySample = stream->_firstKeySample(!video);  // The stream stays open without one.
   }
@@ -143,13 +155,12 @@ DSRawDataSourceStream* DSRawDataSourceStream::open(const char* fileName, bool vi
 }
 
 DSRawDataSourceStream::~DSRawDataSourceStream() {
-  shutDown();
-  delete reader;
+  shutDown();  // First: the reader is destroyed after it, and the graph, which is the base class's, at the end.
 }
 
 int DSRawDataSourceStream::openSource(const char* fileName, bool video, int streamIndex) {
-  graph = new Graph;
-  reader = new Reader;
+  graph.reset(new Graph);
+  reader.reset(new Reader);
   if (const int error = graph->build(fileName, {video ? MEDIATYPE_Video : MEDIATYPE_Audio, GUID_NULL, streamIndex})) {
     return error;
   }
@@ -233,10 +244,9 @@ int DSRawDataSourceStream::measureVideo(const AM_MEDIA_TYPE& type) {
 }
 
 long DSRawDataSourceStream::_firstKeySample(bool) {
-  if (!requireOpened()) {
+  if (!quillet::beginOperation(*this)) {
     return -1;
   }
-  lastError = ds_error::success;
   reader->callback->takeEach(false);
   if (!seek(0, false)) {
     lastError = ds_error::cannotRewind;
@@ -294,31 +304,29 @@ void DSRawDataSourceStream::configure(void* parentWindow) {
 }
 
 unsigned char* DSRawDataSourceStream::getData(long& sample, long& samples, long& bytes, bool& key) {
-  if (!requireOpened()) {
+  if (!quillet::beginOperation(*this)) {
     return nullptr;
   }
   if (sample < 0 || sample >= length) {
     lastError = ds_error::parameterOutOfRange;
     return nullptr;
   }
-  lastError = ds_error::success;
   DataSGCallback& callback = *reader->callback;
   if (callback.takesEach()) {
     callback.takeEach(false);  // Nothing is kept then, so that the search begins with a seek.
   }
   const quillet::KeptSample* found = callback.find(sample, key);
   if (found == nullptr) {
-    found = search(sample, key);
+    found = reader->search(*this, sample, key);
   }
   return found != nullptr ? handOut(*found, sample, samples, bytes, key) : nullptr;
 }
 
 unsigned char* DSRawDataSourceStream::getNextData(long& sample, long& samples, long& bytes, bool& key, double& ms) {
-  if (!requireOpened()) {
+  if (!quillet::beginOperation(*this)) {
     return nullptr;
   }
-  lastError = ds_error::success;
-  const quillet::KeptSample* const found = readNext();
+  const quillet::KeptSample* const found = reader->readNext(*this);
   if (found == nullptr) {
     reader->callback->takeEach(false);
     return nullptr;
@@ -327,41 +335,31 @@ unsigned char* DSRawDataSourceStream::getNextData(long& sample, long& samples, l
   return handOut(*found, sample, samples, bytes, key);
 }
 
-unsigned char* DSRawDataSourceStream::handOut(const quillet::KeptSample& found, long& sample, long& samples,
-                                              long& bytes, bool& key) {
-  sample = toLong(found.start);
-  samples = toLong(found.end - found.start);
-  bytes = static_cast<long>(found.data.size());
-  key = found.key;
-  return const_cast<BYTE*>(found.data.data());
-}
-
 /// Has the graph deliver one sample more, from the stream's start when it was not read in order before.
 /// @return null on failure, and at the end.
-const quillet::KeptSample* DSRawDataSourceStream::readNext() {
-  DataSGCallback& callback = *reader->callback;
-  const bool isFirst = !callback.takesEach();
+const quillet::KeptSample* DSRawDataSourceStream::Reader::readNext(DSRawDataSourceStream& stream) const {
+  const bool isFirst = !callback->takesEach();
   if (isFirst) {
-    callback.takeEach(true);
+    callback->takeEach(true);
     // Not seek(), which lets the graph play no farther than the duration, even where the stream goes on.
-    settle(graph->runner.rewind());
+    stream.settle(stream.graph->runner.rewind());
   }
-  if (const quillet::KeptSample* const behind = callback.shift()) {
+  if (const quillet::KeptSample* const behind = callback->shift()) {
     return behind;
   }
-  if (lastError != ds_error::success || !run()) {
+  if (stream.lastError != ds_error::success || !stream.run()) {
     return nullptr;
   }
-  if (callback.outOfMemory()) {
-    lastError = ds_error::notEnoughMemory;
+  if (callback->outOfMemory()) {
+    stream.lastError = ds_error::notEnoughMemory;
     return nullptr;
   }
-  if (graph->runner.isHolding()) {
-    return callback.heldNext();
+  if (stream.graph->runner.isHolding()) {
+    return callback->heldNext();
   }
-  const quillet::KeptSample* const last = callback.lastOfAll(length);
+  const quillet::KeptSample* const last = callback->lastOfAll(stream.length);
   if (last == nullptr) {
-    lastError = ds_error::sampleBeyondData;
+    stream.lastError = ds_error::sampleBeyondData;
   }
   return last;
 }
@@ -369,40 +367,40 @@ const quillet::KeptSample* DSRawDataSourceStream::readNext() {
 /// Has the graph deliver a sample: from where it holds when that is near, else after a seek, and from further back while the
 /// stream has nothing at that place.
 /// @return null on failure.
-const quillet::KeptSample* DSRawDataSourceStream::search(long sample, bool keyWanted) {
-  DataSGCallback& callback = *reader->callback;
-  const long long lookAhead = reader->lookAhead(graph->quickDecodeThreshold);
-  bool seeking = keyWanted || !graph->runner.isHolding() || callback.isFarFrom(sample, lookAhead);
-  long long position = reader->position(sample, length);
-  long long step = reader->step();
-  callback.want(sample);
+const quillet::KeptSample* DSRawDataSourceStream::Reader::search(DSRawDataSourceStream& stream, long sample,
+                                                                 bool keyWanted) const {
+  const long long lookAhead = this->lookAhead(stream.graph->quickDecodeThreshold);
+  bool seeking = keyWanted || !stream.graph->runner.isHolding() || callback->isFarFrom(sample, lookAhead);
+  long long position = this->position(sample, stream.length);
+  long long step = this->step();
+  callback->want(sample);
   // Ends: every turn begins farther back than the one before, and the one that begins at the start is the last.
   for (;;) {
-    callback.rotate(seeking);
-    if ((seeking && !seek(position, keyWanted)) || !run()) {
-      callback.rotate(true);  // What was kept does not end where the stream broke off.
+    callback->rotate(seeking);
+    if ((seeking && !stream.seek(position, keyWanted)) || !stream.run()) {
+      callback->rotate(true);  // What was kept does not end where the stream broke off.
       return nullptr;
     }
-    if (callback.outOfMemory()) {
-      lastError = ds_error::notEnoughMemory;
+    if (callback->outOfMemory()) {
+      stream.lastError = ds_error::notEnoughMemory;
       return nullptr;
     }
     bool isBeyond = false;
-    if (const quillet::KeptSample* const found = graph->runner.isHolding()
-                                                     ? callback.findHeld(keyWanted)
-                                                     : callback.findAtEnd(keyWanted, length, isBeyond)) {
-      lastError = isBeyond ? ds_error::sampleBeyondData : ds_error::success;
+    if (const quillet::KeptSample* const found = stream.graph->runner.isHolding()
+                                                     ? callback->findHeld(keyWanted)
+                                                     : callback->findAtEnd(keyWanted, stream.length, isBeyond)) {
+      stream.lastError = isBeyond ? ds_error::sampleBeyondData : ds_error::success;
       return found;
     }
-    if (position == 0 || (!keyWanted && callback.hasPassedOver())) {
-      lastError = keyWanted ? ds_error::noPrecedingKeySample : ds_error::dataNotFound;
+    if (position == 0 || (!keyWanted && callback->hasPassedOver())) {
+      stream.lastError = keyWanted ? ds_error::noPrecedingKeySample : ds_error::dataNotFound;
       return nullptr;
     }
     position = std::max(position - step, 0LL);
-    step = reader->nextStep(step);
+    step = nextStep(step);
     seeking = true;
-    if (notification != nullptr) {
-      notification->progress(2);
+    if (stream.notification != nullptr) {
+      stream.notification->progress(2);
     }
   }
 }

@@ -8,10 +8,11 @@
 #include <dshow.h>
 #include <wrl/client.h>
 
-#include <quillet/ds_source_stream.h>
+#include <quillet/ds_audio_source_stream.h>
 #include <quillet/error_codes.h>
 
-#include "core/open_new.h"
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
@@ -100,17 +101,16 @@ struct DSAudioSourceStream::Search {
 DSAudioSourceStream* DSAudioSourceStream::open(const char* fileName, int streamNumber,
                                                QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) DSAudioSourceStream;
-  return openNew(stream, notification, [&] { return stream->openSource(fileName, streamNumber); });
+  return quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, streamNumber); });
 }
 
 DSAudioSourceStream::~DSAudioSourceStream() {
-  shutDown();
-  delete search;
+  shutDown();  // First: the search is destroyed after it, and the graph, which is the base class's, at the end.
 }
 
 int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
-  graph = new Graph;
-  search = new Search;
+  graph.reset(new Graph);
+  search.reset(new Search);
   if (const int error = graph->build(fileName, {MEDIATYPE_Audio, MEDIASUBTYPE_PCM, streamNumber})) {
     return error;
   }

@@ -4,26 +4,27 @@
 
 #include <quillet/error_codes.h>
 
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "directshow/source/source_graph.h"
 
 namespace ds_error = quillet::ds_error;
 
-DSSourceStream::~DSSourceStream() {
-  delete graph;
-}
+DSSourceStream::DSSourceStream() = default;
+
+DSSourceStream::~DSSourceStream() = default;
 
 void DSSourceStream::shutDown() {
-  if (graph != nullptr) {
+  if (graph) {
     graph->runner.shutDown();
   }
 }
 
 double DSSourceStream::msDuration() {
-  if (!requireOpened()) {
+  if (!quillet::beginOperation(*this)) {
     return -1.0;
   }
-  lastError = ds_error::success;
   return static_cast<double>(graph->duration) * quillet::msPerSecond / quillet::unitsPerSecond;
 }
 

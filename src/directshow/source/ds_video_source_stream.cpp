@@ -8,10 +8,11 @@
 
 #include <dshow.h>
 
-#include <quillet/ds_source_stream.h>
+#include <quillet/ds_video_source_stream.h>
 #include <quillet/error_codes.h>
 
-#include "core/open_new.h"
+#include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
@@ -76,17 +77,16 @@ struct DSVideoSourceStream::Search {
 DSVideoSourceStream* DSVideoSourceStream::open(const char* fileName, int streamNumber,
                                                QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) DSVideoSourceStream;
-  return openNew(stream, notification, [&] { return stream->openSource(fileName, streamNumber); });
+  return quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, streamNumber); });
 }
 
 DSVideoSourceStream::~DSVideoSourceStream() {
-  shutDown();
-  delete search;
+  shutDown();  // First: the search is destroyed after it, and the graph, which is the base class's, at the end.
 }
 
 int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
-  graph = new Graph;
-  search = new Search;
+  graph.reset(new Graph);
+  search.reset(new Search);
   if (const int error = graph->build(fileName, {MEDIATYPE_Video, MEDIASUBTYPE_RGB24, streamNumber})) {
     return error;
   }
@@ -155,14 +155,13 @@ int DSVideoSourceStream::parseFrameRate() {
 }
 
 long DSVideoSourceStream::findFrame(long frame) {
-  if (!requireOpened()) {
+  if (!quillet::beginOperation(*this)) {
     return -1;
   }
   if (frame < 0 || frame >= length) {
     lastError = ds_error::parameterOutOfRange;
     return -1;
   }
-  lastError = ds_error::success;
   // Between the current frame and the next one the stream has none: the current one stands for them.
   if (frame == search->current || (search->current < frame && frame < search->next)) {
     search->frameBits = search->callback->frameA();

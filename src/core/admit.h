@@ -1,0 +1,25 @@
+// The entrance of everything that is written.
+
+#pragma once
+
+#include <quillet/output_avi_file.h>
+
+namespace quillet {
+
+/// Settles the size of a run of frames or samples. Sets the backend's code of a write error when there can be no such run:
+/// without data, of less than no frames or samples, of numbers or a size beyond a `long`.
+/// @param first number of the first frame or sample.
+/// @param data the frames or samples.
+/// @param count number of them.
+/// @param bytes the caller's size, negative when it is to be computed; receives the size.
+/// @param size what one takes, in parts of a byte.
+/// @param parts how many of them a byte has.
+bool admit(OutputAVIFile& file, long first, const unsigned char* data, long count, long& bytes, long long size,
+           int parts = 1);
+
+/// What a sample of the format takes, for admit().
+inline long long bitsPerSample(const WAVEFORMATEX& format) {
+  return static_cast<long long>(format.wBitsPerSample) * format.nChannels;
+}
+
+}  // namespace quillet
