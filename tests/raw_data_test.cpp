@@ -621,7 +621,8 @@ TEST(Conversions, AreTheCountedOnesInAnyOrder) {
     for (long number = 0, sample = 0; number < 40; sample = ++number) {
       played.stream->StreamSampleToTime(sample);
     }
-    EXPECT_LT(played.script->samplesFilled, 40) << "rising numbers are counted more than once";
+    // Some more pass, to nobody, while the graph is stopped that stands elsewhere.
+    EXPECT_LT(played.script->samplesFilled, 2 * static_cast<int>(numbers.size())) << "rising numbers are counted twice";
   }
   const PlayedRaw audio(scriptedAudio(pcmFormat(8000, 1, 16), 10, 80), false);
   for (const long number : {0L, 85L, 86L, 799L, 3L, 160L}) {
