@@ -1,7 +1,6 @@
 // The command-line client, run as a user runs it: its exit statuses, its messages and the files that it writes.
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>

@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <random>

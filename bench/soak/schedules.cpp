@@ -1,8 +1,6 @@
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdio>
-#include <functional>
 #include <map>
 #include <memory>
 #include <random>

@@ -1,7 +1,6 @@
 #include "dialogs.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include <commdlg.h>
 

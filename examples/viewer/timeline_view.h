@@ -2,8 +2,6 @@
 
 #pragma once
 
-#include <vector>
-
 #include "media.h"
 #include "window.h"
 

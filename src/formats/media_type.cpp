@@ -1,6 +1,5 @@
 #include "formats/media_type.h"
 
-#include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>

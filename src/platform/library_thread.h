@@ -40,8 +40,6 @@ class LibraryThread {
   /// Whether start() has succeeded, and join() was not called since.
   bool isStarted() const { return static_cast<bool>(end); }
 
-  bool hasEnded() const { return end.isSet(); }
-
   /// Signalled, for good, once the thread has ended.
   const Event& ended() const { return end; }
 

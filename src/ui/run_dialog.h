@@ -21,6 +21,23 @@ INT_PTR runDialog(HWND parent, int resource, DLGPROC procedure, LPARAM parameter
 /// Ends a dialog that runDialog() shows. Has to be called in the place of EndDialog().
 void endDialog(HWND dialog, INT_PTR result);
 
+/// @param result of a dialog that runDialog() has shown.
+/// @param cancelled the code of Cancel.
+/// @param notShown the caller's code of dialogNotShown.
+/// @return the error code that the result stands for; 0 of IDOK.
+inline int codeOf(INT_PTR result, int cancelled, int notShown) {
+  switch (result) {
+    case IDOK:
+      return 0;
+    case IDCANCEL:
+      return cancelled;
+    case dialogNotShown:
+      return notShown;
+    default:
+      return static_cast<int>(result);
+  }
+}
+
 /// @return what WM_INITDIALOG has brought to a dialog that runDialog() shows.
 LPARAM parameterOf(HWND dialog);
 

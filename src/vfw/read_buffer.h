@@ -6,7 +6,6 @@
 #include <limits>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include <windows.h>
 
@@ -24,8 +23,7 @@ class ReadBuffer {
     if (size > std::numeric_limits<LONG>::max()) {
       throw std::bad_alloc();  // More than AVIFile can read at once.
     }
-    std::unique_ptr<BYTE[]> larger(new BYTE[static_cast<std::size_t>(size)]);
-    bytes = std::move(larger);
+    bytes.reset(new BYTE[static_cast<std::size_t>(size)]);
     capacity = static_cast<LONG>(size);
   }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 namespace quillet {
 
@@ -20,7 +21,15 @@ class SampleBlocks {
 
   /// Blocks that last `scale` / `rate` seconds each, whatever they begin with: what they decode to comes in whole frames,
   /// each with the block that its last byte is in.
-  SampleBlocks(std::uint32_t scale, std::uint32_t rate, long samplesPerSecond, long samplesPerFrame);
+  SampleBlocks(std::uint32_t scale, std::uint32_t rate, long samplesPerSecond, long samplesPerFrame)
+      : samples(Number{scale} * samplesPerSecond), blocks(rate), frame(samplesPerFrame) {
+    constexpr Number most = std::numeric_limits<std::int32_t>::max() / 2;
+    // Their quotient is what counts. Ends: both become smaller each time.
+    while (samples > most || blocks > most) {
+      samples /= 2;
+      blocks /= 2;
+    }
+  }
 
   /// Whether a number follows from the other at all.
   bool areKnown() const { return samples > 0 && blocks > 0; }

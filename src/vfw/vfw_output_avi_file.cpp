@@ -419,17 +419,10 @@ void VfWOutputAVIFile::configureAVI(void* parentWindow) {
   }
   long long period = interleavingPeriod();
   const INT_PTR result = quillet::showInterleavingPeriodDialog(static_cast<HWND>(parentWindow), period);
-  switch (result) {
-    case IDOK:
-      setInterleavingPeriod(period);
-      break;
-    case IDCANCEL:
-      break;
-    case quillet::dialogNotShown:
-      lastError = vfw_error::cannotDisplayDialog;
-      break;
-    default:
-      lastError = static_cast<int>(result);
+  if (result == IDOK) {
+    setInterleavingPeriod(period);
+  } else {
+    lastError = quillet::codeOf(result, vfw_error::success, vfw_error::cannotDisplayDialog);
   }
 }
 

@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -125,7 +125,7 @@ bool RawFeed::next(MediaPiece& piece) {
   const WAVEFORMATEX* const wave = audioFormat();
   if (sample.ms < 0.0) {  // Without a time of its own it comes where its number says.
     sample.ms = sample.number * (wave != nullptr ? msPerSecond / std::max<DWORD>(wave->nSamplesPerSec, 1)
-                                                 : videoFormat()->AvgTimePerFrame / unitsPerMs);
+                                                 : static_cast<double>(videoFormat()->AvgTimePerFrame) / unitsPerMs);
   }
   const bool isDivisible = wave != nullptr && sample.count > most && sample.bytes == sample.count * wave->nBlockAlign;
   const long count = isDivisible ? most : std::max(sample.count, 1L);

@@ -13,8 +13,8 @@ namespace {
 /// Asks for what tells a file from all others, whatever name leads to it: another drive's, a link's, one with a prefix.
 /// @return whether there is such a file.
 bool identify(const std::filesystem::path& path, BY_HANDLE_FILE_INFORMATION& identity) {
-  const HANDLE file = CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  auto* const file = CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
     return false;
   }

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cwctype>
-#include <memory>
 #include <optional>
 
 #include "shared/failure.h"

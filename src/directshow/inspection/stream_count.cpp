@@ -1,19 +1,23 @@
 #include "directshow/inspection/stream_count.h"
 
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
 
 #include <oleauto.h>
 #include <strmif.h>
+#include <uuids.h>
+#include <vfwmsgs.h>
 #include <wrl/client.h>
 
 // Needs strmif.h.
 #include <qedit.h>
 
+#include "directshow/base/c_base_filter.h"
+#include "directshow/base/c_base_pin.h"
 #include "directshow/graph/filter_graph.h"
 #include "directshow/graph/pins.h"
-#include "directshow/inspection/stream_renderer.h"
 #include "formats/media_type.h"
 #include "platform/guarded.h"
 #include "platform/handles.h"
@@ -46,6 +50,45 @@ Error addDetectedStream(IMediaDet* detector, long stream, StreamCount& count) {
   count.add(type);
   return Error::Success;
 }
+
+// {3F0B5C52-6E1D-4C07-9D6A-2B8E47A1F9C3}
+constexpr CLSID classOfRenderers = {0x3f0b5c52, 0x6e1d, 0x4c07, {0x9d, 0x6a, 0x2b, 0x8e, 0x47, 0xa1, 0xf9, 0xc3}};
+
+/// Where streams of one kind end, without a window, a sound device or a decoder, in graphs that are built but never run.
+/// The system's own renderers will not do to find a file's streams: that of audio needs a sound device, that of video a
+/// decoder, and the null renderer takes the file itself before it is split into its streams.
+class StreamRenderer : public CBaseFilter {
+ public:
+  /// @param takes whether a stream of a type may end here. MEDIATYPE_Stream never may: that is what is still to be split.
+  explicit StreamRenderer(bool (*takes)(const AM_MEDIA_TYPE&)) : CBaseFilter(nullptr, classOfRenderers) {
+    addPin(std::make_unique<Input>(*this, takes));
+  }
+
+ private:
+  class Input : public WithInterfaces<CBasePin, IMemInputPin> {
+   public:
+    Input(CBaseFilter& filter, bool (*acceptable)(const AM_MEDIA_TYPE&))
+        : WithInterfaces(filter, PINDIR_INPUT, L"Input"), takes(acceptable) {}
+
+    HRESULT CheckMediaType(const CMediaType* type) override {
+      return !IsEqualGUID(type->majortype, MEDIATYPE_Stream) && takes(*type) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+    }
+
+    // IMemInputPin. Output pins connect to no other; the graph is never run, so no sample comes.
+    STDMETHODIMP GetAllocator(IMemAllocator**) override { return VFW_E_NO_ALLOCATOR; }
+    STDMETHODIMP NotifyAllocator(IMemAllocator*, BOOL) override { return S_OK; }
+    STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
+    STDMETHODIMP Receive(IMediaSample*) override { return VFW_E_WRONG_STATE; }
+    STDMETHODIMP ReceiveMultiple(IMediaSample**, long, long* processed) override {
+      *processed = 0;
+      return VFW_E_WRONG_STATE;
+    }
+    STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
+
+   private:
+    bool (*const takes)(const AM_MEDIA_TYPE&);
+  };
+};
 
 /// A kind of renderers: which streams they take, what they are called in the graph, and the codes of their failures.
 struct RendererKind {

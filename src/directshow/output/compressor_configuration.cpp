@@ -9,11 +9,11 @@
 
 #include <quillet/error_codes.h>
 
-#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "formats/media_type.h"
 #include "ui/audio_compressor_dialog.h"
 #include "ui/property_pages.h"
+#include "ui/run_dialog.h"
 #include "ui/video_compressor_dialog.h"
 
 using Microsoft::WRL::ComPtr;
@@ -104,7 +104,7 @@ int showSettings(HWND parent, const ComPtr<IPin>& output, VideoCompressorParamet
   if (isAccepted && bitRate.isKnown() && !bitRate.set(parameters.bitRate)) {
     return ds_error::cannotChangeDataRate;
   }
-  return codeOf(result, output_error::dialogCancelled);
+  return codeOf(result, output_error::dialogCancelled, ds_error::cannotDisplayDialog);
 }
 
 }  // namespace
@@ -118,7 +118,8 @@ int configureAudioCompressor(HWND parent, IBaseFilter* compressor) {
   if (FAILED(output.As(&config))) {
     return ds_error::notConfigurableFilter;
   }
-  return codeOf(showAudioCompressorDialog(parent, *config.Get()), output_error::dialogCancelled);
+  return codeOf(showAudioCompressorDialog(parent, *config.Get()), output_error::dialogCancelled,
+                ds_error::cannotDisplayDialog);
 }
 
 int configureVideoCompressor(HWND parent, IBaseFilter* compressor) {

@@ -14,7 +14,6 @@
 #include "core/operation.h"
 #include "core/owned.h"
 #include "core/time_units.h"
-#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "directshow/output/compressor_configuration.h"
 #include "directshow/output/compressor_list.h"
@@ -22,6 +21,7 @@
 #include "formats/format_sizes.h"
 #include "platform/guarded.h"
 #include "ui/compressor_dialog.h"
+#include "ui/run_dialog.h"
 
 namespace ds_error = quillet::ds_error;
 namespace output_error = quillet::output_error;
@@ -43,7 +43,7 @@ int askForCompressor(HWND parent, bool isVideo, ComPtr<IMoniker>& chosen) {
   std::size_t choice = 0;
   const INT_PTR result = quillet::showCompressorDialog(parent, names, choice);
   return result == IDOK ? compressors.find(names[choice], chosen)
-                        : quillet::codeOf(result, output_error::dialogCancelled);
+                        : quillet::codeOf(result, output_error::dialogCancelled, ds_error::cannotDisplayDialog);
 }
 
 }  // namespace

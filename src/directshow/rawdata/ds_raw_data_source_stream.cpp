@@ -14,7 +14,6 @@
 #include "core/operation.h"
 #include "core/owned.h"
 #include "core/time_units.h"
-#include "directshow/graph/dialog_code.h"
 #include "directshow/rawdata/data_sg_callback.h"
 #include "directshow/rawdata/time_graph.h"
 #include "directshow/source/source_graph.h"
@@ -22,6 +21,7 @@
 #include "formats/usable_formats.h"
 #include "formats/video_format.h"
 #include "platform/guarded.h"
+#include "ui/run_dialog.h"
 #include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;
@@ -161,17 +161,12 @@ DSRawDataSourceStream::~DSRawDataSourceStream() {
 int DSRawDataSourceStream::openSource(const char* fileName, bool video, int streamIndex) {
   graph.reset(new Graph);
   reader.reset(new Reader);
-  if (const int error = graph->build(fileName, {video ? MEDIATYPE_Video : MEDIATYPE_Audio, GUID_NULL, streamIndex})) {
-    return error;
-  }
   CMediaType type;
-  if (const int error = graph->readConnectionType(type)) {
+  if (const int error =
+          graph->build(fileName, {video ? MEDIATYPE_Video : MEDIATYPE_Audio, GUID_NULL, streamIndex}, type)) {
     return error;
   }
-  if (const int error = graph->querySeeking()) {
-    return error;
-  }
-  if (const int error = graph->filters.queryControl()) {
+  if (const int error = graph->queryInterfaces()) {
     return error;
   }
   graph->filters.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
@@ -300,7 +295,7 @@ void DSRawDataSourceStream::configure(void* parentWindow) {
   if (result == IDOK) {
     config(tuning.quickDecode, tuning.stepBack, tuning.growthRatio);
   }
-  lastError = quillet::codeOf(result, ds_error::success);
+  lastError = quillet::codeOf(result, ds_error::success, ds_error::cannotDisplayDialog);
 }
 
 unsigned char* DSRawDataSourceStream::getData(long& sample, long& samples, long& bytes, bool& key) {

@@ -10,10 +10,7 @@ int DSRawDataSourceStream::TimeGraph::open(const Graph& dataGraph, std::unique_p
   if (const int error = graph.buildLike(dataGraph)) {
     return error;
   }
-  if (const int error = graph.querySeeking()) {
-    return error;
-  }
-  if (const int error = graph.filters.queryControl()) {
+  if (const int error = graph.queryInterfaces()) {
     return error;
   }
   graph.filters.removeClock();  // With a clock the stream only plays at its own speed; that is no error.

@@ -14,7 +14,6 @@
 #include "core/operation.h"
 #include "core/owned.h"
 #include "core/time_units.h"
-#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "directshow/source/audio_sg_callback.h"
 #include "directshow/source/source_graph.h"
@@ -22,6 +21,7 @@
 #include "formats/silence.h"
 #include "formats/usable_formats.h"
 #include "platform/guarded.h"
+#include "ui/run_dialog.h"
 #include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;
@@ -111,11 +111,8 @@ DSAudioSourceStream::~DSAudioSourceStream() {
 int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   graph.reset(new Graph);
   search.reset(new Search);
-  if (const int error = graph->build(fileName, {MEDIATYPE_Audio, MEDIASUBTYPE_PCM, streamNumber})) {
-    return error;
-  }
   quillet::CMediaType type;
-  if (const int error = graph->readConnectionType(type)) {
+  if (const int error = graph->build(fileName, {MEDIATYPE_Audio, MEDIASUBTYPE_PCM, streamNumber}, type)) {
     return error;
   }
   if (type.formattype != FORMAT_WaveFormatEx || type.pbFormat == nullptr || type.cbFormat < sizeof(PCMWAVEFORMAT)) {
@@ -129,14 +126,11 @@ int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
   if (!isPcm || !quillet::isUsable(waveFormat, sizeof waveFormat)) {
     return ds_error::improperStreamFormat;
   }
-  if (const int error = graph->querySeeking()) {
+  if (const int error = graph->queryInterfaces()) {
     return error;
   }
   search->isDecoded = comesDecoded(graph->grabberInput.Get());
   length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * waveFormat.nSamplesPerSec);
-  if (const int error = graph->filters.queryControl()) {
-    return error;
-  }
   auto callback =
       std::make_unique<quillet::AudioSGCallback>(static_cast<int>(waveFormat.nSamplesPerSec), waveFormat.nBlockAlign);
   search->callback = callback.get();
@@ -372,7 +366,7 @@ void DSAudioSourceStream::configure(void* parentWindow) {
   if (result == IDOK) {
     config(tuning.quickDecode, tuning.stepBack);
   }
-  lastError = quillet::codeOf(result, ds_error::success);
+  lastError = quillet::codeOf(result, ds_error::success, ds_error::cannotDisplayDialog);
 }
 
 double DSAudioSourceStream::StreamSampleToTime(long& sample) {

@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <new>
@@ -14,13 +12,13 @@
 #include "core/operation.h"
 #include "core/owned.h"
 #include "core/time_units.h"
-#include "directshow/graph/dialog_code.h"
 #include "directshow/graph/pins.h"
 #include "directshow/source/source_graph.h"
 #include "directshow/source/video_sg_callback.h"
 #include "formats/format_sizes.h"
 #include "formats/media_type.h"
 #include "formats/video_format.h"
+#include "ui/run_dialog.h"
 #include "ui/source_tuning_dialog.h"
 
 namespace ds_error = quillet::ds_error;
@@ -87,11 +85,8 @@ DSVideoSourceStream::~DSVideoSourceStream() {
 int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
   graph.reset(new Graph);
   search.reset(new Search);
-  if (const int error = graph->build(fileName, {MEDIATYPE_Video, MEDIASUBTYPE_RGB24, streamNumber})) {
-    return error;
-  }
   quillet::CMediaType type;
-  if (const int error = graph->readConnectionType(type)) {
+  if (const int error = graph->build(fileName, {MEDIATYPE_Video, MEDIASUBTYPE_RGB24, streamNumber}, type)) {
     return error;
   }
   if (type.formattype != FORMAT_VideoInfo || !quillet::tellsUsableFrames(type)) {
@@ -110,15 +105,12 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
   if (frameTime == 0) {
     frameTime = timePerFrameUpstream(graph->grabberInput);
   }
-  if (const int error = graph->querySeeking()) {
+  if (const int error = graph->queryInterfaces()) {
     return error;
   }
   if (frameTime > 0) {
     rate = static_cast<double>(unitsPerSecond) / static_cast<double>(frameTime);
     length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * rate);
-  }
-  if (const int error = graph->filters.queryControl()) {
-    return error;
   }
   graph->filters.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
   auto callback = std::make_unique<quillet::VideoSGCallback>(bitmapFormat.biSizeImage);
@@ -278,7 +270,7 @@ void DSVideoSourceStream::configure(void* parentWindow) {
   if (result == IDOK) {
     config(tuning.quickDecode, tuning.stepBack, tuning.growthRatio);
   }
-  lastError = quillet::codeOf(result, ds_error::success);
+  lastError = quillet::codeOf(result, ds_error::success, ds_error::cannotDisplayDialog);
 }
 
 double DSVideoSourceStream::StreamSampleToTime(long& frame) {

@@ -70,7 +70,7 @@ class GraphRunner {
   int halt();
   int stopGraph();
 
-  static void work(void* runner);
+  static void work(void* self);
   int runUntilEnd();
   End waitForEnd();
 

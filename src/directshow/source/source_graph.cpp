@@ -25,7 +25,7 @@ SourceGraph::~SourceGraph() {
   }
 }
 
-int SourceGraph::build(const char* fileName, const Choice& streamChoice) {
+int SourceGraph::build(const char* fileName, const Choice& streamChoice, CMediaType& type) {
   choice = streamChoice;
   wideName = constOLEstring(fileName);
   if (fileName != nullptr && wideName.get() == nullptr) {
@@ -37,7 +37,11 @@ int SourceGraph::build(const char* fileName, const Choice& streamChoice) {
   if (const int error = filters.create()) {
     return error;
   }
-  return addFilters(wideName.get());
+  if (const int error = addFilters(wideName.get())) {
+    return error;
+  }
+  return grabberInput != nullptr && SUCCEEDED(grabberInput->ConnectionMediaType(&type)) ? ds_error::success
+                                                                                        : ds_error::unreadableMediaType;
 }
 
 int SourceGraph::buildLike(const SourceGraph& other) {
@@ -87,19 +91,17 @@ int SourceGraph::addRenderer() {
                                                                                     : ds_error::cannotConnectFilters;
 }
 
-int SourceGraph::readConnectionType(CMediaType& type) {
-  return grabberInput != nullptr && SUCCEEDED(grabberInput->ConnectionMediaType(&type)) ? ds_error::success
-                                                                                        : ds_error::unreadableMediaType;
-}
-
-int SourceGraph::querySeeking() {
+int SourceGraph::queryInterfaces() {
   if (FAILED(filters.builder.As(&mediaSeeking))) {
     return ds_error::noMediaSeeking;
   }
   if (FAILED(mediaSeeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
     return ds_error::mediaTimeRejected;
   }
-  return SUCCEEDED(mediaSeeking->GetDuration(&duration)) ? ds_error::success : ds_error::undefinedStreamDuration;
+  if (FAILED(mediaSeeking->GetDuration(&duration))) {
+    return ds_error::undefinedStreamDuration;
+  }
+  return filters.queryControl();
 }
 
 void SourceGraph::installCallback(std::unique_ptr<SGCallback> sampleCallback) {

@@ -38,16 +38,15 @@ struct SourceGraph {
   ~SourceGraph();
 
   /// Builds the graph up to the null renderer.
-  int build(const char* fileName, const Choice& streamChoice);
+  /// @param type receives the format in which samples reach the grabber.
+  int build(const char* fileName, const Choice& streamChoice, CMediaType& type);
 
   /// The same for the stream that another graph plays, unseen by graph viewers.
   /// @param other was built; its file name must outlive this graph.
   int buildLike(const SourceGraph& other);
 
-  /// Reads the format in which samples reach the grabber.
-  int readConnectionType(CMediaType& type);
-
-  int querySeeking();
+  /// Gets the interfaces that position and run the graph, and #duration.
+  int queryInterfaces();
 
   /// Gives every sample to `sampleCallback`.
   void installCallback(std::unique_ptr<SGCallback> sampleCallback);
