@@ -173,10 +173,10 @@ int DSRawDataSourceStream::openSource(const char* fileName, bool video, int stre
   auto callback = std::make_unique<DataSGCallback>();
   reader->callback = callback.get();
   graph->installCallback(std::move(callback));
-  if (const int error = video ? measureVideo(type) : measureAudio(type)) {
+  if (const int error = graph->runner.requireEvents()) {
     return error;
   }
-  if (const int error = graph->runner.requireEvents()) {
+  if (const int error = video ? measureVideo(type) : measureAudio(type)) {
     return error;
   }
   setSteps(0, 0);

@@ -1,5 +1,5 @@
 // The graph that counts samples for one direction of the conversions between sample numbers and times. Between conversions
-// it is held where the last one has ended.
+// it is held where the last one has ended, with a thread that looks after it.
 
 #pragma once
 

@@ -116,14 +116,13 @@ int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
   auto callback = std::make_unique<quillet::VideoSGCallback>(bitmapFormat.biSizeImage);
   search->callback = callback.get();
   graph->installCallback(std::move(callback));
-
+  if (const int error = graph->runner.requireEvents()) {
+    return error;
+  }
   if (frameTime <= 0) {
     if (const int error = parseFrameRate()) {
       return error;
     }
-  }
-  if (const int error = graph->runner.requireEvents()) {
-    return error;
   }
   search->callback->samplePeriod = 1.0 / rate;
   search->callback->tolerance = 0.5 / rate;

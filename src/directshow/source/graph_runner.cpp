@@ -92,7 +92,11 @@ int GraphRunner::stop() {
   if (runEnd != End::interrupted) {
     stopRequested.reset();  // The run has ended by itself: the request must not end the next one.
   }
-  return takeEnd();
+  const int error = takeEnd();
+  if (state == State::ended) {
+    state = State::idle;  // What has passed since was for nobody: the reader has not come to the end.
+  }
+  return error;
 }
 
 /// Stops the graph when it runs although no run is active, as it does after the end of the stream. Left running, it
