@@ -1,5 +1,6 @@
 #include "support/dialog_driver.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -40,32 +41,35 @@ DialogDriver::~DialogDriver() {
 
 DWORD WINAPI DialogDriver::run(void* self) {
   auto& driver = *static_cast<DialogDriver*>(self);
-  HWND last = nullptr;
+  std::vector<HWND> seen;
   for (const DialogStep& step : driver.steps) {
-    last = driver.await(step.title, nullptr, patienceMs);
-    if (last == nullptr) {
+    const HWND dialog = driver.await(step.title, {}, patienceMs);
+    if (dialog == nullptr) {
       break;
     }
-    step.act(last);
+    step.act(dialog);
+    seen.push_back(dialog);
     ++driver.done;
   }
-  // Whatever else is shown must not keep the test waiting. The last dialog may take a while to go.
-  while ((last = driver.await({}, last, INFINITE)) != nullptr) {
-    driver.unexpected += "'" + textOf(last) + "' ";
-    PostMessageA(last, WM_CLOSE, 0, 0);
+  // Whatever else is shown must not keep the test waiting. Those that were seen to may take a while to go.
+  while (const HWND other = driver.await({}, seen, INFINITE)) {
+    driver.unexpected += "'" + textOf(other) + "' ";
+    PostMessageA(other, WM_CLOSE, 0, 0);
+    seen.push_back(other);
   }
   return 0;
 }
 
 /// Nothing tells that a dialog of another thread is ready: look at all that there are again and again.
 /// @param title of which the dialog is; of any when it is empty.
-HWND DialogDriver::await(const std::string& title, HWND passedOver, ULONGLONG patience) const {
+HWND DialogDriver::await(const std::string& title, const std::vector<HWND>& passedOver, ULONGLONG patience) const {
   HWND dialog = nullptr;
   for (const ULONGLONG start = GetTickCount64(); GetTickCount64() - start < patience;) {
     dialog = FindWindowExA(nullptr, dialog, "#32770", nullptr);
     // The thread tells the title when it has nothing else to do: a dialog that is about to go has gone then.
-    if (dialog != nullptr && dialog != passedOver && GetWindowThreadProcessId(dialog, nullptr) == owner &&
-        waitsForTheUser(dialog) && (textOf(dialog) == title || title.empty()) && waitsForTheUser(dialog)) {
+    if (dialog != nullptr && std::ranges::count(passedOver, dialog) == 0 &&
+        GetWindowThreadProcessId(dialog, nullptr) == owner && waitsForTheUser(dialog) &&
+        (textOf(dialog) == title || title.empty()) && waitsForTheUser(dialog)) {
       return dialog;
     }
     if (WaitForSingleObject(isOver.get(), dialog == nullptr ? 1 : 0) == WAIT_OBJECT_0) {

@@ -29,7 +29,7 @@ class DialogDriver {
 
  private:
   static DWORD WINAPI run(void* self);
-  HWND await(const std::string& title, HWND passedOver, ULONGLONG patience) const;
+  HWND await(const std::string& title, const std::vector<HWND>& passedOver, ULONGLONG patience) const;
 
   std::vector<DialogStep> steps;
   std::size_t done = 0;
