@@ -18,7 +18,7 @@ root=$PWD/build/chroot-$release
 
 if [ ! -e "$root/made" ]; then
   command -v debootstrap >/dev/null || apt-get -q -y --no-install-recommends install debootstrap
-  rm -rf "$root"
+  rm -rf --one-file-system "$root"  # Of a chroot that was not finished, in which /proc may still be mounted.
   site=$(apt-get indextargets --format '$(SITE)' | head -1)  # From where this system has its own packages.
   debootstrap --variant=minbase --include=ca-certificates,git "$release" "$root" "$site"
   touch "$root/made"
