@@ -8,6 +8,7 @@
 
 #include <quillet/thread.h>
 
+#include "api/library.h"
 #include "platform/module.h"
 
 namespace {
@@ -31,6 +32,12 @@ void detachThread() {
 }
 
 }  // namespace
+
+void quillet::prepareThread() {
+  if (!isThreadPrepared()) {
+    QuilletThread();
+  }
+}
 
 BOOL QuilletThread() {
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);

@@ -14,6 +14,7 @@ namespace quillet {
 /// A friend of the public classes: what the functions below need of them, and clients do not see.
 struct Internals {
   static bool requireOpened(AudioOrVideoStream& object) { return object.requireOpened(); }
+  static bool isOpen(const AudioOrVideoStream& object) { return !object.notOpened; }
   static void finishOpening(AudioOrVideoStream& object, int code) { object.finishOpening(code); }
 };
 

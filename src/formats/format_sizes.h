@@ -52,15 +52,19 @@ inline DWORD formatSize(const BITMAPINFOHEADER& format) {
   return std::max<DWORD>(format.biSize, sizeof format + tail);
 }
 
-/// Bytes of an uncompressed frame, whose rows are padded to whole double words. Frames larger than a double word can say,
-/// in which the platform's records say it, have the largest such size.
-inline std::int64_t uncompressedFrameSize(const BITMAPINFOHEADER& format) {
+/// Bytes of a row of an uncompressed frame, padded to whole double words.
+inline std::int64_t rowSize(const BITMAPINFOHEADER& format) {
   constexpr std::int64_t bitsPerDoubleWord = 32;
+  const std::int64_t bits = format.biBitCount * std::max(std::int64_t{format.biWidth}, std::int64_t{0});
+  return (bits + bitsPerDoubleWord - 1) / bitsPerDoubleWord * std::int64_t{sizeof(DWORD)};
+}
+
+/// Bytes of an uncompressed frame. Frames larger than a double word can say, in which the platform's records say it, have
+/// the largest such size.
+inline std::int64_t uncompressedFrameSize(const BITMAPINFOHEADER& format) {
   constexpr std::int64_t most = std::numeric_limits<DWORD>::max();
-  const std::int64_t rowBits = format.biBitCount * std::max(std::int64_t{format.biWidth}, std::int64_t{0});
-  const std::int64_t rowBytes = (rowBits + bitsPerDoubleWord - 1) / bitsPerDoubleWord * std::int64_t{sizeof(DWORD)};
   // A top-down picture, whose height is negative, is no smaller. At most 2^32 by 2^31.
-  return std::min(std::min(rowBytes, most) * std::abs(std::int64_t{format.biHeight}), most);
+  return std::min(std::min(rowSize(format), most) * std::abs(std::int64_t{format.biHeight}), most);
 }
 
 }  // namespace quillet
