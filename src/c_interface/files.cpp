@@ -1,5 +1,7 @@
 // Files and engines of the C interface.
 
+#include <windows.h>
+
 #include <vfw.h>
 
 #include "c_interface/formats.h"
@@ -270,7 +272,7 @@ int32_t quillet_file_finish(quillet_file* file) {
 quillet_engine* quillet_engine_open(quillet_file* file, int32_t continue_alone) {
   return withFile(file, static_cast<quillet_engine*>(nullptr), [&](OutputAVIFile& output, HandledFile& object) {
     return quillet::openHandle<quillet_engine>([&]() -> std::shared_ptr<HandledEngine> {
-      auto engine = std::make_shared<HandledEngine>(object.shared_from_this());
+      auto engine = std::make_shared<HandledEngine>(object.self);
       return engine->engine.setOutputStream(&output, continue_alone != 0) ? engine : nullptr;
     });
   });
