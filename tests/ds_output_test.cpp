@@ -346,8 +346,9 @@ TEST_F(DSOutput, FailsWithTheCodeOfTheStepAndLeavesNothing) {
   EXPECT_EQ(create(nullptr, &withoutRate)->lastError, ds_error::audioSourceCreationFailed);
   withoutRate.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
   EXPECT_EQ(create(nullptr, &withoutRate)->lastError, ds_error::improperStreamFormat) << "no extension";
-  EXPECT_EQ(Writer(OutputAVIFile::create(nullptr, &video, false, nullptr, false, true))->lastError,
-            ds_error::cannotOpenSourceFile);
+  EXPECT_EQ(
+      Writer(OutputAVIFile::create(static_cast<const char*>(nullptr), &video, false, nullptr, false, true))->lastError,
+      ds_error::cannotOpenSourceFile);
   graph.faults.missing = {IID_IMediaFilter};
   const Writer paced = create(&video, nullptr);
   EXPECT_TRUE(paced->start()) << "though at the clock's pace";

@@ -18,7 +18,7 @@ using SourcePointer = std::unique_ptr<SourceStream>;
 
 /// A stream that is not open, of a backend of the test's choice.
 SourcePointer unopened(bool directShow) {
-  return SourcePointer(SourceStream::open(nullptr, true, directShow, 0, nullptr));
+  return SourcePointer(SourceStream::open(static_cast<const wchar_t*>(nullptr), true, directShow, 0, nullptr));
 }
 
 TEST(Messages, EveryCodeHasItsText) {

@@ -69,7 +69,8 @@ TEST(Streams, AreCountedInBothWays) {
       expectCount(bad, true, rendered ? Error::CannotRenderSourceFile : Error::CannotOpenSourceFile);
       expectCount(bad, false, rendered ? Error::NoMediaDetector : Error::CannotOpenSourceFile);
     }
-    EXPECT_EQ(MediaContainer::streamsNumber(nullptr, rendered, nullptr, nullptr), Error::CannotOpenSourceFile);
+    EXPECT_EQ(MediaContainer::streamsNumber(static_cast<const char*>(nullptr), rendered, nullptr, nullptr),
+              Error::CannotOpenSourceFile);
   }
   const ClassObjectOverride noDetector(CLSID_MediaDet, refuse);
   const ClassObjectOverride noGraph(CLSID_FilterGraph, refuse);

@@ -23,9 +23,16 @@ class QUILLET_API AudioSourceStream : public virtual SourceStream, public virtua
   static AudioSourceStream* open(const char* fileName, bool useDirectShow, int stream,
                                  QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static AudioSourceStream* open(const wchar_t* fileName, bool useDirectShow, int stream,
+                                 QuilletNotification* notification);
+
   /// Opens an audio stream with Video for Windows or, when that fails or its first sample cannot be read, with
   /// DirectShow; see SourceStream::open(). A stream that cannot be read is returned when DirectShow has none.
   static AudioSourceStream* open(const char* fileName, int stream, QuilletNotification* notification);
+
+  /// The form above with a name in UTF-16.
+  static AudioSourceStream* open(const wchar_t* fileName, int stream, QuilletNotification* notification);
 
   ~AudioSourceStream() override;
 

@@ -35,6 +35,9 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   ///     ds_error::cannotChangeReferenceClock leaves it open. NULL when no object could be made.
   static DSAudioSourceStream* open(const char* fileName, int streamNumber, QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static DSAudioSourceStream* open(const wchar_t* fileName, int streamNumber, QuilletNotification* notification);
+
   ~DSAudioSourceStream() override;
 
   /// A run that begins in a gap of the stream, after a seek or because the last run has ended just before the gap, has
@@ -67,7 +70,7 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
 
  private:
   DSAudioSourceStream() = default;
-  int openSource(const char* fileName, int streamNumber);
+  int openSource(const wchar_t* fileName, int streamNumber);
   int reserveRun(long count);
   unsigned char* silentRun(long last);
   enum class Reading;

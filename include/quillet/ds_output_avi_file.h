@@ -36,6 +36,10 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
   static DSOutputAVIFile* create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
                                  const WAVEFORMATEX* audio, bool compressAudio);
 
+  /// The form above with a name in UTF-16.
+  static DSOutputAVIFile* create(const wchar_t* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
+                                 const WAVEFORMATEX* audio, bool compressAudio);
+
   /// Closes the file, as close() does, when it is being written. No thread may be writing any more.
   ~DSOutputAVIFile() override;
 
@@ -132,7 +136,7 @@ class QUILLET_API DSOutputAVIFile : public DSAudioOrVideoStream, public OutputAV
 
  private:
   DSOutputAVIFile();
-  int createGraph(const char* fileName);
+  int createGraph(const wchar_t* fileName);
   int addVideoSource();
   int addAudioSource();
   static void runGraph(void* file);

@@ -41,6 +41,10 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   static DSRawDataSourceStream* open(const char* fileName, bool video, int streamIndex,
                                      QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static DSRawDataSourceStream* open(const wchar_t* fileName, bool video, int streamIndex,
+                                     QuilletNotification* notification);
+
   ~DSRawDataSourceStream() override;
 
   /// Describes a video stream as its media type does, as far as a VIDEOINFOHEADER can.
@@ -115,7 +119,7 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
 
  private:
   DSRawDataSourceStream() = default;
-  int openSource(const char* fileName, bool video, int streamIndex);
+  int openSource(const wchar_t* fileName, bool video, int streamIndex);
   int measureAudio(const AM_MEDIA_TYPE& type);
   int measureVideo(const AM_MEDIA_TYPE& type);
   void setSteps(int stepBack, int growth);

@@ -28,6 +28,9 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   ///     failed (ds_error). NULL when no object could be made.
   static DSVideoSourceStream* open(const char* fileName, int streamNumber, QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static DSVideoSourceStream* open(const wchar_t* fileName, int streamNumber, QuilletNotification* notification);
+
   ~DSVideoSourceStream() override;
 
   /// Makes a frame the current one: the frame itself, or the nearest earlier one when the stream has none of that
@@ -68,7 +71,7 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
 
  private:
   DSVideoSourceStream() = default;
-  int openSource(const char* fileName, int streamNumber);
+  int openSource(const wchar_t* fileName, int streamNumber);
   int parseFrameRate();
   long searchFrame(long frame);
   void searchBackward(long long position);

@@ -70,6 +70,9 @@ class QUILLET_API MediaContainer {
   ///       CannotRenderSourceFile, NoRendererInputPin or UnreadableMediaType.
   static Error streamsNumber(const char* fileName, bool mayUseGraph, int* videoStreams, int* audioStreams);
 
+  /// The form above with a name in UTF-16.
+  static Error streamsNumber(const wchar_t* fileName, bool mayUseGraph, int* videoStreams, int* audioStreams);
+
   /// @return the text of `e`, in one buffer that all callers share: valid until the next call on any thread, and not to
   ///     be called from two threads at once. NULL when `e` is outside 0..13.
   static const char* Message(Error e);

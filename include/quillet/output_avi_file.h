@@ -45,8 +45,16 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   static OutputAVIFile* create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,
                                const WAVEFORMATEX* audio, bool compressAudio, bool useDirectShow);
 
+  /// The form above with a name in UTF-16.
+  static OutputAVIFile* create(const wchar_t* file, const VIDEOINFOHEADER* video, bool compressVideo,
+                               const WAVEFORMATEX* audio, bool compressAudio, bool useDirectShow);
+
   /// Creates a file with Video for Windows or, when that fails, with DirectShow; otherwise as the form above.
   static OutputAVIFile* create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,
+                               const WAVEFORMATEX* audio, bool compressAudio);
+
+  /// The form above with a name in UTF-16.
+  static OutputAVIFile* create(const wchar_t* file, const VIDEOINFOHEADER* video, bool compressVideo,
                                const WAVEFORMATEX* audio, bool compressAudio);
 
   /// Frees the object and the audio still buffered, which is lost.

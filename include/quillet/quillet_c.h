@@ -68,8 +68,10 @@ enum quillet_backend {
 
 /// The layout of a pixel in a buffer of the caller's.
 enum quillet_pixels {
-  QUILLET_BGR24 = 24,  ///< Blue, green, red: 3 bytes.
-  QUILLET_BGRA32 = 32  ///< Blue, green, red, and 255: 4 bytes.
+  QUILLET_BGR24 = 1,   ///< Blue, green, red: 3 bytes.
+  QUILLET_BGRA32 = 2,  ///< Blue, green, red, and 255: 4 bytes. What is written there is not looked at.
+  QUILLET_RGB24 = 3,   ///< Red, green, blue: 3 bytes.
+  QUILLET_RGBA32 = 4   ///< Red, green, blue, and 255: 4 bytes. What is written there is not looked at.
 };
 
 /// The order of the rows in a buffer of the caller's.
@@ -349,7 +351,7 @@ QUILLET_API int32_t quillet_audio_read(quillet_stream* stream, int64_t first, in
 QUILLET_API int32_t quillet_raw_read(quillet_stream* stream, quillet_raw_sample* sample);
 
 /// Reads the compressed sample that is stored behind the one read last with this function, first the stream's first: so
-/// each of them once, in stored order.
+/// each of them once, in stored order. After the end, a failure, and quillet_raw_read() it begins again.
 /// @param sample receives the sample.
 /// @return the status: 0 with the warning 12 at the end of the stream, and on failure (DirectShow 2, 5;
 ///     QUILLET_ERROR_KIND over Video for Windows, where numbers are in stored order).
@@ -459,6 +461,17 @@ QUILLET_API int32_t quillet_file_start(quillet_file* file);
 ///     above 2^31 - 1).
 QUILLET_API int32_t quillet_file_write(quillet_file* file, int32_t kind, int64_t number, const void* data,
                                        int64_t count, int64_t bytes, int32_t key);
+
+/// Writes a frame from a picture in a layout of the caller's; for files of RGB of 24 or 32 bits, and compressed from it.
+/// @param number the frame's number.
+/// @param pixels the picture's layout, a #quillet_pixels.
+/// @param rows its order, a #quillet_rows.
+/// @param data the picture.
+/// @param stride bytes from one row to the next.
+/// @param bytes size of the picture: at least what reaches from the first byte of the first row to the last of the last.
+/// @return the status (as quillet_file_write(), QUILLET_ERROR_KIND for a file of other frames, QUILLET_ERROR_ARGUMENT).
+QUILLET_API int32_t quillet_file_write_picture(quillet_file* file, int64_t number, int32_t pixels, int32_t rows,
+                                               const void* data, int64_t stride, int64_t bytes);
 
 /// Writes audio through a buffer, which is written as a whole when it is full, and when samples do not continue those in it
 /// or differ in `key`.

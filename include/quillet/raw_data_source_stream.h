@@ -25,9 +25,16 @@ class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virt
   static RawDataSourceStream* open(const char* fileName, bool video, bool useDirectShow, int stream,
                                    QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static RawDataSourceStream* open(const wchar_t* fileName, bool video, bool useDirectShow, int stream,
+                                   QuilletNotification* notification);
+
   /// Opens the compressed samples of a stream with Video for Windows or, when that fails or its first sample cannot be
   /// read, with DirectShow. A stream that cannot be read is returned when DirectShow has none.
   static RawDataSourceStream* open(const char* fileName, bool video, int stream, QuilletNotification* notification);
+
+  /// The form above with a name in UTF-16.
+  static RawDataSourceStream* open(const wchar_t* fileName, bool video, int stream, QuilletNotification* notification);
 
   ~RawDataSourceStream() override;
 

@@ -17,7 +17,8 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   ///
   /// The calling thread must have called QuilletThread().
   ///
-  /// @param fileName name of the media file, in the system's ANSI code page.
+  /// @param fileName name of the media file, in the system's ANSI code page. That may lack letters of the name: the forms
+  ///     with a name in UTF-16 open every file.
   /// @param video true for a video stream, false for an audio stream.
   /// @param useDirectShow true for DirectShow, false for Video for Windows.
   /// @param stream number of the stream among the file's streams of that kind, from 0.
@@ -27,9 +28,16 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   static SourceStream* open(const char* fileName, bool video, bool useDirectShow, int stream,
                             QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static SourceStream* open(const wchar_t* fileName, bool video, bool useDirectShow, int stream,
+                            QuilletNotification* notification);
+
   /// Opens a decoded stream with Video for Windows or, when that fails or cannot read the first sample of a sound, with
   /// DirectShow; otherwise as the form above.
   static SourceStream* open(const char* fileName, bool video, int stream, QuilletNotification* notification);
+
+  /// The form above with a name in UTF-16.
+  static SourceStream* open(const wchar_t* fileName, bool video, int stream, QuilletNotification* notification);
 
   /// Opens a stream on a thread of its own, behind a modal dialog that shows how that goes on: for long files, or files
   /// of which it is not known.
@@ -46,6 +54,9 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   /// @return what the form above returns that the options choose, or that of RawDataSourceStream. NULL also when the
   ///     dialog could not be shown: nothing was opened then, and the forms above, which show none, still can.
   static SourceStream* open(int options, void* parentWindow, const char* fileName, int stream, const char* title);
+
+  /// The form above with a name in UTF-16.
+  static SourceStream* open(int options, void* parentWindow, const wchar_t* fileName, int stream, const char* title);
 
   ~SourceStream() override;
 

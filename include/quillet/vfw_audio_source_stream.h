@@ -39,6 +39,9 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
   ///     undefinedStreamLength, noPcmFormat or cannotInitializeDecompressor. NULL when no object could be made.
   static VfWAudioSourceStream* open(const char* fileName, int streamIndex, QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static VfWAudioSourceStream* open(const wchar_t* fileName, int streamIndex, QuilletNotification* notification);
+
   ~VfWAudioSourceStream() override;
 
   /// @return samples `first` to `last`, in the stream's own buffer, valid until the next call on this stream; NULL with
@@ -63,7 +66,7 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
 
  private:
   VfWAudioSourceStream() = default;
-  int openSource(const char* fileName, int streamIndex);
+  int openSource(const wchar_t* fileName, int streamIndex);
 
   struct Reader;
   quillet::Owned<Reader> reader;

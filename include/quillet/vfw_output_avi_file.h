@@ -33,6 +33,10 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   static VfWOutputAVIFile* create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
                                   const WAVEFORMATEX* audio, bool compressAudio);
 
+  /// The form above with a name in UTF-16.
+  static VfWOutputAVIFile* create(const wchar_t* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
+                                  const WAVEFORMATEX* audio, bool compressAudio);
+
   /// Closes the file as it is: the end of the audio that is still being compressed is lost without close().
   ~VfWOutputAVIFile() override;
 
@@ -126,7 +130,7 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   VfWOutputAVIFile();
 
   /// What create() does with the new object; for subclasses, once, after construction.
-  void createFile(const char* fileName, const VIDEOINFOHEADER* videoFormat, bool isVideoCompressed,
+  void createFile(const wchar_t* fileName, const VIDEOINFOHEADER* videoFormat, bool isVideoCompressed,
                   const WAVEFORMATEX* audioFormat, bool isAudioCompressed);
 
  private:

@@ -29,6 +29,10 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   static VfWRawDataSourceStream* open(const char* fileName, bool video, int streamIndex,
                                       QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static VfWRawDataSourceStream* open(const wchar_t* fileName, bool video, int streamIndex,
+                                      QuilletNotification* notification);
+
   ~VfWRawDataSourceStream() override;
 
   /// Describes a video stream as its media type does.
@@ -59,7 +63,7 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
 
  private:
   VfWRawDataSourceStream() = default;
-  int openSource(const char* fileName, bool video, int streamIndex);
+  int openSource(const wchar_t* fileName, bool video, int streamIndex);
   int readAt(long first, long& samples, long& bytes);
 
   /// The data returned last.

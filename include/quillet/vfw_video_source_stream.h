@@ -24,6 +24,9 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
   ///     object could be made.
   static VfWVideoSourceStream* open(const char* fileName, int streamIndex, QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static VfWVideoSourceStream* open(const wchar_t* fileName, int streamIndex, QuilletNotification* notification);
+
   ~VfWVideoSourceStream() override;
 
   /// Finds the nearest non-empty frame at or before `frame`; when there is none, the next one with the warning
@@ -40,7 +43,7 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
 
  private:
   VfWVideoSourceStream() = default;
-  int openSource(const char* fileName, int streamIndex);
+  int openSource(const wchar_t* fileName, int streamIndex);
 
   struct Decompressor;
   quillet::Owned<Decompressor> decompressor;

@@ -23,8 +23,15 @@ class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtua
   static VideoSourceStream* open(const char* fileName, bool useDirectShow, int stream,
                                  QuilletNotification* notification);
 
+  /// The form above with a name in UTF-16.
+  static VideoSourceStream* open(const wchar_t* fileName, bool useDirectShow, int stream,
+                                 QuilletNotification* notification);
+
   /// Opens a video stream with Video for Windows or, when that fails, with DirectShow; see SourceStream::open().
   static VideoSourceStream* open(const char* fileName, int stream, QuilletNotification* notification);
+
+  /// The form above with a name in UTF-16.
+  static VideoSourceStream* open(const wchar_t* fileName, int stream, QuilletNotification* notification);
 
   ~VideoSourceStream() override;
 

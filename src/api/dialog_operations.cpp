@@ -18,7 +18,7 @@ namespace {
 
 namespace dialog_option = quillet::dialog_option;
 
-SourceStream* openAsTold(const ProgressDialogParameters& parameters, const char* fileName, int stream,
+SourceStream* openAsTold(const ProgressDialogParameters& parameters, const wchar_t* fileName, int stream,
                          QuilletNotification* sink) {
   const bool video = !parameters.audio;
   if (parameters.raw) {
@@ -63,7 +63,8 @@ Result behindDialog(SourceStream& stream, OperationKind kind, int options, void*
 
 }  // namespace
 
-SourceStream* SourceStream::open(int options, void* parentWindow, const char* fileName, int stream, const char* title) {
+SourceStream* SourceStream::open(int options, void* parentWindow, const wchar_t* fileName, int stream,
+                                 const char* title) {
   const ProgressDialogParameters parameters(OperationKind::open, options, static_cast<HWND>(parentWindow), title);
   SourceStream* opened = nullptr;
   auto operation = [&](QuilletNotification& sink) {

@@ -71,7 +71,7 @@ Stream* openWithEither(OpenWith openWith) {
 
 }  // namespace
 
-SourceStream* SourceStream::open(const char* fileName, bool video, bool useDirectShow, int stream,
+SourceStream* SourceStream::open(const wchar_t* fileName, bool video, bool useDirectShow, int stream,
                                  QuilletNotification* notification) {
   if (video) {
     return VideoSourceStream::open(fileName, useDirectShow, stream, notification);
@@ -79,14 +79,14 @@ SourceStream* SourceStream::open(const char* fileName, bool video, bool useDirec
   return AudioSourceStream::open(fileName, useDirectShow, stream, notification);
 }
 
-SourceStream* SourceStream::open(const char* fileName, bool video, int stream, QuilletNotification* notification) {
+SourceStream* SourceStream::open(const wchar_t* fileName, bool video, int stream, QuilletNotification* notification) {
   if (video) {
     return VideoSourceStream::open(fileName, stream, notification);
   }
   return AudioSourceStream::open(fileName, stream, notification);
 }
 
-VideoSourceStream* VideoSourceStream::open(const char* fileName, bool useDirectShow, int stream,
+VideoSourceStream* VideoSourceStream::open(const wchar_t* fileName, bool useDirectShow, int stream,
                                            QuilletNotification* notification) {
   if (useDirectShow) {
     return DSVideoSourceStream::open(fileName, stream, notification);
@@ -94,12 +94,12 @@ VideoSourceStream* VideoSourceStream::open(const char* fileName, bool useDirectS
   return VfWVideoSourceStream::open(fileName, stream, notification);
 }
 
-VideoSourceStream* VideoSourceStream::open(const char* fileName, int stream, QuilletNotification* notification) {
+VideoSourceStream* VideoSourceStream::open(const wchar_t* fileName, int stream, QuilletNotification* notification) {
   return openWithEither<VideoSourceStream>(
       [&](bool useDirectShow) { return open(fileName, useDirectShow, stream, notification); });
 }
 
-AudioSourceStream* AudioSourceStream::open(const char* fileName, bool useDirectShow, int stream,
+AudioSourceStream* AudioSourceStream::open(const wchar_t* fileName, bool useDirectShow, int stream,
                                            QuilletNotification* notification) {
   if (useDirectShow) {
     return DSAudioSourceStream::open(fileName, stream, notification);
@@ -107,12 +107,12 @@ AudioSourceStream* AudioSourceStream::open(const char* fileName, bool useDirectS
   return VfWAudioSourceStream::open(fileName, stream, notification);
 }
 
-AudioSourceStream* AudioSourceStream::open(const char* fileName, int stream, QuilletNotification* notification) {
+AudioSourceStream* AudioSourceStream::open(const wchar_t* fileName, int stream, QuilletNotification* notification) {
   return openWithEither<AudioSourceStream>(
       [&](bool useDirectShow) { return open(fileName, useDirectShow, stream, notification); });
 }
 
-RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video, bool useDirectShow, int stream,
+RawDataSourceStream* RawDataSourceStream::open(const wchar_t* fileName, bool video, bool useDirectShow, int stream,
                                                QuilletNotification* notification) {
   if (useDirectShow) {
     return DSRawDataSourceStream::open(fileName, video, stream, notification);
@@ -120,13 +120,13 @@ RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video,
   return VfWRawDataSourceStream::open(fileName, video, stream, notification);
 }
 
-RawDataSourceStream* RawDataSourceStream::open(const char* fileName, bool video, int stream,
+RawDataSourceStream* RawDataSourceStream::open(const wchar_t* fileName, bool video, int stream,
                                                QuilletNotification* notification) {
   return openWithEither<RawDataSourceStream>(
       [&](bool useDirectShow) { return open(fileName, video, useDirectShow, stream, notification); });
 }
 
-OutputAVIFile* OutputAVIFile::create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,
+OutputAVIFile* OutputAVIFile::create(const wchar_t* file, const VIDEOINFOHEADER* video, bool compressVideo,
                                      const WAVEFORMATEX* audio, bool compressAudio, bool useDirectShow) {
   if (useDirectShow) {
     return DSOutputAVIFile::create(file, video, compressVideo, audio, compressAudio);
@@ -134,7 +134,7 @@ OutputAVIFile* OutputAVIFile::create(const char* file, const VIDEOINFOHEADER* vi
   return VfWOutputAVIFile::create(file, video, compressVideo, audio, compressAudio);
 }
 
-OutputAVIFile* OutputAVIFile::create(const char* file, const VIDEOINFOHEADER* video, bool compressVideo,
+OutputAVIFile* OutputAVIFile::create(const wchar_t* file, const VIDEOINFOHEADER* video, bool compressVideo,
                                      const WAVEFORMATEX* audio, bool compressAudio) {
   return openWithEither<OutputAVIFile>(
       [&](bool useDirectShow) { return create(file, video, compressVideo, audio, compressAudio, useDirectShow); });

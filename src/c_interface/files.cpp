@@ -1,9 +1,13 @@
 // Files and engines of the C interface.
 
+#include <windows.h>
+
 #include <vfw.h>
 
 #include "c_interface/formats.h"
 #include "c_interface/objects.h"
+#include "c_interface/picture.h"
+#include "formats/format_sizes.h"
 
 using quillet::HandledEngine;
 using quillet::HandledFile;
@@ -91,6 +95,11 @@ void createOutput(HandledFile& object, const char* name, int backend, bool compr
 
 bool succeeded(const OutputAVIFile& output) {
   return output.lastError == quillet::common_error::success;
+}
+
+/// Whether frames of the format are pixels of 8 bits a colour.
+bool isRgb(const BITMAPINFOHEADER& format) {
+  return format.biCompression == BI_RGB && (format.biBitCount == 24 || format.biBitCount == 32);
 }
 
 Engine::ThreadType threadOf(int kind) {
@@ -236,6 +245,37 @@ int32_t quillet_file_write(quillet_file* file, int32_t kind, int64_t number, con
   });
 }
 
+int32_t quillet_file_write_picture(quillet_file* file, int64_t number, int32_t pixels, int32_t rows, const void* data,
+                                   int64_t stride, int64_t bytes) {
+  return withFile(file, 0, [&](OutputAVIFile& output, HandledFile& object) {
+    const VIDEOINFOHEADER* const video = output.videoFormat();
+    if (video == nullptr || !isRgb(video->bmiHeader)) {
+      object.note(QUILLET_ERROR_KIND);
+      return 0;
+    }
+    const BITMAPINFOHEADER& format = video->bmiHeader;
+    // The picture is only read.
+    const auto picture =
+        quillet::rowsOf(quillet::ClientPicture{pixels, rows, const_cast<void*>(data), stride, bytes}, format);
+    if (!object.require(picture && isLibraryNumber(number))) {
+      return 0;
+    }
+    const int shortage = quillet::guarded([&] {
+      object.frame.resize(static_cast<std::size_t>(quillet::uncompressedFrameSize(format)));
+      return quillet::common_error::success;
+    });
+    object.note(shortage);
+    if (shortage != quillet::common_error::success) {
+      return 0;
+    }
+    quillet::copyPicture(*picture, quillet::rowsOf(object.frame.data(), format), format);
+    return output.writeFrame(static_cast<long>(number), object.frame.data(), 1, static_cast<long>(object.frame.size()),
+                             true)
+               ? 1
+               : 0;
+  });
+}
+
 int32_t quillet_file_write_buffered(quillet_file* file, int64_t number, const void* data, int64_t count, int64_t bytes,
                                     int32_t key) {
   return withFile(file, 0, [&](OutputAVIFile& output, HandledFile& object) {
@@ -270,7 +310,7 @@ int32_t quillet_file_finish(quillet_file* file) {
 quillet_engine* quillet_engine_open(quillet_file* file, int32_t continue_alone) {
   return withFile(file, static_cast<quillet_engine*>(nullptr), [&](OutputAVIFile& output, HandledFile& object) {
     return quillet::openHandle<quillet_engine>([&]() -> std::shared_ptr<HandledEngine> {
-      auto engine = std::make_shared<HandledEngine>(object.shared_from_this());
+      auto engine = std::make_shared<HandledEngine>(object.self);
       return engine->engine.setOutputStream(&output, continue_alone != 0) ? engine : nullptr;
     });
   });

@@ -6,6 +6,10 @@
 #include <cstring>
 #include <limits>
 
+#include <windows.h>
+
+#include <uuids.h>
+
 #include "formats/format_sizes.h"
 
 namespace quillet {
@@ -32,7 +36,7 @@ const Record& recordIn(const std::vector<BYTE>& block) {
 
 /// Adds what the header tells of where the file holds less.
 void complete(std::vector<BYTE>& block) {
-  block.resize(std::max(block.size(), headerAt + formatSize(recordIn<VIDEOINFOHEADER>(block).bmiHeader)));
+  block.resize(std::max<std::size_t>(block.size(), headerAt + formatSize(recordIn<VIDEOINFOHEADER>(block).bmiHeader)));
 }
 
 std::vector<BYTE> writableVideo(RawDataSourceStream& stream, const AM_MEDIA_TYPE& type) {

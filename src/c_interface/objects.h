@@ -33,7 +33,7 @@ class CallbackNotification : public QuilletNotification {
     isStopped = callback != nullptr && callback(user, phase) != 0;
     return 0;
   }
-  bool stopRequested() override { return isStopped; }
+  bool stopRequested() { return isStopped; }
 
   quillet_progress callback;
   void* user;
@@ -86,6 +86,7 @@ struct HandledFile : HandledObject {
   std::vector<BYTE> video;        ///< A VIDEOINFOHEADER with what belongs to it.
   std::vector<BYTE> audio;        ///< A WAVEFORMATEX with what belongs to it.
   std::vector<BYTE> targetAudio;  ///< To what audio is compressed.
+  std::vector<BYTE> frame;        ///< A picture of the client's as the file wants it.
   std::unique_ptr<OutputAVIFile> output;
 };
 

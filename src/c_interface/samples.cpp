@@ -4,17 +4,14 @@
 
 #include <quillet/ds_raw_data_source_stream.h>
 
+#include "c_interface/picture.h"
 #include "c_interface/stream_operation.h"
-#include "formats/format_sizes.h"
 
 using quillet::HandledStream;
 using quillet::libraryNumber;
 using quillet::withStream;
 
 namespace {
-
-constexpr int bytesOfBgr = 3;
-constexpr int bytesOfBgra = 4;
 
 unsigned char* frameBits(VideoSourceStream& video, const HandledStream& handled, long& frame) {
   return handled.dialog
@@ -29,45 +26,6 @@ unsigned char* samples(AudioSourceStream& audio, const HandledStream& handled, s
              ? audio.getSamples(handled.dialog->options, handled.dialog->window, from, to, handled.dialog->caption())
              : audio.getSamples(from, to);
 }
-
-/// A buffer of the client's for a frame.
-struct Picture {
-  int bytesPerPixel;
-  bool isBottomUp;
-  BYTE* data;
-  std::int64_t stride;
-  std::int64_t bytes;
-
-  /// Whether the buffer can take frames of the format.
-  bool takes(const BITMAPINFOHEADER& format) const {
-    const std::int64_t row = std::int64_t{format.biWidth} * bytesPerPixel;
-    const std::int64_t rows = std::abs(std::int64_t{format.biHeight});
-    return data != nullptr && stride >= row && bytes >= row && (bytes - row) / stride >= rows - 1;
-  }
-
-  /// Writes a frame of the format.
-  void write(const BITMAPINFOHEADER& format, const BYTE* bits) const {
-    const std::int64_t rows = std::abs(std::int64_t{format.biHeight});
-    const std::int64_t sourceStride = quillet::rowSize(format);
-    const bool isTurned = isBottomUp != (format.biHeight > 0);
-    for (std::int64_t row = 0; row < rows; ++row) {
-      writeRow(data + row * stride, bits + (isTurned ? rows - 1 - row : row) * sourceStride, format.biWidth);
-    }
-  }
-
- private:
-  void writeRow(BYTE* target, const BYTE* source, LONG width) const {
-    if (bytesPerPixel == bytesOfBgr) {
-      std::memcpy(target, source, static_cast<std::size_t>(width) * bytesOfBgr);
-      return;
-    }
-    constexpr BYTE opaque = 255;
-    for (LONG x = 0; x < width; ++x, target += bytesOfBgra, source += bytesOfBgr) {
-      std::memcpy(target, source, bytesOfBgr);
-      target[bytesOfBgr] = opaque;
-    }
-  }
-};
 
 /// Tells the client of a raw sample that the library has read.
 /// @return the status.
@@ -109,19 +67,16 @@ const uint8_t* quillet_video_frame(quillet_stream* stream, int64_t* frame) {
 int32_t quillet_video_read(quillet_stream* stream, int64_t* frame, int32_t pixels, int32_t rows, void* buffer,
                            int64_t stride, int64_t bytes) {
   return withStream<VideoSourceStream>(stream, 0, [&](VideoSourceStream& video, HandledStream& handled) {
-    const bool isLayout = (pixels == QUILLET_BGR24 || pixels == QUILLET_BGRA32) &&
-                          (rows == QUILLET_TOP_DOWN || rows == QUILLET_BOTTOM_UP);
-    const Picture picture{pixels / quillet::bitsPerByte, rows == QUILLET_BOTTOM_UP, static_cast<BYTE*>(buffer), stride,
-                          bytes};
     const BITMAPINFOHEADER& format = *video.format();
-    if (!handled.require(frame != nullptr && isLayout && picture.takes(format))) {
+    const auto picture = quillet::rowsOf(quillet::ClientPicture{pixels, rows, buffer, stride, bytes}, format);
+    if (!handled.require(frame != nullptr && picture)) {
       return 0;
     }
     long number = libraryNumber(*frame);
-    const unsigned char* const bits = frameBits(video, handled, number);
+    unsigned char* const bits = frameBits(video, handled, number);
     *frame = number;
     if (bits != nullptr) {
-      picture.write(format, bits);
+      quillet::copyPicture(quillet::rowsOf(bits, format), *picture, format);
     }
     return bits != nullptr ? 1 : 0;
   });

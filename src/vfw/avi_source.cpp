@@ -12,20 +12,20 @@ namespace quillet {
 namespace {
 
 /// Whether the file has places that AVIFile cannot count: of such a file it finds the first part, or no end of its search.
-bool isTooLarge(const char* fileName) {
+bool isTooLarge(const wchar_t* fileName) {
   constexpr std::uint64_t most = 0x7FFFFFFF;
   return fileLength(fileName).value_or(0) > most && isRiff(fileName);  // AVIFile's own readers read no others.
 }
 
 }  // namespace
 
-int AviSource::open(const char* fileName, DWORD kind, int index) {
+int AviSource::open(const wchar_t* fileName, DWORD kind, int index) {
   if (fileName != nullptr && isWaveOfEmptyBlocks(fileName)) {
     return vfw_error::cannotRetrieveFormat;
   }
   PAVISTREAM opened = nullptr;
   if (fileName == nullptr || isTooLarge(fileName) ||
-      AVIStreamOpenFromFileA(&opened, fileName, kind, index, OF_READ, nullptr) != 0) {
+      AVIStreamOpenFromFileW(&opened, fileName, kind, index, OF_READ, nullptr) != 0) {
     return vfw_error::cannotOpenSourceFile;
   }
   aviStream.reset(opened);

@@ -19,7 +19,7 @@ class AviSource {
   /// @param kind streamtypeVIDEO or streamtypeAUDIO.
   /// @param index number among the file's streams of that kind.
   /// @return a vfw_error code.
-  int open(const char* fileName, DWORD kind, int index);
+  int open(const wchar_t* fileName, DWORD kind, int index);
 
   /// Reads the format of the stream's first sample.
   /// @param format receives the format as the file holds it, filled up with zeros to `recordSize` bytes.

@@ -41,7 +41,7 @@ int VfWAudioSourceStream::Reader::read(long first, long last, const WAVEFORMATEX
   return silent == count ? vfw_error::success : samples->read(first + silent, last, run.data() + silentBytes);
 }
 
-VfWAudioSourceStream* VfWAudioSourceStream::open(const char* fileName, int streamIndex,
+VfWAudioSourceStream* VfWAudioSourceStream::open(const wchar_t* fileName, int streamIndex,
                                                  QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) VfWAudioSourceStream;
   return quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, streamIndex); });
@@ -50,7 +50,7 @@ VfWAudioSourceStream* VfWAudioSourceStream::open(const char* fileName, int strea
 // Destroyed before the base class, and so before the AVIFile stream that it reads from.
 VfWAudioSourceStream::~VfWAudioSourceStream() = default;
 
-int VfWAudioSourceStream::openSource(const char* fileName, int streamIndex) {
+int VfWAudioSourceStream::openSource(const wchar_t* fileName, int streamIndex) {
   source.reset(new quillet::AviSource);
   if (const int error = source->open(fileName, streamtypeAUDIO, streamIndex)) {
     return error;

@@ -76,7 +76,7 @@ PAVISTREAM createAudioStream(PAVIFILE file, const WAVEFORMATEX& format) {
 struct VfWOutputAVIFile::State {
   explicit State(VfWOutputAVIFile& owner) : writer(owner) {}
 
-  int createStreams(const char* name);
+  int createStreams(const wchar_t* name);
 
   bool hasCompressor(bool isVideo) { return isVideo ? videoCompression.isSet() : audioCompression.isSet(); }
 
@@ -109,7 +109,7 @@ struct VfWOutputAVIFile::State {
   quillet::AviStreamHandle videoStream;
   quillet::AviStreamHandle audioStream;
   quillet::AviStreamHandle compressedVideoStream;
-  std::string fileName;
+  std::wstring fileName;
   quillet::WrittenSize size;
   bool isStarted = false;
   long long period = defaultPeriod;
@@ -119,7 +119,7 @@ VfWOutputAVIFile::VfWOutputAVIFile() = default;
 
 VfWOutputAVIFile::~VfWOutputAVIFile() = default;
 
-VfWOutputAVIFile* VfWOutputAVIFile::create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
+VfWOutputAVIFile* VfWOutputAVIFile::create(const wchar_t* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
                                            const WAVEFORMATEX* audio, bool compressAudio) {
   auto* const writer = new (std::nothrow) VfWOutputAVIFile;
   if (writer != nullptr) {
@@ -128,7 +128,7 @@ VfWOutputAVIFile* VfWOutputAVIFile::create(const char* fileName, const VIDEOINFO
   return writer;
 }
 
-void VfWOutputAVIFile::createFile(const char* fileName, const VIDEOINFOHEADER* videoFormat, bool isVideoCompressed,
+void VfWOutputAVIFile::createFile(const wchar_t* fileName, const VIDEOINFOHEADER* videoFormat, bool isVideoCompressed,
                                   const WAVEFORMATEX* audioFormat, bool isAudioCompressed) {
   video = videoFormat;
   compressVideo = isVideoCompressed;
@@ -146,9 +146,9 @@ void VfWOutputAVIFile::createFile(const char* fileName, const VIDEOINFOHEADER* v
   }));
 }
 
-int VfWOutputAVIFile::State::createStreams(const char* name) {
+int VfWOutputAVIFile::State::createStreams(const wchar_t* name) {
   PAVIFILE created = nullptr;
-  if (name == nullptr || AVIFileOpenA(&created, name, OF_WRITE | OF_CREATE, nullptr) != 0) {
+  if (name == nullptr || AVIFileOpenW(&created, name, OF_WRITE | OF_CREATE, nullptr) != 0) {
     return vfw_error::cannotCreateFile;
   }
   file.reset(created);

@@ -67,7 +67,7 @@ int describeAudio(std::vector<BYTE> format, CMediaType& type) {
 
 }  // namespace
 
-VfWRawDataSourceStream* VfWRawDataSourceStream::open(const char* fileName, bool video, int streamIndex,
+VfWRawDataSourceStream* VfWRawDataSourceStream::open(const wchar_t* fileName, bool video, int streamIndex,
                                                      QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) VfWRawDataSourceStream;
   quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, video, streamIndex); });
@@ -79,7 +79,7 @@ VfWRawDataSourceStream* VfWRawDataSourceStream::open(const char* fileName, bool 
 
 VfWRawDataSourceStream::~VfWRawDataSourceStream() = default;
 
-int VfWRawDataSourceStream::openSource(const char* fileName, bool video, int streamIndex) {
+int VfWRawDataSourceStream::openSource(const wchar_t* fileName, bool video, int streamIndex) {
   source.reset(new quillet::AviSource);
   if (const int error = source->open(fileName, video ? streamtypeVIDEO : streamtypeAUDIO, streamIndex)) {
     return error;

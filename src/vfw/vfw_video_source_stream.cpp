@@ -70,7 +70,7 @@ unsigned char* VfWVideoSourceStream::Decompressor::pixelsOf(BITMAPINFOHEADER& pa
   return reinterpret_cast<unsigned char*>(&packedDib) + packedDib.biSize + static_cast<std::size_t>(tail);
 }
 
-VfWVideoSourceStream* VfWVideoSourceStream::open(const char* fileName, int streamIndex,
+VfWVideoSourceStream* VfWVideoSourceStream::open(const wchar_t* fileName, int streamIndex,
                                                  QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) VfWVideoSourceStream;
   return quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, streamIndex); });
@@ -79,7 +79,7 @@ VfWVideoSourceStream* VfWVideoSourceStream::open(const char* fileName, int strea
 // Destroyed before the base class, and so before the AVIFile stream that it reads from.
 VfWVideoSourceStream::~VfWVideoSourceStream() = default;
 
-int VfWVideoSourceStream::openSource(const char* fileName, int streamIndex) {
+int VfWVideoSourceStream::openSource(const wchar_t* fileName, int streamIndex) {
   source.reset(new quillet::AviSource);
   if (const int error = source->open(fileName, streamtypeVIDEO, streamIndex)) {
     return error;

@@ -29,8 +29,8 @@ bool readAt(HANDLE file, std::int64_t place, Record& record) {
 
 }  // namespace
 
-bool isWaveOfEmptyBlocks(const char* fileName) {
-  auto* const opened = CreateFileA(fileName, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+bool isWaveOfEmptyBlocks(const wchar_t* fileName) {
+  auto* const opened = CreateFileW(fileName, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                    FILE_ATTRIBUTE_NORMAL, nullptr);
   if (opened == INVALID_HANDLE_VALUE) {
     return false;  // AVIFile will say what is wrong with it.

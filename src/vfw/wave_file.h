@@ -5,7 +5,6 @@
 namespace quillet {
 
 /// Whether it is a wave file whose blocks have no bytes: AVIFile divides by their size while it opens the file.
-/// @param fileName in the system's ANSI code page.
-bool isWaveOfEmptyBlocks(const char* fileName);
+bool isWaveOfEmptyBlocks(const wchar_t* fileName);
 
 }  // namespace quillet

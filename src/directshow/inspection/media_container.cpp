@@ -7,7 +7,6 @@
 
 #include <uuids.h>
 
-#include "directshow/graph/wide_name.h"
 #include "directshow/inspection/stream_count.h"
 #include "platform/guarded.h"
 #include "platform/module.h"
@@ -63,17 +62,16 @@ bool isOf(const Kind& kind, const AM_MEDIA_TYPE& type) {
                                                        : isAmong(type.majortype, kind.majorTypes);
 }
 
-Error countStreams(const char* fileName, bool mayUseGraph, quillet::StreamCount& count) {
-  const quillet::constOLEstring wideName(fileName);
-  if (wideName.get() == nullptr) {
+Error countStreams(const wchar_t* fileName, bool mayUseGraph, quillet::StreamCount& count) {
+  if (fileName == nullptr) {
     return Error::CannotOpenSourceFile;
   }
-  const Error detected = quillet::countWithDetector(wideName.get(), count);
+  const Error detected = quillet::countWithDetector(fileName, count);
   const bool detectorOfUse = detected != Error::NoMediaDetector && detected != Error::CannotOpenSourceFile;
   if (detectorOfUse || !mayUseGraph) {
     return detected;
   }
-  const Error rendered = quillet::countWithGraph(wideName.get(), count);
+  const Error rendered = quillet::countWithGraph(fileName, count);
   // What neither of them can open is more likely no media file than one that lacks a filter.
   return rendered == Error::CannotRenderSourceFile && detected == Error::CannotOpenSourceFile ? detected : rendered;
 }
@@ -88,7 +86,7 @@ bool MediaContainer::isVideo(const AM_MEDIA_TYPE& type) {
   return isOf(video, type);
 }
 
-Error MediaContainer::streamsNumber(const char* fileName, bool mayUseGraph, int* videoStreams, int* audioStreams) {
+Error MediaContainer::streamsNumber(const wchar_t* fileName, bool mayUseGraph, int* videoStreams, int* audioStreams) {
   quillet::StreamCount count;
   const auto error =
       quillet::guardedBy<Error>(NotEnoughMemory, [&] { return countStreams(fileName, mayUseGraph, count); });

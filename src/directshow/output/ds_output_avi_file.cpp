@@ -54,7 +54,7 @@ DSOutputAVIFile::~DSOutputAVIFile() {
   DSOutputAVIFile::close();
 }
 
-DSOutputAVIFile* DSOutputAVIFile::create(const char* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
+DSOutputAVIFile* DSOutputAVIFile::create(const wchar_t* fileName, const VIDEOINFOHEADER* video, bool compressVideo,
                                          const WAVEFORMATEX* audio, bool compressAudio) {
   auto* const file = new (std::nothrow) DSOutputAVIFile;
   if (file != nullptr) {
@@ -67,7 +67,7 @@ DSOutputAVIFile* DSOutputAVIFile::create(const char* fileName, const VIDEOINFOHE
   return file;
 }
 
-int DSOutputAVIFile::createGraph(const char* fileName) {
+int DSOutputAVIFile::createGraph(const wchar_t* fileName) {
   if (!acceptableFormats()) {
     return lastError;
   }

@@ -24,7 +24,7 @@ bool DSOutputAVIFile::Graph::Stream::leadsTo(IBaseFilter* mux) const {
   return receiver != nullptr && quillet::filterOf(receiver.Get()).Get() == mux;
 }
 
-int DSOutputAVIFile::Graph::build(const char* fileName) {
+int DSOutputAVIFile::Graph::build(const wchar_t* fileName) {
   wideName = quillet::constOLEstring(fileName != nullptr ? quillet::fullName(fileName).c_str() : nullptr);
   if (const int error = filters.create()) {
     return error;

@@ -13,10 +13,10 @@
 #include <quillet/ds_output_avi_file.h>
 
 #include "directshow/graph/filter_graph.h"
-#include "directshow/graph/wide_name.h"
 #include "directshow/output/msd_filter.h"
 #include "platform/event.h"
 #include "platform/library_thread.h"
+#include "platform/wide_name.h"
 
 /// What a DirectShow writer owns. The steps that build it are called in the order in which they stand; those that can
 /// fail answer a ds_error code. The members are released from the last one to the first.
@@ -37,7 +37,7 @@ struct DSOutputAVIFile::Graph {
   };
 
   /// Builds the graph up to the file writer, which opens the file.
-  int build(const char* fileName);
+  int build(const wchar_t* fileName);
 
   /// Adds the source of a stream, which stays unconnected.
   int addSource(const Stream& stream, const wchar_t* name);

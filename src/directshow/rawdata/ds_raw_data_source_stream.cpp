@@ -144,7 +144,7 @@ int DSRawDataSourceStream::Reader::countTo(long long target, std::unique_ptr<Tim
   return counter.isRough() || counter.hasCounted() ? ds_error::success : ds_error::dataNotFound;
 }
 
-DSRawDataSourceStream* DSRawDataSourceStream::open(const char* fileName, bool video, int streamIndex,
+DSRawDataSourceStream* DSRawDataSourceStream::open(const wchar_t* fileName, bool video, int streamIndex,
                                                    QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) DSRawDataSourceStream;
   quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, video, streamIndex); });
@@ -158,7 +158,7 @@ DSRawDataSourceStream::~DSRawDataSourceStream() {
   shutDown();  // First: the reader is destroyed after it, and the graph, which is the base class's, at the end.
 }
 
-int DSRawDataSourceStream::openSource(const char* fileName, bool video, int streamIndex) {
+int DSRawDataSourceStream::openSource(const wchar_t* fileName, bool video, int streamIndex) {
   graph.reset(new Graph);
   reader.reset(new Reader);
   CMediaType type;

@@ -98,7 +98,7 @@ struct DSAudioSourceStream::Search {
   }
 };
 
-DSAudioSourceStream* DSAudioSourceStream::open(const char* fileName, int streamNumber,
+DSAudioSourceStream* DSAudioSourceStream::open(const wchar_t* fileName, int streamNumber,
                                                QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) DSAudioSourceStream;
   return quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, streamNumber); });
@@ -108,7 +108,7 @@ DSAudioSourceStream::~DSAudioSourceStream() {
   shutDown();  // First: the search is destroyed after it, and the graph, which is the base class's, at the end.
 }
 
-int DSAudioSourceStream::openSource(const char* fileName, int streamNumber) {
+int DSAudioSourceStream::openSource(const wchar_t* fileName, int streamNumber) {
   graph.reset(new Graph);
   search.reset(new Search);
   quillet::CMediaType type;

@@ -72,7 +72,7 @@ struct DSVideoSourceStream::Search {
   }
 };
 
-DSVideoSourceStream* DSVideoSourceStream::open(const char* fileName, int streamNumber,
+DSVideoSourceStream* DSVideoSourceStream::open(const wchar_t* fileName, int streamNumber,
                                                QuilletNotification* notification) {
   auto* const stream = new (std::nothrow) DSVideoSourceStream;
   return quillet::openNew(stream, notification, [&] { return stream->openSource(fileName, streamNumber); });
@@ -82,7 +82,7 @@ DSVideoSourceStream::~DSVideoSourceStream() {
   shutDown();  // First: the search is destroyed after it, and the graph, which is the base class's, at the end.
 }
 
-int DSVideoSourceStream::openSource(const char* fileName, int streamNumber) {
+int DSVideoSourceStream::openSource(const wchar_t* fileName, int streamNumber) {
   graph.reset(new Graph);
   search.reset(new Search);
   quillet::CMediaType type;

@@ -25,12 +25,9 @@ SourceGraph::~SourceGraph() {
   }
 }
 
-int SourceGraph::build(const char* fileName, const Choice& streamChoice, CMediaType& type) {
+int SourceGraph::build(const wchar_t* fileName, const Choice& streamChoice, CMediaType& type) {
   choice = streamChoice;
   wideName = constOLEstring(fileName);
-  if (fileName != nullptr && wideName.get() == nullptr) {
-    return ds_error::notEnoughMemory;
-  }
   if (wideName.isOfMissingFile()) {
     return ds_error::cannotOpenSourceFile;  // Without a graph, which may keep threads for files that it does not find.
   }

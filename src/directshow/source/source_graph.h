@@ -12,10 +12,10 @@
 #include <quillet/ds_source_stream.h>
 
 #include "directshow/graph/filter_graph.h"
-#include "directshow/graph/wide_name.h"
 #include "directshow/source/graph_runner.h"
 #include "directshow/source/sg_callback.h"
 #include "formats/media_type.h"
+#include "platform/wide_name.h"
 
 namespace quillet {
 
@@ -39,7 +39,7 @@ struct SourceGraph {
 
   /// Builds the graph up to the null renderer.
   /// @param type receives the format in which samples reach the grabber.
-  int build(const char* fileName, const Choice& streamChoice, CMediaType& type);
+  int build(const wchar_t* fileName, const Choice& streamChoice, CMediaType& type);
 
   /// The same for the stream that another graph plays, unseen by graph viewers.
   /// @param other was built; its file name must outlive this graph.
