@@ -16,8 +16,10 @@ enums: {
     DIRECTSHOW: 2,
   },
   Pixels: {
-    BGR24: 24,
-    BGRA32: 32,
+    BGR24: 1,
+    BGRA32: 2,
+    RGB24: 3,
+    RGBA32: 4,
   },
   Rows: {
     TOP_DOWN: 0,
@@ -131,6 +133,7 @@ functions: [
   'int32_t quillet_file_can_start(quillet_file* file)',
   'int32_t quillet_file_start(quillet_file* file)',
   'int32_t quillet_file_write(quillet_file* file, int32_t kind, int64_t number, const void* data, int64_t count, int64_t bytes, int32_t key)',
+  'int32_t quillet_file_write_picture(quillet_file* file, int64_t number, int32_t pixels, int32_t rows, const void* data, int64_t stride, int64_t bytes)',
   'int32_t quillet_file_write_buffered(quillet_file* file, int64_t number, const void* data, int64_t count, int64_t bytes, int32_t key)',
   'int32_t quillet_file_flush(quillet_file* file)',
   'int64_t quillet_file_next_number(quillet_file* file, int32_t kind, int32_t buffered)',

@@ -19,8 +19,10 @@ class Backend(IntEnum):
 
 
 class Pixels(IntEnum):
-    BGR24 = 24
-    BGRA32 = 32
+    BGR24 = 1
+    BGRA32 = 2
+    RGB24 = 3
+    RGBA32 = 4
 
 
 class Rows(IntEnum):
@@ -147,6 +149,7 @@ FUNCTIONS = {
     "file_can_start": (c_int32, [c_void_p]),
     "file_start": (c_int32, [c_void_p]),
     "file_write": (c_int32, [c_void_p, c_int32, c_int64, c_void_p, c_int64, c_int64, c_int32]),
+    "file_write_picture": (c_int32, [c_void_p, c_int64, c_int32, c_int32, c_void_p, c_int64, c_int64]),
     "file_write_buffered": (c_int32, [c_void_p, c_int64, c_void_p, c_int64, c_int64, c_int32]),
     "file_flush": (c_int32, [c_void_p]),
     "file_next_number": (c_int64, [c_void_p, c_int32, c_int32]),
