@@ -17,8 +17,8 @@ using CEngine = std::unique_ptr<quillet_engine, decltype(&quillet_engine_close)>
 
 void* const noWindow = reinterpret_cast<void*>(4);
 
-CStream open(const std::string& name, int kind, int backend, quillet_progress progress = nullptr,
-             void* user = nullptr) {
+CStream openStream(const std::string& name, int kind, int backend, quillet_progress progress = nullptr,
+                   void* user = nullptr) {
   return CStream(quillet_stream_open(name.c_str(), kind, backend, 0, progress, user), quillet_stream_close);
 }
 
@@ -56,7 +56,7 @@ TEST_P(EitherBackend, ReadsVideoAsTheClassesDo) {
   const std::string name = mediaFile("copy.avi");
   const bool directShow = GetParam() == QUILLET_DIRECTSHOW;
   const std::unique_ptr<VideoSourceStream> expected(VideoSourceStream::open(name.c_str(), directShow, 0, nullptr));
-  const CStream video = open(name, QUILLET_VIDEO, GetParam());
+  const CStream video = openStream(name, QUILLET_VIDEO, GetParam());
   ASSERT_TRUE(quillet_is_open(video.get())) << quillet_error_text(video.get());
   EXPECT_EQ(quillet_uses_directshow(video.get()), directShow);
   EXPECT_EQ(quillet_stream_kind(video.get()), QUILLET_VIDEO);
@@ -77,11 +77,11 @@ TEST_P(EitherBackend, ReadsVideoAsTheClassesDo) {
   EXPECT_EQ(time, 1680.0);
   EXPECT_EQ(quillet_stream_sample_at(video.get(), &time), 42);
   for (const int rows : {QUILLET_TOP_DOWN, QUILLET_BOTTOM_UP}) {
-    for (const int pixels : {QUILLET_BGR24, QUILLET_BGRA32}) {
-      const int size = pixels / 8;
+    for (const auto& [pixels, size, red] :
+         {std::tuple(QUILLET_BGR24, 3, 2), {QUILLET_BGRA32, 4, 2}, {QUILLET_RGB24, 3, 0}, {QUILLET_RGBA32, 4, 0}}) {
       const int64_t stride = format.width * size + 5;
       Bytes buffer(stride * format.height, 1);
-      const auto read = [&](int64_t step, std::size_t bytes) {
+      const auto read = [&, pixels = pixels](int64_t step, std::size_t bytes) {
         return quillet_video_read(video.get(), &number, pixels, rows, buffer.data(), step, bytes);
       };
       EXPECT_FALSE(read(stride, buffer.size() - 6) || read(format.width * size - 1, buffer.size()));
@@ -89,13 +89,14 @@ TEST_P(EitherBackend, ReadsVideoAsTheClassesDo) {
       ASSERT_TRUE(read(stride, buffer.size() - 5)) << quillet_error_text(video.get());
       for (int y = 0; y < format.height; ++y) {
         const bool isTurned = (rows == QUILLET_TOP_DOWN) != (format.top_down != 0);
-        const uint8_t* const source = &wanted[(isTurned ? format.height - 1 - y : y) * format.stride];
-        for (int x = 0; x < format.width; ++x) {
-          const uint8_t* const pixel = &buffer[y * stride + x * size];
-          ASSERT_EQ(std::memcmp(pixel, source + x * 3, 3), 0) << x << ", " << y;
-          ASSERT_TRUE(size == 3 || pixel[3] == 255);
+        const uint8_t* source = &wanted[(isTurned ? format.height - 1 - y : y) * format.stride];
+        const uint8_t* pixel = &buffer[y * stride];
+        for (int x = 0; x < format.width; ++x, source += 3, pixel += size) {
+          ASSERT_EQ(std::tuple(pixel[2 - red], pixel[1], pixel[red], pixel[size - 1]),
+                    std::tuple(source[0], source[1], source[2], size == 4 ? 255 : source[red]))
+              << x << ", " << y;
         }
-        ASSERT_TRUE(buffer[y * stride + format.width * size] == 1 || y == format.height - 1) << "beyond the row";
+        ASSERT_TRUE(*pixel == 1 || y == format.height - 1) << "beyond the row";
       }
     }
   }
@@ -113,7 +114,7 @@ TEST_P(EitherBackend, ReadsSoundAsTheClassesDo) {
   const std::string name = mediaFile("copy.avi");
   const bool directShow = GetParam() == QUILLET_DIRECTSHOW;
   const std::unique_ptr<AudioSourceStream> expected(AudioSourceStream::open(name.c_str(), directShow, 0, nullptr));
-  const CStream audio = open(name, QUILLET_AUDIO, GetParam());
+  const CStream audio = openStream(name, QUILLET_AUDIO, GetParam());
   const Bytes wanted = runOf(*expected, 1000, 1999);
   Bytes buffer(wanted.size());
   ASSERT_TRUE(quillet_audio_read(audio.get(), 1000, 1000, buffer.data(), buffer.size()));
@@ -137,7 +138,7 @@ TEST_P(EitherBackend, ReadsRawSamplesAsTheClassesDo) {
   const bool directShow = GetParam() == QUILLET_DIRECTSHOW;
   const std::unique_ptr<RawDataSourceStream> expected(
       RawDataSourceStream::open(name.c_str(), true, directShow, 0, nullptr));
-  const CStream raw = open(name, QUILLET_RAW_VIDEO, GetParam());
+  const CStream raw = openStream(name, QUILLET_RAW_VIDEO, GetParam());
   quillet_raw_sample sample = {};
   sample.number = 5;
   sample.key = 1;
@@ -157,7 +158,7 @@ TEST_P(EitherBackend, ReadsRawSamplesAsTheClassesDo) {
   }
   EXPECT_EQ(quillet_error(raw.get()), directShow ? 0 : QUILLET_ERROR_KIND);
   EXPECT_EQ(quillet_stream_tune(raw.get(), 3, 2, 1), directShow);
-  const CStream sound = open(name, QUILLET_RAW_AUDIO, GetParam());
+  const CStream sound = openStream(name, QUILLET_RAW_AUDIO, GetParam());
   quillet_audio_format format = {};
   ASSERT_TRUE(quillet_stream_audio_format(sound.get(), &format));
   EXPECT_EQ(std::tuple(format.tag, format.sample_rate, format.header_bytes), std::tuple(1, 22050, 18));
@@ -165,9 +166,9 @@ TEST_P(EitherBackend, ReadsRawSamplesAsTheClassesDo) {
 
 TEST(Handles, OfNothingFail) {
   const std::string name = mediaFile("copy.avi");
-  const CStream video = open(name, QUILLET_VIDEO, QUILLET_AUTOMATIC);
+  const CStream video = openStream(name, QUILLET_VIDEO, QUILLET_AUTOMATIC);
   int64_t frame = 0;
-  quillet_stream* const closed = open(name, QUILLET_VIDEO, QUILLET_AUTOMATIC).get();
+  quillet_stream* const closed = openStream(name, QUILLET_VIDEO, QUILLET_AUTOMATIC).get();
   for (auto* const handle : {static_cast<quillet_stream*>(nullptr), closed, reinterpret_cast<quillet_stream*>(&frame),
                              reinterpret_cast<quillet_stream*>(-1)}) {
     EXPECT_EQ(quillet_video_frame(handle, &frame), nullptr);
@@ -202,8 +203,8 @@ TEST(Handles, OfFailedOpeningsTellWhy) {
   const TempFile text(".avi", {'n', 'o', ' ', 'f', 'i', 'l', 'm'});
   for (const int kind : {QUILLET_VIDEO, QUILLET_AUDIO, QUILLET_RAW_VIDEO, QUILLET_RAW_AUDIO}) {
     for (const auto& name : {std::string("missing.avi"), std::string(text.name())}) {
-      EXPECT_TRUE(has(open(name, kind, QUILLET_VIDEO_FOR_WINDOWS).get(), 3, "Could not open the source file"));
-      const CStream stream = open(name, kind, QUILLET_DIRECTSHOW);
+      EXPECT_TRUE(has(openStream(name, kind, QUILLET_VIDEO_FOR_WINDOWS).get(), 3, "Could not open the source file"));
+      const CStream stream = openStream(name, kind, QUILLET_DIRECTSHOW);
       EXPECT_TRUE(has(stream.get(), 4, "Could not open the source file")) << quillet_error(stream.get());
       EXPECT_TRUE(!quillet_is_open(stream.get()) && quillet_error_is_fatal(stream.get()));
     }
@@ -212,7 +213,7 @@ TEST(Handles, OfFailedOpeningsTellWhy) {
                      quillet_stream_close);
   EXPECT_EQ(quillet_error(none.get()), 4);
   for (const auto& [kind, backend] : {std::pair(0, 0), {5, 0}, {1, -1}, {1, 3}}) {
-    const CStream stream = open("missing.avi", kind, backend);
+    const CStream stream = openStream("missing.avi", kind, backend);
     EXPECT_EQ(quillet_error(stream.get()), QUILLET_ERROR_ARGUMENT);
     EXPECT_EQ(quillet_stream_length(stream.get()), -1);
     EXPECT_TRUE(has(stream.get(), 1, "Stream was not successfully opened"));
@@ -228,12 +229,12 @@ TEST(Handles, ComeBackNeverAndEndSomeDay) {
   std::vector<CStream> streams;
   while (streams.empty() || streams.back() != nullptr) {
     ASSERT_LE(streams.size(), 8192U);
-    streams.push_back(open("", 0, 0));
+    streams.push_back(openStream("", 0, 0));
   }
   EXPECT_EQ(streams.size(), 8193U);
   quillet_stream* const old = streams[4711].get();
   streams[4711].reset();
-  const CStream next = open("", 0, 0);
+  const CStream next = openStream("", 0, 0);
   EXPECT_TRUE(next != nullptr && next.get() != old);
   EXPECT_EQ(quillet_error(old), QUILLET_ERROR_HANDLE);
 }
@@ -241,7 +242,7 @@ TEST(Handles, ComeBackNeverAndEndSomeDay) {
 TEST(Handles, LeaveNothingBehind) {
   const std::string name = mediaFile("copy.avi");
   EXPECT_TRUE(leavesNothingBehind([&] {
-    const CStream stream = open(name, QUILLET_RAW_VIDEO, QUILLET_VIDEO_FOR_WINDOWS);
+    const CStream stream = openStream(name, QUILLET_RAW_VIDEO, QUILLET_VIDEO_FOR_WINDOWS);
     quillet_video_format format = {};
     quillet_stream_video_format(stream.get(), &format);
   }));
@@ -277,17 +278,26 @@ TEST_F(Files, AreWrittenInEveryWay) {
     EXPECT_FALSE(quillet_file_write(output, QUILLET_VIDEO, int64_t{1} << 31, picture(0).data(), 1, -1, 1));
     EXPECT_FALSE(quillet_file_write(output, 7, 0, picture(0).data(), 1, -1, 1));
     EXPECT_EQ(quillet_error(output), QUILLET_ERROR_ARGUMENT);
-    ASSERT_TRUE(quillet_file_write(output, QUILLET_VIDEO, 0, picture(0).data(), 1, -1, 1)) << quillet_error(output);
+    Bytes turned;  // The picture as seen: red first, and the top row.
+    for (int y = 3; y >= 0; --y) {
+      for (int x = 0; x < 8; ++x) {
+        const uint8_t* const pixel = &picture(0)[(y * 8 + x) * 3];
+        turned.insert(turned.end(), {pixel[2], pixel[1], pixel[0]});
+      }
+    }
+    EXPECT_FALSE(quillet_file_write_picture(output, 0, QUILLET_RGB24, QUILLET_TOP_DOWN, turned.data(), 24, 95));
+    EXPECT_TRUE(quillet_file_write_picture(output, 0, QUILLET_RGB24, QUILLET_TOP_DOWN, turned.data(), 24, 96));
+    ASSERT_TRUE(quillet_file_write(output, QUILLET_VIDEO, 1, picture(1).data(), 1, -1, 1)) << quillet_error(output);
     ASSERT_TRUE(quillet_file_write(output, QUILLET_AUDIO, 0, countedSamples(0, 100).data(), 100, -1, 1));
     ASSERT_TRUE(quillet_file_write_buffered(output, 100, countedSamples(100, 100).data(), 100, -1, 1));
-    EXPECT_EQ(quillet_file_next_number(output, QUILLET_VIDEO, 0), 1);
+    EXPECT_EQ(quillet_file_next_number(output, QUILLET_VIDEO, 0), 2);
     EXPECT_EQ(quillet_file_next_number(output, QUILLET_AUDIO, 0), 100);
     EXPECT_EQ(quillet_file_next_number(output, QUILLET_AUDIO, 1), 200);
     ASSERT_TRUE(quillet_file_flush(output));
     ASSERT_TRUE(quillet_file_finish(output)) << quillet_error_text(output);
     EXPECT_FALSE(quillet_is_open(output) || quillet_file_finish(output));
     EXPECT_EQ(quillet_error(output), 1);
-    expectPictures(file.name(), 1);
+    expectPictures(file.name(), 2);
     expectCounted(file.name(), 200);
   }
 }
@@ -343,10 +353,10 @@ TEST_F(Files, AreCompressedAndCopied) {
     EXPECT_TRUE(quillet_file_finish(output.get()));
   }
   const TempFile copy(".avi");
-  const CStream source = open(file.name(), QUILLET_RAW_AUDIO, QUILLET_VIDEO_FOR_WINDOWS);
+  const CStream source = openStream(file.name(), QUILLET_RAW_AUDIO, QUILLET_VIDEO_FOR_WINDOWS);
   ASSERT_TRUE(quillet_stream_audio_format(source.get(), &target));
   EXPECT_EQ(target.tag, WAVE_FORMAT_MULAW);
-  const CStream frames = open(file.name(), QUILLET_RAW_VIDEO, QUILLET_VIDEO_FOR_WINDOWS);
+  const CStream frames = openStream(file.name(), QUILLET_RAW_VIDEO, QUILLET_VIDEO_FOR_WINDOWS);
   quillet_video_format codec = {};
   ASSERT_TRUE(quillet_stream_video_format(frames.get(), &codec)) << quillet_error_text(frames.get());
   EXPECT_EQ(codec.compression, compression.codec);
@@ -356,7 +366,7 @@ TEST_F(Files, AreCompressedAndCopied) {
   ASSERT_TRUE(quillet_raw_read(frames.get(), &sample));
   EXPECT_TRUE(quillet_file_write(output.get(), QUILLET_VIDEO, 0, sample.data, 1, sample.bytes, sample.key));
   EXPECT_TRUE(quillet_file_finish(output.get()));
-  const CStream copied = open(copy.name(), QUILLET_RAW_VIDEO, QUILLET_VIDEO_FOR_WINDOWS);
+  const CStream copied = openStream(copy.name(), QUILLET_RAW_VIDEO, QUILLET_VIDEO_FOR_WINDOWS);
   quillet_raw_sample again = {};
   ASSERT_TRUE(quillet_raw_read(copied.get(), &again));
   EXPECT_EQ(again.bytes, sample.bytes);
@@ -376,7 +386,7 @@ TEST(Progress, IsToldAndStops) {
 
   const quillet_progress progress = [](void* user, int32_t) -> int32_t { return ++*static_cast<int*>(user) == 100; };
 
-  const CStream stopped = open(file.name(), QUILLET_VIDEO, QUILLET_DIRECTSHOW, progress, &told);
+  const CStream stopped = openStream(file.name(), QUILLET_VIDEO, QUILLET_DIRECTSHOW, progress, &told);
   EXPECT_TRUE(has(stopped.get(), 74, "Operation stopped by the progress notification"));
   EXPECT_EQ(told, 100);
   EXPECT_FALSE(quillet_is_open(stopped.get()));
@@ -400,13 +410,13 @@ TEST(Progress, IsToldAndStops) {
 TEST(Threads, AreSetUpAndVersionIsTold) {
   // A thread of its own, which nobody has set up.
   const auto work = [](void*) -> DWORD {
-    const CStream video = open(mediaFile("copy.avi"), QUILLET_VIDEO, QUILLET_DIRECTSHOW);
+    const CStream video = openStream(mediaFile("copy.avi"), QUILLET_VIDEO, QUILLET_DIRECTSHOW);
     int videos = 0;
     int audios = 0;
     return quillet_is_open(video.get()) &&
            quillet_count_streams(mediaFile("copy.avi").c_str(), 1, &videos, &audios) == 0 && videos == 1 && audios == 1;
   };
-  const KernelHandle thread(CreateThread(nullptr, 0, work, nullptr, 0, nullptr));
+  const quillet::KernelHandle thread(CreateThread(nullptr, 0, work, nullptr, 0, nullptr));
   ASSERT_EQ(WaitForSingleObject(thread.get(), 20000), WAIT_OBJECT_0);
   DWORD hasWorked = 0;
   EXPECT_TRUE(GetExitCodeThread(thread.get(), &hasWorked) && hasWorked);

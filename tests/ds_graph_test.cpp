@@ -223,6 +223,62 @@ TEST(Aborts, InAStormGiveNoFalsePicture) {
   EXPECT_GE(found, enough);
 }
 
+TEST(Stopping, EndsAnOpeningAtOnce) {
+  const KernelHandle never = manualEvent();
+  ScriptedStream frames = video(9);
+  withoutFrameTime(frames);
+  ScriptedStream blocks = scriptedAudio(mono, 9, 80);
+  reinterpret_cast<WAVEFORMATEX*>(blocks.type.pbFormat)->wFormatTag = WAVE_FORMAT_MULAW;
+  for (const int step : {5, 10}) {  // While the stream is played, which then goes on for long; and behind that.
+    frames.samples[5].waitFor = blocks.samples[5].waitFor = step == 5 ? never.get() : nullptr;
+    const auto expectStopped = [&](const ScriptedStream& played, const auto& open) {
+      const auto script = scriptOf(played);
+      const ScriptedFile file(script);
+      Stopping sink(step);
+      expectRefused(*std::unique_ptr<SourceStream>(open(file.name(), &sink)), ds_error::stoppedByNotification);
+      EXPECT_LT(GetTickCount64() - sink.stopped, 200U) << "the stream was opened and deleted";
+      EXPECT_EQ(script->filters, 0);
+    };
+    expectStopped(frames, [](auto name, auto sink) { return DSVideoSourceStream::open(name, 0, sink); });
+    expectStopped(frames, [](auto name, auto sink) { return DSRawDataSourceStream::open(name, true, 0, sink); });
+    expectStopped(blocks, [](auto name, auto sink) { return DSRawDataSourceStream::open(name, false, 0, sink); });
+  }
+}
+
+/// Stops searches in a stream whose seeks land late.
+/// @param read gives what there is at the time of a frame, or null.
+void expectStops(const auto& stream, const auto& read) {
+  const auto isRight = [&](long number) {
+    const ScriptedStream& played = stream.script->streams[0];
+    const std::size_t sample = played.sampleAt(number * frameTime);
+    const Bytes expected = scriptedPayload(sample, played.samples[sample].size);
+    const BYTE* const data = read(*stream, number);
+    return data != nullptr && std::equal(expected.begin(), expected.end(), data);
+  };
+  for (const int step : {1, 2}) {
+    EXPECT_TRUE(isRight(30) && isRight(31));
+    Stopping sink(step);
+    stream->notify(&sink);
+    EXPECT_TRUE(failed(read(*stream, 20), *stream, ds_error::stoppedByNotification));
+    stream->notify(nullptr);
+    EXPECT_TRUE(isRight(32) && isRight(20) && stream->lastError == 0);
+  }
+}
+
+TEST(Stopping, OfASearchLeavesTheNextReadAlone) {
+  ScriptedStream blocks = scriptedAudio(mono, 40, 250);
+  ScriptedStream frames = video(40);
+  blocks.seek = frames.seek = landLater(4);
+  expectStops(PlayedAudio(blocks), [](auto& stream, long at) { return stream.getSamples(at * 250, at * 250 + 249); });
+  expectStops(Played<DSRawDataSourceStream>(frames, true), [](auto& stream, long at) {
+    long samples = 0, bytes = 0;
+    bool key = false;
+    return stream.getData(at, samples, bytes, key);
+  });
+  frames.samples.erase(frames.samples.begin() + 31);  // For two frames to be kept at the gap.
+  expectStops(PlayedVideo(frames), [](auto& stream, long at) { return stream.getFrameBits(at); });
+}
+
 TEST(Viewers, CannotKeepAReaderWaiting) {
   const KernelHandle reached = manualEvent();
   const KernelHandle never = manualEvent();

@@ -35,8 +35,7 @@ TEST(Messages, EveryCodeHasItsText) {
     int count;
     const char *first, *last;
   } blocks[] = {
-      {messageOf(*directShow), 74, "Success",
-       "Could not change the interleaving period (output pin reconnection error)"},
+      {messageOf(*directShow), 75, "Success", "Operation stopped by the progress notification"},
       {messageOf(*videoForWindows), 41, "Success", "Audio compression buffer overflow"},
       {messageOf(*directShow, 200), 9, "No video stream", "Audio buffer overflow"},
       {messageOf(*videoForWindows, 200), 9, "No video stream", "Audio buffer overflow"},

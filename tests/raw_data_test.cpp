@@ -592,6 +592,10 @@ TEST(Opening, GoesOnToDirectShowWhenNothingCanBeRead) {
       }
     }
   }
+  const WithoutDecodingSplitter compressed;
+  Stopping sink(1);
+  const Raw stopped(RawDataSourceStream::open(mediaFile("compressed.avi").c_str(), false, 0, &sink));
+  EXPECT_EQ(stopped->lastError, ds_error::stoppedByNotification) << "the stream that cannot be read has come instead";
 }
 
 TEST(Conversions, AreTheCountedOnesInAnyOrder) {

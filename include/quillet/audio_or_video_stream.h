@@ -21,7 +21,7 @@ class QUILLET_API AudioOrVideoStream {
   AudioOrVideoStream(const AudioOrVideoStream&) = delete;
   AudioOrVideoStream& operator=(const AudioOrVideoStream&) = delete;
 
-  /// @return the highest code that the backend itself defines: 73 for DirectShow, 40 for Video for Windows.
+  /// @return the highest code that the backend itself defines: 74 for DirectShow, 40 for Video for Windows.
   virtual int maxLocalErrorCode() = 0;
 
   /// @return the id of the string resource that holds the message of code 0: 100 for DirectShow, 500 for Video for

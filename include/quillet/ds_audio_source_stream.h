@@ -45,8 +45,8 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   /// from farther back has both sides of the gap in their places.
   ///
   /// @return samples `first` to `last`, valid until the next call on this stream; NULL with code 1,
-  ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound, dataNotFound or a code of the
-  ///     graph.
+  ///     ds_error::parameterOutOfRange, notEnoughMemory, noFrameFound, dataNotFound, stoppedByNotification or
+  ///     a code of the graph.
   unsigned char* getSamples(long first, long last) override;
 
   /// Tunes the search for samples. Leaves #lastError alone, but for code 1 when the stream is not open.

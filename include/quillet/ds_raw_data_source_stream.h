@@ -37,7 +37,8 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   /// @param notification progress sink, told of phases 0 and 1 while the stream is played through and of phase 2 in
   ///     backward searches; may be NULL.
   /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise says which step
-  ///     failed (ds_error). It is open, too, with the codes of _firstKeySample(). NULL when no object could be made.
+  ///     failed, or that the sink has stopped it (ds_error). It is open, too, with the codes of _firstKeySample(). NULL
+  ///     when no object could be made.
   static DSRawDataSourceStream* open(const char* fileName, bool video, int streamIndex,
                                      QuilletNotification* notification);
 
@@ -76,7 +77,7 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   ///     returned is one.
   /// @return the data, valid until the next call on this stream, also with the warning ds_error::sampleBeyondData: the
   ///     stream ends before `sample`, and its last sample is returned. NULL with code 1, ds_error::parameterOutOfRange,
-  ///     dataNotFound, noPrecedingKeySample, notEnoughMemory or a code of the graph.
+  ///     dataNotFound, noPrecedingKeySample, notEnoughMemory, stoppedByNotification or a code of the graph.
   unsigned char* getData(long& sample, long& samples, long& bytes, bool& key) override;
 
   /// Reads the sample that is stored behind the one that this operation has read last: so each of them once, in stored

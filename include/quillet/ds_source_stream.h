@@ -16,6 +16,9 @@
 /// stream has more. Reads do not wait for a clock, neither for audio nor for video, unless the graph refuses to go
 /// without one.
 ///
+/// The progress sink can stop a read that goes back in search of a sample: ds_error::stoppedByNotification. That counts
+/// as fatal, but the stream is as usable as before.
+///
 /// Graph viewers find the graph. One that somebody has paused is run on by the next read, in half a second; when somebody
 /// has stopped it the read fails with ds_error::cannotRunGraph. The reads after a failure seek.
 class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual SourceStream {
@@ -49,8 +52,9 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   /// Plays the whole stream once, for its samples to be counted, then rewinds it. Reports phase 0 for each sample and
   /// phase 1 at the end.
   /// @param flag handed to the callback that counts.
-  /// @return whether the stream was played to its end and rewound.
-  bool parseStream(bool flag);
+  /// @param failure the code of a stream that could not be played to its end or rewound.
+  /// @return 0, `failure` or ds_error::stoppedByNotification.
+  int parseStream(bool flag, int failure);
 
   /// Takes the code of something that the graph was to do, unless that is 0.
   /// @return whether #lastError is 0.

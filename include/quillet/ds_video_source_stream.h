@@ -25,7 +25,7 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   /// @param notification progress sink, told of phases 0 and 1 while the stream is played through and of phase 2 in
   ///     backward searches; may be NULL.
   /// @return the stream, to be deleted by the caller; #lastError is 0 when it is open, otherwise says which step
-  ///     failed (ds_error). NULL when no object could be made.
+  ///     failed, or that the sink has stopped it (ds_error). NULL when no object could be made.
   static DSVideoSourceStream* open(const char* fileName, int streamNumber, QuilletNotification* notification);
 
   /// The form above with a name in UTF-16.
@@ -38,8 +38,9 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   /// it is does not depend on what was read before, unless the stream has two within half a frame of one number's time:
   /// then reading on finds the first of them, a seek the second.
   /// @param frame frame number, from 0 to duration() - 1.
-  /// @return its number; -1 with code 1, ds_error::parameterOutOfRange, noFrameFound, dataNotFound or a code of the graph
-  ///     (cannotCreateThread, cannotRunGraph, cannotStopGraph, getStateFailed, unseekableMedia).
+  /// @return its number; -1 with code 1, ds_error::parameterOutOfRange, noFrameFound, dataNotFound,
+  ///     stoppedByNotification or a code of the graph (cannotCreateThread, cannotRunGraph, cannotStopGraph,
+  ///     getStateFailed, unseekableMedia).
   long findFrame(long frame) override;
 
   /// @param frame frame number; receives the number of the frame found, -1 when none was.

@@ -95,6 +95,8 @@ enum Code : int {
       71,  ///< "No sample found at the given date, returning the closest one at a later date" (not fatal)
   cannotStoreVideoInfo = 72,  ///< "Could not store the stream's format into a VIDEOINFOHEADER structure" (not fatal)
   cannotChangeInterleavingPeriod = 73,  ///< "Could not change the interleaving period (output pin reconnection error)"
+  stoppedByNotification =
+      74,  ///< "Operation stopped by the progress notification" (a stream that was open stays usable)
 };
 }  // namespace ds_error
 

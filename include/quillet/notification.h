@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// Progress of long operations.
+/// Progress of long operations, and how to stop them.
 
 #include <quillet/export.h>
 
@@ -18,4 +18,13 @@ class QUILLET_API QuilletNotification {
   ///     a sample, 3 any other long step.
   /// @return not used by the library.
   virtual int progress(int phase) = 0;
+
+  /// Asked at each step, after progress() and on the same thread; it must neither call back into the stream nor throw.
+  ///
+  /// An open that was stopped leaves no open stream. A stream that was open stays usable, although the code counts as
+  /// fatal: the next request works as if the stopped one had not been made. What tells of no steps cannot be stopped.
+  ///
+  /// @return true: the operation ends as soon as the backend lets it, with ds_error::stoppedByNotification. False
+  ///     unless overridden.
+  virtual bool stopRequested();
 };

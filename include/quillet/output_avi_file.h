@@ -174,7 +174,10 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   /// object is open and has it.
   bool requireStream(bool isVideo);
 
-  /// The same for setting a compressor: also output_error::directCopyRequired and compressorAlreadySet.
+  /// The same, and clears the code when it does not set one.
+  bool beginOnStream(bool isVideo);
+
+  /// The same as requireStream() for setting a compressor: also output_error::directCopyRequired and compressorAlreadySet.
   /// @param isVideo the stream.
   /// @param isSet whether it has its compressor.
   bool requireUnsetCompressor(bool isVideo, bool isSet);

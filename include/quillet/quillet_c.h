@@ -86,7 +86,7 @@ enum quillet_dialog {
   QUILLET_DIALOG_CAPTIONED = 32      ///< It has a caption with the title, a system menu and a minimise box.
 };
 
-/// Codes of the interface's own. None makes the object unusable.
+/// Codes of the interface's own. None makes an object unusable that was open.
 enum quillet_own_error {
   QUILLET_ERROR_HANDLE = -1,    ///< The handle is NULL, closed, or was never one.
   QUILLET_ERROR_KIND = -2,      ///< The object is of another kind, or of a backend that has no such operation.
@@ -196,8 +196,8 @@ QUILLET_API int32_t quillet_error(const void* handle);
 /// @return the text of that code, valid until the next call on the handle; never NULL.
 QUILLET_API const char* quillet_error_text(const void* handle);
 
-/// @return whether that code leaves the object unusable; so does QUILLET_ERROR_HANDLE. Raw streams without a key sample can
-///     be read though it does: see quillet_is_open().
+/// @return whether that code leaves the object unusable, or there is none. Raw streams without a key sample can be read
+///     though it does: see quillet_is_open().
 QUILLET_API int32_t quillet_error_is_fatal(const void* handle);
 
 /// @return whether the object was opened and can be used; for files, until quillet_file_finish().

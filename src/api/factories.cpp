@@ -8,6 +8,7 @@
 #include <quillet/ds_output_avi_file.h>
 #include <quillet/ds_raw_data_source_stream.h>
 #include <quillet/ds_video_source_stream.h>
+#include <quillet/error_codes.h>
 #include <quillet/output_avi_file.h>
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/vfw_audio_source_stream.h>
@@ -50,7 +51,8 @@ bool isOpen(SourceStream& stream) {
 }
 
 /// Opens with Video for Windows and, when that has not given a usable stream, with DirectShow, whose result stands as
-/// it is. A warning leaves a usable stream; one that cannot be read is only better than none.
+/// it is. A warning leaves a usable stream; one that cannot be read is only better than none, unless the client's sink
+/// has stopped the search for another.
 /// @param openWith opens the stream; its argument tells whether DirectShow is to do it.
 template <class Stream, class OpenWith>
 Stream* openWithEither(OpenWith openWith) {
@@ -66,7 +68,9 @@ Stream* openWithEither(OpenWith openWith) {
     return first.release();
   }
   std::unique_ptr<Stream> second(openWith(true));
-  return (second != nullptr && isOpen(*second) ? second : first).release();
+  const bool stands =
+      second != nullptr && (second->lastError == quillet::ds_error::stoppedByNotification || isOpen(*second));
+  return (stands ? second : first).release();
 }
 
 }  // namespace

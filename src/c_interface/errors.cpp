@@ -53,11 +53,11 @@ const char* quillet_error_text(const void* handle) {
 }
 
 int32_t quillet_error_is_fatal(const void* handle) {
-  AudioOrVideoStream* const setter = setterOf(findHandle(handle));
-  if (setter != nullptr) {
+  const HandledObject* const object = findHandle(handle);
+  if (AudioOrVideoStream* const setter = setterOf(object)) {
     return setter->lastErrorIsFatal() ? 1 : 0;
   }
-  return quillet_error(handle) == QUILLET_ERROR_HANDLE ? 1 : 0;
+  return object == nullptr || object->holder() == nullptr ? 1 : 0;
 }
 
 int32_t quillet_is_open(const void* handle) {

@@ -33,7 +33,7 @@ class CallbackNotification : public QuilletNotification {
     isStopped = callback != nullptr && callback(user, phase) != 0;
     return 0;
   }
-  bool stopRequested() { return isStopped; }
+  bool stopRequested() override { return isStopped; }
 
   quillet_progress callback;
   void* user;

@@ -1,3 +1,7 @@
 #include <quillet/notification.h>
 
 QuilletNotification::~QuilletNotification() = default;
+
+bool QuilletNotification::stopRequested() {
+  return false;
+}

@@ -67,41 +67,28 @@ const WAVEFORMATEX* OutputAVIFile::audioFormat() {
 }
 
 bool OutputAVIFile::compressedVideo() {
-  if (requireStream(true)) {
-    lastError = common_error::success;
-  }
+  beginOnStream(true);
   return compressVideo;
 }
 
 bool OutputAVIFile::compressedAudio() {
-  if (requireStream(false)) {
-    lastError = common_error::success;
-  }
+  beginOnStream(false);
   return compressAudio;
 }
 
 long OutputAVIFile::nextFrame_number() {
   // Kept for clients (see CONTRIBUTING.md): the audio stream is what is asked for.
-  if (!requireStream(false)) {
-    return -1;
-  }
-  lastError = common_error::success;
-  return nextFrame;
+  return beginOnStream(false) ? nextFrame : -1;
 }
 
 long OutputAVIFile::nextSample_number() {
-  if (!requireStream(false)) {
-    return -1;
-  }
-  lastError = common_error::success;
-  return nextSample;
+  return beginOnStream(false) ? nextSample : -1;
 }
 
 long OutputAVIFile::nextSample_number_inBuffer() {
-  if (!requireStream(false)) {
+  if (!beginOnStream(false)) {
     return -1;
   }
-  lastError = common_error::success;
   return buffer ? buffer->last + 1 : 0;
 }
 
@@ -184,6 +171,14 @@ bool OutputAVIFile::requireStream(bool isVideo) {
     return false;
   }
   return true;
+}
+
+bool OutputAVIFile::beginOnStream(bool isVideo) {
+  const bool isThere = requireStream(isVideo);
+  if (isThere) {
+    lastError = common_error::success;
+  }
+  return isThere;
 }
 
 bool OutputAVIFile::requireUnsetCompressor(bool isVideo, bool isSet) {

@@ -7,7 +7,7 @@
 namespace ds_error = quillet::ds_error;
 
 int DSAudioOrVideoStream::maxLocalErrorCode() {
-  return ds_error::cannotChangeInterleavingPeriod;
+  return ds_error::stoppedByNotification;
 }
 
 int DSAudioOrVideoStream::errorMessages_resourceBase() {

@@ -33,6 +33,25 @@ class Phases : public QuilletNotification {
   std::vector<int> counts = std::vector<int>(4);
 };
 
+/// Asks for a stop at its `last`-th step. Expects to be asked at each, where it was told of it, and at none after that.
+class Stopping : public QuilletNotification {
+ public:
+  explicit Stopping(int last) : stepsLeft(last) {}
+  int progress(int) override {
+    EXPECT_EQ(std::exchange(teller, GetCurrentThreadId()), 0U);
+    return --stepsLeft;
+  }
+  bool stopRequested() override {
+    EXPECT_EQ(std::exchange(teller, 0), GetCurrentThreadId());
+    EXPECT_GE(stepsLeft, 0);
+    stopped = GetTickCount64();
+    return stepsLeft <= 0;
+  }
+  int stepsLeft;
+  DWORD teller = 0;
+  ULONGLONG stopped = 0;  ///< When it was asked last.
+};
+
 /// What has to come of a request: that it succeeds without a seek, unless said.
 template <class Step>
 struct Expectation {

@@ -194,10 +194,8 @@ bool DSOutputAVIFile::close() {
 }
 
 bool DSOutputAVIFile::writeFrame(long frame, unsigned char* data, long count, long bytes, bool key) {
-  if (!requireRunning(true)) {
-    return false;
-  }
-  if (!quillet::admit(*this, frame, data, count, bytes, quillet::uncompressedFrameSize(video->bmiHeader))) {
+  if (!requireRunning(true) ||
+      !quillet::admit(*this, frame, data, count, bytes, quillet::uncompressedFrameSize(video->bmiHeader))) {
     return false;
   }
   const REFERENCE_TIME start = frame * video->AvgTimePerFrame;
@@ -213,10 +211,8 @@ bool DSOutputAVIFile::writeFrame(long frame, unsigned char* data, long count, lo
 }
 
 bool DSOutputAVIFile::writeSample(long sample, unsigned char* data, long count, long bytes, bool key) {
-  if (!requireRunning(false)) {
-    return false;
-  }
-  if (!quillet::admit(*this, sample, data, count, bytes, quillet::bitsPerSample(*audio), quillet::bitsPerByte)) {
+  if (!requireRunning(false) ||
+      !quillet::admit(*this, sample, data, count, bytes, quillet::bitsPerSample(*audio), quillet::bitsPerByte)) {
     return false;
   }
   const auto timeOf = [this](long long number) { return number * quillet::unitsPerSecond / audio->nSamplesPerSec; };

@@ -16,6 +16,7 @@
 #include "core/time_units.h"
 #include "directshow/rawdata/data_sg_callback.h"
 #include "directshow/rawdata/time_graph.h"
+#include "directshow/source/progress_step.h"
 #include "directshow/source/source_graph.h"
 #include "formats/media_type.h"
 #include "formats/usable_formats.h"
@@ -202,7 +203,10 @@ int DSRawDataSourceStream::measureAudio(const AM_MEDIA_TYPE& type) {
     length = roundedHalfUp<long>(static_cast<double>(graph->duration) / unitsPerSecond * format.nSamplesPerSec);
     return ds_error::success;
   }
-  if (!parseStream(true) || reader->callback->parsedEnd() < 1) {
+  if (const int error = parseStream(true, ds_error::undeterminedSamplesNumber)) {
+    return error;
+  }
+  if (reader->callback->parsedEnd() < 1) {
     return ds_error::undeterminedSamplesNumber;
   }
   length = toLong(reader->callback->parsedEnd());
@@ -225,7 +229,10 @@ int DSRawDataSourceStream::measureVideo(const AM_MEDIA_TYPE& type) {
     length = toLong(roundedQuotient(graph->duration, frameTime));
   } else {
     const DataSGCallback& callback = *reader->callback;
-    if (!parseStream(false) || callback.sampleCount < 2 || callback.lastTime <= 0.0) {
+    if (const int error = parseStream(false, ds_error::cannotRetrieveFrameRate)) {
+      return error;
+    }
+    if (callback.sampleCount < 2 || callback.lastTime <= 0.0) {
       return ds_error::cannotRetrieveFrameRate;
     }
     length = callback.sampleCount;
@@ -394,8 +401,8 @@ const quillet::KeptSample* DSRawDataSourceStream::Reader::search(DSRawDataSource
     position = std::max(position - step, 0LL);
     step = nextStep(step);
     seeking = true;
-    if (stream.notification != nullptr) {
-      stream.notification->progress(2);
+    if (!stream.settle(quillet::reportStep(stream.notification, 2))) {
+      return nullptr;
     }
   }
 }

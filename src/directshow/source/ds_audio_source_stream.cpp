@@ -16,6 +16,7 @@
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
 #include "directshow/source/audio_sg_callback.h"
+#include "directshow/source/progress_step.h"
 #include "directshow/source/source_graph.h"
 #include "formats/media_type.h"
 #include "formats/silence.h"
@@ -269,12 +270,9 @@ bool DSAudioSourceStream::fetchRun() {
   }
   // Ends at the start of the stream at the latest: every step goes back.
   while ((position != 0 || !hasSought) && callback.late && !callback.before) {
-    if (notification != nullptr) {
-      notification->progress(2);
-    }
     position = std::max(position - stepBackUnits(), 0LL);
     hasSought = true;
-    if (!seekBlocks(position) || !runToBlock()) {
+    if (!settle(quillet::reportStep(notification, 2)) || !seekBlocks(position) || !runToBlock()) {
       return false;
     }
   }

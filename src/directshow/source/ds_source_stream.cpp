@@ -7,6 +7,7 @@
 #include "core/operation.h"
 #include "core/owned.h"
 #include "core/time_units.h"
+#include "directshow/source/progress_step.h"
 #include "directshow/source/source_graph.h"
 
 namespace ds_error = quillet::ds_error;
@@ -49,12 +50,15 @@ bool DSSourceStream::seek(long long position, bool toKeyFrame) {
   return settle(graph->runner.seek(position, toKeyFrame));
 }
 
-bool DSSourceStream::parseStream(bool flag) {
+int DSSourceStream::parseStream(bool flag, int failure) {
   graph->callback->beginParse(flag, notification);
-  const bool isWhole = graph->runner.playToEnd() == ds_error::success;
+  const int error = graph->runner.playToEnd();
   graph->callback->endParse();
-  if (notification != nullptr) {
-    notification->progress(1);
+  if (error == ds_error::stoppedByNotification) {
+    return error;
   }
-  return isWhole;
+  if (const int stopped = quillet::reportStep(notification, 1)) {
+    return stopped;
+  }
+  return error == ds_error::success ? error : failure;
 }

@@ -13,6 +13,7 @@
 #include "core/owned.h"
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
+#include "directshow/source/progress_step.h"
 #include "directshow/source/source_graph.h"
 #include "directshow/source/video_sg_callback.h"
 #include "formats/format_sizes.h"
@@ -131,8 +132,8 @@ int DSVideoSourceStream::openSource(const wchar_t* fileName, int streamNumber) {
 
 /// Finds the frame rate and the length of a stream that tells no frame time, by counting its frames.
 int DSVideoSourceStream::parseFrameRate() {
-  if (!parseStream(false)) {
-    return ds_error::cannotRetrieveFrameRate;
+  if (const int error = parseStream(false, ds_error::cannotRetrieveFrameRate)) {
+    return error;
   }
   const int count = search->callback->sampleCount;
   const double lastTime = search->callback->lastTime;
@@ -235,11 +236,8 @@ void DSVideoSourceStream::searchBackward(long long position) {
   long long step = std::max(truncated<long long>(search->backtrackStep / rate * unitsPerSecond), 1LL);
   // Ends: every step goes back, and none from the start.
   while (!search->callback->found && position != 0) {
-    if (notification != nullptr) {
-      notification->progress(2);
-    }
     position = std::max(position - step, 0LL);
-    if (!seek(position, false) || !run()) {
+    if (!settle(quillet::reportStep(notification, 2)) || !seek(position, false) || !run()) {
       return;
     }
     step = step <= farthest / search->growthRatio ? step * search->growthRatio : farthest;

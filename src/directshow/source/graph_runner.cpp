@@ -127,7 +127,10 @@ int GraphRunner::stopGraph() {
 
 int GraphRunner::playToEnd() {
   graph.playWholeStream();
-  const int error = run();
+  int error = run();
+  if (error == ds_error::success && isHolding()) {
+    error = ds_error::stoppedByNotification;  // A callback that counts holds for nothing else.
+  }
   const int rewound = rewind();
   return error != ds_error::success ? error : rewound;
 }

@@ -45,7 +45,8 @@ class GraphRunner {
   /// failure.
   int run();
 
-  /// Runs the graph through its whole stream, with a callback that holds nothing, and rewinds it.
+  /// Runs the graph through its whole stream, with a callback that counts, and rewinds it.
+  /// @return ds_error::stoppedByNotification when the callback has held a sample to end that.
   int playToEnd();
 
   /// Stops the graph.

@@ -1,5 +1,7 @@
 #include "directshow/source/sg_callback.h"
 
+#include "directshow/source/progress_step.h"
+
 namespace quillet {
 
 HRESULT SGCallback::QueryInterface(REFIID riid, void** object) {
@@ -34,12 +36,15 @@ void SGCallback::endParse() {
 }
 
 void SGCallback::countSample(double time) {
+  if (stop) {
+    return;
+  }
   if (time > lastTime) {
     ++sampleCount;
   }
   lastTime = time;
-  if (notification != nullptr) {
-    notification->progress(0);
+  if (reportStep(notification, 0) != ds_error::success) {
+    hold();
   }
 }
 

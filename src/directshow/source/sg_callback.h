@@ -43,7 +43,7 @@ class SGCallback : public ISampleGrabberCB {
 
   /// Makes the callback count samples instead of looking for one.
   /// @param flag what the counting is for; only the subclass knows what that means.
-  /// @param sink told of phase 0 at each sample; may be null.
+  /// @param sink told of phase 0 at each sample; the one at which it asks for a stop is held. May be null.
   void beginParse(bool flag, QuilletNotification* sink);
 
   /// Ends the counting; from now on every sample is ignored.
