@@ -74,8 +74,8 @@ def python(header):
             return "c_void_p"
         return "None" if c_type == "void" else sys.exit(f"declare.py: what is {c_type}?")
 
-    lines = [f'"""{NOTE}"""', "", "from ctypes import (CFUNCTYPE, POINTER, Structure, c_char_p, c_double, c_int32, c_int64, "
-             "c_uint32,", "                    c_void_p)", "from enum import IntEnum"]
+    lines = [f'"""{NOTE}"""', "", "from ctypes import CFUNCTYPE, POINTER, Structure",
+             "from ctypes import c_char_p, c_double, c_int32, c_int64, c_uint32, c_void_p", "from enum import IntEnum"]
     for name, members in header.enums.items():
         lines += ["", "", f"class {class_name(name)}(IntEnum):", *(f"    {one} = {value}" for one, value in members)]
     lines.append("")
@@ -100,7 +100,8 @@ def node(header):
     def prototype(name, result, body):
         return f"  '{result} {name}({', '.join(argument(*one) for one in body)})',"
 
-    lines = [f"// {NOTE}", "'use strict';", "", "// In the words of C, which koffi reads.", "module.exports = {", "enums: {"]
+    lines = [f"// {NOTE}", "'use strict';", "", "// In the words of C, which koffi reads.", "module.exports = {",
+             "enums: {"]
     for name, members in header.enums.items():
         lines += [f"  {class_name(name)}: {{", *(f"    {one}: {value}," for one, value in members), "  },"]
     lines += ["},", f"handles: {header.handles!r},", "callbacks: ["]

@@ -22,7 +22,7 @@ declarations.handles.forEach((name) => koffi.opaque(name));
 const Progress = koffi.pointer(koffi.proto(declarations.callbacks[0]));
 Object.entries(declarations.structs).forEach(([name, members]) => koffi.struct(name, members));
 
-// The functions of the DLL, without their prefix: of the file that QUILLET_DLL names, or the one beside this package, or
+// The functions of the DLL, without their prefix. It is the file that QUILLET_DLL names, the one beside this package, or
 // the one that Windows finds.
 const beside = path.join(__dirname, 'quillet.dll');
 const dll = koffi.load(process.env.QUILLET_DLL || (fs.existsSync(beside) ? beside : 'quillet.dll'));
@@ -332,8 +332,8 @@ class RawSource extends Source {
   }
 
   /**
-   * The sample that covers a number, or with `key` the key sample at or before it: number and count of the samples that it
-   * covers, data, key, and time, which is null when it carries none.
+   * The sample that covers a number, or with `key` the key sample at or before it: number and count of what it covers,
+   * data, key, and time, which is null when it carries none.
    */
   read(number, { key = false } = {}) {
     return this.#sample('raw_read', { number, key: key ? 1 : 0 });
@@ -341,11 +341,11 @@ class RawSource extends Source {
 
   /** Each sample once, in stored order. Each iteration begins anew; read() in between would make it begin again. */
   * [Symbol.iterator]() {
-    const firstKey = library.raw_first_key(this._handle); // Goes back to the start.
-    yield* this.usesDirectShow ? this.#inOrder() : this.#byNumber(Math.max(firstKey, 0));
+    yield* this.usesDirectShow ? this.#inOrder() : this.#byNumber();
   }
 
   * #inOrder() {
+    library.raw_read(this._handle, blank('quillet_raw_sample')); // Goes back to the start.
     for (;;) {
       let sample;
       try {
@@ -360,8 +360,9 @@ class RawSource extends Source {
     }
   }
 
-  * #byNumber(first) {
-    for (let number = first, { length } = this; number < length;) {
+  * #byNumber() {
+    const first = library.raw_first_key(this._handle); // What lies before cannot be read.
+    for (let number = Math.max(first, 0), { length } = this; number < length;) {
       const sample = this.read(number);
       yield sample;
       number = Math.max(number, sample.number + sample.count - 1) + 1;
@@ -410,7 +411,7 @@ class Writer extends Handled {
     return writer._own(library.file_open(name, backend, video, Number(compressVideo), audio, Number(compressAudio)));
   }
 
-  /** Sets the compressor of 'video' (codec: a FOURCC) or 'audio' (format: to which it is converted), over Video for Windows. */
+  /** Sets the compressor of 'video' (codec: a FOURCC) or 'audio' (format: its target), over Video for Windows. */
   compress(kind, { codec = '\0\0\0\0', keyEvery = 0, quality = -1, format = null } = {}) {
     this._call('file_compress', chosen(KINDS, kind),
       { codec: Buffer.from(codec).readUInt32LE(), key_every: keyEvery, quality, audio: format });

@@ -1,7 +1,7 @@
 """Written by bindings/declare.py from quillet_c.h: change that, not this."""
 
-from ctypes import (CFUNCTYPE, POINTER, Structure, c_char_p, c_double, c_int32, c_int64, c_uint32,
-                    c_void_p)
+from ctypes import CFUNCTYPE, POINTER, Structure
+from ctypes import c_char_p, c_double, c_int32, c_int64, c_uint32, c_void_p
 from enum import IntEnum
 
 

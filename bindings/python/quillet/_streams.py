@@ -18,7 +18,7 @@ BEYOND_DATA = 12  # DirectShow's code at the end of a stream.
 
 
 def _array(data, code, shape):
-    """An array over a bytearray: NumPy's, or a memoryview without NumPy. The code of the type means the same to both."""
+    """An array over a bytearray: NumPy's, or a memoryview without NumPy. The type's code means the same to both."""
     if numpy is not None:
         return numpy.ndarray(shape, code, data)
     return memoryview(data).cast(code, shape) if data else memoryview(data)
@@ -193,7 +193,7 @@ class RawStream(Stream):
         return self._in_order() if self.directshow else self._by_number()
 
     def _in_order(self):
-        library().raw_first_key(self._handle)  # Goes back to the start.
+        library().raw_read(self._handle, ctypes.byref(RawSample()))  # Goes back to the start.
         while True:
             try:
                 yield self._read("raw_next", RawSample())

@@ -1,7 +1,4 @@
-"""What needs no Windows: that the declarations are the header's, and what the package makes of a library's answers.
-
-    python3 bindings/python/test/bindings_test.py
-"""
+"""What needs no Windows: that the declarations are the header's, and what the package makes of a library's answers."""
 
 import ctypes
 import pathlib
@@ -20,81 +17,66 @@ LENGTH, WIDTH, HEIGHT = 5, 2, 3
 
 
 class FakeLibrary:
-    """Answers through the types that are declared. Its frames are full of their number, the last is another one."""
+    """Answers through the types that are declared. Frames are full of their number; the last comes with a warning."""
 
     text = ctypes.create_string_buffer("Prüfung".encode())
-    code, asked, progress = 0, 0, None
 
     def __init__(self):
-        self.written = []
+        self.code, self.written = 0, []
+        answers = {"error": lambda _: self.code, "error_text": lambda _: ctypes.addressof(self.text),
+                   "is_open": lambda _: self.code != 74, "stream_length": lambda _: LENGTH, "stream_open": self.open,
+                   "stream_video_format": self.format, "video_read": self.read, "file_write_picture": self.write}
         for name, (result, arguments) in _declarations.FUNCTIONS.items():
-            setattr(self, name, ctypes.CFUNCTYPE(result, *arguments)(getattr(self, "do_" + name, lambda *_: 1)))
+            setattr(self, name, ctypes.CFUNCTYPE(result, *arguments)(answers.get(name, lambda *_: 1)))
 
-    def do_stream_open(self, name, kind, backend, index, progress, user):
+    def open(self, name, kind, backend, index, progress, user):
         self.code = 74 if progress and progress(user, 1) else 0
         return 7
 
-    def do_is_open(self, handle):
-        return self.code != 74
-
-    def do_error(self, handle):
-        return self.code
-
-    def do_error_text(self, handle):
-        return ctypes.addressof(self.text)
-
-    def do_stream_length(self, handle):
-        return LENGTH
-
-    def do_stream_video_format(self, handle, form):
+    def format(self, handle, form):
         form[0].width, form[0].height, form[0].header = WIDTH, HEIGHT, ctypes.addressof(self.text)
         return 1
 
-    def do_video_read(self, handle, frame, pixels, rows, buffer, stride, size):
+    def read(self, handle, frame, pixels, rows, buffer, stride, size):
         self.code = 35 if frame[0] == LENGTH - 1 else 0
         ctypes.memset(buffer, frame[0], size)
         return 1
 
-    def do_file_write_picture(self, handle, number, pixels, rows, data, stride, size):
+    def write(self, handle, number, pixels, rows, data, stride, size):
         self.written.append((number, ctypes.string_at(data, size)))
         self.code = 44 if number == 2 else 0
         return number != 2
 
 
 class Bindings(unittest.TestCase):
-    def setUp(self):
-        self.fake = FakeLibrary()
-        for target, name, value in (_library, "Library", lambda _: self.fake), (_streams, "numpy", None):
-            patch = unittest.mock.patch.object(target, name, value)
-            patch.start()
-            self.addCleanup(patch.stop)
-        _library.library.cache_clear()
-
     def test_declarations_are_those_of_the_header(self):
-        self.assertEqual(subprocess.run([sys.executable, BINDINGS / "declare.py", "--check"], check=False).returncode, 0)
+        subprocess.run([sys.executable, BINDINGS / "declare.py", "--check"], check=True)
 
-    def test_indices_and_slices(self):
+    @unittest.mock.patch.object(_streams, "numpy", None)
+    def test_answers(self):
+        fake = FakeLibrary()
+        with unittest.mock.patch.object(_library, "Library", lambda _: fake):
+            _library.library()
+
         with quillet.open_video("a.avi") as video:
-            self.assertEqual([picture[2, 1, 2] for picture in [video[0], video[-2], video[3]]], [0, 3, 3])
+            self.assertEqual([picture[2, 1, 2] for picture in (video[0], video[-2], video[3])], [0, 3, 3])
             with self.assertWarnsRegex(quillet.QuilletWarning, "Prüfung"):
                 pictures = video[::-2]
-            self.assertEqual(pictures.shape, (3, HEIGHT, WIDTH, 3))
             self.assertEqual([pictures[each, 2, 1, 2] for each in range(3)], [4, 2, 0])
             self.assertRaises(IndexError, lambda: video[LENGTH])
 
-    def test_progress_stops_and_its_exceptions_arrive(self):
-        with self.assertRaises(quillet.Error) as caught:
+        with self.assertRaises(quillet.Error) as stopped:
             quillet.open_video("a.avi", progress=lambda phase: phase == 1)
-        self.assertEqual((caught.exception.code, caught.exception.text), (74, "Prüfung"))
+        self.assertEqual((stopped.exception.code, stopped.exception.text), (74, "Prüfung"))
         self.assertRaises(ZeroDivisionError, quillet.open_video, "a.avi", progress=lambda phase: 1 / 0)
 
-    def test_pictures_are_numbered_and_failures_raised(self):
-        picture = memoryview(bytes(range(18))).cast("B", (HEIGHT, WIDTH, 3))
-        with self.assertRaises(quillet.Error), quillet.open_writer("a.avi", quillet.video_format(WIDTH, HEIGHT, 25)) as file:
+        fake.code, data = 0, bytes(range(18))
+        file = quillet.open_writer("a.avi", quillet.video_format(WIDTH, HEIGHT, 25))
+        with self.assertRaises(quillet.Error), file:
             for _ in range(4):
-                file.write_picture(picture)
-        self.assertEqual(self.fake.written, [(number, bytes(range(18))) for number in range(3)])
-        self.assertRaises(ValueError, file.write_picture, picture[:0])
+                file.write_picture(memoryview(data).cast("B", (HEIGHT, WIDTH, 3)))
+        self.assertEqual(fake.written, [(number, data) for number in range(3)])
+        self.assertRaises(ValueError, file.write_picture, data)
 
 
 if __name__ == "__main__":
