@@ -108,7 +108,6 @@ class Handled {
   close() {
     this._requireIdle();
     this._close(this._handle);
-    this._handle = null;
   }
 
   [Symbol.dispose ?? Symbol.for('dispose')]() {
@@ -441,7 +440,7 @@ class Writer extends Handled {
   }
 
   /** Writes a run of samples as bytes, or as a typed array. `count` may be left out of PCM. */
-  writeSamples(data, { number, count = data.byteLength / this.#audio?.block_bytes, key = true } = {}) {
+  writeSamples(data, { number, count = this.#countIn(data), key = true } = {}) {
     this.#write(Kind.AUDIO, number, count,
       (at) => ['file_write', Kind.AUDIO, at, data, count, data.byteLength, Number(key)]);
   }
@@ -455,6 +454,13 @@ class Writer extends Handled {
 
   _close(handle) {
     library.file_close(handle);
+  }
+
+  #countIn(data) {
+    if (this.#audio?.tag !== PCM_TAG) {
+      throw new TypeError('compressed samples are written with their count');
+    }
+    return data.byteLength / this.#audio.block_bytes;
   }
 
   #start() {
