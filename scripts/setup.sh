@@ -16,6 +16,7 @@ packages=(
   gstreamer1.0-plugins-good{:i386,:amd64}
   gstreamer1.0-libav{:i386,:amd64}
   ffmpeg                                          # makes and checks test media
+  clang lld llvm pkg-config                       # clients of other compilers, and their import library
   python3                                         # runs the binding's test, as far as it needs no Windows
 )
 command -v npm >/dev/null || packages+=(npm)      # fetches Node for Windows: scripts/fetch-node.sh
