@@ -59,7 +59,7 @@ give() (
   mkdir "$work/$width"
   cd "$work/$width"
   for client in "$work/clients-$width-"*/*.exe; do
-    run wineprefix "$client" "$media/cinepak.avi" "$media/ds_h264.mp4"
+    run wineprefix "$client" "$media/cinepak.avi" "$media/ds_h264.mp4" "$media/copy.avi" "$media/cinepak.txt"
   done
   streams=(--video)  # Wine's AVIFile writes no audio.
   for backend in vfw ds; do
@@ -83,5 +83,14 @@ for width in i686 x86_64; do
 done
 diff "$work/output-i686" "$work/output-x86_64"
 diff -r "$work/i686" "$work/x86_64"
-# Seven clients, one picture.
+for file in build/mingw-i686/media/copy.avi "$work/i686/vfw-functions.avi"; do
+  ffmpeg -v error -i "$file" -map 0:v -f md5 -
+done | uniq -c | grep -q '^ *2 ' || fail "what the client in C has written is not what it has read"
+# Three clients in C.
+for line in 'out of range: 8, Parameter out of range' 'closed: -1, No object has this handle' \
+  'missing: 3, Could not open the source file' 'text: 3, Could not open the source file' 'copied: 1'; do
+  [ "$(grep -c "^$line" "$work/output-i686")" -eq 3 ] || fail "not three times: $line"
+done
+# Seven clients, one picture; five of them, one sound.
 [ "$(grep -c "^$(head -1 "$work/output-i686")$" "$work/output-i686")" -eq 7 ] || fail "the clients do not agree"
+[ "$(grep '^samples' "$work/output-i686" | sort | uniq -c | sed 's/ s.*//')" -eq 5 ] || fail "they do not hear the same"
