@@ -108,7 +108,7 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
 }
 
 TEST_F(Cli, AnswersAreWritten) {
-  const TempFile ntsc(".avi", aviFile({videoStream(rgb24Format(4, 4), 30000, 1001, {{Bytes(48)}})}).build());
+  const TempFile ntsc(".avi", aviFile({videoStream(rgb24Format(4, 4), 30000, 1001, {{Bytes(48)}})}));
   const std::wstring ntscName = std::filesystem::path(ntsc.name()).native();
   const std::wstring video = media("cinepak.avi");
   const std::wstring audio = media("ima_8000_mono.wav");

@@ -111,8 +111,7 @@ Bytes soundFile() {
   const BITMAPINFOHEADER video = rgb24Format(4, 4);
   const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
   return aviFile({videoStream(video, 25, 1, {{Bytes(48, 1)}, {Bytes(48, 2)}}),
-                  audioStream(bytesOf(audio), {{Bytes(64, 3)}, {Bytes(64, 4)}})})
-      .build();
+                  audioStream(bytesOf(audio), {{Bytes(64, 3)}, {Bytes(64, 4)}})});
 }
 
 TEST(BadInput, IsRefused) {
@@ -205,8 +204,7 @@ TEST(BadInput, FormatsThatCannotBeTrueAreRefused) {
       const bool video = &format == &picture;
       stream.format = format;
       std::memcpy(&stream.format[offset], &value, size);
-      const TempFile file(video ? ".avi" : ".wav",
-                          video ? aviFile({stream}).build() : wavFile(stream.format, Bytes(2560)));
+      const TempFile file(video ? ".avi" : ".wav", video ? aviFile({stream}) : wavFile(stream.format, Bytes(2560)));
       EXPECT_EQ(openStream(file.name(), video)->lastError, vfw_error::cannotRetrieveFormat);
       const bool isSeenFirst = !video && offset == blockAlign && value == 0;  // AVIFile must not see it.
       const SourcePointer raw(RawDataSourceStream::open(file.name(), video, false, 0, nullptr));
@@ -223,9 +221,9 @@ TEST(BadInput, LengthsThatCannotBeTrueAreRefused) {
   }
   AviStream early = videoStream(rgb24Format(4, 4), 25, 1, {{Bytes(48)}});
   early.header.start = 0x80000000;
-  const TempFile earlyFile(".avi", aviFile({early}).build());
+  const TempFile earlyFile(".avi", aviFile({early}));
   EXPECT_EQ(openStream(earlyFile.name(), true)->lastError, vfw_error::undefinedStreamLength) << "before 0";
-  const TempFile slowFile(".avi", aviFile({videoStream(rgb24Format(4, 4), 25, 0xFFFE0001, {{Bytes(48)}})}).build());
+  const TempFile slowFile(".avi", aviFile({videoStream(rgb24Format(4, 4), 25, 0xFFFE0001, {{Bytes(48)}})}));
   const SourcePointer slow = openStream(slowFile.name(), true);
   EXPECT_TRUE(failed(slow->msDuration(), *slow, vfw_error::undefinedStreamLength));
 }

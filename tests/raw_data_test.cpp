@@ -136,8 +136,7 @@ TEST(Backends, ReadOneFileAlike) {
     frames.push_back(pictures[i].data);
     sound.insert(sound.end(), blocks[i].data.begin(), blocks[i].data.end());
   }
-  const TempFile file(".avi",
-                      aviFile({videoStream(format, 100, 1, pictures), audioStream(bytesOf(mono), blocks)}).build());
+  const TempFile file(".avi", aviFile({videoStream(format, 100, 1, pictures), audioStream(bytesOf(mono), blocks)}));
   for (const int options : {0, 1, 2, 3, 4, 5, 6, 7}) {
     SCOPED_TRACE(options);
     const bool isAudio = (options & quillet::dialog_option::audio) != 0;

@@ -40,7 +40,7 @@ TEST(RgbVideo, LeavesNothingBehindAndHasNothingToConfigure) {
     format.biClrUsed = claimed;
     AviStream frames = videoStream(format, 30, 2, noiseChunks(10, format.biSizeImage));
     frames.format.resize(sizeof format + colours * sizeof(RGBQUAD), 1);
-    const TempFile file(".avi", aviFile({frames}).build());
+    const TempFile file(".avi", aviFile({frames}));
     const auto round = [&] {
       const VideoPointer stream = openVideo(file.name());
       EXPECT_EQ(stream->frameRate(), 15.0);
@@ -67,7 +67,7 @@ TEST(EmptyFrames, GiveWayToTheirNeighbours) {
   for (const int empty : {0, 1, 3, 4, 6}) {
     chunks[empty] = {{}, false};
   }
-  const TempFile file(".avi", aviFile({videoStream(format, 25, 1, chunks)}).build());
+  const TempFile file(".avi", aviFile({videoStream(format, 25, 1, chunks)}));
   const VideoPointer stream = openVideo(file.name());
   ASSERT_EQ(stream->lastError, 0);
 

@@ -257,7 +257,7 @@ class AviMux
       }
     }
     const HRESULT written =
-        FAILED(script->complete) ? script->complete : output.write(aviFile(std::move(all)).build(), script->msPerPiece);
+        FAILED(script->complete) ? script->complete : output.write(aviFile(std::move(all)), script->msPerPiece);
     return written == S_OK ? output.DeliverEndOfStream() : written;
   }
 
