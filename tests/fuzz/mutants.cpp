@@ -1,4 +1,4 @@
-#include "mutants.h"
+#include "fuzz.h"
 
 #include <algorithm>
 #include <cctype>
@@ -6,8 +6,6 @@
 #include <map>
 #include <random>
 #include <sstream>
-#include <utility>
-#include <vector>
 
 #include "support/avi_builder.h"
 
