@@ -12,7 +12,6 @@
 #include "comparison.h"
 #include "support/avi_builder.h"
 #include "support/avi_mux.h"
-#include "support/file_writer.h"
 #include "support/temp_file.h"
 
 namespace {

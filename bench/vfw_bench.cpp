@@ -45,7 +45,7 @@ bool compareVideo() {
   for (long i = 0; i < frameCount; ++i) {
     frames.push_back({Bytes(format.biSizeImage, static_cast<std::uint8_t>(i))});
   }
-  const TempFile file(".avi", aviFile({videoStream(format, framesPerSecond, 1, std::move(frames))}).build());
+  const TempFile file(".avi", aviFile({videoStream(format, framesPerSecond, 1, std::move(frames))}));
 
   const std::unique_ptr<VideoSourceStream> library(VideoSourceStream::open(file.name(), false, 0, nullptr));
   require(library != nullptr && library->lastError == 0, "VideoSourceStream::open");

@@ -23,23 +23,9 @@ CStream openStream(const std::string& name, int kind, int backend, quillet_progr
   return CStream(quillet_stream_open(name.c_str(), kind, backend, 0, progress, user), quillet_stream_close);
 }
 
-quillet_video_format smallFormat() {
-  quillet_video_format format = {};
-  format.width = 8;
-  format.height = 4;
-  format.bits = 24;
-  format.frame_duration = 400'000;
-  return format;
-}
-
-quillet_audio_format monoFormat() {
-  quillet_audio_format format = {};
-  format.tag = 1;
-  format.channels = 1;
-  format.sample_rate = 8000;
-  format.bits = 16;
-  return format;
-}
+// Pictures of 8 x 4 pixels with 24 bits, 25 a second, and 16-bit mono PCM.
+constexpr quillet_video_format pictures = {8, 4, 0, 24, 0, 0, 0, 400'000, 0, nullptr, 0};
+constexpr quillet_audio_format sound = {1, 1, 8000, 16, 0, 0, nullptr, 0};
 
 CFile create(const TempFile& file, int backend, const quillet_video_format* video, const quillet_audio_format* audio,
              bool compress = false) {
@@ -48,6 +34,22 @@ CFile create(const TempFile& file, int backend, const quillet_video_format* vide
 
 bool has(const void* handle, int code, const char* text) {
   return quillet_error(handle) == code && std::strcmp(quillet_error_text(handle), text) == 0;
+}
+
+/// A picture of 24-bit BGR without padding in other pixels, whose red stands at `red`, and perhaps the other way up.
+/// @param gap bytes of 1 behind each row.
+Bytes converted(const Bytes& bits, int width, bool isTurned, int size, int red, int gap = 0) {
+  Bytes result;
+  const int rows = static_cast<int>(bits.size()) / (width * 3);
+  for (int row = 0; row < rows; ++row) {
+    const uint8_t* pixel = &bits[(isTurned ? rows - 1 - row : row) * width * 3];
+    for (int x = 0; x < width; ++x, pixel += 3) {
+      result.insert(result.end(), {pixel[2 - red], pixel[1], pixel[red]});
+      result.resize(result.size() + size - 3, 255);
+    }
+    result.resize(result.size() + gap, 1);
+  }
+  return result;
 }
 
 class EitherBackend : public testing::TestWithParam<int> {};
@@ -88,17 +90,8 @@ TEST_P(EitherBackend, ReadsVideoAsTheClassesDo) {
       EXPECT_FALSE(read(stride, buffer.size() - 6) || read(format.width * size - 1, buffer.size()));
       EXPECT_EQ(quillet_error(video.get()), QUILLET_ERROR_ARGUMENT);
       ASSERT_TRUE(read(stride, buffer.size() - 5)) << quillet_error_text(video.get());
-      for (int y = 0; y < format.height; ++y) {
-        const bool isTurned = (rows == QUILLET_TOP_DOWN) != (format.top_down != 0);
-        const uint8_t* source = &wanted[(isTurned ? format.height - 1 - y : y) * format.stride];
-        const uint8_t* pixel = &buffer[y * stride];
-        for (int x = 0; x < format.width; ++x, source += 3, pixel += size) {
-          ASSERT_EQ(std::tuple(pixel[2 - red], pixel[1], pixel[red], pixel[size - 1]),
-                    std::tuple(source[0], source[1], source[2], size == 4 ? 255 : source[red]))
-              << x << ", " << y;
-        }
-        ASSERT_TRUE(*pixel == 1 || y == format.height - 1) << "beyond the row";
-      }
+      const bool isTurned = (rows == QUILLET_TOP_DOWN) != (format.top_down != 0);
+      EXPECT_TRUE(buffer == converted(wanted, format.width, isTurned, size, red, 5)) << pixels << ", " << rows;
     }
   }
   number = int64_t{1} << 40;
@@ -159,9 +152,9 @@ TEST_P(EitherBackend, ReadsRawSamplesAsTheClassesDo) {
   }
   EXPECT_EQ(quillet_error(raw.get()), directShow ? 0 : QUILLET_ERROR_KIND);
   EXPECT_EQ(quillet_stream_tune(raw.get(), 3, 2, 1), directShow);
-  const CStream sound = openStream(name, QUILLET_RAW_AUDIO, GetParam());
+  const CStream rawSound = openStream(name, QUILLET_RAW_AUDIO, GetParam());
   quillet_audio_format format = {};
-  ASSERT_TRUE(quillet_stream_audio_format(sound.get(), &format));
+  ASSERT_TRUE(quillet_stream_audio_format(rawSound.get(), &format));
   EXPECT_EQ(std::tuple(format.tag, format.sample_rate, format.header_bytes), std::tuple(1, 22050, 18));
 }
 
@@ -251,8 +244,6 @@ TEST(Handles, LeaveNothingBehind) {
 using Files = DSWriting;
 
 TEST_F(Files, AreWrittenInEveryWay) {
-  const quillet_video_format pictures = smallFormat();
-  const quillet_audio_format sound = monoFormat();
   for (const bool directShow : {false, true}) {
     SCOPED_TRACE(directShow);
     const CFile written = create(file, directShow ? QUILLET_DIRECTSHOW : QUILLET_VIDEO_FOR_WINDOWS, &pictures, &sound);
@@ -277,14 +268,7 @@ TEST_F(Files, AreWrittenInEveryWay) {
     EXPECT_FALSE(quillet_file_write(output, QUILLET_VIDEO, int64_t{1} << 31, picture(0).data(), 1, -1, 1));
     EXPECT_FALSE(quillet_file_write(output, 7, 0, picture(0).data(), 1, -1, 1));
     EXPECT_EQ(quillet_error(output), QUILLET_ERROR_ARGUMENT);
-    const Bytes stored = picture(0);
-    Bytes turned;  // The picture as seen: red first, and the top row.
-    for (int y = 3; y >= 0; --y) {
-      for (int x = 0; x < 8; ++x) {
-        const uint8_t* const pixel = &stored[(y * 8 + x) * 3];
-        turned.insert(turned.end(), {pixel[2], pixel[1], pixel[0]});
-      }
-    }
+    const Bytes turned = converted(picture(0), 8, true, 3, 0);
     EXPECT_FALSE(quillet_file_write_picture(output, 0, QUILLET_RGB24, QUILLET_TOP_DOWN, turned.data(), 24, 95));
     EXPECT_TRUE(quillet_file_write_picture(output, 0, QUILLET_RGB24, QUILLET_TOP_DOWN, turned.data(), 24, 96));
     ASSERT_TRUE(quillet_file_write(output, QUILLET_VIDEO, 1, picture(1).data(), 1, -1, 1)) << quillet_error(output);
@@ -310,8 +294,6 @@ TEST_F(Files, AreWrittenInEveryWay) {
 }
 
 TEST_F(Files, AreWrittenInTurns) {
-  const quillet_video_format pictures = smallFormat();
-  const quillet_audio_format sound = monoFormat();
   CFile output = create(file, QUILLET_DIRECTSHOW, &pictures, &sound);
   ASSERT_TRUE(quillet_file_start(output.get())) << quillet_error_text(output.get());
   const CEngine engine(quillet_engine_open(output.get(), 1), quillet_engine_close);
@@ -339,9 +321,7 @@ TEST_F(Files, AreWrittenInTurns) {
 }
 
 TEST_F(Files, AreCompressedAndCopied) {
-  const quillet_video_format pictures = smallFormat();
-  const quillet_audio_format sound = monoFormat();
-  quillet_audio_format target = monoFormat();
+  quillet_audio_format target = sound;
   WAVEFORMATEX wave = pcmFormat(8000, 1, 8);
   wave.wFormatTag = WAVE_FORMAT_MULAW;
   target.header = &wave;
@@ -374,10 +354,7 @@ TEST_F(Files, AreCompressedAndCopied) {
   ASSERT_TRUE(quillet_raw_read(frames.get(), &sample));
   EXPECT_TRUE(quillet_file_write(output.get(), QUILLET_VIDEO, 0, sample.data, 1, sample.bytes, sample.key));
   EXPECT_TRUE(quillet_file_finish(output.get()));
-  const CStream copied = openStream(copy.name(), QUILLET_RAW_VIDEO, QUILLET_VIDEO_FOR_WINDOWS);
-  quillet_raw_sample again = {};
-  ASSERT_TRUE(quillet_raw_read(copied.get(), &again));
-  EXPECT_EQ(again.bytes, sample.bytes);
+  expectPictures(copy.name(), 1);
   // Formats that cannot be.
   codec.header_bytes = 39;
   target.header_bytes = 17;
@@ -415,21 +392,15 @@ TEST(Progress, IsToldAndStops) {
   EXPECT_TRUE(has(unseen.get(), QUILLET_ERROR_DIALOG, "Can't display the dialog box"));
 }
 
-/// Of a thread that nobody has set up.
-DWORD WINAPI openAndCount(void*) {
-  const std::string name = mediaFile("copy.avi");
-  const CStream video = openStream(name, QUILLET_VIDEO, QUILLET_DIRECTSHOW);
-  int videos = 0;
-  int audios = 0;
-  const bool isCounted = quillet_count_streams(name.c_str(), 1, &videos, &audios) == 0;
-  return quillet_is_open(video.get()) && isCounted && videos == 1 && audios == 1;
-}
-
 TEST(Threads, AreSetUpAndVersionIsTold) {
-  const quillet::KernelHandle thread(CreateThread(nullptr, 0, openAndCount, nullptr, 0, nullptr));
-  ASSERT_EQ(WaitForSingleObject(thread.get(), 20000), WAIT_OBJECT_0);
-  DWORD hasWorked = 0;
-  EXPECT_TRUE(GetExitCodeThread(thread.get(), &hasWorked) && hasWorked);
+  const auto openAndCount = [] {
+    const std::string name = mediaFile("copy.avi");
+    EXPECT_TRUE(quillet_is_open(openStream(name, QUILLET_VIDEO, QUILLET_DIRECTSHOW).get()));
+    int videos = 0, audios = 0;
+    EXPECT_EQ(quillet_count_streams(name.c_str(), 1, &videos, &audios), 0);
+    EXPECT_EQ(std::pair(videos, audios), std::pair(1, 1));
+  };
+  Thread(openAndCount, false);
   EXPECT_STREQ(quillet_version(), QUILLET_VERSION);
   quillet_set_apartment(1);
   quillet_set_apartment(0);

@@ -1,19 +1,8 @@
 // The command-line client, run as a user runs it: its exit statuses, its messages and the files that it writes.
 
-#include <algorithm>
-#include <filesystem>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <windows.h>
-
 #include <wincodec.h>
 #include <wrl/client.h>
 
-#include <gtest/gtest.h>
-
-#include "support/avi_builder.h"
 #include "support/reading.h"
 
 namespace {
@@ -108,7 +97,7 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
 }
 
 TEST_F(Cli, AnswersAreWritten) {
-  const TempFile ntsc(".avi", aviFile({videoStream(rgb24Format(4, 4), 30000, 1001, {{Bytes(48)}})}).build());
+  const TempFile ntsc(".avi", aviFile({videoStream(rgb24Format(4, 4), 30000, 1001, {{Bytes(48)}})}));
   const std::wstring ntscName = std::filesystem::path(ntsc.name()).native();
   const std::wstring video = media("cinepak.avi");
   const std::wstring audio = media("ima_8000_mono.wav");

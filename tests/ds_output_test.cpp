@@ -1,10 +1,6 @@
 // Writing AVI files through DirectShow.
 
-#include <filesystem>
-
 #include <evcode.h>
-#include <ocidl.h>
-#include <vfwmsgs.h>
 
 #include "support/ds_writing.h"
 #include "support/graph_override.h"
@@ -71,7 +67,7 @@ TEST_F(DSOutput, AnyNameWillDoForBothBackends) {
   const TempFolder folder;
   const std::wstring base = std::filesystem::path(folder.name()).native() + L'\\';
   const std::string another = std::string(folder.name()) + "\\A.avi";
-  const Bytes content = aviFile({videoStream(rgb24Format(8, 4), 25, 1, {{picture(9)}})}).build();
+  const Bytes content = aviFile({videoStream(rgb24Format(8, 4), 25, 1, {{picture(9)}})});
   writeFile(another.c_str(), content);
   const std::wstring nearlyAnother = base + L"\u0100.avi";  // An A with a line above.
   std::wstring deep = base;

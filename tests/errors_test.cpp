@@ -3,9 +3,7 @@
 
 #include <climits>
 #include <cstring>
-#include <functional>
 
-#include "support/avi_builder.h"
 #include "support/leak_check.h"
 #include "support/reading.h"
 
@@ -27,7 +25,8 @@ TEST(Messages, EveryCodeHasItsText) {
   const auto messageOf = [](AudioOrVideoStream& stream, int firstCode = 0) {
     return [&stream, firstCode](int code) {
       stream.lastError = firstCode + code;
-      return stream.ErrorMessage(0);
+      EXPECT_TRUE(stream.ErrorMessage(-1) == nullptr && stream.ErrorMessage(209) == nullptr);
+      return stream.ErrorMessage(code % 2 == 0 ? 0 : 208);  // The argument only gates the call.
     };
   };
   const struct {
@@ -60,16 +59,6 @@ TEST(Messages, EveryCodeHasItsText) {
     EXPECT_STREQ(messageOf(*directShow)(code), text);
   }
   EXPECT_STREQ(messageOf(*videoForWindows)(25), "Cannot set the compessor");
-}
-
-TEST(Messages, ArgumentOnlyGatesTheCall) {
-  const auto stream = unopened(false);
-  stream->lastError = 12;
-  for (int code : {0, 12, 150, 208}) {
-    EXPECT_STREQ(stream->ErrorMessage(code), "Cannot find a PCM format to decompress to") << code;
-  }
-  EXPECT_EQ(stream->ErrorMessage(-1), nullptr);
-  EXPECT_EQ(stream->ErrorMessage(209), nullptr);
 }
 
 TEST(Fatality, IsOfTheCode) {
@@ -111,8 +100,7 @@ Bytes soundFile() {
   const BITMAPINFOHEADER video = rgb24Format(4, 4);
   const WAVEFORMATEX audio = pcmFormat(8000, 1, 16);
   return aviFile({videoStream(video, 25, 1, {{Bytes(48, 1)}, {Bytes(48, 2)}}),
-                  audioStream(bytesOf(audio), {{Bytes(64, 3)}, {Bytes(64, 4)}})})
-      .build();
+                  audioStream(bytesOf(audio), {{Bytes(64, 3)}, {Bytes(64, 4)}})});
 }
 
 TEST(BadInput, IsRefused) {
@@ -120,11 +108,9 @@ TEST(BadInput, IsRefused) {
   const Bytes text = {'n', 'o', ' ', 'm', 'e', 'd', 'i', 'a', '\n'};
   for (const char* const extension : {".avi", ".wav", ".txt", ""}) {
     SCOPED_TRACE(extension);
-    const TempFile empty(extension);
-    const TempFile note(extension, text);
-    expectRefused((empty.name() + std::string("-missing") + extension).c_str());
-    expectRefused(empty.name());
-    expectRefused(note.name());
+    expectRefused((folder.name() + std::string("\\missing") + extension).c_str());
+    expectRefused(TempFile(extension).name());
+    expectRefused(TempFile(extension, text).name());
   }
   expectRefused(folder.name());
   expectRefused("");
@@ -141,38 +127,6 @@ TEST(BadInput, IsRefused) {
   }
   const TempFile wave(".wav", wavFile(bytesOf(pcmFormat(8000, 1, 16)), Bytes(100)));
   EXPECT_EQ(openStream(wave.name(), true)->lastError, vfw_error::cannotOpenSourceFile);
-}
-
-/// Opens a file that is cut short and, where that succeeds, reads its first sample.
-void expectCodeAndMessage(const char* name, bool video) {
-  const SourcePointer stream = openStream(name, video);
-  ASSERT_NE(stream, nullptr);
-  EXPECT_NE(stream->ErrorMessage(stream->lastError), nullptr);
-  EXPECT_EQ(stream->lastErrorIsFatal(), stream->duration() == -1);
-  const unsigned char* data = nullptr;
-  if (auto* const pictures = dynamic_cast<VideoSourceStream*>(stream.get())) {
-    long frame = 0;
-    data = pictures->getFrameBits(frame);
-  } else {
-    data = dynamic_cast<AudioSourceStream&>(*stream).getSamples(0, 0);
-  }
-  EXPECT_EQ(data != nullptr, stream->lastError == 0 || stream->lastError == vfw_error::nextFrameReturned)
-      << stream->lastError;
-  EXPECT_NE(stream->ErrorMessage(stream->lastError), nullptr);
-}
-
-TEST(BadInput, CutFilesFailWithACode) {
-  const std::pair<const char*, Bytes> files[] = {{".avi", soundFile()},
-                                                 {".wav", wavFile(bytesOf(pcmFormat(8000, 1, 16)), Bytes(100))}};
-  for (const auto& [extension, whole] : files) {
-    const TempFile file(extension);
-    for (std::size_t size = 0; size < whole.size(); ++size) {
-      SCOPED_TRACE(size);
-      file.write(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
-      expectCodeAndMessage(file.name(), true);
-      expectCodeAndMessage(file.name(), false);
-    }
-  }
 }
 
 TEST(BadInput, FormatsThatCannotBeTrueAreRefused) {
@@ -205,8 +159,7 @@ TEST(BadInput, FormatsThatCannotBeTrueAreRefused) {
       const bool video = &format == &picture;
       stream.format = format;
       std::memcpy(&stream.format[offset], &value, size);
-      const TempFile file(video ? ".avi" : ".wav",
-                          video ? aviFile({stream}).build() : wavFile(stream.format, Bytes(2560)));
+      const TempFile file(video ? ".avi" : ".wav", video ? aviFile({stream}) : wavFile(stream.format, Bytes(2560)));
       EXPECT_EQ(openStream(file.name(), video)->lastError, vfw_error::cannotRetrieveFormat);
       const bool isSeenFirst = !video && offset == blockAlign && value == 0;  // AVIFile must not see it.
       const SourcePointer raw(RawDataSourceStream::open(file.name(), video, false, 0, nullptr));
@@ -223,9 +176,9 @@ TEST(BadInput, LengthsThatCannotBeTrueAreRefused) {
   }
   AviStream early = videoStream(rgb24Format(4, 4), 25, 1, {{Bytes(48)}});
   early.header.start = 0x80000000;
-  const TempFile earlyFile(".avi", aviFile({early}).build());
+  const TempFile earlyFile(".avi", aviFile({early}));
   EXPECT_EQ(openStream(earlyFile.name(), true)->lastError, vfw_error::undefinedStreamLength) << "before 0";
-  const TempFile slowFile(".avi", aviFile({videoStream(rgb24Format(4, 4), 25, 0xFFFE0001, {{Bytes(48)}})}).build());
+  const TempFile slowFile(".avi", aviFile({videoStream(rgb24Format(4, 4), 25, 0xFFFE0001, {{Bytes(48)}})}));
   const SourcePointer slow = openStream(slowFile.name(), true);
   EXPECT_TRUE(failed(slow->msDuration(), *slow, vfw_error::undefinedStreamLength));
 }
@@ -240,7 +193,7 @@ TEST(BadInput, LeavesNothingBehind) {
       SourcePointer(SourceStream::open("no such file.avi", video, 0, nullptr));
       openStream(good.name(), video, 7);
       openStream(cutInHeaders.name(), video);
-      expectCodeAndMessage(cutInData.name(), video);
+      openStream(cutInData.name(), video);
     }));
   }
 }

@@ -1,24 +1,12 @@
 // The set-up of threads: what QuilletThread and the library do when threads come and go, and the library's own threads.
 
 #include <atomic>
-#include <functional>
-#include <vector>
 
-#include <windows.h>
-
-#include <objbase.h>
-#include <process.h>
-#include <vfw.h>
-
-#include <gtest/gtest.h>
-
-#include <quillet/thread.h>
-
-#include "platform/handles.h"
 #include "platform/library_thread.h"
 #include "support/com_object.h"
 #include "support/leak_check.h"
 #include "support/wine_gaps.h"
+#include "support/writing.h"
 
 using namespace quillet::test;
 using quillet::exitLibraryThread;
@@ -29,17 +17,6 @@ namespace {
 
 // No thread of these tests works for long: one that takes so much longer hangs.
 constexpr DWORD limitMs = 30000;
-
-unsigned __stdcall callFunction(void* function) {
-  (*static_cast<const std::function<void()>*>(function))();
-  return 0;
-}
-
-/// Runs `function` on a thread that the library has not started, to its very end.
-void onThread(std::function<void()> function) {
-  const KernelHandle thread(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, callFunction, &function, 0, nullptr)));
-  ASSERT_EQ(WaitForSingleObject(thread.get(), limitMs), WAIT_OBJECT_0);
-}
 
 /// How COM sees the calling thread, which may be a guest of a multithreaded apartment that another thread keeps.
 /// @return APTTYPE_CURRENT when it is in none.
@@ -70,24 +47,22 @@ class UninitializeSpy : public ComObject<IInitializeSpy> {
  public:
   STDMETHODIMP PreInitialize(DWORD, DWORD) override { return S_OK; }
   STDMETHODIMP PostInitialize(HRESULT result, DWORD, DWORD) override { return result; }
-  STDMETHODIMP PreUninitialize(DWORD) override {
-    ++count;
-    return S_OK;
-  }
+  STDMETHODIMP PreUninitialize(DWORD) override { return ++count, S_OK; }
   STDMETHODIMP PostUninitialize(DWORD) override { return S_OK; }
 
   std::atomic<int> count = 0;
 };
 
-/// Runs `function` on a thread, to its very end.
+/// Runs `function` on a thread that the library has not started, to its very end.
 /// @return how often COM was left on it, its detachment from the library included.
 int uninitializationsOf(const std::function<void()>& function) {
   const auto spy = makeCom<UninitializeSpy>();
-  onThread([&] {
+  const auto watched = [&] {
     ULARGE_INTEGER cookie;
     ASSERT_EQ(CoRegisterInitializeSpy(spy.Get(), &cookie), S_OK);
     function();
-  });
+  };
+  Thread(watched, false);
   return spy->count;
 }
 

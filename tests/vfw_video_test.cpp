@@ -1,9 +1,7 @@
 // Video frames by number, through Video for Windows.
 
 #include <cstring>
-#include <functional>
 
-#include "support/avi_builder.h"
 #include "support/avifile_handler.h"
 #include "support/leak_check.h"
 #include "support/reading.h"
@@ -40,7 +38,7 @@ TEST(RgbVideo, LeavesNothingBehindAndHasNothingToConfigure) {
     format.biClrUsed = claimed;
     AviStream frames = videoStream(format, 30, 2, noiseChunks(10, format.biSizeImage));
     frames.format.resize(sizeof format + colours * sizeof(RGBQUAD), 1);
-    const TempFile file(".avi", aviFile({frames}).build());
+    const TempFile file(".avi", aviFile({frames}));
     const auto round = [&] {
       const VideoPointer stream = openVideo(file.name());
       EXPECT_EQ(stream->frameRate(), 15.0);
@@ -67,7 +65,7 @@ TEST(EmptyFrames, GiveWayToTheirNeighbours) {
   for (const int empty : {0, 1, 3, 4, 6}) {
     chunks[empty] = {{}, false};
   }
-  const TempFile file(".avi", aviFile({videoStream(format, 25, 1, chunks)}).build());
+  const TempFile file(".avi", aviFile({videoStream(format, 25, 1, chunks)}));
   const VideoPointer stream = openVideo(file.name());
   ASSERT_EQ(stream->lastError, 0);
 

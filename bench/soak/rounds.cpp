@@ -15,7 +15,6 @@
 #include "soak/soak.h"
 #include "support/avi_builder.h"
 #include "support/avi_mux.h"
-#include "support/file_writer.h"
 #include "support/process_state.h"
 
 namespace quillet::bench {

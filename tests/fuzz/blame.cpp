@@ -1,4 +1,4 @@
-#include "blame.h"
+#include "fuzz.h"
 
 #include <algorithm>
 #include <sstream>

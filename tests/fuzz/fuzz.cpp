@@ -8,15 +8,10 @@
 #include <cstdlib>
 #include <map>
 #include <sstream>
-#include <string>
-
-#include <windows.h>
 
 #include <quillet/thread.h>
 
-#include "blame.h"
-#include "mutants.h"
-#include "stream_checks.h"
+#include "fuzz.h"
 
 namespace quillet::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "mutants.h"
+#include "fuzz.h"
 
 #include <algorithm>
 #include <cctype>
@@ -6,8 +6,6 @@
 #include <map>
 #include <random>
 #include <sstream>
-#include <utility>
-#include <vector>
 
 #include "support/avi_builder.h"
 
@@ -33,11 +31,9 @@ std::vector<Mutant> makeSeedFiles() {
                            bytesOf(WORD{505}));  // Samples in a block.
   const Bytes muLaw = bytesOf(WAVEFORMATEX{WAVE_FORMAT_MULAW, 1, 8000, 8000, 1, 8, 0});
   return {
-      {aviFile({videoStream(rgb24, 25, 1, noiseChunks(8, rgb24.biSizeImage)), audioStream(pcm, noiseChunks(8, 1280))})
-           .build(),
+      {aviFile({videoStream(rgb24, 25, 1, noiseChunks(8, rgb24.biSizeImage)), audioStream(pcm, noiseChunks(8, 1280))}),
        ".avi", true, true, "RGB24 and PCM in AVI"},
-      {aviFile({palette, audioStream(ima, noiseChunks(6, 256))}).build(), ".avi", true, true,
-       "palette and IMA ADPCM in AVI"},
+      {aviFile({palette, audioStream(ima, noiseChunks(6, 256))}), ".avi", true, true, "palette and IMA ADPCM in AVI"},
       {readFile(mediaFile("cinepak.avi").c_str()), ".avi", true, false, "Cinepak in AVI"},
       {wavFile(pcm, noise(6000, 1)), ".wav", false, true, "PCM in WAV"},
       {wavFile(ima, noise(256 * 8, 2)), ".wav", false, true, "IMA ADPCM in WAV"},

@@ -1,4 +1,4 @@
-#include "stream_checks.h"
+#include "fuzz.h"
 
 #include <algorithm>
 #include <climits>
@@ -7,8 +7,6 @@
 #include <memory>
 #include <sstream>
 #include <string_view>
-
-#include <windows.h>
 
 #include <uuids.h>
 

@@ -43,46 +43,6 @@ AviStream streamOf(AviStreamHeader header, const Bytes& format, std::vector<AviC
 
 }  // namespace
 
-Bytes AviFile::build() const {
-  Bytes headers;
-  appendChunk(headers, ckidAVIMAINHDR, bytesOf(header));
-  std::size_t longest = 0;
-  for (const AviStream& stream : streams) {
-    Bytes strl;
-    appendChunk(strl, ckidSTREAMHEADER, bytesOf(stream.header));
-    appendChunk(strl, ckidSTREAMFORMAT, stream.format);
-    appendList(headers, FOURCC_LIST, listtypeSTREAMHEADER, strl);
-    longest = std::max(longest, stream.chunks.size());
-  }
-
-  Bytes movie;
-  Bytes index;
-  for (std::size_t i = 0; i < longest; ++i) {
-    for (std::size_t number = 0; number < streams.size(); ++number) {
-      const AviStream& stream = streams[number];
-      if (i >= stream.chunks.size()) {
-        continue;
-      }
-      const AviChunk& chunk = stream.chunks[i];
-      const DWORD id = chunkId(stream, number);
-      constexpr DWORD listTypeSize = 4;  // Offsets count from the type of the list.
-      const AVIINDEXENTRY entry = {id, chunk.isKey ? DWORD{AVIIF_KEYFRAME} : 0,
-                                   static_cast<DWORD>(movie.size()) + listTypeSize,
-                                   static_cast<DWORD>(chunk.data.size())};
-      append(index, bytesOf(entry));
-      appendChunk(movie, id, chunk.data);
-    }
-  }
-
-  Bytes content;
-  appendList(content, FOURCC_LIST, listtypeAVIHEADER, headers);
-  appendList(content, FOURCC_LIST, listtypeAVIMOVIE, movie);
-  appendChunk(content, ckidAVINEWINDEX, index);
-  Bytes file;
-  appendList(file, FOURCC_RIFF, formtypeAVI, content);
-  return file;
-}
-
 Bytes noise(std::size_t size, unsigned seed) {
   Bytes bytes(size);
   std::generate(bytes.begin(), bytes.end(), std::mt19937(seed));
@@ -121,19 +81,54 @@ AviStream audioStream(const Bytes& format, std::vector<AviChunk> chunks) {
   return streamOf(header, format, std::move(chunks));
 }
 
-AviFile aviFile(std::vector<AviStream> streams) {
-  AviFile file;
-  file.header.dwFlags = AVIF_HASINDEX | AVIF_ISINTERLEAVED;
-  file.header.dwStreams = static_cast<DWORD>(streams.size());
+Bytes aviFile(const std::vector<AviStream>& streams) {
+  MainAVIHeader header = {};
+  header.dwFlags = AVIF_HASINDEX | AVIF_ISINTERLEAVED;
+  header.dwStreams = static_cast<DWORD>(streams.size());
   for (const AviStream& stream : streams) {
     if (stream.header.type == streamtypeVIDEO) {
-      file.header.dwMicroSecPerFrame = static_cast<DWORD>(1000000ULL * stream.header.scale / stream.header.rate);
-      file.header.dwTotalFrames = stream.header.length;
-      file.header.dwWidth = stream.header.right;
-      file.header.dwHeight = stream.header.bottom;
+      header.dwMicroSecPerFrame = static_cast<DWORD>(1000000ULL * stream.header.scale / stream.header.rate);
+      header.dwTotalFrames = stream.header.length;
+      header.dwWidth = stream.header.right;
+      header.dwHeight = stream.header.bottom;
     }
   }
-  file.streams = std::move(streams);
+  Bytes headers;
+  appendChunk(headers, ckidAVIMAINHDR, bytesOf(header));
+  std::size_t longest = 0;
+  for (const AviStream& stream : streams) {
+    Bytes strl;
+    appendChunk(strl, ckidSTREAMHEADER, bytesOf(stream.header));
+    appendChunk(strl, ckidSTREAMFORMAT, stream.format);
+    appendList(headers, FOURCC_LIST, listtypeSTREAMHEADER, strl);
+    longest = std::max(longest, stream.chunks.size());
+  }
+
+  Bytes movie;
+  Bytes index;
+  for (std::size_t i = 0; i < longest; ++i) {
+    for (std::size_t number = 0; number < streams.size(); ++number) {
+      const AviStream& stream = streams[number];
+      if (i >= stream.chunks.size()) {
+        continue;
+      }
+      const AviChunk& chunk = stream.chunks[i];
+      const DWORD id = chunkId(stream, number);
+      constexpr DWORD listTypeSize = 4;  // Offsets count from the type of the list.
+      const AVIINDEXENTRY entry = {id, chunk.isKey ? DWORD{AVIIF_KEYFRAME} : 0,
+                                   static_cast<DWORD>(movie.size()) + listTypeSize,
+                                   static_cast<DWORD>(chunk.data.size())};
+      append(index, bytesOf(entry));
+      appendChunk(movie, id, chunk.data);
+    }
+  }
+
+  Bytes content;
+  appendList(content, FOURCC_LIST, listtypeAVIHEADER, headers);
+  appendList(content, FOURCC_LIST, listtypeAVIMOVIE, movie);
+  appendChunk(content, ckidAVINEWINDEX, index);
+  Bytes file;
+  appendList(file, FOURCC_RIFF, formtypeAVI, content);
   return file;
 }
 

@@ -31,14 +31,6 @@ struct AviStream {
   std::vector<AviChunk> chunks;
 };
 
-/// A file, whose streams are interleaved chunk by chunk.
-struct AviFile {
-  MainAVIHeader header = {};
-  std::vector<AviStream> streams;
-
-  Bytes build() const;
-};
-
 template <class Record>
 Bytes bytesOf(const Record& record) {
   const auto* const first = reinterpret_cast<const std::uint8_t*>(&record);
@@ -58,8 +50,8 @@ AviStream videoStream(const BITMAPINFOHEADER& format, DWORD rate, DWORD scale, s
 /// @param format a WAVEFORMATEX with what belongs to it.
 AviStream audioStream(const Bytes& format, std::vector<AviChunk> chunks);
 
-/// A file of these streams, with the main header that fits them.
-AviFile aviFile(std::vector<AviStream> streams);
+/// A file of these streams, interleaved chunk by chunk, with the main header that fits them.
+Bytes aviFile(const std::vector<AviStream>& streams);
 
 BITMAPINFOHEADER rgb24Format(LONG width, LONG height);
 WAVEFORMATEX pcmFormat(DWORD samplesPerSecond, WORD channels, WORD bitsPerSample);

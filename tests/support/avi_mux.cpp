@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <mutex>
-#include <utility>
 
 #include <amvideo.h>
 #include <evcode.h>
@@ -88,8 +87,7 @@ class AviMux
   }
   STDMETHODIMP get_Interleaving(REFERENCE_TIME* result, REFERENCE_TIME* preroll) override {
     *preroll = 0;
-    *result = script->interleaving;
-    return S_OK;
+    return give(result, script->interleaving);
   }
 
   // IMediaSeeking
@@ -257,7 +255,7 @@ class AviMux
       }
     }
     const HRESULT written =
-        FAILED(script->complete) ? script->complete : output.write(aviFile(std::move(all)).build(), script->msPerPiece);
+        FAILED(script->complete) ? script->complete : output.write(aviFile(std::move(all)), script->msPerPiece);
     return written == S_OK ? output.DeliverEndOfStream() : written;
   }
 
@@ -274,11 +272,48 @@ class AviMux
   HRESULT failure = S_OK;     // What has aborted the graph.
 };
 
+class FileWriter : public Wrapped<IFileSinkFilter2> {
+ public:
+  explicit FileWriter(std::shared_ptr<WriterFaults> writerFaults) : faults(std::move(writerFaults)) {}
+
+  // IFileSinkFilter2
+  STDMETHODIMP SetFileName(LPCOLESTR name, const AM_MEDIA_TYPE* type) override {
+    return FAILED(faults->setFileName) ? faults->setFileName : sink()->SetFileName(name, type);
+  }
+  STDMETHODIMP GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override { return sink()->GetCurFile(name, type); }
+  STDMETHODIMP SetMode(DWORD newFlags) override { return give(&faults->mode, newFlags); }
+  STDMETHODIMP GetMode(DWORD* result) override { return give(result, faults->mode); }
+
+ protected:
+  IUnknown* findInterface(REFIID id) override {
+    if (id == __uuidof(IFileSinkFilter)) {
+      return static_cast<IFileSinkFilter2*>(this);
+    }
+    return faults->noFileSink2 && id == __uuidof(IFileSinkFilter2) ? nullptr : Wrapped::findInterface(id);
+  }
+
+ private:
+  IFileSinkFilter* sink() { return static_cast<IFileSinkFilter*>(ofPart(__uuidof(IFileSinkFilter))); }
+
+  const std::shared_ptr<WriterFaults> faults;
+};
+
 }  // namespace
 
 ClassObjectOverride::Create aviMux(std::shared_ptr<MuxScript> script) {
   return [script = std::move(script)](REFIID iid, void** object) {
     return FAILED(script->create) ? script->create : makeCom<AviMux>(script)->QueryInterface(iid, object);
+  };
+}
+
+ClassObjectOverride::Create fileWriter(std::shared_ptr<WriterFaults> faults) {
+  return [faults = std::move(faults)](REFIID iid, void** object) {
+    if (FAILED(faults->create)) {
+      return faults->create;
+    }
+    const auto writer = makeCom<FileWriter>(faults);
+    writer->takeIn("qcap.dll", CLSID_FileWriter);
+    return writer->QueryInterface(iid, object);
   };
 }
 

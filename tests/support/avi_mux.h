@@ -1,4 +1,5 @@
-// A multiplexer of AVI files, which does what Windows documents of its own.
+// What AVI files are written with over DirectShow: a multiplexer, which does what Windows documents of its own, and the
+// platform's writer of files, with IFileSinkFilter2, which Wine's lacks.
 
 #pragma once
 
@@ -50,5 +51,16 @@ struct MuxScript {
 /// - the file is complete when every stream has ended; one that is stopped before is empty;
 /// - there is one RIFF, of less than 4 GB, with the old index; no stream is adapted to the master stream.
 ClassObjectOverride::Create aviMux(std::shared_ptr<MuxScript> script);
+
+/// What a writer refuses to do, and what it was told. Shared with the test.
+struct WriterFaults {
+  HRESULT create = S_OK;
+  bool noFileSink2 = false;
+  HRESULT setFileName = S_OK;
+  DWORD mode = 0;  ///< Wine's writer overwrites the file, whatever the mode.
+};
+
+/// Makes writers, as CLSID_FileWriter does.
+ClassObjectOverride::Create fileWriter(std::shared_ptr<WriterFaults> faults);
 
 }  // namespace quillet::test

@@ -9,7 +9,6 @@
 #include "support/avi_mux.h"
 #include "support/dialog_driver.h"
 #include "support/ds_streams.h"
-#include "support/file_writer.h"
 #include "support/writing.h"
 
 namespace quillet::test {

@@ -3,12 +3,10 @@
 
 #include <windows.h>
 
-#include <strmif.h>
 #include <uuids.h>
 
 #include "platform/guarded.h"
 #include "support/avi_mux.h"
-#include "support/file_writer.h"
 
 using namespace quillet::test;
 

@@ -80,20 +80,25 @@ void expectCounted(const Letter* file, long count, bool directShow = false) {
 /// A thread of the client that runs `work`, which must end in time.
 class Thread {
  public:
-  explicit Thread(std::function<void()> work)
-      : work(std::move(work)), handle(CreateThread(nullptr, 0, run, this, 0, nullptr)) {}
+  /// @param isPrepared whether the thread is set up for the library before.
+  explicit Thread(std::function<void()> work, bool isPrepared = true)
+      : work(std::move(work)), isPrepared(isPrepared), handle(CreateThread(nullptr, 0, run, this, 0, nullptr)) {}
   ~Thread() { EXPECT_TRUE(endsWithin(20000)) << "a thread hangs"; }
 
   bool endsWithin(DWORD ms) const { return WaitForSingleObject(handle.get(), ms) == WAIT_OBJECT_0; }
 
  private:
   static DWORD WINAPI run(void* self) {
-    QuilletThread();
-    static_cast<Thread*>(self)->work();
+    const auto& thread = *static_cast<const Thread*>(self);
+    if (thread.isPrepared) {
+      QuilletThread();
+    }
+    thread.work();
     return 0;
   }
 
-  std::function<void()> work;
+  const std::function<void()> work;
+  const bool isPrepared;
   const KernelHandle handle;
 };
 
