@@ -70,13 +70,11 @@ TEST_F(DSOutput, AnyNameWillDoForBothBackends) {
   const Bytes content = aviFile({videoStream(rgb24Format(8, 4), 25, 1, {{picture(9)}})});
   writeFile(another.c_str(), content);
   const std::wstring nearlyAnother = base + L"\u0100.avi";  // An A with a line above.
-  std::wstring deep = base;
-  for (int i = 0; i < 3; ++i) {
-    deep += std::wstring(100, L'd') + L'\\';
-    std::filesystem::create_directory(LR"(\\?\)" + deep);
-  }
+  const std::wstring folders = base + std::wstring(90, L'a') + L'\\' + std::wstring(90, L'b');
+  std::filesystem::create_directories(folders);
+  const std::wstring tooLong = folders + L'\\' + std::wstring(90, L'c');
   for (const std::wstring& name : {base + L"\u041A\u0438\u043D\u043E \u7535\u5F71 \U0001F3AC.avi", nearlyAnother,
-                                   deep + L"plain.avi", LR"(\\?\)" + deep + L"\u7535.avi"}) {
+                                   tooLong + L".avi", LR"(\\?\)" + tooLong + L"\u7535.avi"}) {
     for (const bool both : {false, true}) {  // Over DirectShow; the other one cannot write much sound.
       SCOPED_TRACE(testing::PrintToString(name) + (both ? ", DirectShow" : ""));
       const Writer writer(OutputAVIFile::create(name.c_str(), &video, false, both ? &audio : nullptr, false, both));
