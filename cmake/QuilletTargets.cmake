@@ -3,24 +3,34 @@
 # A release is the code that the tests run. Its symbols are taken out later, by quillet_install.
 set(CMAKE_CXX_FLAGS_RELEASE ${CMAKE_CXX_FLAGS_RELWITHDEBINFO})
 
+# One prefix holds both widths: what differs between them has a folder of its own in each of the prefix's.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  set(QUILLET_WIDTH i686)
+else()
+  set(QUILLET_WIDTH x86_64)
+endif()
+set(QUILLET_SUBFOLDER ${QUILLET_WIDTH} CACHE STRING "The folder of this width; empty for a prefix of one width")
+cmake_path(APPEND CMAKE_INSTALL_BINDIR "${QUILLET_SUBFOLDER}" OUTPUT_VARIABLE QUILLET_BINDIR)
+cmake_path(APPEND CMAKE_INSTALL_LIBDIR "${QUILLET_SUBFOLDER}" OUTPUT_VARIABLE QUILLET_LIBDIR)
+
 # Warnings are errors; nothing is linked dynamically but the platform and the library itself.
 add_library(quillet_options INTERFACE)
 target_compile_options(quillet_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Werror>)
 # One arithmetic in both widths: the 32-bit default computes in extended precision, and truncates otherwise here and there.
 # Windows' own calls align the stack to 4 bytes only, less than SSE's registers want when they are saved to it.
-if(CMAKE_SYSTEM_PROCESSOR STREQUAL "i686")
+if(QUILLET_WIDTH STREQUAL "i686")
   target_compile_options(quillet_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-msse2 -mfpmath=sse -mstackrealign>)
 endif()
 # windows.h must not make macros of min and max.
 target_compile_definitions(quillet_options INTERFACE NOMINMAX)
 target_link_options(quillet_options INTERFACE -static)
 
-# Installs `target`. One prefix holds both widths: each has folders of its own for what differs. A release is stripped;
-# its symbols are beside it, in a file that debuggers find by the name in the binary.
+# Installs `target`. A release is stripped; its symbols are beside it, in a file that debuggers find by the name in the
+# binary.
 function(quillet_install target)
   install(TARGETS ${target} ${ARGN}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}/${CMAKE_SYSTEM_PROCESSOR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/${CMAKE_SYSTEM_PROCESSOR}
+    RUNTIME DESTINATION ${QUILLET_BINDIR}
+    ARCHIVE DESTINATION ${QUILLET_LIBDIR}
   )
   if(CMAKE_BUILD_TYPE STREQUAL "Release")
     set(symbols $<TARGET_FILE:${target}>.debug)
@@ -29,7 +39,7 @@ function(quillet_install target)
       COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>
       VERBATIM
     )
-    install(FILES ${symbols} DESTINATION ${CMAKE_INSTALL_BINDIR}/${CMAKE_SYSTEM_PROCESSOR})
+    install(FILES ${symbols} DESTINATION ${QUILLET_BINDIR} COMPONENT symbols)
   endif()
 endfunction()
 

@@ -15,6 +15,7 @@ packages=(
   gstreamer1.0-plugins-good{:i386,:amd64}
   gstreamer1.0-libav{:i386,:amd64}
   ffmpeg                                          # makes and checks test media
+  clang lld llvm pkg-config                       # clients of other compilers, and their import library
 )
 dev_packages=(clang-format clang-tidy doxygen graphviz)
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs both widths into one prefix, and expects the same of both: of a client that finds the installed library, and
-# of the command-line client over both backends. To be run in the root of the tree, with both widths built.
+# Installs both widths into one prefix, and expects the same of both: of clients in each style that find the installed
+# library, and of the command-line client over both backends. To be run in the root of the tree, with both widths built.
 set -euo pipefail
 
 root=$PWD media=Z:$PWD/build/mingw-i686/media
@@ -10,9 +10,35 @@ trap 'rm -rf "$work"' EXIT
 install() {
   cmake --install "build/mingw-$1" --prefix "$work/prefix" >/dev/null
 }
-client() {
-  cmake -G Ninja -S tests/package -B "$work/client-$1" -DCMAKE_SYSTEM_NAME=Windows \
-    -DCMAKE_CXX_COMPILER="$1-w64-mingw32-g++" -DCMAKE_PREFIX_PATH="$work/prefix" && cmake --build "$work/client-$1"
+# Makes the clients of the width $1 in the language $2 with the compiler $3, as CMake finds the library.
+clients() {
+  local folder=$work/clients-$1-${4:-mingw}
+  cmake -G Ninja -S tests/package -B "$folder-$2" -DLANGUAGE="$2" -DCMAKE_SYSTEM_NAME=Windows \
+    -DCMAKE_"$2"_COMPILER="$3" -DCMAKE_PREFIX_PATH="$work/prefix" "${@:5}" && cmake --build "$folder-$2" --verbose
+}
+# The client in C of the width $1 with the compiler and linker of another kind than MinGW's, which brings neither headers nor
+# libraries: what it needs of the C library is imported by hand.
+foreign_client() {
+  local machine=i386
+  [ "$1" = i686 ] || machine=i386:x86-64
+  printf 'LIBRARY msvcrt.dll\nEXPORTS\n__getmainargs\nexit\nprintf\n' >"$work/c.def"
+  llvm-dlltool -m "$machine" -d "$work/c.def" -l "$work/c-$1.lib" &&
+    clients "$1" C clang foreign -DCMAKE_C_COMPILER_TARGET="$1-pc-windows-msvc" -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY \
+      -DCMAKE_C_FLAGS=-ffreestanding -DCMAKE_MSVC_RUNTIME_LIBRARY= -DCMAKE_C_STANDARD_LIBRARIES="$work/c-$1.lib" \
+      -DCMAKE_EXE_LINKER_FLAGS=-Wl,-entry:start
+}
+# Each client of the width $1 once more, as pkg-config tells of the library; and both headers in one file.
+pkg_config_clients() {
+  local folder=$work/clients-$1-pkg-config compiler=$1-w64-mingw32 flags
+  flags=$(PKG_CONFIG_LIBDIR=$work/prefix/lib/$1/pkgconfig pkg-config --cflags --libs 'quillet >= 0.2') || return
+  mkdir "$folder"
+  cp "$work/prefix/bin/$1/quillet.dll" "$folder"
+  # shellcheck disable=SC2086
+  for style in functions.c classes.cpp header.cpp; do
+    local driver=gcc options=
+    [ "${style##*.}" = c ] || driver=g++ options="-std=c++17 -static -include quillet/quillet.hpp -include quillet/quillet.h"
+    "$compiler-$driver" $options "tests/package/$style" -o "$folder/${style%.*}.exe" $flags || return
+  done
 }
 fail() {
   cat "$work/cmake"
@@ -21,7 +47,7 @@ fail() {
 }
 
 install i686
-client x86_64 >"$work/cmake" 2>&1 && fail "a 64-bit client takes the 32-bit library"
+clients x86_64 CXX x86_64-w64-mingw32-g++ >"$work/cmake" 2>&1 && fail "a 64-bit client takes the 32-bit library"
 grep -q 'version: .*(32bit)' "$work/cmake" || fail "nothing says that the library has the wrong width"
 install x86_64
 
@@ -32,7 +58,9 @@ give() (
   width=$1
   mkdir "$work/$width"
   cd "$work/$width"
-  run wineprefix "$work/client-$width/client.exe" "$media/cinepak.avi"
+  for client in "$work/clients-$width-"*/*.exe; do
+    run wineprefix "$client" "$media/cinepak.avi" "$media/ds_h264.mp4"
+  done
   streams=(--video)  # Wine's AVIFile writes no audio.
   for backend in vfw ds; do
     quillet wineprefix frame "$media/cinepak.avi" 42 -o "$backend.bmp"
@@ -46,9 +74,14 @@ give() (
 )
 
 for width in i686 x86_64; do
-  client "$width" >"$work/cmake" 2>&1 || fail "the client of $width is not made"
+  {
+    clients "$width" C "$width-w64-mingw32-gcc" && clients "$width" CXX "$width-w64-mingw32-g++" &&
+      foreign_client "$width" && pkg_config_clients "$width"
+  } >"$work/cmake" 2>&1 || fail "the clients of $width are not made"
   tests/mux_prefix.sh scripts/wine-run.sh "$root/build/mingw-$width"
   give "$width" >"$work/output-$width"
 done
 diff "$work/output-i686" "$work/output-x86_64"
 diff -r "$work/i686" "$work/x86_64"
+# Seven clients, one picture.
+[ "$(grep -c "^$(head -1 "$work/output-i686")$" "$work/output-i686")" -eq 7 ] || fail "the clients do not agree"

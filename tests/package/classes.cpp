@@ -1,4 +1,4 @@
-// A client outside of the tree: prints the number of a frame, and a checksum of its picture.
+// A client of the C++ classes: prints the number of a frame, and a checksum of its picture.
 
 #include <quillet/quillet.h>
 
