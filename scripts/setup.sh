@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what Quillet needs to be built and tested on Debian 12: cross compilers, Wine for 32-bit programs, GoogleTest's
-# sources and the codecs of the test media. Installs only what is missing; safe to run again.
+# sources, the codecs of the test media, and what the bindings are tested with. Installs only what is missing; safe to
+# run again.
 #
 #   scripts/setup.sh         what building, the demo and the tests need
 #   scripts/setup.sh --dev   also what checking the style and making the reference manual needs
@@ -16,13 +17,15 @@ packages=(
   gstreamer1.0-libav{:i386,:amd64}
   ffmpeg                                          # makes and checks test media
   clang lld llvm pkg-config                       # clients of other compilers, and their import library
+  python3                                         # runs the binding's test, as far as it needs no Windows
 )
+command -v npm >/dev/null || packages+=(npm)      # fetches Node for Windows: scripts/fetch-node.sh
 dev_packages=(clang-format clang-tidy doxygen graphviz)
 
 case "${1:-}" in
   "") ;;
   --dev) packages+=("${dev_packages[@]}") ;;
-  *) sed -n '2,6s/^# \{0,1\}//p' "$0"; exit 2 ;;
+  *) sed -n '2,7s/^# \{0,1\}//p' "$0"; exit 2 ;;
 esac
 
 is_installed() {

@@ -3,8 +3,9 @@
 # own. Then, unless only some tests are asked for, installs both and expects the same of them. Installs what is missing
 # first; safe to run again, and quick when nothing has changed.
 #
-#   scripts/test.sh [--32 | --64] [CTEST-ARGUMENT...]    for example scripts/test.sh --64 -R errors_test
+#   scripts/test.sh [--32 | --64 | --checked] [CTEST-ARGUMENT...]    for example scripts/test.sh --64 -R errors_test
 #
+# --checked runs the tests with a library, and tests, that end at undefined behaviour and at overrun buffers of the stack.
 # Each line says which width it belongs to, and the last one how many tests of both have passed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,9 +13,10 @@ SECONDS=0
 
 presets=(mingw-i686 mingw-x86_64)
 case "${1:-}" in
-  --help) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 0 ;;
+  --help) sed -n '2,9s/^# \{0,1\}//p' "$0"; exit 0 ;;
   --32) presets=(mingw-i686); shift ;;
   --64) presets=(mingw-x86_64); shift ;;
+  --checked) presets=(checked); shift ;;
 esac
 
 scripts/setup.sh

@@ -81,7 +81,7 @@ TEST_F(Cli, FailuresHaveAStatusAndAMessage) {
       {{L"samples", video, L"0", L"1"}, wrongUsage, "missing option '--output'"},
       {{L"samples", video, L"1", L"0", L"-o", L"x.wav"}, wrongUsage, "LAST is less than FIRST"},
       {{L"time", video, L"--sample", L"1", L"--ms", L"1"}, wrongUsage, "either --sample or --ms"},
-      {{L"info", L"missing \u65e5.avi"}, failed, "cannot open 'missing \xE6\x97\xA5.avi'"},
+      {{L"info", L"missing \u65e5.avi"}, failed, "any stream of 'missing \xE6\x97\xA5.avi'"},
       {{L"frame", audio, L"0"}, failed, "cannot open video stream 0"},
       {{L"raw", video, L"--audio", L"--backend", L"vfw"}, failed, "Could not open the source file (code 3"},
       {{L"frame", video, L"-1"}, failed, "Parameter out of range (code 8, Video for Windows)"},
@@ -167,7 +167,7 @@ Image decodeImage(const std::filesystem::path& file) {
 }
 
 TEST_F(Cli, FrameIsTheLibrarysPictureInEitherFormatAndUnderAnyName) {
-  const std::wstring input = L"Pr\u00FCfung \u65E5\u672C";
+  const std::wstring input = L"\u041F\u0440\u043E\u0431\u0430 \u65E5\u672C \U0001F3AC";
   std::filesystem::copy_file(mediaFile("cinepak.avi"), input + L".avi");
   const auto stream = openVideo("cinepak.avi");
   const Bytes bits = frameOf(*stream, 17);
@@ -227,11 +227,11 @@ TEST_F(Cli, SamplesAreTheLibrarysOwn) {
   const long last = stream->duration() - 1;
   ASSERT_GT(last, 65536 + 5) << "more than the client reads at once";
   const Outcome outcome =
-      run({L"samples", media("ima_44100_stereo.wav"), L"5", std::to_wstring(last), L"-o", L"x.wav"});
+      run({L"samples", media("ima_44100_stereo.wav"), L"5", std::to_wstring(last), L"-o", L"\u65E5.wav"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   Bytes format = bytesOf(*stream->format());
   format.resize(sizeof(PCMWAVEFORMAT));
-  EXPECT_TRUE(readFile("x.wav") == wavFile(format, runOf(*stream, 5, last)));
+  EXPECT_TRUE(readFile(L"\u65E5.wav") == wavFile(format, runOf(*stream, 5, last)));
 }
 
 }  // namespace

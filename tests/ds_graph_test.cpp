@@ -229,8 +229,8 @@ TEST(Stopping, EndsAnOpeningAtOnce) {
   withoutFrameTime(frames);
   ScriptedStream blocks = scriptedAudio(mono, 9, 80);
   reinterpret_cast<WAVEFORMATEX*>(blocks.type.pbFormat)->wFormatTag = WAVE_FORMAT_MULAW;
-  for (const int step : {5, 10}) {  // While the stream is played, which then goes on for long; and behind that.
-    frames.samples[5].waitFor = blocks.samples[5].waitFor = step == 5 ? never.get() : nullptr;
+  for (const int step : {3, 10}) {  // While the stream is played, which then goes on for long; and behind that.
+    frames.samples[5].waitFor = blocks.samples[5].waitFor = step == 3 ? never.get() : nullptr;
     const auto expectStopped = [&](const ScriptedStream& played, const auto& open) {
       const auto script = scriptOf(played);
       const ScriptedFile file(script);

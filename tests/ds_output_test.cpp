@@ -1,5 +1,7 @@
 // Writing AVI files through DirectShow.
 
+#include <filesystem>
+
 #include <evcode.h>
 #include <ocidl.h>
 #include <vfwmsgs.h>
@@ -62,6 +64,48 @@ TEST_F(DSOutput, BothStreamsComeBackThroughEitherBackend) {
     expectPictures(file.name(), 50, directShow);
     expectCounted(file.name(), 16000, directShow);
   }
+}
+
+TEST_F(DSOutput, AnyNameWillDoForBothBackends) {
+  ASSERT_NE(GetACP(), CP_UTF8) << "which has all letters";
+  const TempFolder folder;
+  const std::wstring base = std::filesystem::path(folder.name()).native() + L'\\';
+  const std::string another = std::string(folder.name()) + "\\A.avi";
+  const Bytes content = aviFile({videoStream(rgb24Format(8, 4), 25, 1, {{picture(9)}})}).build();
+  writeFile(another.c_str(), content);
+  const std::wstring nearlyAnother = base + L"\u0100.avi";  // An A with a line above.
+  std::wstring deep = base;
+  for (int i = 0; i < 3; ++i) {
+    deep += std::wstring(100, L'd') + L'\\';
+    std::filesystem::create_directory(LR"(\\?\)" + deep);
+  }
+  for (const std::wstring& name : {base + L"\u041A\u0438\u043D\u043E \u7535\u5F71 \U0001F3AC.avi", nearlyAnother,
+                                   deep + L"plain.avi", LR"(\\?\)" + deep + L"\u7535.avi"}) {
+    for (const bool both : {false, true}) {  // Over DirectShow; the other one cannot write much sound.
+      SCOPED_TRACE(testing::PrintToString(name) + (both ? ", DirectShow" : ""));
+      const Writer writer(OutputAVIFile::create(name.c_str(), &video, false, both ? &audio : nullptr, false, both));
+      ASSERT_EQ(writer->lastError, 0);
+      ASSERT_TRUE(writer->start() && writePicture(*writer, 0) && writePicture(*writer, 1));
+      EXPECT_TRUE((!both || writeCounted(*writer, 0, 640)) && writer->close());
+      for (const bool directShow : {false, true}) {
+        expectPictures(name.c_str(), 2, directShow);
+        if (both) {
+          expectCounted(name.c_str(), 640, directShow);
+        }
+        const std::unique_ptr<RawDataSourceStream> raw(
+            RawDataSourceStream::open(name.c_str(), true, directShow, 0, nullptr));
+        EXPECT_EQ(raw->duration(), 2) << raw->lastError;
+        int videos = 0;
+        int sounds = 0;
+        MediaContainer::streamsNumber(name.c_str(), directShow, &videos, &sounds);
+        EXPECT_TRUE(videos == 1 && sounds == both);
+      }
+    }
+  }
+  DeleteFileW(nearlyAnother.c_str());
+  const std::unique_ptr<SourceStream> missing(SourceStream::open(nearlyAnother.c_str(), true, false, 0, nullptr));
+  EXPECT_EQ(missing->lastError, vfw_error::cannotOpenSourceFile);
+  EXPECT_TRUE(readFile(another.c_str()) == content);
 }
 
 /// A video format with what follows the header, whether or not `biSize` counts it.

@@ -46,8 +46,7 @@ std::string describe(VideoSourceStream& video) {
 
 }  // namespace
 
-Media::Media(const std::filesystem::path& path, Backend backend, HWND window)
-    : fileName(client::libraryFileName(path)), window(window) {
+Media::Media(const std::filesystem::path& path, Backend backend, HWND window) : path(path), window(window) {
   std::string noAudio;
   video = open<VideoSourceStream>(optionsOf(backend), noVideo);
   openingWarning = hasVideo() ? warningOf(*video) : "";
@@ -77,7 +76,8 @@ Media::~Media() {
 template <class Stream>
 std::unique_ptr<Stream> Media::open(int options, std::string& problem) const {
   const std::string kind = (options & dialog_option::audio) != 0 ? "No audio: " : "No video: ";
-  std::unique_ptr<SourceStream> stream(SourceStream::open(options, window, fileName.c_str(), 0, fileName.c_str()));
+  std::unique_ptr<SourceStream> stream(
+      SourceStream::open(options, window, path.c_str(), 0, client::toAnsi(path.native()).c_str()));
   if (stream == nullptr) {
     problem = kind + "the stream or its progress dialog could not be made";
     return nullptr;
@@ -128,8 +128,7 @@ std::string Media::tune() {
 /// Reads all compressed frames in order, which costs no seeks, on a stream of the thread's own.
 void Media::readKeyFrames() {
   QuilletThread();
-  const std::unique_ptr<RawDataSourceStream> raw(
-      RawDataSourceStream::open(fileName.c_str(), true, directShow, 0, nullptr));
+  const std::unique_ptr<RawDataSourceStream> raw(RawDataSourceStream::open(path.c_str(), true, directShow, 0, nullptr));
   if (raw == nullptr || raw->lastErrorIsFatal()) {
     return;  // No frame is known, then.
   }

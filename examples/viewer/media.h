@@ -94,7 +94,7 @@ class Media {
   void readWaveform();
   void tellWindow() const { PostMessageW(window, mediaGrownMessage, 0, 0); }
 
-  const std::string fileName;
+  const std::filesystem::path path;
   HWND window;
   std::string noVideo;
   std::string openingWarning;

@@ -247,15 +247,18 @@ QUILLET_API int64_t quillet_stream_length(quillet_stream* stream);
 /// @return the duration in milliseconds; -1.0 on failure (Video for Windows 6).
 QUILLET_API double quillet_stream_duration(quillet_stream* stream);
 
+/// @param stream the stream's handle.
 /// @param sample a number; receives that of the sample found, where a backend finds another one, with a warning.
 /// @return its time in milliseconds; -1.0 on failure (DirectShow 5, 20; Video for Windows 17).
 QUILLET_API double quillet_stream_time_of(quillet_stream* stream, int64_t* sample);
 
+/// @param stream the stream's handle.
 /// @param time milliseconds; receives the time of the sample found, where a backend finds another one, with a warning.
 /// @return the number of the sample at that time; -1 on failure (DirectShow 5, 20; Video for Windows 17).
 QUILLET_API int64_t quillet_stream_sample_at(quillet_stream* stream, double* time);
 
 /// Describes what a stream of video delivers, decoded or not. The header is one that a writer takes.
+/// @param stream the stream's handle.
 /// @param format receives the description, its header valid until the stream is closed.
 /// @return the status (DirectShow 72, QUILLET_ERROR_KIND).
 QUILLET_API int32_t quillet_stream_video_format(quillet_stream* stream, quillet_video_format* format);
@@ -264,6 +267,7 @@ QUILLET_API int32_t quillet_stream_video_format(quillet_stream* stream, quillet_
 QUILLET_API int32_t quillet_stream_audio_format(quillet_stream* stream, quillet_audio_format* format);
 
 /// Replaces what is told of the progress.
+/// @param stream the stream's handle.
 /// @param progress may be NULL.
 /// @param user handed to `progress`.
 /// @return the status.
@@ -271,6 +275,7 @@ QUILLET_API int32_t quillet_stream_set_progress(quillet_stream* stream, quillet_
 
 /// Runs the operations from now on behind a dialog that shows their progress, if the stream is DirectShow's; see
 /// quillet_stream_open_behind_dialog(). They fail with code 49 when it cannot be shown.
+/// @param stream the stream's handle.
 /// @param use 1 to do so, 0 to do without a dialog again.
 /// @param window, options, title see quillet_stream_open_behind_dialog().
 /// @return the status.
@@ -278,11 +283,13 @@ QUILLET_API int32_t quillet_stream_use_dialog(quillet_stream* stream, int32_t us
                                               const char* title);
 
 /// Shows the tuning dialog of a stream.
+/// @param stream the stream's handle.
 /// @param window the parent's HWND; may be NULL.
 /// @return 1 after OK and Cancel; 0 on failure (DirectShow 49, 52; Video for Windows 29: it has nothing to tune).
 QUILLET_API int32_t quillet_stream_configure(quillet_stream* stream, void* window);
 
 /// Tunes the search for samples of a DirectShow stream; values below 1 are the defaults.
+/// @param stream the stream's handle.
 /// @param quick_decode frames, blocks or samples that it is quicker to decode than to seek over.
 /// @param step_back first step back when a seek lands after what is wanted: of video in frames, of audio in samples, of raw
 ///     audio in bytes.
@@ -305,12 +312,14 @@ QUILLET_API double quillet_video_rate(quillet_stream* stream);
 QUILLET_API int64_t quillet_video_find(quillet_stream* stream, int64_t frame);
 
 /// Decodes a frame, found as quillet_video_find() does.
+/// @param stream the stream's handle.
 /// @param frame its number; receives that of the frame found, -1 when there is none.
 /// @return the pixels, as quillet_stream_video_format() tells; NULL on failure (as quillet_video_find(), and Video for
 ///     Windows 11).
 QUILLET_API const uint8_t* quillet_video_frame(quillet_stream* stream, int64_t* frame);
 
 /// Decodes a frame, found as quillet_video_find() does, into a buffer of the caller's.
+/// @param stream the stream's handle.
 /// @param frame its number; receives that of the frame found, -1 when there is none.
 /// @param pixels the wanted layout, a #quillet_pixels.
 /// @param rows the wanted order, a #quillet_rows.
@@ -326,6 +335,7 @@ QUILLET_API int32_t quillet_video_read(quillet_stream* stream, int64_t* frame, i
 /// @{
 
 /// Decodes a run of samples.
+/// @param stream the stream's handle.
 /// @param first number of the first one.
 /// @param count how many.
 /// @return `count` samples of quillet_audio_format::block_bytes each; NULL on failure (DirectShow 2, 5, 20, 25; Video for
@@ -333,6 +343,7 @@ QUILLET_API int32_t quillet_video_read(quillet_stream* stream, int64_t* frame, i
 QUILLET_API const void* quillet_audio_samples(quillet_stream* stream, int64_t first, int64_t count);
 
 /// Decodes a run of samples into a buffer of the caller's.
+/// @param stream the stream's handle.
 /// @param first, count see quillet_audio_samples().
 /// @param buffer receives the samples.
 /// @param bytes its size.
@@ -346,12 +357,14 @@ QUILLET_API int32_t quillet_audio_read(quillet_stream* stream, int64_t first, in
 /// @{
 
 /// Reads the compressed sample that covers a number.
+/// @param stream the stream's handle.
 /// @param sample its number and, as `key`, whether only a key sample at or before it will do; receives the sample.
 /// @return the status (DirectShow 2, 5, 20, 50, and 12 as a warning; Video for Windows 2, 8, 10, 15, 18, 20).
 QUILLET_API int32_t quillet_raw_read(quillet_stream* stream, quillet_raw_sample* sample);
 
 /// Reads the compressed sample that is stored behind the one read last with this function, first the stream's first: so
 /// each of them once, in stored order. After the end, a failure, and quillet_raw_read() it begins again.
+/// @param stream the stream's handle.
 /// @param sample receives the sample.
 /// @return the status: 0 with the warning 12 at the end of the stream, and on failure (DirectShow 2, 5;
 ///     QUILLET_ERROR_KIND over Video for Windows, where numbers are in stored order).
@@ -392,6 +405,7 @@ QUILLET_API void quillet_file_close(quillet_file* file);
 QUILLET_API int32_t quillet_file_can_set_compressor(quillet_file* file, int32_t kind);
 
 /// Sets the compressor of a stream by what the backend takes for one.
+/// @param file the file's handle.
 /// @param kind the stream.
 /// @param compressor over DirectShow the IMoniker of a compressor filter; over Video for Windows an AVICOMPRESSOPTIONS, what
 ///     it points at to outlive the file. NULL makes a direct copy of the stream.
@@ -399,6 +413,7 @@ QUILLET_API int32_t quillet_file_can_set_compressor(quillet_file* file, int32_t 
 QUILLET_API int32_t quillet_file_set_compressor(quillet_file* file, int32_t kind, void* compressor);
 
 /// Sets the compressor of a stream over Video for Windows.
+/// @param file the file's handle.
 /// @param kind the stream.
 /// @param compression of which `codec`, `key_every` and `quality` count for video, and `audio` for audio.
 /// @return the status (200, 201, 204, 205; Video for Windows 25; QUILLET_ERROR_KIND over DirectShow).
@@ -408,16 +423,21 @@ QUILLET_API int32_t quillet_file_compress(quillet_file* file, int32_t kind, cons
 QUILLET_API int32_t quillet_file_is_compressor_set(quillet_file* file, int32_t kind);
 
 /// Lets the user choose a compressor for the stream.
+/// @param file the file's handle.
+/// @param kind the stream.
 /// @param window the parent's HWND; may be NULL.
 /// @return whether one was chosen and set (206 when not; codes of `chooseCompressor`).
 QUILLET_API int32_t quillet_file_choose_compressor(quillet_file* file, int32_t kind, void* window);
 
 /// Shows the settings of the stream's compressor.
+/// @param file the file's handle.
+/// @param kind the stream.
 /// @param window the parent's HWND; may be NULL.
 /// @return 1 when they were shown and taken (206 when not, 207; codes of `configureCompressor`).
 QUILLET_API int32_t quillet_file_configure_compressor(quillet_file* file, int32_t kind, void* window);
 
 /// Shows the dialog of the file's interleaving.
+/// @param file the file's handle.
 /// @param window the parent's HWND; may be NULL.
 /// @return 1 when it was shown (DirectShow 49, 63, 73; Video for Windows 31, 32, 33).
 QUILLET_API int32_t quillet_file_configure(quillet_file* file, void* window);
@@ -425,6 +445,7 @@ QUILLET_API int32_t quillet_file_configure(quillet_file* file, void* window);
 /// @return whether the backend interleaves the streams by itself.
 QUILLET_API int32_t quillet_file_is_interleaving(quillet_file* file);
 
+/// @param file the file's handle.
 /// @param on whether the backend is to interleave the streams by itself.
 /// @return the status (DirectShow 63; 0 with no code over Video for Windows, which has no such setting).
 QUILLET_API int32_t quillet_file_set_interleaving(quillet_file* file, int32_t on);
@@ -433,6 +454,7 @@ QUILLET_API int32_t quillet_file_set_interleaving(quillet_file* file, int32_t on
 QUILLET_API int64_t quillet_file_interleaving_period(quillet_file* file);
 
 /// Sets the interleaving period, before quillet_file_start().
+/// @param file the file's handle.
 /// @param period units of 100 ns.
 /// @return the status (DirectShow 63, 73; Video for Windows 31).
 QUILLET_API int32_t quillet_file_set_interleaving_period(quillet_file* file, int64_t period);
@@ -451,6 +473,7 @@ QUILLET_API int32_t quillet_file_can_start(quillet_file* file);
 QUILLET_API int32_t quillet_file_start(quillet_file* file);
 
 /// Writes frames or samples. Over DirectShow video and audio may be written by two threads at once.
+/// @param file the file's handle.
 /// @param kind the stream.
 /// @param number number of the first one.
 /// @param data the frames or samples, in the format given to quillet_file_open().
@@ -463,6 +486,7 @@ QUILLET_API int32_t quillet_file_write(quillet_file* file, int32_t kind, int64_t
                                        int64_t count, int64_t bytes, int32_t key);
 
 /// Writes a frame from a picture in a layout of the caller's; for files of RGB of 24 or 32 bits, and compressed from it.
+/// @param file the file's handle.
 /// @param number the frame's number.
 /// @param pixels the picture's layout, a #quillet_pixels.
 /// @param rows its order, a #quillet_rows.
@@ -475,6 +499,7 @@ QUILLET_API int32_t quillet_file_write_picture(quillet_file* file, int64_t numbe
 
 /// Writes audio through a buffer, which is written as a whole when it is full, and when samples do not continue those in it
 /// or differ in `key`.
+/// @param file the file's handle.
 /// @param number, data, count, bytes, key see quillet_file_write().
 /// @return the status (2, 201, 208, and those of quillet_file_write()).
 QUILLET_API int32_t quillet_file_write_buffered(quillet_file* file, int64_t number, const void* data, int64_t count,
@@ -484,6 +509,7 @@ QUILLET_API int32_t quillet_file_write_buffered(quillet_file* file, int64_t numb
 /// @return the status (201, and those of quillet_file_write()).
 QUILLET_API int32_t quillet_file_flush(quillet_file* file);
 
+/// @param file the file's handle.
 /// @param kind the stream.
 /// @param buffered 1 to count what is still in the buffer of audio.
 /// @return the number with which the next write continues; -1 on failure (201, also for video in a file without audio).
@@ -508,6 +534,7 @@ QUILLET_API quillet_engine* quillet_engine_open(quillet_file* file, int32_t cont
 QUILLET_API void quillet_engine_close(quillet_engine* engine);
 
 /// Writes a chunk when it is the stream's turn, and waits for it before. For one thread of each kind at a time.
+/// @param engine the engine's handle.
 /// @param kind, number, data, count, bytes, key see quillet_file_write().
 /// @return the status: after a failure, and after quillet_engine_stop(), nothing more can be written.
 QUILLET_API int32_t quillet_engine_write(quillet_engine* engine, int32_t kind, int64_t number, const void* data,

@@ -17,8 +17,8 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   ///
   /// The calling thread must have called QuilletThread().
   ///
-  /// @param fileName name of the media file, in the system's ANSI code page. That may lack letters of the name: the forms
-  ///     with a name in UTF-16 open every file.
+  /// @param fileName name of the media file, in the system's ANSI code page. That may lack letters of the name: the
+  ///     forms with a name in UTF-16 open every file.
   /// @param video true for a video stream, false for an audio stream.
   /// @param useDirectShow true for DirectShow, false for Video for Windows.
   /// @param stream number of the stream among the file's streams of that kind, from 0.

@@ -13,6 +13,8 @@
 /// The frame rate of the file is a whole number of frames per second. While the file is not open, and again after close(),
 /// every operation that tells how it went fails with code 1. The threads that call must have called QuilletThread().
 ///
+/// Names are limited as those of VfWSourceStream, with vfw_error::cannotCreateFile.
+///
 /// A file cannot have more than 2^31-1 bytes. A write that might make it larger fails; the file stays as it is, and can
 /// be closed. What counts is the data, of frames to be compressed twice their size before that; 25 bytes for each
 /// frame, left out ones included, and for each piece of audio; and 1 MB for the headers.

@@ -15,6 +15,9 @@ class AviSource;
 /// comes back from its time where a frame does not last whole milliseconds. A client that needs that computes the time
 /// from VideoSourceStream::frameRate() or the rate of AudioSourceStream::format().
 ///
+/// AVIFile may have room for 127 characters of the system's ANSI code page only. A file with any other name is opened by
+/// the short one that the file system has for it; without one it may be vfw_error::cannotOpenSourceFile.
+///
 /// The thread that calls must have called QuilletThread(). Every operation fails with code 1 while the stream is not
 /// open.
 class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual SourceStream {

@@ -22,7 +22,7 @@ int32_t quillet_count_streams(const char* name, int32_t may_use_graph, int32_t* 
   quillet::prepareThread();
   int videoStreams = 0;
   int audioStreams = 0;
-  const int32_t error = quillet::guardedBy<int32_t>(MediaContainer::NotEnoughMemory, [&]() -> int32_t {
+  const auto error = quillet::guardedBy<int32_t>(MediaContainer::NotEnoughMemory, [&]() -> int32_t {
     const auto wide = quillet::wideOf(name);
     return MediaContainer::streamsNumber(wide ? wide->c_str() : nullptr, may_use_graph != 0, &videoStreams,
                                          &audioStreams);

@@ -30,7 +30,7 @@ Result withStream(const void* handle, Result failure, Operation operation) {
   if (object == nullptr) {
     return failure;
   }
-  if (Stream* const stream = streamAs<Stream>(*object)) {
+  if (auto* const stream = streamAs<Stream>(*object)) {
     return operation(*stream, *object);
   }
   object->note(object->source != nullptr ? int{QUILLET_ERROR_KIND} : common_error::notOpened);

@@ -12,19 +12,4 @@ constOLEstring::constOLEstring(const char* narrow) {
   }
 }
 
-constOLEstring::constOLEstring(const wchar_t* wide) {
-  if (wide != nullptr) {
-    name = wide;
-  }
-}
-
-bool constOLEstring::isOfMissingFile() const {
-  if (!name || name->find(L"://") != std::wstring::npos ||
-      GetFileAttributesW(name->c_str()) != INVALID_FILE_ATTRIBUTES) {
-    return false;
-  }
-  const DWORD error = GetLastError();
-  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-}
-
 }  // namespace quillet

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace quillet {
 
@@ -16,16 +17,10 @@ class constOLEstring {
   /// @throws std::bad_alloc
   explicit constOLEstring(const char* narrow);
 
-  /// Copies a name. Null makes none.
-  /// @throws std::bad_alloc
-  explicit constOLEstring(const wchar_t* wide);
+  explicit constOLEstring(std::wstring wide) : name(std::move(wide)) {}
 
   /// @return the name, null when there is none.
   const wchar_t* get() const { return name ? name->c_str() : nullptr; }
-
-  /// Whether the file system knows that there is no such file. Of names that do not lead into it, as those of streams on a
-  /// network do not, it knows nothing.
-  bool isOfMissingFile() const;
 
  private:
   std::optional<std::wstring> name;

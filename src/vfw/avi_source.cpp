@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string>
 
 #include <quillet/error_codes.h>
 
@@ -20,12 +21,13 @@ bool isTooLarge(const wchar_t* fileName) {
 }  // namespace
 
 int AviSource::open(const wchar_t* fileName, DWORD kind, int index) {
-  if (fileName != nullptr && isWaveOfEmptyBlocks(fileName)) {
+  const std::wstring name = fileName != nullptr ? nameForAviFile(fileName, FileUse::read) : std::wstring();
+  if (isWaveOfEmptyBlocks(name.c_str())) {
     return vfw_error::cannotRetrieveFormat;
   }
   PAVISTREAM opened = nullptr;
-  if (fileName == nullptr || isTooLarge(fileName) ||
-      AVIStreamOpenFromFileW(&opened, fileName, kind, index, OF_READ, nullptr) != 0) {
+  if (name.empty() || isTooLarge(name.c_str()) ||
+      AVIStreamOpenFromFileW(&opened, name.c_str(), kind, index, OF_READ, nullptr) != 0) {
     return vfw_error::cannotOpenSourceFile;
   }
   aviStream.reset(opened);

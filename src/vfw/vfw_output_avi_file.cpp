@@ -147,12 +147,13 @@ void VfWOutputAVIFile::createFile(const wchar_t* fileName, const VIDEOINFOHEADER
 }
 
 int VfWOutputAVIFile::State::createStreams(const wchar_t* name) {
+  const std::wstring usable = name != nullptr ? quillet::nameForAviFile(name, quillet::FileUse::write) : std::wstring();
   PAVIFILE created = nullptr;
-  if (name == nullptr || AVIFileOpenW(&created, name, OF_WRITE | OF_CREATE, nullptr) != 0) {
+  if (usable.empty() || AVIFileOpenW(&created, usable.c_str(), OF_WRITE | OF_CREATE, nullptr) != 0) {
     return vfw_error::cannotCreateFile;
   }
   file.reset(created);
-  fileName = quillet::fullName(name);
+  fileName = quillet::fullName(usable.c_str());
   if (writer.video != nullptr) {
     videoStream.reset(createVideoStream(created, *writer.video));
     if (!videoStream) {

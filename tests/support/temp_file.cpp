@@ -1,7 +1,6 @@
 #include "support/temp_file.h"
 
 #include <atomic>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -42,7 +41,7 @@ void writeFile(const char* name, const Bytes& content) {
       .write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
 }
 
-Bytes readFile(const char* name) {
+Bytes readFile(const std::filesystem::path& name) {
   std::ifstream file(name, std::ios::binary);
   return Bytes(std::istreambuf_iterator<char>(file), {});
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,7 @@ class TempFolder {
 };
 
 /// The content of a file; empty when it cannot be read.
-Bytes readFile(const char* name);
+Bytes readFile(const std::filesystem::path& name);
 
 /// The full name of a media file that the build has made.
 std::string mediaFile(const char* fileName);

@@ -43,7 +43,8 @@ inline bool writePicture(OutputAVIFile& writer, long frame, bool key = true) {
 }
 
 /// Expects the file to have these pictures at 25 frames a second.
-inline void expectPictures(const char* file, long count, bool directShow = false) {
+template <class Letter>
+void expectPictures(const Letter* file, long count, bool directShow = false) {
   const std::unique_ptr<VideoSourceStream> source(VideoSourceStream::open(file, directShow, 0, nullptr));
   ASSERT_EQ(source->lastError, 0);
   EXPECT_EQ(source->duration(), count);
@@ -68,7 +69,8 @@ inline bool writeCounted(OutputAVIFile& writer, long first, long count, bool key
 }
 
 /// Expects the file to have these samples.
-inline void expectCounted(const char* file, long count, bool directShow = false) {
+template <class Letter>
+void expectCounted(const Letter* file, long count, bool directShow = false) {
   const std::unique_ptr<AudioSourceStream> source(AudioSourceStream::open(file, directShow, 0, nullptr));
   ASSERT_EQ(source->lastError, 0);
   ASSERT_EQ(source->duration(), count);

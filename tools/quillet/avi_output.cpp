@@ -16,7 +16,7 @@ namespace {
 constexpr long long unitsPerMs = 10'000;
 constexpr long long unitsPerSecond = 10'000'000;
 
-/// Makes an empty file: only what exists has a name by which the library can open it, whatever letters it has.
+/// Makes an empty file, which is the program's own from then on: the system tells best why one cannot be written.
 void makeFile(const std::filesystem::path& path) {
   HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
@@ -96,16 +96,16 @@ AviOutput::AviOutput(const std::filesystem::path& path, std::span<const Backend>
     : path(path), content(content), unfinished(path) {
   makeFile(path);
   unfinished.begin();
-  create(libraryFileName(path), backends);
+  create(backends);
   setCompressors();
 }
 
-void AviOutput::create(const std::string& libraryName, std::span<const Backend> backends) {
+void AviOutput::create(std::span<const Backend> backends) {
   std::string reasons;
   for (const Backend backend : backends) {
     const bool directShow = backend == Backend::directShow;
     file.reset();  // Lets go of the file, should it have it.
-    file.reset(OutputAVIFile::create(libraryName.c_str(), content.video, isCompressed(true), content.audio,
+    file.reset(OutputAVIFile::create(path.c_str(), content.video, isCompressed(true), content.audio,
                                      isCompressed(false), directShow));
     if (file != nullptr && !file->lastErrorIsFatal()) {
       return;

@@ -44,7 +44,7 @@ class AviOutput {
  private:
   void start(MediaFeed* audio);
   void finish();
-  void create(const std::string& libraryName, std::span<const Backend> backends);
+  void create(std::span<const Backend> backends);
   Compression* compressionOf(bool isVideo) const;
   bool isCompressed(bool isVideo) const;
   void setCompressors();

@@ -74,7 +74,7 @@ MediaFile::MediaFile(const CommandLine& line, const Argument& argument)
     : MediaFile(line, argument, chosenBackends(line)) {}
 
 MediaFile::MediaFile(const CommandLine& line, const Argument& argument, std::span<const Backend> backends)
-    : filePath(line.text(argument.name)), libraryName(libraryFileName(filePath)), backends(backends) {}
+    : filePath(line.text(argument.name)), backends(backends) {}
 
 template <class Stream, class OpenWith>
 Opening<Stream> MediaFile::tryBackends(OpenWith openWith) {
@@ -111,13 +111,12 @@ Opening<Stream> MediaFile::tryBackends(OpenWith openWith) {
 template <class Stream>
 Opening<Stream> MediaFile::tryOpen(int number) {
   return tryBackends<Stream>(
-      [&](bool directShow) { return Stream::open(libraryName.c_str(), directShow, number, nullptr); });
+      [&](bool directShow) { return Stream::open(filePath.c_str(), directShow, number, nullptr); });
 }
 
 Opening<RawDataSourceStream> MediaFile::tryOpenRaw(bool video, int number) {
-  return tryBackends<RawDataSourceStream>([&](bool directShow) {
-    return RawDataSourceStream::open(libraryName.c_str(), video, directShow, number, nullptr);
-  });
+  return tryBackends<RawDataSourceStream>(
+      [&](bool directShow) { return RawDataSourceStream::open(filePath.c_str(), video, directShow, number, nullptr); });
 }
 
 template <class Stream>

@@ -66,7 +66,6 @@ class MediaFile {
   std::unique_ptr<Stream> take(Opening<Stream> opening, const char* kind, int number) const;
 
   std::filesystem::path filePath;
-  std::string libraryName;
   std::span<const Backend> backends;
   // Whether streams of the file were opened with the backend.
   bool videoForWindowsKnowsFile = false;

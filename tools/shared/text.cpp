@@ -3,18 +3,15 @@
 #include <cmath>
 #include <cstdio>
 #include <cwctype>
-#include <optional>
-
-#include "shared/failure.h"
 
 namespace quillet::client {
 namespace {
 
-std::string toMultiByte(UINT codePage, DWORD flags, std::wstring_view text, BOOL* usedDefault) {
+std::string toMultiByte(UINT codePage, std::wstring_view text) {
   const int length = static_cast<int>(text.size());
-  const int size = WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+  const int size = WideCharToMultiByte(codePage, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
   std::string bytes(size, '\0');
-  WideCharToMultiByte(codePage, flags, text.data(), length, bytes.data(), size, nullptr, usedDefault);
+  WideCharToMultiByte(codePage, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
   return bytes;
 }
 
@@ -25,30 +22,10 @@ std::wstring toWide(UINT codePage, std::string_view text) {
   return wide;
 }
 
-/// @return nothing when the code page lacks a letter of the text.
-std::optional<std::string> toAnsi(std::wstring_view text) {
-  if (GetACP() == CP_UTF8) {
-    return toUtf8(text);  // Has every letter; the conversion then refuses the flag and the question.
-  }
-  BOOL usedDefault = FALSE;
-  std::string bytes = toMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, text, &usedDefault);
-  if (usedDefault) {
-    return std::nullopt;
-  }
-  return bytes;
-}
-
-/// @return an empty name, with GetLastError() set, when there is none.
-std::wstring shortName(const std::filesystem::path& path) {
-  std::wstring name(GetShortPathNameW(path.c_str(), nullptr, 0), L'\0');
-  name.resize(GetShortPathNameW(path.c_str(), name.data(), static_cast<DWORD>(name.size())));
-  return name;
-}
-
 }  // namespace
 
 std::string toUtf8(std::wstring_view text) {
-  return toMultiByte(CP_UTF8, 0, text, nullptr);
+  return toMultiByte(CP_UTF8, text);
 }
 
 std::string displayName(const std::filesystem::path& path) {
@@ -63,20 +40,8 @@ std::string fromAnsi(const char* text) {
   return toUtf8(toWide(CP_ACP, text));
 }
 
-std::string libraryFileName(const std::filesystem::path& path) {
-  if (const auto name = toAnsi(path.native())) {
-    return *name;
-  }
-  const std::wstring name = shortName(path);
-  if (name.empty()) {
-    throw Failure("cannot open '" + displayName(path) + "': " + systemMessage(GetLastError()));
-  }
-  const auto ansiName = toAnsi(name);
-  if (!ansiName) {
-    throw Failure("cannot open '" + displayName(path) +
-                  "': the system's ANSI code page lacks letters of the name, and the file has no short name");
-  }
-  return *ansiName;
+std::string toAnsi(std::wstring_view text) {
+  return toMultiByte(CP_ACP, text);
 }
 
 std::string timeText(double ms) {

@@ -1,5 +1,5 @@
-// Text between the worlds that the program stands in: UTF-16 from Windows, the ANSI code page of the library, UTF-8 for
-// what is printed.
+// Text between the worlds that the program stands in: UTF-16 from Windows, the ANSI code page of the library's texts,
+// UTF-8 for what is printed.
 
 #pragma once
 
@@ -20,9 +20,8 @@ std::string displayName(const std::filesystem::path& path);
 /// A text of the library's in UTF-8.
 std::string fromAnsi(const char* text);
 
-/// The name by which the library can open an existing file. When the ANSI code page lacks a letter of the path, that is
-/// the file's short name.
-std::string libraryFileName(const std::filesystem::path& path);
+/// A text for the library to show; what the ANSI code page lacks becomes the nearest that it has.
+std::string toAnsi(std::wstring_view text);
 
 /// A time of a stream as people write it: 1:02:03.450, without hours that are not there. Rounded to a millisecond.
 std::string timeText(double ms);

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <span>
+#include <string>
 
 #include <windows.h>
 
 #include <uuids.h>
 
 #include "directshow/inspection/stream_count.h"
+#include "platform/files.h"
 #include "platform/guarded.h"
 #include "platform/module.h"
 #include "resources/resource_ids.h"
@@ -66,12 +68,13 @@ Error countStreams(const wchar_t* fileName, bool mayUseGraph, quillet::StreamCou
   if (fileName == nullptr) {
     return Error::CannotOpenSourceFile;
   }
-  const Error detected = quillet::countWithDetector(fileName, count);
+  const std::wstring name = quillet::nameForFilters(fileName, quillet::FileUse::read);
+  const Error detected = quillet::countWithDetector(name.c_str(), count);
   const bool detectorOfUse = detected != Error::NoMediaDetector && detected != Error::CannotOpenSourceFile;
   if (detectorOfUse || !mayUseGraph) {
     return detected;
   }
-  const Error rendered = quillet::countWithGraph(fileName, count);
+  const Error rendered = quillet::countWithGraph(name.c_str(), count);
   // What neither of them can open is more likely no media file than one that lacks a filter.
   return rendered == Error::CannotRenderSourceFile && detected == Error::CannotOpenSourceFile ? detected : rendered;
 }

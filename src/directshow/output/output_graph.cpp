@@ -25,7 +25,10 @@ bool DSOutputAVIFile::Graph::Stream::leadsTo(IBaseFilter* mux) const {
 }
 
 int DSOutputAVIFile::Graph::build(const wchar_t* fileName) {
-  wideName = quillet::constOLEstring(fileName != nullptr ? quillet::fullName(fileName).c_str() : nullptr);
+  if (fileName != nullptr) {
+    const std::wstring name = quillet::fullName(fileName);
+    wideName = quillet::constOLEstring(quillet::nameForFilters(name.c_str(), quillet::FileUse::write));
+  }
   if (const int error = filters.create()) {
     return error;
   }

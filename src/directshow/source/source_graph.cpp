@@ -9,6 +9,7 @@
 
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
+#include "platform/files.h"
 
 namespace quillet {
 namespace {
@@ -27,9 +28,12 @@ SourceGraph::~SourceGraph() {
 
 int SourceGraph::build(const wchar_t* fileName, const Choice& streamChoice, CMediaType& type) {
   choice = streamChoice;
-  wideName = constOLEstring(fileName);
-  if (wideName.isOfMissingFile()) {
-    return ds_error::cannotOpenSourceFile;  // Without a graph, which may keep threads for files that it does not find.
+  if (fileName != nullptr) {
+    wideName = constOLEstring(nameForFilters(fileName, FileUse::read));
+    // Told without a graph, which may keep threads for files that it does not find.
+    if (isMissing(wideName.get())) {
+      return ds_error::cannotOpenSourceFile;
+    }
   }
   if (const int error = filters.create()) {
     return error;
