@@ -10,8 +10,11 @@ else()
   set(QUILLET_WIDTH x86_64)
 endif()
 set(QUILLET_SUBFOLDER ${QUILLET_WIDTH} CACHE STRING "The folder of this width; empty for a prefix of one width")
-cmake_path(APPEND CMAKE_INSTALL_BINDIR "${QUILLET_SUBFOLDER}" OUTPUT_VARIABLE QUILLET_BINDIR)
-cmake_path(APPEND CMAKE_INSTALL_LIBDIR "${QUILLET_SUBFOLDER}" OUTPUT_VARIABLE QUILLET_LIBDIR)
+if(QUILLET_SUBFOLDER)
+  set(in_subfolder /${QUILLET_SUBFOLDER})
+endif()
+set(QUILLET_BINDIR ${CMAKE_INSTALL_BINDIR}${in_subfolder})
+set(QUILLET_LIBDIR ${CMAKE_INSTALL_LIBDIR}${in_subfolder})
 
 # Warnings are errors; nothing is linked dynamically but the platform and the library itself.
 add_library(quillet_options INTERFACE)

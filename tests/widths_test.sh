@@ -14,30 +14,28 @@ install() {
 clients() {
   local folder=$work/clients-$1-${4:-mingw}
   cmake -G Ninja -S tests/package -B "$folder-$2" -DLANGUAGE="$2" -DCMAKE_SYSTEM_NAME=Windows \
-    -DCMAKE_"$2"_COMPILER="$3" -DCMAKE_PREFIX_PATH="$work/prefix" "${@:5}" && cmake --build "$folder-$2" --verbose
+    -DCMAKE_"$2"_COMPILER="$3" -DCMAKE_PREFIX_PATH="$work/prefix" "${@:5}" && cmake --build "$folder-$2"
 }
-# The client in C of the width $1 with the compiler and linker of another kind than MinGW's, which brings neither headers nor
+# The client in C of the width $1 with clang and LLVM's linker, which are as Microsoft's here and have neither headers nor
 # libraries: what it needs of the C library is imported by hand.
 foreign_client() {
   local machine=i386
   [ "$1" = i686 ] || machine=i386:x86-64
   printf 'LIBRARY msvcrt.dll\nEXPORTS\n__getmainargs\nexit\nprintf\n' >"$work/c.def"
   llvm-dlltool -m "$machine" -d "$work/c.def" -l "$work/c-$1.lib" &&
-    clients "$1" C clang foreign -DCMAKE_C_COMPILER_TARGET="$1-pc-windows-msvc" -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY \
-      -DCMAKE_C_FLAGS=-ffreestanding -DCMAKE_MSVC_RUNTIME_LIBRARY= -DCMAKE_C_STANDARD_LIBRARIES="$work/c-$1.lib" \
-      -DCMAKE_EXE_LINKER_FLAGS=-Wl,-entry:start
+    clients "$1" C clang foreign -DCMAKE_C_COMPILER_TARGET="$1-pc-windows-msvc" \
+      -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY -DCMAKE_C_FLAGS=-ffreestanding -DCMAKE_MSVC_RUNTIME_LIBRARY= \
+      -DCMAKE_C_STANDARD_LIBRARIES="$work/c-$1.lib" -DCMAKE_EXE_LINKER_FLAGS=-Wl,-entry:start
 }
-# Each client of the width $1 once more, as pkg-config tells of the library; and both headers in one file.
+# Each client of the width $1 once more, as pkg-config tells of the library.
 pkg_config_clients() {
-  local folder=$work/clients-$1-pkg-config compiler=$1-w64-mingw32 flags
+  local folder=$work/clients-$1-pkg-config flags
   flags=$(PKG_CONFIG_LIBDIR=$work/prefix/lib/$1/pkgconfig pkg-config --cflags --libs 'quillet >= 0.2') || return
   mkdir "$folder"
   cp "$work/prefix/bin/$1/quillet.dll" "$folder"
-  # shellcheck disable=SC2086
   for style in functions.c classes.cpp header.cpp; do
-    local driver=gcc options=
-    [ "${style##*.}" = c ] || driver=g++ options="-std=c++17 -static -include quillet/quillet.hpp -include quillet/quillet.h"
-    "$compiler-$driver" $options "tests/package/$style" -o "$folder/${style%.*}.exe" $flags || return
+    # shellcheck disable=SC2086
+    "$1-w64-mingw32-gcc" -static "tests/package/$style" $flags -lstdc++ -o "$folder/${style%.*}.exe" || return
   done
 }
 fail() {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <numeric>
 
+#include <quillet/quillet.h>  // Both can be in one file.
 #include <quillet/quillet.hpp>
 
 namespace {
