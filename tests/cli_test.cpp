@@ -1,19 +1,8 @@
 // The command-line client, run as a user runs it: its exit statuses, its messages and the files that it writes.
 
-#include <algorithm>
-#include <filesystem>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <windows.h>
-
 #include <wincodec.h>
 #include <wrl/client.h>
 
-#include <gtest/gtest.h>
-
-#include "support/avi_builder.h"
 #include "support/reading.h"
 
 namespace {

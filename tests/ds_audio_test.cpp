@@ -3,7 +3,6 @@
 #include <cstring>
 #include <iterator>
 
-#include "support/avi_builder.h"
 #include "support/ds_streams.h"
 #include "support/graph_override.h"
 
@@ -194,8 +193,7 @@ TEST(Joins, OfBlocksThatNearlyTouchAreUnheard) {
     ScriptedStream stream = blocksOf(mono, {{0, 80}, {stamped, 80}}, 200);
     stream.samples[1].discontinuity = discontinuity;
     stream.seek = [](const ScriptedStream&, REFERENCE_TIME wanted, DWORD, Landing& landing) {
-      landing = {0, wanted};
-      return S_OK;
+      return give(&landing, {0, wanted});
     };
     Bytes whole(200 * 2);
     std::ranges::copy(scriptedPayload(0, 160), whole.begin());

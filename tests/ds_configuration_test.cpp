@@ -1,7 +1,5 @@
 // Configuring the DirectShow writer's compressors, as a user does in the dialogs.
 
-#include <gtest/gtest.h>
-
 #include <windows.h>
 
 #include <commctrl.h>

@@ -6,7 +6,6 @@
 // Needs windows.h.
 #include <evcode.h>
 
-#include "support/avi_builder.h"
 #include "support/ds_streams.h"
 #include "support/graph_override.h"
 #include "support/leak_check.h"

@@ -1,10 +1,6 @@
 // Writing AVI files through DirectShow.
 
-#include <filesystem>
-
 #include <evcode.h>
-#include <ocidl.h>
-#include <vfwmsgs.h>
 
 #include "support/ds_writing.h"
 #include "support/graph_override.h"

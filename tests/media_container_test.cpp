@@ -1,9 +1,5 @@
 // What a media type describes, and the two ways to count a file's streams.
 
-#include <optional>
-#include <string>
-#include <utility>
-
 #include <vfwmsgs.h>
 
 #include "directshow/graph/sample_grabber.h"

@@ -1,19 +1,10 @@
 // The progress dialog, and the operations that run behind it.
 
-#include <algorithm>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include <windows.h>
 
 #include <commctrl.h>
 
-#include <gtest/gtest.h>
-
 #include "platform/module.h"
-#include "support/avi_builder.h"
 #include "support/dialog_driver.h"
 #include "support/ds_streams.h"
 #include "support/leak_check.h"

@@ -1,14 +1,10 @@
 // The streaming base classes: connections, enumerators, and the pushing thread in all its starts, stops and seeks. The
 // scripted source, on which other tests rely, is what they are tested with.
 
-#include <atomic>
 #include <mutex>
-
-#include <windows.h>
 
 #include <vfwmsgs.h>
 
-#include "formats/media_type.h"
 #include "support/ds_streams.h"
 #include "support/input_pin.h"
 #include "support/leak_check.h"

@@ -1,12 +1,8 @@
 // Audio samples by number, through Video for Windows.
 
 #include <climits>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <numeric>
 
-#include "support/avi_builder.h"
 #include "support/avifile_handler.h"
 #include "support/leak_check.h"
 #include "support/reading.h"
@@ -171,9 +167,8 @@ TEST(CompressedSound, IsTheSameInAnyOrder) {
     EXPECT_EQ(linear->msDuration(), linear->duration() * 1000.0 / linear->format()->nSamplesPerSec);
 
     const Bytes whole = runOf(*linear, 0, end);
-    std::ifstream decoded(name + ".pcm", std::ios::binary);
-    if (decoded.is_open()) {  // By another decoder. Of ADPCM by IMA there are two readings.
-      Bytes expected((std::istreambuf_iterator<char>(decoded)), {});
+    // By another decoder. Of ADPCM by IMA there are two readings.
+    if (Bytes expected = readFile(name + ".pcm"); !expected.empty()) {
       expected.resize(std::min(expected.size(), tolerance != 0 ? whole.size() : expected.size()));
       EXPECT_LE(largestDifference(whole, expected), tolerance / 2);
     }
@@ -254,7 +249,7 @@ TEST_F(ScriptedBlocks, BadBlockFailsItsRunsOnly) {
     source.unreadable.insert(4);
     if (code == vfw_error::cannotDecompress) {
       source.unreadable.clear();
-      source.samples[4] = TestAcmDriver::badBlock();
+      source.samples[4] = TestAcmDriver::block(TestAcmDriver::bad, 0);
     }
     const AudioPointer stream = open();
     for (int i = 0; i < 2; ++i) {

@@ -23,13 +23,9 @@ class VfWOutput : public testing::Test {
   }
 
   static AVICOMPRESSOPTIONS audioOptions(const Bytes& format, DWORD framesPerPeriod = 0) {
-    AVICOMPRESSOPTIONS options = {};
-    options.fccType = streamtypeAUDIO;
-    options.dwFlags = AVICOMPRESSF_INTERLEAVE;
-    options.lpFormat = const_cast<std::uint8_t*>(format.data());
-    options.cbFormat = static_cast<DWORD>(format.size());
-    options.dwInterleaveEvery = framesPerPeriod;
-    return options;
+    auto* const wave = const_cast<std::uint8_t*>(format.data());
+    const auto size = static_cast<DWORD>(format.size());
+    return {streamtypeAUDIO, 0, 0, 0, 0, AVICOMPRESSF_INTERLEAVE, wave, size, nullptr, 0, framesPerPeriod};
   }
 
   static AVICOMPRESSOPTIONS videoOptions(DWORD handler = TestCodec::fourcc) {

@@ -1,9 +1,7 @@
 // Video frames by number, through Video for Windows.
 
 #include <cstring>
-#include <functional>
 
-#include "support/avi_builder.h"
 #include "support/avifile_handler.h"
 #include "support/leak_check.h"
 #include "support/reading.h"

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <utility>
 
 #include "support/avi_builder.h"
 
@@ -137,10 +135,7 @@ class StreamObject : public ComObject<IAVIStream> {
   STDMETHODIMP Delete(LONG, LONG) override { return AVIERR_READONLY; }
   STDMETHODIMP ReadData(DWORD, void*, LONG*) override { return AVIERR_NODATA; }
   STDMETHODIMP WriteData(DWORD, void*, LONG) override { return AVIERR_READONLY; }
-  STDMETHODIMP SetInfo(AVISTREAMINFOW* info, LONG) override {
-    stream().info = *info;
-    return S_OK;
-  }
+  STDMETHODIMP SetInfo(AVISTREAMINFOW* info, LONG) override { return give(&stream().info, *info); }
 
  private:
   AviScriptStream& stream() { return script->streams[number]; }
@@ -189,10 +184,7 @@ class FileObject : public ComObject<IAVIFile, IPersistFile> {
   STDMETHODIMP EndRecord() override { return AVIERR_READONLY; }
   STDMETHODIMP DeleteStream(DWORD, LONG) override { return AVIERR_READONLY; }
 
-  STDMETHODIMP GetClassID(CLSID* clsid) override {
-    *clsid = aviFileHandlerClass;
-    return S_OK;
-  }
+  STDMETHODIMP GetClassID(CLSID* clsid) override { return give(clsid, aviFileHandlerClass); }
   STDMETHODIMP IsDirty() override { return S_FALSE; }
   STDMETHODIMP Load(LPCOLESTR fileName, DWORD mode) override {
     if ((mode & OF_CREATE) != 0) {
@@ -239,8 +231,7 @@ AviScriptStream aviScriptAudio(const Bytes& format, DWORD rate, DWORD scale, std
 }
 
 int AviScript::count(AviScriptCall::Kind kind) const {
-  return static_cast<int>(
-      std::count_if(calls.begin(), calls.end(), [kind](const AviScriptCall& call) { return call.kind == kind; }));
+  return static_cast<int>(std::ranges::count(calls, kind, &AviScriptCall::kind));
 }
 
 AviFileHandler::AviFileHandler(std::shared_ptr<AviScript> script)

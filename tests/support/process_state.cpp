@@ -24,9 +24,8 @@ long openHandles() {
     buffer.resize(buffer.size() * 2);
   }
   const auto& list = *reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(buffer.data());
-  return static_cast<long>(std::count_if(list.Handle, list.Handle + list.Count, [](const SYSTEM_HANDLE_ENTRY& entry) {
-    return entry.OwnerPid == GetCurrentProcessId();
-  }));
+  return static_cast<long>(
+      std::ranges::count(list.Handle, list.Handle + list.Count, GetCurrentProcessId(), &SYSTEM_HANDLE_ENTRY::OwnerPid));
 }
 
 long openThreads() {

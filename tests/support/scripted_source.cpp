@@ -25,10 +25,7 @@ class ScriptedPin : public UnusedSeeking<WithInterfaces<CSourceStream, IMediaSee
       : UnusedSeeking(source, name), script(script), stream(stream) {}
 
   // CSourceStream
-  HRESULT GetMediaType(CMediaType* type) override {
-    *type = stream.type;
-    return S_OK;
-  }
+  HRESULT GetMediaType(CMediaType* type) override { return give(type, stream.type); }
 
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
     request->cBuffers = 4;
@@ -192,17 +189,10 @@ std::wstring mediaTypeKey(const GUID& id) {
   return L"Media Type\\" + text(MEDIATYPE_Stream) + L'\\' + text(id);
 }
 
-void setRegistryValue(const std::wstring& key, const wchar_t* name, const std::wstring& value) {
-  RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), name, REG_SZ, value.c_str(),
-                  static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-}
-
 }  // namespace
 
 std::size_t ScriptedStream::sampleAt(REFERENCE_TIME time) const {
-  const auto after =
-      std::upper_bound(samples.begin(), samples.end(), time,
-                       [](REFERENCE_TIME one, const ScriptedSample& other) { return one < other.start; });
+  const auto after = std::ranges::upper_bound(samples, time, {}, &ScriptedSample::start);
   return after == samples.begin() ? 0 : static_cast<std::size_t>(after - samples.begin()) - 1;
 }
 
@@ -210,8 +200,7 @@ HRESULT landAsAsked(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD f
   if ((flags & AM_SEEKING_SeekToKeyFrame) != 0) {
     return landOnPreviousKey(stream, wanted, flags, landing);
   }
-  landing = {stream.sampleAt(wanted), wanted};
-  return S_OK;
+  return give(&landing, {stream.sampleAt(wanted), wanted});
 }
 
 HRESULT landOnPreviousKey(const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD, Landing& landing) {
@@ -219,14 +208,12 @@ HRESULT landOnPreviousKey(const ScriptedStream& stream, REFERENCE_TIME wanted, D
   while (sample > 0 && !stream.samples[sample].sync) {
     --sample;
   }
-  landing = {sample, stream.samples[sample].start};
-  return S_OK;
+  return give(&landing, {sample, stream.samples[sample].start});
 }
 
 ScriptedStream::Seek landLater(std::size_t samples) {
   return [samples](const ScriptedStream& stream, REFERENCE_TIME wanted, DWORD, Landing& landing) {
-    landing = {stream.sampleAt(wanted) + samples, wanted};
-    return S_OK;
+    return give(&landing, {stream.sampleAt(wanted) + samples, wanted});
   };
 }
 
@@ -307,8 +294,10 @@ ScriptedFile::ScriptedFile(std::shared_ptr<Script> script)
     constexpr wchar_t digits[] = L"0123456789ABCDEF";
     pattern += {digits[byte / 16], digits[byte % 16]};
   }
-  setRegistryValue(mediaTypeKey(id), L"0", pattern);
-  setRegistryValue(mediaTypeKey(id), L"Source Filter", text(id));
+  for (const auto& [name, value] : {std::pair(L"0", pattern), {L"Source Filter", text(id)}}) {
+    const auto size = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
+    RegSetKeyValueW(HKEY_CLASSES_ROOT, mediaTypeKey(id).c_str(), name, REG_SZ, value.c_str(), size);
+  }
 }
 
 ScriptedFile::~ScriptedFile() {

@@ -46,7 +46,6 @@ struct Block {
 };
 static_assert(sizeof(Block) == TestAcmDriver::blockSize);
 
-constexpr WORD badBlockMark = 0xFFFF;
 constexpr DWORD formatTags[] = {WAVE_FORMAT_PCM, TestAcmDriver::formatTag};
 
 // The one driver that lives.
@@ -101,8 +100,8 @@ LRESULT measure(const StreamInstance& stream, StreamSize& size) {
   return MMSYSERR_NOERROR;
 }
 
-/// Makes blocks of whole ones, and of what is left at the end of the stream. Samples with the value of the bad block's
-/// mark cannot be compressed.
+/// Makes blocks of whole ones, and of what is left at the end of the stream. A block that would
+/// begin with the bad value cannot be compressed.
 LRESULT compress(const StreamInstance& stream, ACMSTREAMHEADER& header) {
   const WORD channels = stream.source->nChannels;
   const auto* const values = reinterpret_cast<const WORD*>(header.pbSrc);
@@ -112,7 +111,7 @@ LRESULT compress(const StreamInstance& stream, ACMSTREAMHEADER& header) {
   while (next + TestAcmDriver::compressedSamplesPerBlock <= samples ||
          (flagsOf(header) & ACM_STREAMCONVERTF_END && next < samples)) {
     const DWORD count = std::min<DWORD>(TestAcmDriver::compressedSamplesPerBlock, samples - next);
-    if (values[next * channels] == badBlockMark) {
+    if (values[next * channels] == TestAcmDriver::bad) {
       return ACMERR_NOTPOSSIBLE;
     }
     *block++ = {static_cast<WORD>(count), values[next * channels]};
@@ -126,7 +125,7 @@ LRESULT compress(const StreamInstance& stream, ACMSTREAMHEADER& header) {
 LRESULT decompress(const StreamInstance& stream, ACMSTREAMHEADER& header) {
   const Block block = *reinterpret_cast<const Block*>(header.pbSrc);
   installed->converted.push_back(block.firstValue);
-  if (block.samples == badBlockMark) {
+  if (block.samples == TestAcmDriver::bad) {
     return ACMERR_NOTPOSSIBLE;
   }
   auto* value = reinterpret_cast<WORD*>(header.pbDst);
@@ -192,10 +191,6 @@ Bytes TestAcmDriver::format(DWORD samplesPerSecond, WORD channels, DWORD average
 
 Bytes TestAcmDriver::block(WORD samples, WORD firstValue) {
   return bytesOf(Block{samples, firstValue});
-}
-
-Bytes TestAcmDriver::badBlock() {
-  return bytesOf(Block{badBlockMark, 0});
 }
 
 }  // namespace quillet::test

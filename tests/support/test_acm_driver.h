@@ -21,6 +21,7 @@ class TestAcmDriver {
   static constexpr WORD blockSize = 4;
   static constexpr WORD mostSamplesPerBlock = 1000;
   static constexpr WORD compressedSamplesPerBlock = 100;  // In the blocks that it makes, but for the last.
+  static constexpr WORD bad = 0xFFFF;                     // A block of so many samples cannot be decompressed.
 
   TestAcmDriver();
   TestAcmDriver(const TestAcmDriver&) = delete;
@@ -32,9 +33,6 @@ class TestAcmDriver {
 
   /// A block of `samples` samples that count up from `firstValue`; none at all for a block that decodes to nothing.
   static Bytes block(WORD samples, WORD firstValue);
-
-  /// A block that cannot be decompressed.
-  static Bytes badBlock();
 
   /// What was converted: the first values of the blocks, and how many of the conversions started afresh.
   std::vector<WORD> converted;

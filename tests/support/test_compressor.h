@@ -2,12 +2,8 @@
 
 #pragma once
 
-#include <algorithm>
 #include <cstring>
-#include <functional>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "directshow/base/c_base_output_pin.h"
 #include "support/input_pin.h"
