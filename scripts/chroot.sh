@@ -37,7 +37,8 @@ for point in dev proc; do
   mounted+=("$root/$point")
 done
 
-mkdir -p "$root/quillet"
-git archive HEAD | tar -x -C "$root/quillet"
+[ -e "$root/quillet/.git" ] || git clone -q --no-checkout . "$root/quillet"
+git -C "$root/quillet" fetch -q "$PWD" HEAD
+git -C "$root/quillet" reset -q --hard FETCH_HEAD  # Leaves alone what has not changed, so that only the rest is built.
 chroot "$root" /usr/bin/env -i HOME=/root TERM=dumb PATH=/usr/sbin:/usr/bin:/sbin:/bin \
   bash -c "cd /quillet && { $command; }"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs what Quillet needs to be built and tested on Debian 12: cross compilers, Wine for 32-bit programs, GoogleTest's
-# sources, the codecs of the test media, and what the bindings are tested with. Installs only what is missing; safe to
-# run again.
+# Installs what Quillet needs to be built and tested on Debian 12 or 13: cross compilers, Wine for 32-bit programs,
+# GoogleTest's sources, the codecs of the test media, and what the bindings are tested with. Installs only what is
+# missing; safe to run again.
 #
 #   scripts/setup.sh         what building, the demo and the tests need
 #   scripts/setup.sh --dev   also what checking the style and making the reference manual needs
@@ -26,6 +26,17 @@ case "${1:-}" in
   "") ;;
   --dev) packages+=("${dev_packages[@]}") ;;
   *) sed -n '2,7s/^# \{0,1\}//p' "$0"; exit 2 ;;
+esac
+
+release=$(. /etc/os-release 2>/dev/null && echo "${VERSION_CODENAME:-}") || true
+unknown="setup: this is neither Debian 12 nor Debian 13, where all of this has been run;"
+case "$release" in
+  bookworm | trixie) ;;
+  *)
+    command -v apt-get >/dev/null || { echo "$unknown what this script lists has to be there already" >&2; exit 0; }
+    echo "$unknown trying the packages of the same names" >&2
+    release=
+    ;;
 esac
 
 is_installed() {
@@ -60,14 +71,18 @@ install() {
     "${missing[@]}"
 }
 
+if ! apt-cache show wine32:i386 >/dev/null 2>&1; then
+  echo "setup: there is no index of the i386 packages, among which is Wine for 32-bit programs; try again later" >&2
+  exit 1
+fi
 # When the security archive's i386 index lags behind amd64's, i386 libraries cannot be installed beside the newer amd64
-# ones. The main archive is always consistent: take every package from there, for this one call, stepping back where needed.
-if ! install --simulate >/dev/null 2>&1; then
+# ones. The main archive is consistent: take every package from there, for this one call, stepping back where needed.
+if [ -n "$release" ] && ! install --simulate >/dev/null 2>&1; then
   echo "setup: the package indexes of amd64 and i386 are out of step; installing from the main archive alone"
   preferences=$(mktemp)
   trap 'rm -f "$preferences"' EXIT
   chmod 644 "$preferences"
-  printf 'Package: *\nPin: release n=bookworm\nPin-Priority: 1001\n' >"$preferences"
+  printf 'Package: *\nPin: release n=%s\nPin-Priority: 1001\n' "$release" >"$preferences"
   install -o Dir::Etc::Preferences="$preferences" --allow-downgrades
 else
   install

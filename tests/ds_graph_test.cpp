@@ -330,7 +330,7 @@ TEST(Deleting, InEveryStateLeavesNothingBehind) {
     ASSERT_EQ(runOf(*samples, 400, 479), scriptedPayload(5, 160));
   };
   constexpr long graphs = std::size(states) + 1;
-  constexpr long blocks = 2 * blocksOfAnIdleGraph + (graphs - 2) * wine_gap::blocksOfAGraph;
+  const long blocks = 2 * blocksOfAnIdleGraph + (graphs - 2) * wine_gap::blocksOfAGraph;
   EXPECT_TRUE(leavesNothingBehind(round, blocks, graphs * wine_gap::handlesOfAGraph, 22));
   EXPECT_EQ(graph.faults.graphs + script->filters, 0);
   EXPECT_EQ(script->threadsStarted, script->threadsEnded);

@@ -43,8 +43,8 @@ TEST(RgbVideo, LeavesNothingBehindAndHasNothingToConfigure) {
       const VideoPointer stream = openVideo(file.name());
       EXPECT_EQ(stream->frameRate(), 15.0);
       EXPECT_EQ(bytesOf(*stream->format()), bytesOf(format));
-      expectFrame(*stream, 7, picture(format, 7));
-      expectFrame(*stream, 3, picture(format, 3));
+      expectFrame(*stream, 7, bottomUp(picture(format, 7), format));
+      expectFrame(*stream, 3, bottomUp(picture(format, 3), format));
       stream->configure(nullptr);
       EXPECT_EQ(stream->lastError, vfw_error::noConfigurationDialog);
     };

@@ -63,19 +63,24 @@ DWORD WINAPI DialogDriver::run(void* self) {
 /// Nothing tells that a dialog of another thread is ready: look at all that there are again and again.
 /// @param title of which the dialog is; of any when it is empty.
 HWND DialogDriver::await(const std::string& title, const std::vector<HWND>& passedOver, ULONGLONG patience) const {
-  HWND dialog = nullptr;
-  for (const ULONGLONG start = GetTickCount64(); GetTickCount64() - start < patience;) {
-    dialog = FindWindowExA(nullptr, dialog, "#32770", nullptr);
-    // The thread tells the title when it has nothing else to do: a dialog that is about to go has gone then.
-    if (dialog != nullptr && std::ranges::count(passedOver, dialog) == 0 &&
-        GetWindowThreadProcessId(dialog, nullptr) == owner && waitsForTheUser(dialog) &&
-        (textOf(dialog) == title || title.empty()) && waitsForTheUser(dialog)) {
-      return dialog;
+  const ULONGLONG start = GetTickCount64();
+  do {
+    // All at once: to go on from one that is about to go (FindWindowEx) stops Wine 10 for good.
+    std::vector<HWND> windows;
+    const auto add = [](HWND window, LPARAM all) {
+      reinterpret_cast<std::vector<HWND>*>(all)->push_back(window);
+      return TRUE;
+    };
+    EnumThreadWindows(owner, add, reinterpret_cast<LPARAM>(&windows));
+    for (const HWND dialog : windows) {
+      // The thread tells the title when it has nothing else to do: a dialog that is about to go has gone then.
+      if (GetClassLongA(dialog, GCW_ATOM) == reinterpret_cast<ULONG_PTR>(WC_DIALOG) &&
+          std::ranges::count(passedOver, dialog) == 0 && waitsForTheUser(dialog) &&
+          (textOf(dialog) == title || title.empty()) && waitsForTheUser(dialog)) {
+        return dialog;
+      }
     }
-    if (WaitForSingleObject(isOver.get(), dialog == nullptr ? 1 : 0) == WAIT_OBJECT_0) {
-      break;
-    }
-  }
+  } while (WaitForSingleObject(isOver.get(), 1) != WAIT_OBJECT_0 && GetTickCount64() - start < patience);
   return nullptr;
 }
 

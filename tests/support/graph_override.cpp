@@ -1,5 +1,7 @@
 #include "support/graph_override.h"
 
+#include <algorithm>
+
 #include "support/unused_interfaces.h"
 
 namespace quillet::test {

@@ -55,13 +55,35 @@ inline void expectNoPlaceOutside(SourceStream& stream, int code) {
   }
 }
 
-/// The frame returned for `frame`, whose number must be that or, with a warning or a hollow stream, `returned`.
+/// A picture of so many rows with the last one first.
+inline Bytes turnedOver(const Bytes& picture, long rows) {
+  const std::ptrdiff_t size = std::ssize(picture) / rows;
+  Bytes turned;
+  for (auto row = picture.end(); row != picture.begin(); row -= size) {
+    turned.insert(turned.end(), row - size, row);
+  }
+  return turned;
+}
+
+/// A picture with its bottom row first, whichever comes first in `format`.
+inline Bytes bottomUp(const Bytes& picture, const BITMAPINFOHEADER& format) {
+  return format.biHeight < 0 ? turnedOver(picture, -format.biHeight) : picture;
+}
+
+/// The picture for `frame`, which becomes the number found: bottom-up, and nothing when it cannot be had.
+inline Bytes pictureOf(VideoSourceStream& stream, long& frame) {
+  const BITMAPINFOHEADER format = *stream.format();  // Asked first: the code is to be that of the reading.
+  const unsigned char* const bits = stream.getFrameBits(frame);
+  return bits != nullptr ? bottomUp(Bytes(bits, bits + format.biSizeImage), format) : Bytes();
+}
+
+/// The picture of the frame returned for `frame`, whose number must be that or, with a warning or a hollow stream,
+/// `returned`.
 inline Bytes frameOf(VideoSourceStream& stream, long frame, long returned) {
-  const DWORD size = stream.format()->biSizeImage;  // Asked first: the code is to be that of the reading.
   long found = frame;
-  const unsigned char* const bits = stream.getFrameBits(found);
+  const Bytes picture = pictureOf(stream, found);
   EXPECT_EQ(found, returned) << "asked for frame " << frame << ", code " << stream.lastError;
-  return bits != nullptr ? Bytes(bits, bits + size) : Bytes();
+  return picture;
 }
 
 inline Bytes frameOf(VideoSourceStream& stream, long frame) {
@@ -71,11 +93,9 @@ inline Bytes frameOf(VideoSourceStream& stream, long frame) {
 /// The pictures of all frames, read in order, most of which must differ.
 inline std::vector<Bytes> framesOf(VideoSourceStream& stream) {
   std::vector<Bytes> frames;
-  const DWORD size = stream.format()->biSizeImage;
   for (long frame = 0; frame < stream.duration(); ++frame) {
     long found = frame;
-    const unsigned char* const bits = stream.getFrameBits(found);
-    frames.push_back(bits != nullptr ? Bytes(bits, bits + size) : Bytes());
+    frames.push_back(pictureOf(stream, found));
   }
   EXPECT_GE(std::set<Bytes>(frames.begin(), frames.end()).size(), frames.size() * 9 / 10);
   return frames;
@@ -88,8 +108,7 @@ inline int differingFrames(VideoSourceStream& stream, const std::vector<Bytes>& 
   for (int i = 0; i < reads; ++i) {
     long frame = between(0, static_cast<long>(frames.size()) - 1, random);
     const Bytes& expected = frames[frame];
-    const unsigned char* const bits = stream.getFrameBits(frame);
-    differing += bits == nullptr || !std::equal(expected.begin(), expected.end(), bits);
+    differing += pictureOf(stream, frame) != expected;
   }
   return differing;
 }
