@@ -52,19 +52,20 @@ Bytes converted(const Bytes& bits, int width, bool isTurned, int size, int red, 
   return result;
 }
 
-class EitherBackend : public testing::TestWithParam<int> {};
+struct EitherBackend : testing::TestWithParam<int> {
+  const std::string name = mediaFile("copy.avi");
+  const bool directShow = GetParam() == QUILLET_DIRECTSHOW;
+};
 INSTANTIATE_TEST_SUITE_P(, EitherBackend, testing::Values(QUILLET_VIDEO_FOR_WINDOWS, QUILLET_DIRECTSHOW));
 
 TEST_P(EitherBackend, ReadsVideoAsTheClassesDo) {
-  const std::string name = mediaFile("copy.avi");
-  const bool directShow = GetParam() == QUILLET_DIRECTSHOW;
   const std::unique_ptr<VideoSourceStream> expected(VideoSourceStream::open(name.c_str(), directShow, 0, nullptr));
   const CStream video = openStream(name, QUILLET_VIDEO, GetParam());
   ASSERT_TRUE(quillet_is_open(video.get())) << quillet_error_text(video.get());
-  EXPECT_EQ(quillet_uses_directshow(video.get()), directShow);
-  EXPECT_EQ(quillet_stream_kind(video.get()), QUILLET_VIDEO);
-  EXPECT_EQ(quillet_stream_length(video.get()), expected->duration());
-  EXPECT_EQ(quillet_stream_duration(video.get()), expected->msDuration());
+  EXPECT_EQ(std::pair(quillet_stream_kind(video.get()), quillet_uses_directshow(video.get())),
+            std::pair(QUILLET_VIDEO, int{directShow}));
+  EXPECT_EQ(std::tuple(quillet_stream_length(video.get()), quillet_stream_duration(video.get())),
+            std::tuple(expected->duration(), expected->msDuration()));
   EXPECT_EQ(quillet_video_rate(video.get()), expected->frameRate());
   quillet_video_format format = {};
   ASSERT_TRUE(quillet_stream_video_format(video.get(), &format));
@@ -107,8 +108,6 @@ TEST_P(EitherBackend, ReadsVideoAsTheClassesDo) {
 }
 
 TEST_P(EitherBackend, ReadsSoundAsTheClassesDo) {
-  const std::string name = mediaFile("copy.avi");
-  const bool directShow = GetParam() == QUILLET_DIRECTSHOW;
   const std::unique_ptr<AudioSourceStream> expected(AudioSourceStream::open(name.c_str(), directShow, 0, nullptr));
   const CStream audio = openStream(name, QUILLET_AUDIO, GetParam());
   const Bytes wanted = runOf(*expected, 1000, 1999);
@@ -130,8 +129,6 @@ TEST_P(EitherBackend, ReadsSoundAsTheClassesDo) {
 }
 
 TEST_P(EitherBackend, ReadsRawSamplesAsTheClassesDo) {
-  const std::string name = mediaFile("copy.avi");
-  const bool directShow = GetParam() == QUILLET_DIRECTSHOW;
   const std::unique_ptr<RawDataSourceStream> expected(
       RawDataSourceStream::open(name.c_str(), true, directShow, 0, nullptr));
   const CStream raw = openStream(name, QUILLET_RAW_VIDEO, GetParam());
@@ -370,9 +367,7 @@ TEST(Progress, IsToldAndStops) {
   withoutFrameTime(frames);
   const ScriptedFile file(scriptOf(frames));
   int told = 0;
-
   const quillet_progress progress = [](void* user, int32_t) -> int32_t { return ++*static_cast<int*>(user) == 100; };
-
   const CStream stopped = openStream(file.name(), QUILLET_VIDEO, QUILLET_DIRECTSHOW, progress, &told);
   EXPECT_TRUE(has(stopped.get(), 74, "Operation stopped by the progress notification"));
   EXPECT_EQ(told, 100);
