@@ -63,7 +63,7 @@ TEST_P(EitherBackend, ReadsVideoAsTheClassesDo) {
   const CStream video = openStream(name, QUILLET_VIDEO, GetParam());
   ASSERT_TRUE(quillet_is_open(video.get())) << quillet_error_text(video.get());
   EXPECT_EQ(std::pair(quillet_stream_kind(video.get()), quillet_uses_directshow(video.get())),
-            std::pair(QUILLET_VIDEO, int{directShow}));
+            std::pair(int{QUILLET_VIDEO}, int{directShow}));
   EXPECT_EQ(std::tuple(quillet_stream_length(video.get()), quillet_stream_duration(video.get())),
             std::tuple(expected->duration(), expected->msDuration()));
   EXPECT_EQ(quillet_video_rate(video.get()), expected->frameRate());

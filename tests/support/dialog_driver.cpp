@@ -22,6 +22,11 @@ bool waitsForTheUser(HWND dialog) {
   return IsWindowVisible(dialog) && IsWindowEnabled(dialog);
 }
 
+BOOL CALLBACK addTo(HWND window, LPARAM windows) {
+  reinterpret_cast<std::vector<HWND>*>(windows)->push_back(window);
+  return TRUE;
+}
+
 }  // namespace
 
 DialogDriver::DialogDriver(std::vector<DialogStep> steps)
@@ -67,11 +72,7 @@ HWND DialogDriver::await(const std::string& title, const std::vector<HWND>& pass
   do {
     // All at once: to go on from one that is about to go (FindWindowEx) stops Wine 10 for good.
     std::vector<HWND> windows;
-    const auto add = [](HWND window, LPARAM all) {
-      reinterpret_cast<std::vector<HWND>*>(all)->push_back(window);
-      return TRUE;
-    };
-    EnumThreadWindows(owner, add, reinterpret_cast<LPARAM>(&windows));
+    EnumThreadWindows(owner, addTo, reinterpret_cast<LPARAM>(&windows));
     for (const HWND dialog : windows) {
       // The thread tells the title when it has nothing else to do: a dialog that is about to go has gone then.
       if (GetClassLongA(dialog, GCW_ATOM) == reinterpret_cast<ULONG_PTR>(WC_DIALOG) &&
