@@ -52,6 +52,9 @@ inline const long blocksOfAnIdleGraph = isWineBefore10 ? 1 : 0;
 /// others after a seek.
 inline const bool splitterFalsifiesTimes = isWine;
 
+/// Which of two streams of a kind is the first changes from one opening to the next.
+inline const bool splitterShufflesStreams = wineVersion >= 10;
+
 /// The splitter knows no type for a stream of IMA ADPCM, so that it can be neither asked for nor rendered.
 /// From version 10 on the detector does not even open a file that has nothing else.
 inline const bool imaHasNoMediaType = isWine;
