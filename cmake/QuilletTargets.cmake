@@ -19,6 +19,8 @@ set(QUILLET_LIBDIR ${CMAKE_INSTALL_LIBDIR}${in_subfolder})
 # Warnings are errors; nothing is linked dynamically but the platform and the library itself.
 add_library(quillet_options INTERFACE)
 target_compile_options(quillet_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Werror>)
+# Addresses in a segment begin at 0 (NtCurrentTeb), which GCC takes for an access through null.
+target_compile_options(quillet_options INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:--param=min-pagesize=0>)
 # One arithmetic in both widths: the 32-bit default computes in extended precision, and truncates otherwise here and there.
 # Windows' own calls align the stack to 4 bytes only, less than SSE's registers want when they are saved to it.
 if(QUILLET_WIDTH STREQUAL "i686")

@@ -21,6 +21,9 @@ bool isThreadPrepared() {
 }
 
 BOOL markThreadPrepared(bool prepared) {
+  // Each thread puts in and takes out itself only.
+  const void* before = prepared ? nullptr : NtCurrentTeb();
+  quillet::firstPreparedThread.compare_exchange_strong(before, prepared ? NtCurrentTeb() : nullptr);
   return TlsSetValue(preparedSlot, prepared ? reinterpret_cast<void*>(1) : nullptr);
 }
 
@@ -28,12 +31,15 @@ void detachThread() {
   if (isThreadPrepared()) {
     AVIFileExit();
     CoUninitialize();
+    markThreadPrepared(false);
   }
 }
 
 }  // namespace
 
-void quillet::prepareThread() {
+constinit std::atomic<const void*> quillet::firstPreparedThread = nullptr;
+
+void quillet::prepareOtherThread() {
   if (!isThreadPrepared()) {
     QuilletThread();
   }

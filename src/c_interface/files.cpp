@@ -12,7 +12,6 @@
 using quillet::HandledEngine;
 using quillet::HandledFile;
 using quillet::HandledObject;
-using quillet::isLibraryNumber;
 using quillet::take;
 
 using Engine = AutomaticInterleaveEngine;
@@ -64,7 +63,7 @@ bool makePiece(HandledObject& object, std::int64_t number, const void* data, std
   // The library does not write to the data.
   piece = {static_cast<long>(number), static_cast<unsigned char*>(const_cast<void*>(data)), static_cast<long>(count),
            static_cast<long>(std::max<std::int64_t>(bytes, -1)), key != 0};
-  return object.require(isLibraryNumber(number) && isLibraryNumber(count) && isLibraryNumber(bytes));
+  return object.require(std::in_range<long>(number) && std::in_range<long>(count) && std::in_range<long>(bytes));
 }
 
 /// What a writer keeps of a format.
@@ -257,7 +256,7 @@ int32_t quillet_file_write_picture(quillet_file* file, int64_t number, int32_t p
     // The picture is only read.
     const auto picture =
         quillet::rowsOf(quillet::ClientPicture{pixels, rows, const_cast<void*>(data), stride, bytes}, format);
-    if (!object.require(picture && isLibraryNumber(number))) {
+    if (!object.require(picture && std::in_range<long>(number))) {
       return 0;
     }
     const int shortage = quillet::guarded([&] {

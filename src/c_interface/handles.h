@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 
 #include <quillet/audio_or_video_stream.h>
@@ -57,8 +58,29 @@ struct HandledObject {
 /// @return the handle, of another value than all those before; null when there are too many.
 void* addHandle(const std::shared_ptr<HandledObject>& object);
 
+/// Where an object is kept. Objects are looked up on any thread while others come and go: `handle` orders what happens to
+/// `object`.
+struct HandlePlace {
+  static constexpr std::uintptr_t free = 0;
+  static constexpr std::uintptr_t changing = ~std::uintptr_t{0};
+
+  static bool isFor(std::uintptr_t handle) { return handle != free && handle != changing; }
+
+  std::atomic<std::uintptr_t> handle = free;
+  HandledObject* object = nullptr;
+};
+
+/// The lowest bits of a handle tell its place.
+constexpr std::uintptr_t handlePlaceCount = std::uintptr_t{1} << 13;
+extern HandlePlace handlePlaces[handlePlaceCount];
+
 /// @return the object of a handle, null when there is none.
-HandledObject* findHandle(const void* handle);
+inline HandledObject* findHandle(const void* handle) {
+  const auto value = reinterpret_cast<std::uintptr_t>(handle);
+  const HandlePlace& place = handlePlaces[value % handlePlaceCount];
+  const bool isIn = HandlePlace::isFor(value) && place.handle.load(std::memory_order_acquire) == value;
+  return isIn ? place.object : nullptr;
+}
 
 /// Ends a handle. Its object is destroyed, unless somebody else keeps it.
 void removeHandle(const void* handle);

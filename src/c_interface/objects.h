@@ -103,14 +103,10 @@ struct HandledEngine : HandledObject {
 
 /// A number of the client's as the library counts: what a `long` cannot count is as far out of every stream as it can be.
 inline long libraryNumber(std::int64_t number) {
-  constexpr std::int64_t least = std::numeric_limits<long>::min();
-  constexpr std::int64_t most = std::numeric_limits<long>::max();
-  return static_cast<long>(std::clamp(number, least, most));
-}
-
-/// Whether the library can count to `number`.
-inline bool isLibraryNumber(std::int64_t number) {
-  return libraryNumber(number) == number;
+  if (std::in_range<long>(number)) {
+    return static_cast<long>(number);
+  }
+  return number < 0 ? std::numeric_limits<long>::min() : std::numeric_limits<long>::max();
 }
 
 /// A name of the client's, in UTF-8.
