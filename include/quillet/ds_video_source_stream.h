@@ -10,7 +10,7 @@
 /// Video frames decoded by DirectShow to 24-bit RGB.
 ///
 /// Two frames are kept decoded, the one returned last and the one that follows it, so that reading frames in order costs
-/// one decoded frame a call.
+/// one decoded frame a call; and once somebody goes back, as many as setFrameBudget() allows.
 class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourceStream {
  public:
   using SourceStream::StreamSampleToTime;
@@ -49,7 +49,8 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   unsigned char* getFrameBits(long& frame) override;
 
   /// Tunes the search for frames. Leaves #lastError alone, but for code 1 when the stream is not open.
-  /// @param quickDecode frames that it is quicker to decode than to seek over; values below 1 count as 1.
+  /// @param quickDecode frames that it is quicker to decode than to seek over; values below 1 count as 1. Until it is set,
+  ///     what seeks and frames have cost so far decides.
   /// @param backtrackStep first step back, in frames, when a seek lands after the wanted frame; values below 1 count as
   ///     `quickDecode`.
   /// @param growthRatio factor by which the step grows; values below 1 count as 2.
@@ -74,6 +75,9 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   DSVideoSourceStream() = default;
   int openSource(const wchar_t* fileName, int streamNumber);
   int parseFrameRate();
+  bool mustSeek(long frame);
+  long framesToPass(long frame) const;
+  long long positionOf(long frame) const;
   long searchFrame(long frame);
   void searchBackward(long long position);
 

@@ -37,13 +37,15 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
   /// Decodes the frame that findFrame() finds. The pixels are in 24 bits, in rows from bottom to top, or from top to bottom
   /// where the height of format() is negative; its biClrUsed is that of the file and means nothing for them.
   /// @param frame frame number; receives the number of the frame found, -1 when none was.
-  /// @return the pixels, in the decompressor's own buffer, valid until the next call on this stream; NULL with one of
+  /// @return the pixels, in a buffer of the stream's, valid until the next call on this stream; NULL with one of
   ///     findFrame()'s codes or vfw_error::cannotDecompress, also when the frame is not of the size that format() says.
   unsigned char* getFrameBits(long& frame) override;
 
  private:
   VfWVideoSourceStream() = default;
   int openSource(const wchar_t* fileName, int streamIndex);
+  unsigned char* decode(long frame);
+  void keepFramesBefore(long frame);
 
   struct Decompressor;
   quillet::Owned<Decompressor> decompressor;

@@ -3,7 +3,12 @@
 /// @file
 /// Decoded video by frame number.
 
+#include <quillet/owned.h>
 #include <quillet/source_stream.h>
+
+namespace quillet {
+class FrameStore;
+}
 
 /// A video stream decoded to 24-bit RGB frames, each reachable by its number.
 ///
@@ -65,6 +70,14 @@ class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtua
   /// getFrameBits(long&) with the progress dialog of SourceStream::StreamSampleToTime(int, void*, long&, const char*).
   unsigned char* getFrameBits(int options, void* parentWindow, long& frame, const char* title);
 
+  /// Bounds the memory for decoded frames that are kept once somebody has gone back, so that the next steps back, and those
+  /// to and fro, are quick. Which frame a number gives does not depend on it. What is kept now is forgotten.
+  ///
+  /// @param bytes most bytes of the stream's frames, beside the two that are always there; 0 to keep none. Negative for the
+  ///     default: 128 MiB, of which there are 256 MiB for all streams of the process together. Code 1 when the stream is not
+  ///     open.
+  void setFrameBudget(long long bytes);
+
   /// @return frames per second; -1.0 with code 1 when the stream is not open.
   double frameRate();
 
@@ -73,11 +86,14 @@ class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtua
   BITMAPINFOHEADER* format();
 
  protected:
-  VideoSourceStream() = default;
+  VideoSourceStream();
 
   /// Frames per second; filled by the backend's `open`.
   double rate = 0.0;
 
   /// Format of the decoded frames; filled by the backend's `open`.
   BITMAPINFOHEADER bitmapFormat = {};
+
+  /// The frames that are kept; made by the backend's `open`.
+  quillet::Owned<quillet::FrameStore> frames;
 };

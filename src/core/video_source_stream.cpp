@@ -1,8 +1,12 @@
 #include <quillet/video_source_stream.h>
 
+#include "core/frame_store.h"
 #include "core/operation.h"
+#include "core/owned.h"
 #include "core/time_units.h"
 #include "formats/format_sizes.h"
+
+VideoSourceStream::VideoSourceStream() = default;
 
 VideoSourceStream::~VideoSourceStream() = default;
 
@@ -21,6 +25,12 @@ VIDEOINFOHEADER* VideoSourceStream::videoInfo(VIDEOINFOHEADER& info) {
   const auto frameSize = static_cast<double>(quillet::uncompressedFrameSize(bitmapFormat));
   info.dwBitRate = quillet::truncated<DWORD>(frameSize * quillet::bitsPerByte * rate);
   return &info;
+}
+
+void VideoSourceStream::setFrameBudget(long long bytes) {
+  if (quillet::beginOperation(*this)) {
+    frames->setBudget(bytes);
+  }
 }
 
 double VideoSourceStream::frameRate() {

@@ -6,6 +6,7 @@
 #include <quillet/error_codes.h>
 #include <quillet/vfw_video_source_stream.h>
 
+#include "core/frame_store.h"
 #include "core/operation.h"
 #include "core/owned.h"
 #include "formats/format_sizes.h"
@@ -109,6 +110,7 @@ int VfWVideoSourceStream::openSource(const wchar_t* fileName, int streamIndex) {
   decompressor->sourceTail = format.size() - sourceHeader.biSize;
   BITMAPINFOHEADER wanted = bitmapFormat;
   wanted.biClrUsed = wanted.biClrImportant = 0;  // Those of the source: the pictures have no colours of their own.
+  frames.reset(new quillet::FrameStore(bitmapFormat.biSizeImage));
   decompressor->getFrame.reset(AVIStreamGetFrameOpen(source->stream(), &wanted));
   return decompressor->getFrame ? vfw_error::success : vfw_error::noDecompressor;
 }
@@ -131,11 +133,38 @@ unsigned char* VfWVideoSourceStream::getFrameBits(long& frame) {
   if (frame == -1) {
     return nullptr;
   }
-  void* const packedDib = AVIStreamGetFrame(decompressor->getFrame.get(), frame);
-  auto* const pixels =
-      packedDib != nullptr ? decompressor->pixelsOf(*static_cast<BITMAPINFOHEADER*>(packedDib), bitmapFormat) : nullptr;
+  frames->note(frame);
+  if (const auto kept = frames->find(frame)) {
+    return kept->bits;
+  }
+  if (frames->stepBackAgain() > 0) {
+    keepFramesBefore(frame);
+  }
+  unsigned char* const pixels = decode(frame);
   if (pixels == nullptr) {
     lastError = vfw_error::cannotDecompress;
+  } else if (frames->isKeeping()) {
+    frames->keepCopy(frame, pixels);
   }
   return pixels;
+}
+
+/// Decodes a frame, into the decompressor's own buffer.
+unsigned char* VfWVideoSourceStream::decode(long frame) {
+  void* const packedDib = AVIStreamGetFrame(decompressor->getFrame.get(), frame);
+  return packedDib != nullptr ? decompressor->pixelsOf(*static_cast<BITMAPINFOHEADER*>(packedDib), bitmapFormat)
+                              : nullptr;
+}
+
+/// Keeps what is decoded on the way to a frame: all since the last key frame, as far as there is room.
+void VfWVideoSourceStream::keepFramesBefore(long frame) {
+  const long room = static_cast<long>(frames->capacity());
+  const long first = std::max({source->find(frame, FIND_PREV | FIND_KEY), frame - room + 1, 0L});
+  frames->preferEarlier();
+  for (long number = first; number < frame; ++number) {
+    unsigned char* const pixels = source->findPrevious(number) == number ? decode(number) : nullptr;
+    if (pixels != nullptr) {
+      frames->keepCopy(number, pixels);
+    }
+  }
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <memory>
 #include <new>
@@ -9,11 +10,13 @@
 #include <quillet/ds_video_source_stream.h>
 #include <quillet/error_codes.h>
 
+#include "core/frame_store.h"
 #include "core/operation.h"
 #include "core/owned.h"
 #include "core/time_units.h"
 #include "directshow/graph/pins.h"
 #include "directshow/source/progress_step.h"
+#include "directshow/source/reading_costs.h"
 #include "directshow/source/source_graph.h"
 #include "directshow/source/video_sg_callback.h"
 #include "formats/format_sizes.h"
@@ -61,14 +64,19 @@ struct DSVideoSourceStream::Search {
   quillet::VideoSGCallback* callback = nullptr;  // The graph's.
   long current = noFrame;                        // Number of the frame in buffer A.
   long next = noFrame;                           // Number of the first frame after it that the stream has.
+  bool standsIn = false;                         // Buffer A holds what is not frame `current`, but a later one.
   BYTE* frameBits = nullptr;                     // The frame found last.
+  bool isTuned = false;                          // Otherwise the way to a frame is the one that was quicker so far.
   int backtrackStep = 1;                         // Frames.
   int growthRatio = 2;
+  quillet::ReadingCosts costs;
 
   /// Forgets both frames, so that the next request seeks: after a failure nobody knows what the buffers hold.
   /// @return the number of no frame found.
   long forget() {
     current = next = noFrame;
+    standsIn = false;
+    callback->forgetBoth();
     return -1;
   }
 };
@@ -116,6 +124,7 @@ int DSVideoSourceStream::openSource(const wchar_t* fileName, int streamNumber) {
   graph->filters.removeClock();  // With a clock the stream only plays at its own speed; that is no error.
   auto callback = std::make_unique<quillet::VideoSGCallback>(bitmapFormat.biSizeImage);
   search->callback = callback.get();
+  frames.reset(new quillet::FrameStore(bitmapFormat.biSizeImage));
   graph->installCallback(std::move(callback));
   if (const int error = graph->runner.requireEvents()) {
     return error;
@@ -126,6 +135,7 @@ int DSVideoSourceStream::openSource(const wchar_t* fileName, int streamNumber) {
     }
   }
   search->callback->samplePeriod = 1.0 / rate;
+  search->callback->rate = rate;
   search->callback->tolerance = 0.5 / rate;
   return ds_error::success;
 }
@@ -154,6 +164,7 @@ long DSVideoSourceStream::findFrame(long frame) {
     lastError = ds_error::parameterOutOfRange;
     return -1;
   }
+  frames->note(frame);
   // Between the current frame and the next one the stream has none: the current one stands for them.
   if (frame == search->current || (search->current < frame && frame < search->next)) {
     search->frameBits = search->callback->frameA();
@@ -163,7 +174,47 @@ long DSVideoSourceStream::findFrame(long frame) {
     search->frameBits = search->callback->frameB();
     return search->next;
   }
+  if (const auto kept = frames->find(frame)) {
+    if (search->standsIn) {
+      search->forget();  // From here on the frames before the stream's first are none again, with a warning.
+    }
+    search->frameBits = kept->bits;
+    return kept->number;
+  }
   return searchFrame(frame);
+}
+
+/// Whether the way to `frame` begins with a seek, or with the frame that the graph holds.
+bool DSVideoSourceStream::mustSeek(long frame) {
+  const Search& window = *search;
+  if (window.current == noFrame || frame < window.current) {
+    return true;
+  }
+  const long long ahead = static_cast<long long>(frame) - window.next;
+  if (window.isTuned || ahead <= graph->quickDecodeThreshold) {
+    return ahead > graph->quickDecodeThreshold;
+  }
+  return !search->costs.isQuickerToDecode(static_cast<long>(ahead));
+}
+
+/// How many frames before `frame` a seek is to pass on its way, to be kept: those to which the next steps back will lead.
+long DSVideoSourceStream::framesToPass(long frame) const {
+  const long step = frames->stepBackAgain();
+  if (step == 0 || frames->find(frame - 1)) {
+    return 0;
+  }
+  // Some of what is kept behind the frame stays, for a turn forwards.
+  const auto room = static_cast<long>(frames->capacity() / 4 * 3);
+  const long passed = std::min({search->costs.worthPassing(), room, frame});
+  // Of long steps too few would find their frame there.
+  return passed / 2 >= step || passed == frame ? passed : 0;
+}
+
+/// Where to seek to reach a frame, in units of 100 ns.
+long long DSVideoSourceStream::positionOf(long frame) const {
+  // Half a frame beyond its time the wanted frame has begun for sure. For the last frame that might be beyond the stream.
+  return frame == length - 1 ? std::max(truncated<long long>(frame / rate * unitsPerSecond) - 1, 0LL)
+                             : truncated<long long>((frame / rate + search->callback->tolerance) * unitsPerSecond);
 }
 
 /// Moves the window to `frame`: by decoding on when it is near, else by a seek, and backwards from there when the stream
@@ -171,21 +222,22 @@ long DSVideoSourceStream::findFrame(long frame) {
 long DSVideoSourceStream::searchFrame(long frame) {
   Search& window = *search;
   quillet::VideoSGCallback& callback = *window.callback;
-  const auto numberAt = [this](double time) { return std::max(roundedHalfUp<long>(time * rate), 0L); };
-
   callback.target = frame / rate;
-  // Half a frame beyond the target the wanted frame has begun for sure. For the last frame that might be beyond the
-  // stream.
-  auto position = truncated<long long>((callback.target + callback.tolerance) * unitsPerSecond);
-  if (frame == length - 1) {
-    position = std::max(truncated<long long>(callback.target * unitsPerSecond) - 1, 0LL);
-  }
   callback.found = false;
   callback.later = false;
+  callback.keeper = frames->isKeeping() ? &*frames : nullptr;
 
-  const bool mustSeek = window.current == noFrame || frame < window.current ||
-                        frame > static_cast<long long>(window.next) + graph->quickDecodeThreshold;
-  if (mustSeek) {
+  const auto start = std::chrono::steady_clock::now();
+  const unsigned long received = callback.received();
+  const bool isSeeking = mustSeek(frame);
+  long long position = 0;
+  if (isSeeking) {
+    const long passed = framesToPass(frame);
+    if (passed > 0) {
+      frames->preferEarlier();
+    }
+    callback.keepBoth();
+    position = positionOf(frame - passed);
     if (!seek(position, false)) {
       return window.forget();
     }
@@ -193,26 +245,30 @@ long DSVideoSourceStream::searchFrame(long frame) {
     callback.advance();
     window.current = window.next;
   }
+  window.standsIn = false;
   if (!run()) {
     return window.forget();
   }
-  if (!callback.found && !mustSeek) {
+  if (callback.found) {
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    const unsigned long count = callback.received() - received;
+    isSeeking ? window.costs.sought(seconds.count(), count) : window.costs.decoded(seconds.count(), count);
+  } else if (isSeeking) {
+    searchBackward(position);
+  } else {
     // The graph went past the target at once: the frame before it stands for the target.
     if (graph->runner.isHolding()) {
-      window.next = numberAt(callback.timeB);
+      window.next = callback.numberAt(callback.timeB);
     }
     window.frameBits = callback.frameA();
     return window.current;
-  }
-  if (!callback.found) {
-    searchBackward(position);
   }
   if (lastError != ds_error::success) {
     return window.forget();
   }
   if (callback.found) {
-    window.current = numberAt(callback.timeA);
-    window.next = callback.later ? numberAt(callback.timeB) : window.current;
+    window.current = callback.numberAt(callback.timeA);
+    window.next = callback.later ? callback.numberAt(callback.timeB) : window.current;
     window.frameBits = callback.frameA();
     return window.current;
   }
@@ -220,8 +276,9 @@ long DSVideoSourceStream::searchFrame(long frame) {
     // Nothing at or before the target, even from the start. The first frame there is stands for all before it, from
     // number 0 on.
     callback.copyLaterFrame();
+    window.standsIn = true;
     window.current = 0;
-    window.next = numberAt(callback.timeB);
+    window.next = callback.numberAt(callback.timeB);
     window.frameBits = callback.frameB();
     lastError = ds_error::nextFrameReturned;
     return window.next;
@@ -254,6 +311,7 @@ void DSVideoSourceStream::config(int quickDecode, int backtrackStep, int growthR
     return;
   }
   DSSourceStream::config(quickDecode);
+  search->isTuned = true;
   search->backtrackStep = backtrackStep > 0 ? backtrackStep : graph->quickDecodeThreshold;
   search->growthRatio = growthRatio > 0 ? growthRatio : 2;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace quillet {
 
@@ -10,8 +11,31 @@ VideoSGCallback::VideoSGCallback(std::size_t frameSize)
   buffer = std::make_unique<BYTE[]>(frameSize);
 }
 
+void VideoSGCallback::advance() {
+  keepA(timeB);
+  bufferA.swap(buffer);
+  timeA = timeB;
+  hasA = std::exchange(hasB, false);
+}
+
 void VideoSGCallback::copyLaterFrame() {
   std::memcpy(bufferA.get(), buffer.get(), frameSize);
+  hasA = false;
+}
+
+void VideoSGCallback::keepBoth() {
+  keepA(hasB ? timeB : timeA);
+  if (keeper != nullptr && hasB) {
+    keeper->keep(numberAt(timeB), numberAt(timeB), buffer);
+  }
+  forgetBoth();
+}
+
+/// @param nextTime of the frame behind it; its own time when that is not known.
+void VideoSGCallback::keepA(double nextTime) {
+  if (keeper != nullptr && hasA) {
+    keeper->keep(numberAt(timeA), numberAt(nextTime), bufferA);
+  }
 }
 
 void VideoSGCallback::receive(double time, IMediaSample* sample) {
@@ -28,17 +52,22 @@ void VideoSGCallback::receive(double time, IMediaSample* sample) {
   }
   const auto size = std::min(static_cast<std::size_t>(std::max(sample->GetActualDataLength(), 0L)), frameSize);
 
+  // What a sample lacks is black.
+  const auto copyTo = [&](BYTE* bits) { std::memset(std::copy_n(data, size, bits), 0, frameSize - size); };
+
   const bool early = time < target + tolerance;
   const bool reached = time >= target - tolerance;
   if (early) {
-    std::memcpy(bufferA.get(), data, size);
-    found = true;
+    keepA(time);
+    copyTo(bufferA.get());
+    found = hasA = true;
     timeA = time;
   }
   if (reached) {
     // A sample within half a frame of the target is both: it is in buffer A, and buffer B is left alone.
     if (!early) {
-      std::memcpy(buffer.get(), data, size);
+      copyTo(buffer.get());
+      hasB = true;
     }
     later = true;
     timeB = time;

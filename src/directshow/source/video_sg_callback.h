@@ -2,8 +2,11 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
+#include "core/frame_store.h"
+#include "core/time_units.h"
 #include "directshow/source/sg_callback.h"
 
 namespace quillet {
@@ -15,16 +18,31 @@ class VideoSGCallback : public SGCallback {
   explicit VideoSGCallback(std::size_t frameSize);
 
   /// Makes the frame after the target the frame at the target.
-  void advance() { bufferA.swap(buffer); }
+  void advance();
 
-  /// Copies the frame after the target over the frame at the target.
+  /// Copies the frame after the target over the frame at the target, which it is not.
   void copyLaterFrame();
+
+  /// To be called before both frames are given up: they go where frames are kept.
+  void keepBoth();
+
+  /// To be called when nobody knows what the frames are.
+  void forgetBoth() { hasA = hasB = false; }
+
+  /// The number of the frame at `time` seconds.
+  long numberAt(double time) const { return std::max(roundedHalfUp<long>(time * rate), 0L); }
+
+  /// Where frames are kept that give way to the next ones; null for nowhere.
+  FrameStore* keeper = nullptr;
 
   BYTE* frameA() const { return bufferA.get(); }
   BYTE* frameB() const { return buffer.get(); }
 
   /// @name The request
   /// @{
+
+  /// Frames per second.
+  double rate = 0.0;
 
   /// Half a frame period, in seconds.
   double tolerance = 0.0;
@@ -51,9 +69,14 @@ class VideoSGCallback : public SGCallback {
 
  private:
   void receive(double time, IMediaSample* sample) override;
+  void keepA(double nextTime);
 
   std::size_t frameSize;
   std::unique_ptr<BYTE[]> bufferA;
+
+  /// Whether the buffers hold frames of the stream, of the times told.
+  bool hasA = false;
+  bool hasB = false;
 };
 
 }  // namespace quillet
