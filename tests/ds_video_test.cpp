@@ -38,6 +38,8 @@ void check(const char* name, const std::vector<double>& times, double length, co
   const PlayedVideo video(stream);
   ASSERT_EQ(video->lastError, 0);
   ASSERT_EQ(video->duration(), static_cast<long>(length));
+  video->setFrameBudget(0);
+  video->config(0, 0, 0);
   for (const Step& step : steps) {
     SCOPED_TRACE(testing::Message() << "step " << &step - steps.data() << ", frame " << step.asked);
     if (!step.config.empty()) {
@@ -124,6 +126,53 @@ TEST(Search, HoldsAtTheEdgeBefore) {
   EXPECT_EQ(video.script->samplesFilled, 1) << "half a frame before its time a frame is there";
   EXPECT_EQ(frameOf(*video, 6, 6), scriptedPayload(5, 24));
   EXPECT_EQ(video.script->samplesFilled, 2);
+}
+
+TEST(Kept, FramesMakeNoDifference) {
+  std::mt19937 random = loggedRandom();
+  std::vector<double> holes;
+  for (double time = 3; time < 190; time += static_cast<double>(between(1, 4, random))) {
+    holes.push_back(time);
+  }
+  for (const auto& seek : {ScriptedStream::Seek(landAsAsked), ScriptedStream::Seek(landOnPreviousKey), landLater(4)}) {
+    for (const auto& times : {upTo<double>(200), holes}) {
+      ScriptedStream stream = framesAt(times, 200, frameTime);
+      stream.seek = seek;
+      for (std::size_t i = 0; i < stream.samples.size(); ++i) {
+        stream.samples[i].sync = i % 40 == 0;
+      }
+      const PlayedVideo without(stream);
+      without->setFrameBudget(0);
+      for (const long long budget : {-1, 1000}) {
+        const PlayedVideo video(stream);
+        video->setFrameBudget(budget);
+        for (const long frame : wanderings(200, 170, random)) {
+          long returned = frame;
+          long expected = frame;
+          const Bytes picture = pictureOf(*without, expected);
+          ASSERT_TRUE(pictureOf(*video, returned) == picture) << frame;
+          ASSERT_EQ(std::pair(returned, video->lastError), std::pair(expected, without->lastError)) << frame;
+        }
+      }
+    }
+  }
+}
+
+TEST(Kept, FramesAreNotSoughtAgain) {
+  // Frames that a budget holds, and how often 100 steps back, then 100 in three places in turn, may seek.
+  for (const auto& [held, back, inTurn] : {std::tuple(-1, 10, 1), {40, 12, 1}, {2, 100, 1}, {0, 100, 35}}) {
+    GraphOverride graph;
+    const PlayedVideo video(framesAt(upTo<double>(120), 120, frameTime));
+    video->setFrameBudget(held * 120);
+    for (long frame = 110; frame > 10; --frame) {
+      frameOf(*video, frame);
+    }
+    EXPECT_LE(graph.takeSeeks(frameTime).size(), back) << held;
+    for (long i = 0; i < 100; ++i) {
+      frameOf(*video, 50 + i % 3);
+    }
+    EXPECT_LE(graph.takeSeeks(frameTime).size(), inTurn) << held;
+  }
 }
 
 TEST(FrameRate, IsFoundByPlayingWhenNothingTellsIt) {

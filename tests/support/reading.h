@@ -101,12 +101,25 @@ inline std::vector<Bytes> framesOf(VideoSourceStream& stream) {
   return frames;
 }
 
-/// Counts the frames, read in random order, that differ from `frames`.
+/// Numbers of frames as people ask for them: at random, back and forth, a few in turn, in steps.
+inline std::vector<long> wanderings(long frames, int requests, std::mt19937& random) {
+  std::vector<long> numbers;
+  while (std::ssize(numbers) < requests) {
+    const long start = between(0, frames - 1, random);
+    const long step = std::vector{-1L, -1L, 1L, 7L, -3L}.at(random() % 5);
+    const long turn = random() % 3 == 0 ? between(2, 25, random) : 1000;  // Where it begins anew.
+    for (long i = 0, count = between(1, 60, random); i < count; ++i) {
+      numbers.push_back(std::clamp(start + i % turn * step, 0L, frames - 1));
+    }
+  }
+  return numbers;
+}
+
+/// Counts the frames, read back and forth, that differ from `frames`.
 inline int differingFrames(VideoSourceStream& stream, const std::vector<Bytes>& frames, int reads) {
   std::mt19937 random = loggedRandom();
   int differing = 0;
-  for (int i = 0; i < reads; ++i) {
-    long frame = between(0, static_cast<long>(frames.size()) - 1, random);
+  for (long frame : wanderings(std::ssize(frames), reads, random)) {
     const Bytes& expected = frames[frame];
     differing += pictureOf(stream, frame) != expected;
   }

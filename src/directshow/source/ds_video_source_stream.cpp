@@ -294,6 +294,7 @@ void DSVideoSourceStream::searchBackward(long long position) {
   // Ends: every step goes back, and none from the start.
   while (!search->callback->found && position != 0) {
     position = std::max(position - step, 0LL);
+    search->callback->keepBoth();
     if (!settle(quillet::reportStep(notification, 2)) || !seek(position, false) || !run()) {
       return;
     }

@@ -67,8 +67,8 @@ void VideoSGCallback::receive(double time, IMediaSample* sample) {
     // A sample within half a frame of the target is both: it is in buffer A, and buffer B is left alone.
     if (!early) {
       copyTo(buffer.get());
-      hasB = true;
     }
+    hasB = !early;
     later = true;
     timeB = time;
     hold();
