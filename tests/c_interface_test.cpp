@@ -79,6 +79,7 @@ TEST_P(EitherBackend, ReadsVideoAsTheClassesDo) {
   int64_t number = 42;
   EXPECT_EQ(std::memcmp(quillet_video_frame(video.get(), &number), wanted.data(), wanted.size()), 0);
   EXPECT_EQ(quillet_video_find(video.get(), 42), 42);
+  EXPECT_TRUE(quillet_video_set_frame_budget(video.get(), 0));
   double time = quillet_stream_time_of(video.get(), &number);
   EXPECT_EQ(time, 1680.0);
   EXPECT_EQ(quillet_stream_sample_at(video.get(), &time), 42);

@@ -108,7 +108,7 @@ TEST_F(Cli, AnswersAreWritten) {
   } cases[] = {
       {{L"--help"}, "Usage: quillet COMMAND", 17},
       {{L"--version"}, "quillet "},
-      {{L"frame", L"--help"}, "Usage: quillet frame FILE N [options]\r\n", 13},
+      {{L"frame", L"--help"}, "Usage: quillet frame FILE N... [options]\r\n", 13},
       {{L"info", video, L"--backend=vfw"},
        "video 0: 64 x 48, 24-bit RGB, 50 frames, 25 frames/s, 2.000 s, Video for Windows\r\n"},
       {{L"info", media("ima_44100_stereo.wav")}, "audio 0: 16-bit PCM, 2 channels, "},
@@ -160,16 +160,22 @@ TEST_F(Cli, FrameIsTheLibrarysPictureInEitherFormatAndUnderAnyName) {
   std::filesystem::copy_file(mediaFile("cinepak.avi"), input + L".avi");
   const auto stream = openVideo("cinepak.avi");
   const Bytes expected = turnedOver(frameOf(*stream, 17), stream->format()->biHeight);  // Rows have no padding.
+  const auto line = [](const std::wstring& name, long frame) {
+    const std::u8string shown = std::filesystem::path(name).u8string();
+    return std::string(shown.begin(), shown.end()) + ": frame " + std::to_string(frame) + "\r\n";
+  };
   for (const bool isNamed : {true, false}) {
     const std::wstring name = isNamed ? L"frame.bmp" : input + L"-17.png";
     std::vector<std::wstring> words = {L"frame", input + L".avi", L"17", L"-o", name};
     words.resize(isNamed ? 5 : 3);
     const Outcome outcome = run(words);
-    const std::u8string shown = std::filesystem::path(name).u8string();
-    EXPECT_EQ(outcome.out, std::string(shown.begin(), shown.end()) + ": frame 17\r\n");
+    EXPECT_EQ(outcome.out, line(name, 17));
     const Image image = decodeImage(name);
     EXPECT_TRUE(image.width == 64 && image.pixels == expected) << outcome.err;
   }
+  EXPECT_EQ(run({L"frame", input + L".avi", L"17", L"3", L"17", L"-o", L"f.v.bmp"}).out,
+            line(L"f.v-3.bmp", 3) + line(L"f.v-17.bmp", 17));
+  EXPECT_TRUE(decodeImage(L"f.v-17.bmp").pixels == expected);
 }
 
 TEST_F(Cli, SheetShowsFramesFromTheFirstToTheLast) {

@@ -107,6 +107,7 @@ functions: [
   'int32_t quillet_stream_tune(quillet_stream* stream, int32_t quick_decode, int32_t step_back, int32_t growth)',
   'double quillet_video_rate(quillet_stream* stream)',
   'int64_t quillet_video_find(quillet_stream* stream, int64_t frame)',
+  'int32_t quillet_video_set_frame_budget(quillet_stream* stream, int64_t bytes)',
   'const uint8_t* quillet_video_frame(quillet_stream* stream, _Inout_ int64_t* frame)',
   'int32_t quillet_video_read(quillet_stream* stream, _Inout_ int64_t* frame, int32_t pixels, int32_t rows, void* buffer, int64_t stride, int64_t bytes)',
   'const void* quillet_audio_samples(quillet_stream* stream, int64_t first, int64_t count)',

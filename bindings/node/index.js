@@ -253,6 +253,11 @@ class VideoSource extends Source {
     return this._call('video_find', number);
   }
 
+  /** Bounds the bytes of decoded frames that are kept for steps back; 0 to keep none, negative for the default. */
+  set frameBudget(bytes) {
+    this._call('video_set_frame_budget', bytes);
+  }
+
   /** A frame, the top row first: number, width, height and, in the layout `pixels` (rgba, bgra, rgb, bgr), data. */
   frame(number, { pixels } = {}) {
     const { picture, args } = this.#prepare(number, pixels);

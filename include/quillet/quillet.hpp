@@ -328,6 +328,9 @@ class VideoSource : public Source {
   /// @return the number of the frame found at or, where there is none, near a number.
   std::int64_t find(std::int64_t number) { return known(quillet_video_find(handle(), number)); }
 
+  /// Bounds the bytes of decoded frames that are kept for steps back; 0 to keep none, negative for the default.
+  void setFrameBudget(std::int64_t bytes) { require(quillet_video_set_frame_budget(handle(), bytes) != 0); }
+
   /// Decodes a frame.
   Frame frame(std::int64_t number) {
     const auto size = static_cast<std::size_t>(format().frame_bytes);

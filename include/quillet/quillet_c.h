@@ -311,6 +311,14 @@ QUILLET_API double quillet_video_rate(quillet_stream* stream);
 /// @return the number of the frame found; -1 on failure (DirectShow 5, 20, 22 to 26; Video for Windows 8, 10).
 QUILLET_API int64_t quillet_video_find(quillet_stream* stream, int64_t frame);
 
+/// Bounds the memory for decoded frames that are kept once a client has gone back, for its next steps back, or to and fro.
+/// Which frame a number gives does not depend on it. What is kept now is forgotten.
+/// @param stream the stream's handle.
+/// @param bytes most bytes of the kept frames; 0 to keep none, negative for the default: 128 MiB, of which there are 256 MiB
+///     for all streams of the process together.
+/// @return the status.
+QUILLET_API int32_t quillet_video_set_frame_budget(quillet_stream* stream, int64_t bytes);
+
 /// Decodes a frame, found as quillet_video_find() does.
 /// @param stream the stream's handle.
 /// @param frame its number; receives that of the frame found, -1 when there is none.

@@ -55,6 +55,13 @@ int64_t quillet_video_find(quillet_stream* stream, int64_t frame) {
   });
 }
 
+int32_t quillet_video_set_frame_budget(quillet_stream* stream, int64_t bytes) {
+  return withStream<VideoSourceStream>(stream, 0, [&](VideoSourceStream& video, HandledStream&) {
+    video.setFrameBudget(bytes);
+    return video.lastError == quillet::common_error::success ? 1 : 0;
+  });
+}
+
 const uint8_t* quillet_video_frame(quillet_stream* stream, int64_t* frame) {
   return withStream<VideoSourceStream, const uint8_t*>(
       stream, nullptr, [&](VideoSourceStream& video, HandledStream& handled) -> const uint8_t* {

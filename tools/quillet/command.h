@@ -12,6 +12,7 @@ class CommandLine;
 struct Argument {
   const char* name;
   const char* help;
+  bool repeats = false;  ///< Of the last one: it may be given several times.
 };
 
 /// What a command takes by name, anywhere on its command line.

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include "shared/failure.h"
 #include "shared/text.h"
@@ -89,7 +88,11 @@ CommandLine::CommandLine(const Command& command, std::span<wchar_t* const> words
       takeOption(command, words, word);
     } else if (argument != command.arguments.end()) {
       values.emplace(argument->name, text);
-      ++argument;
+      if (argument->repeats) {
+        repeated.emplace_back(text);
+      } else {
+        ++argument;
+      }
     } else {
       throw wrongUsage("unexpected argument '" + toUtf8(text) + "'");
     }
@@ -140,6 +143,14 @@ long CommandLine::number(const char* name) const {
   return parsed<long>(name, text(name), "a whole number");
 }
 
+std::set<long> CommandLine::numbers(const char* name) const {
+  std::set<long> all;
+  for (const std::wstring& value : repeated) {
+    all.insert(parsed<long>(name, value, "a whole number"));
+  }
+  return all;
+}
+
 long CommandLine::numberOr(long fallback, const char* name, long least, long most) const {
   if (!has(name)) {
     return fallback;
@@ -166,7 +177,7 @@ std::string helpText(const Command& command) {
   std::string usage = std::string("Usage: quillet ") + command.name;
   HelpLines arguments;
   for (const Argument& argument : command.arguments) {
-    usage += std::string(" ") + argument.name;
+    usage += std::string(" ") + argument.name + (argument.repeats ? "..." : "");
     arguments.emplace_back(argument.name, argument.help);
   }
   HelpLines options;

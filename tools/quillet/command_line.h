@@ -3,8 +3,10 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "command.h"
 
@@ -26,6 +28,9 @@ class CommandLine {
   /// The same as a whole number of 32 bits.
   long number(const char* name) const;
 
+  /// The same of an argument that repeats, each number once, the lowest first.
+  std::set<long> numbers(const char* name) const;
+
   /// The same, refused as wrong usage when it is not from `least` to `most`; `fallback` when it was not given.
   long numberOr(long fallback, const char* name, long least, long most) const;
 
@@ -38,6 +43,7 @@ class CommandLine {
   void requireAll(const Command& command) const;
 
   std::map<std::string, std::wstring, std::less<>> values;
+  std::vector<std::wstring> repeated;  // All values of the argument that repeats, of which `values` has the first.
 };
 
 /// The text of `quillet COMMAND --help`.

@@ -123,6 +123,7 @@ FUNCTIONS = {
     "stream_tune": (c_int32, [c_void_p, c_int32, c_int32, c_int32]),
     "video_rate": (c_double, [c_void_p]),
     "video_find": (c_int64, [c_void_p, c_int64]),
+    "video_set_frame_budget": (c_int32, [c_void_p, c_int64]),
     "video_frame": (c_void_p, [c_void_p, POINTER(c_int64)]),
     "video_read": (c_int32, [c_void_p, POINTER(c_int64), c_int32, c_int32, c_void_p, c_int64, c_int64]),
     "audio_samples": (c_void_p, [c_void_p, c_int64, c_int64]),

@@ -97,6 +97,10 @@ class VideoStream(Stream):
         """The number of the frame that the stream has for a number: this one, or where it has none the nearest."""
         return self._call("video_find", self._number(number))
 
+    def set_frame_budget(self, size):
+        """Bounds the bytes of decoded frames that are kept for steps back; 0 to keep none, negative for the default."""
+        self._call("video_set_frame_budget", size)
+
     def __getitem__(self, index):
         if isinstance(index, slice):
             numbers = self._run(index)
