@@ -130,29 +130,27 @@ TEST(Search, HoldsAtTheEdgeBefore) {
 
 TEST(Kept, FramesMakeNoDifference) {
   std::mt19937 random = loggedRandom();
-  std::vector<double> holes;
-  for (double time = 3; time < 190; time += static_cast<double>(between(1, 4, random))) {
-    holes.push_back(time);
+  std::vector<double> times;
+  for (double time = 3; time < 190; time += time < 90 ? 1.0 : static_cast<double>(between(1, 4, random))) {
+    times.push_back(time);
+  }
+  ScriptedStream stream = framesAt(times, 200, frameTime);
+  for (std::size_t i = 0; i < stream.samples.size(); ++i) {
+    stream.samples[i].sync = i % 40 == 0;
   }
   for (const auto& seek : {ScriptedStream::Seek(landAsAsked), ScriptedStream::Seek(landOnPreviousKey), landLater(4)}) {
-    for (const auto& times : {upTo<double>(200), holes}) {
-      ScriptedStream stream = framesAt(times, 200, frameTime);
-      stream.seek = seek;
-      for (std::size_t i = 0; i < stream.samples.size(); ++i) {
-        stream.samples[i].sync = i % 40 == 0;
-      }
+    stream.seek = seek;
+    for (const long long budget : {-1, 1000}) {
       const PlayedVideo without(stream);
+      const PlayedVideo video(stream);
       without->setFrameBudget(0);
-      for (const long long budget : {-1, 1000}) {
-        const PlayedVideo video(stream);
-        video->setFrameBudget(budget);
-        for (const long frame : wanderings(200, 170, random)) {
-          long returned = frame;
-          long expected = frame;
-          const Bytes picture = pictureOf(*without, expected);
-          ASSERT_TRUE(pictureOf(*video, returned) == picture) << frame;
-          ASSERT_EQ(std::pair(returned, video->lastError), std::pair(expected, without->lastError)) << frame;
-        }
+      video->setFrameBudget(budget);
+      for (const long frame : wanderings(200, 100, random)) {
+        long returned = frame;
+        long expected = frame;
+        const Bytes picture = pictureOf(*without, expected);
+        ASSERT_TRUE(pictureOf(*video, returned) == picture) << frame;
+        ASSERT_EQ(std::pair(returned, video->lastError), std::pair(expected, without->lastError)) << frame;
       }
     }
   }

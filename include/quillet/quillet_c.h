@@ -314,7 +314,7 @@ QUILLET_API int64_t quillet_video_find(quillet_stream* stream, int64_t frame);
 /// Bounds the memory for decoded frames that are kept once a client has gone back, for its next steps back, or to and fro.
 /// Which frame a number gives does not depend on it. What is kept now is forgotten.
 /// @param stream the stream's handle.
-/// @param bytes most bytes of the kept frames; 0 to keep none, negative for the default: 128 MiB, of which there are 256 MiB
+/// @param bytes most bytes of the kept frames; 0 to keep none, negative for the default: 192 MiB, of which there are 256 MiB
 ///     for all streams of the process together.
 /// @return the status.
 QUILLET_API int32_t quillet_video_set_frame_budget(quillet_stream* stream, int64_t bytes);

@@ -44,6 +44,7 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
  private:
   VfWVideoSourceStream() = default;
   int openSource(const wchar_t* fileName, int streamIndex);
+  unsigned char* keptFrame(long frame);
   unsigned char* decode(long frame);
   void keepFramesBefore(long frame);
 

@@ -74,7 +74,7 @@ class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtua
   /// to and fro, are quick. Which frame a number gives does not depend on it. What is kept now is forgotten.
   ///
   /// @param bytes most bytes of the stream's frames, beside the two that are always there; 0 to keep none. Negative for the
-  ///     default: 128 MiB, of which there are 256 MiB for all streams of the process together. Code 1 when the stream is not
+  ///     default: 192 MiB, of which there are 256 MiB for all streams of the process together. Code 1 when the stream is not
   ///     open.
   void setFrameBudget(long long bytes);
 

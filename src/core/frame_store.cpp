@@ -12,8 +12,9 @@ namespace {
 
 constexpr std::int64_t mebibyte = 1 << 20;
 
-/// What a stream may keep that was given no budget: nearly two seconds of 1280 x 720.
-constexpr std::int64_t defaultBudget = 128 * mebibyte;
+/// What a stream may keep that was given no budget: 72 frames of 1280 x 720, so that what it costs to come to them, with
+/// key frames 10 seconds apart, is spread over enough.
+constexpr std::int64_t defaultBudget = 192 * mebibyte;
 
 /// What all of these together may keep: an eighth of the addresses that a 32-bit process has.
 constexpr std::int64_t commonBudget = 256 * mebibyte;

@@ -133,6 +133,17 @@ unsigned char* VfWVideoSourceStream::getFrameBits(long& frame) {
   if (frame == -1) {
     return nullptr;
   }
+  // What is not compressed is read as quickly as it is copied.
+  const bool isCompressed = decompressor->sourceHeader.biCompression != BI_RGB;
+  unsigned char* const pixels = isCompressed ? keptFrame(frame) : decode(frame);
+  if (pixels == nullptr) {
+    lastError = vfw_error::cannotDecompress;
+  }
+  return pixels;
+}
+
+/// A frame from those that are kept, or else decoded, and kept from now on where frames are.
+unsigned char* VfWVideoSourceStream::keptFrame(long frame) {
   frames->note(frame);
   if (const auto kept = frames->find(frame)) {
     return kept->bits;
@@ -141,9 +152,7 @@ unsigned char* VfWVideoSourceStream::getFrameBits(long& frame) {
     keepFramesBefore(frame);
   }
   unsigned char* const pixels = decode(frame);
-  if (pixels == nullptr) {
-    lastError = vfw_error::cannotDecompress;
-  } else if (frames->isKeeping()) {
+  if (pixels != nullptr && frames->isKeeping()) {
     frames->keepCopy(frame, pixels);
   }
   return pixels;
@@ -158,8 +167,11 @@ unsigned char* VfWVideoSourceStream::decode(long frame) {
 
 /// Keeps what is decoded on the way to a frame: all since the last key frame, as far as there is room.
 void VfWVideoSourceStream::keepFramesBefore(long frame) {
-  const long room = static_cast<long>(frames->capacity());
-  const long first = std::max({source->find(frame, FIND_PREV | FIND_KEY), frame - room + 1, 0L});
+  const long key = source->find(frame, FIND_PREV | FIND_KEY);
+  if (key == -1) {
+    return;
+  }
+  const long first = std::max(key, frame + 1 - static_cast<long>(frames->capacity()));
   frames->preferEarlier();
   for (long number = first; number < frame; ++number) {
     unsigned char* const pixels = source->findPrevious(number) == number ? decode(number) : nullptr;

@@ -203,8 +203,8 @@ long DSVideoSourceStream::framesToPass(long frame) const {
   if (step == 0 || frames->find(frame - 1)) {
     return 0;
   }
-  // Some of what is kept behind the frame stays, for a turn forwards.
-  const auto room = static_cast<long>(frames->capacity() / 4 * 3);
+  // A few of those kept behind the frame stay, for a turn forwards.
+  const auto room = static_cast<long>(frames->capacity() / 8 * 7);
   const long passed = std::min({search->costs.worthPassing(), room, frame});
   // Of long steps too few would find their frame there.
   return passed / 2 >= step || passed == frame ? passed : 0;

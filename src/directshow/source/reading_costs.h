@@ -28,8 +28,15 @@ class ReadingCosts {
   /// seek costs changes from place to place, and only seeks tell: a sixteenth of all effort goes there.
   bool isQuickerToDecode(long frames) {
     constexpr double share = 16.0;
+    constexpr long fewFrames = 50;
+    if (seek == unknown) {
+      return false;
+    }
+    if (frame == unknown) {
+      return frames <= fewFrames;  // To learn it.
+    }
     const double decoding = static_cast<double>(frames) * frame;
-    if (seek == unknown || frame == unknown || decoding > seek) {
+    if (decoding > seek) {
       return false;
     }
     spent += decoding;
