@@ -3,8 +3,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 #include <windows.h>
@@ -35,39 +37,54 @@ inline double median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-/// Runs both ways in turn, so that whatever else the machine does falls on both, and prints the medians and their ratio.
+/// Measures both ways in turn, so that whatever else the machine does falls on both, and prints the medians and their ratio.
 ///
-/// @param library, bare do the same work; each is called once before the measurement.
-/// @param limit the ratio that must not be exceeded.
-/// @return whether it was not.
-template <class Library, class Bare>
-bool compare(const char* what, int rounds, double limit, Library library, Bare bare) {
-  std::vector<double> libraryTimes;
-  std::vector<double> bareTimes;
-  const auto measure = [](auto& work, std::vector<double>& times) {
-    const double start = now();
-    work();
-    times.push_back(now() - start);
-  };
-  library();
-  bare();
+/// @param name, otherName what the ways are called.
+/// @param limit the ratio that must not be exceeded; infinite for none.
+/// @param way, otherWay each returns the seconds that it took.
+/// @return whether the limit was not exceeded.
+template <class Way, class OtherWay>
+bool compareTimes(const std::string& what, const char* name, const char* otherName, int rounds, double limit, Way way,
+                  OtherWay otherWay) {
+  std::vector<double> times;
+  std::vector<double> otherTimes;
   for (int round = 0; round < rounds; ++round) {
     // Who goes first changes from round to round.
     if (round % 2 == 0) {
-      measure(library, libraryTimes);
-      measure(bare, bareTimes);
+      times.push_back(way());
+      otherTimes.push_back(otherWay());
     } else {
-      measure(bare, bareTimes);
-      measure(library, libraryTimes);
+      otherTimes.push_back(otherWay());
+      times.push_back(way());
     }
   }
-  const double libraryTime = median(libraryTimes);
-  const double bareTime = median(bareTimes);
-  const double ratio = libraryTime / bareTime;
+  const double time = median(times);
+  const double otherTime = median(otherTimes);
+  const double ratio = time / otherTime;
   constexpr double msPerSecond = 1000.0;
-  std::printf("%s: library %.3f ms, bare %.3f ms, ratio %.3f (at most %.2f)%s\n", what, libraryTime * msPerSecond,
-              bareTime * msPerSecond, ratio, limit, ratio <= limit ? "" : " EXCEEDED");
+  std::printf("%s: %s %.3f ms, %s %.3f ms, ratio %.3f", what.c_str(), name, time * msPerSecond, otherName,
+              otherTime * msPerSecond, ratio);
+  if (std::isfinite(limit)) {
+    std::printf(" (at most %.2f)%s", limit, ratio <= limit ? "" : " EXCEEDED");
+  }
+  std::printf("\n");
   return ratio <= limit;
+}
+
+/// Compares what the library takes for some work with what the bare platform takes for the same; see compareTimes(). Each is
+/// called once before the measurement.
+template <class Library, class Bare>
+bool compare(const char* what, int rounds, double limit, Library library, Bare bare) {
+  const auto timeOf = [](auto& work) {
+    return [&] {
+      const double start = now();
+      work();
+      return now() - start;
+    };
+  };
+  library();
+  bare();
+  return compareTimes(what, "library", "bare", rounds, limit, timeOf(library), timeOf(bare));
 }
 
 /// Reads all compressed samples in order, each by its number.

@@ -5,6 +5,7 @@
 #
 #   scripts/setup.sh         what building, the demo and the tests need
 #   scripts/setup.sh --dev   also what checking the style and making the reference manual needs
+#   scripts/setup.sh --with PACKAGE...   also these
 set -euo pipefail
 
 packages=(
@@ -25,7 +26,8 @@ dev_packages=(clang-format clang-tidy doxygen graphviz)
 case "${1:-}" in
   "") ;;
   --dev) packages+=("${dev_packages[@]}") ;;
-  *) sed -n '2,7s/^# \{0,1\}//p' "$0"; exit 2 ;;
+  --with) packages+=("${@:2}") ;;
+  *) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 2 ;;
 esac
 
 release=$(. /etc/os-release 2>/dev/null && echo "${VERSION_CODENAME:-}") || true
