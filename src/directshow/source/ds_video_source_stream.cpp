@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <chrono>
 #include <limits>
 #include <memory>
 #include <new>
@@ -227,12 +226,12 @@ long DSVideoSourceStream::searchFrame(long frame) {
   callback.later = false;
   callback.keeper = frames->isKeeping() ? &*frames : nullptr;
 
-  const auto start = std::chrono::steady_clock::now();
-  const unsigned long received = callback.received();
+  callback.arrived = 0;
+  const auto start = quillet::VideoSGCallback::Clock::now();
   const bool isSeeking = mustSeek(frame);
+  const long passed = isSeeking ? framesToPass(frame) : 0;
   long long position = 0;
   if (isSeeking) {
-    const long passed = framesToPass(frame);
     if (passed > 0) {
       frames->preferEarlier();
     }
@@ -250,9 +249,11 @@ long DSVideoSourceStream::searchFrame(long frame) {
     return window.forget();
   }
   if (callback.found) {
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    const unsigned long count = callback.received() - received;
-    isSeeking ? window.costs.sought(seconds.count(), count) : window.costs.decoded(seconds.count(), count);
+    const auto end = quillet::VideoSGCallback::Clock::now();
+    window.costs.decoded(end - (isSeeking ? callback.firstArrival : start), callback.arrived - (isSeeking ? 1 : 0));
+    if (isSeeking) {
+      window.costs.sought(end - start, passed);
+    }
   } else if (isSeeking) {
     searchBackward(position);
   } else {

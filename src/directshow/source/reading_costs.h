@@ -3,24 +3,27 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 
 namespace quillet {
 
 class ReadingCosts {
  public:
-  /// A seek has ended at a frame that the graph has delivered as the last of `frames`.
-  void sought(double seconds, unsigned long frames) {
+  using Seconds = std::chrono::duration<double>;
+
+  /// A seek has come to its goal, by way of frames that were asked for as well.
+  void sought(Seconds time, long passed) {
     // The first one sets up the decoder, too.
-    if (isSetUp && frames > 0) {
-      add(seek, std::max(seconds - static_cast<double>(frames - 1) * frame, 0.0));
+    if (isSetUp) {
+      add(seek, std::max(time.count() - static_cast<double>(passed) * frame, 0.0));
     }
     isSetUp = true;
   }
 
-  /// The graph has delivered `frames` without a seek.
-  void decoded(double seconds, unsigned long frames) {
+  /// The graph has gone on by so many frames.
+  void decoded(Seconds time, int frames) {
     if (frames > 0) {
-      add(frame, seconds / static_cast<double>(frames));
+      add(frame, time.count() / frames);
     }
   }
 

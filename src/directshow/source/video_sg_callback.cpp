@@ -46,6 +46,9 @@ void VideoSGCallback::receive(double time, IMediaSample* sample) {
   if (stop) {
     return;
   }
+  if (arrived++ == 0) {
+    firstArrival = Clock::now();
+  }
   BYTE* data = nullptr;
   if (FAILED(sample->GetPointer(&data))) {
     return;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 
 #include "core/frame_store.h"
@@ -38,6 +39,8 @@ class VideoSGCallback : public SGCallback {
   BYTE* frameA() const { return bufferA.get(); }
   BYTE* frameB() const { return buffer.get(); }
 
+  using Clock = std::chrono::steady_clock;
+
   /// @name The request
   /// @{
 
@@ -65,6 +68,10 @@ class VideoSGCallback : public SGCallback {
 
   /// A sample at or after the target was reached; it is in buffer B unless it is in A.
   bool later = false;
+
+  /// How many samples have come since the reader set it to 0, and when the first of them did.
+  int arrived = 0;
+  Clock::time_point firstArrival;
   /// @}
 
  private:
