@@ -66,9 +66,18 @@ struct DSVideoSourceStream::Search {
   bool standsIn = false;                         // Buffer A holds what is not frame `current`, but a later one.
   BYTE* frameBits = nullptr;                     // The frame found last.
   bool isTuned = false;                          // Otherwise the way to a frame is the one that was quicker so far.
+  long lateness = 0;                             // By how many frames seeks have landed late.
   int backtrackStep = 1;                         // Frames.
   int growthRatio = 2;
   quillet::ReadingCosts costs;
+
+  /// Learns from a seek to `frame` that has gone past it, so that the next ones begin so much earlier.
+  void expectLateness(long frame) {
+    constexpr long most = 16;  // Beyond it is a hole, or a chance.
+    if (callback->later) {
+      lateness = std::clamp(callback->numberAt(callback->timeB) - frame, lateness, most);
+    }
+  }
 
   /// Forgets both frames, so that the next request seeks: after a failure nobody knows what the buffers hold.
   /// @return the number of no frame found.
@@ -236,7 +245,7 @@ long DSVideoSourceStream::searchFrame(long frame) {
       frames->preferEarlier();
     }
     callback.keepBoth();
-    position = positionOf(frame - passed);
+    position = positionOf(std::max(frame - passed - (window.isTuned ? 0 : window.lateness), 0L));
     if (!seek(position, false)) {
       return window.forget();
     }
@@ -248,15 +257,17 @@ long DSVideoSourceStream::searchFrame(long frame) {
   if (!run()) {
     return window.forget();
   }
+  if (isSeeking && !callback.found) {
+    window.expectLateness(frame);
+    searchBackward(position);
+  }
   if (callback.found) {
     const auto end = quillet::VideoSGCallback::Clock::now();
     window.costs.decoded(end - (isSeeking ? callback.firstArrival : start), callback.arrived - (isSeeking ? 1 : 0));
     if (isSeeking) {
       window.costs.sought(end - start, passed);
     }
-  } else if (isSeeking) {
-    searchBackward(position);
-  } else {
+  } else if (!isSeeking) {
     // The graph went past the target at once: the frame before it stands for the target.
     if (graph->runner.isHolding()) {
       window.next = callback.numberAt(callback.timeB);
@@ -296,6 +307,7 @@ void DSVideoSourceStream::searchBackward(long long position) {
   while (!search->callback->found && position != 0) {
     position = std::max(position - step, 0LL);
     search->callback->keepBoth();
+    search->callback->arrived = 0;
     if (!settle(quillet::reportStep(notification, 2)) || !seek(position, false) || !run()) {
       return;
     }

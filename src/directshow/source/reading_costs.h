@@ -28,9 +28,9 @@ class ReadingCosts {
   }
 
   /// Whether decoding on for `frames` is quicker than a seek. Now and then it says no where it could say yes, since what a
-  /// seek costs changes from place to place, and only seeks tell: a sixteenth of all effort goes there.
+  /// seek costs changes from place to place, and only seeks tell: a small part of all effort goes there.
   bool isQuickerToDecode(long frames) {
-    constexpr double share = 16.0;
+    constexpr double share = 32.0;
     constexpr long fewFrames = 50;
     if (seek == unknown) {
       return false;
