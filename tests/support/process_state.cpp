@@ -102,9 +102,8 @@ long long bytesInBlock(const void* data) {
   long long bytes = -1;
   walkHeaps([&](const PROCESS_HEAP_ENTRY& block) {
     const auto offset = reinterpret_cast<std::uintptr_t>(data) - reinterpret_cast<std::uintptr_t>(block.lpData);
-    if (offset < block.cbData) {  // Unsigned: what lies before the block is far beyond it.
-      bytes = static_cast<long long>(block.cbData - offset);
-    }
+    // Unsigned: what lies before the block is far beyond it.
+    bytes = offset < block.cbData ? static_cast<long long>(block.cbData - offset) : bytes;
   });
   return bytes;
 }
