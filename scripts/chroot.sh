@@ -21,6 +21,9 @@ if [ ! -e "$root/made" ]; then
   rm -rf --one-file-system "$root"  # Of a chroot that was not finished, in which /proc may still be mounted.
   site=$(apt-get indextargets --format '$(SITE)' | head -1)  # From where this system has its own packages.
   debootstrap --variant=minbase --include=ca-certificates,git "$release" "$root" "$site"
+  # Whom this machine trusts to fetch from.
+  [ ! -d /usr/local/share/ca-certificates ] || cp -r /usr/local/share/ca-certificates "$root/usr/local/share/"
+  chroot "$root" update-ca-certificates
   touch "$root/made"
 fi
 

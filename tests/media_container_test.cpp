@@ -43,8 +43,7 @@ TEST(MediaTypes, AreAudioOrVideoOrBothOrNeither) {
 }
 
 void expectCount(const std::string& name, bool mayUseGraph, int error, int video = 0, int audio = 0) {
-  int videoFound = -7;
-  int audioFound = -7;
+  int videoFound = -7, audioFound = -7;
   EXPECT_EQ(MediaContainer::streamsNumber(name.c_str(), mayUseGraph, &videoFound, &audioFound), error) << name;
   EXPECT_EQ(std::pair(videoFound, audioFound), std::pair(video, audio)) << name;
 }

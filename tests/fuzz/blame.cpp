@@ -40,12 +40,8 @@ std::string calleeBefore(const BYTE* code) {
   const BYTE* callee = code[-5] == callNear ? code + *reinterpret_cast<const INT32*>(code - 4) : code - 6;
   const bool isCode = !siteOf(callee).empty();
   if (isCode && callee[0] == 0xFF && (callee[1] == 0x15 || callee[1] == 0x25)) {  // A call or a jump by an import.
-    const INT_PTR operand = *reinterpret_cast<const INT32*>(callee + 2);
-#ifdef _WIN64
-    const auto* const entry = reinterpret_cast<const BYTE* const*>(callee + 6 + operand);
-#else
-    const auto* const entry = reinterpret_cast<const BYTE* const*>(operand);
-#endif
+    const INT_PTR base = sizeof(void*) == 8 ? reinterpret_cast<INT_PTR>(callee + 6) : 0;
+    const auto* const entry = reinterpret_cast<const BYTE* const*>(base + *reinterpret_cast<const INT32*>(callee + 2));
     callee = IsBadReadPtr(entry, sizeof(void*)) ? nullptr : *entry;
   }
   return moduleOf(siteOf(callee));
@@ -78,11 +74,9 @@ std::string culpritAbove(const void* stack, std::string servant) {
 
 std::string culpritOf(const CONTEXT& context) {
 #ifdef _WIN64
-  const auto instruction = context.Rip;
-  const auto stack = context.Rsp;
+  const auto instruction = context.Rip, stack = context.Rsp;
 #else
-  const auto instruction = context.Eip;
-  const auto stack = context.Esp;
+  const auto instruction = context.Eip, stack = context.Esp;
 #endif
   const std::string site = siteOf(reinterpret_cast<const BYTE*>(instruction));
   const std::string caller = isServant(site) ? culpritAbove(reinterpret_cast<const void*>(stack), moduleOf(site)) : "";

@@ -67,9 +67,7 @@ class FaultyGraph : public UnusedSeeking<Wrapped<IMediaControl, IMediaSeeking>> 
   IUnknown* findInterface(REFIID id) override { return isMissing(id) ? nullptr : UnusedSeeking::findInterface(id); }
 
  private:
-  bool isMissing(REFIID id) const {
-    return std::find(faults.missing.begin(), faults.missing.end(), id) != faults.missing.end();
-  }
+  bool isMissing(REFIID id) const { return std::ranges::count(faults.missing, id) != 0; }
 
   GraphFaults& faults;
   IMediaControl* control = nullptr;

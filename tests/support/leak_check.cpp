@@ -27,12 +27,10 @@ testing::AssertionResult leavesNothingBehind(const std::function<void()>& round,
   // takes a dozen blocks along.
   constexpr long blocksOfAThread = 12;
   const long closedGap = -std::max(tolerance, rounds / 2) - blocksOfAThread * std::max(-threads, 0L);
-  if (handles > handleTolerance || (platformHandles > 0 && handles < closedGap) || threads > 1 || blocks > tolerance ||
-      (platformBlocks > 0 && blocks < closedGap)) {
-    return testing::AssertionFailure() << rounds << " rounds left " << handles << " handles, " << blocks
-                                       << " heap blocks and " << threads << " threads";
-  }
-  return testing::AssertionSuccess();
+  const bool isMore = handles > handleTolerance || blocks > tolerance || threads > 1;
+  const bool isLess = (platformHandles > 0 && handles < closedGap) || (platformBlocks > 0 && blocks < closedGap);
+  return testing::AssertionResult(!isMore && !isLess) << rounds << " rounds left " << handles << " handles, " << blocks
+                                                      << " heap blocks and " << threads << " threads";
 }
 
 }  // namespace quillet::test

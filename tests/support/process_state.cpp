@@ -45,18 +45,36 @@ std::vector<HANDLE> processHeaps() {
   return heaps;
 }
 
-/// Calls `see` with each heap block in use, until it answers false.
+/// Calls `see` with each heap block in use.
 template <class See>
 void walkHeaps(See see) {
-  bool goesOn = true;
   for (HANDLE heap : processHeaps()) {
     HeapLock(heap);
     PROCESS_HEAP_ENTRY entry = {};
-    while (goesOn && HeapWalk(heap, &entry)) {
-      goesOn = (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) == 0 || see(entry);
+    while (HeapWalk(heap, &entry)) {
+      if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) {
+        see(entry);
+      }
     }
     HeapUnlock(heap);
   }
+}
+
+/// How many blocks in use the walk tells of as one. From version 10 on Wine keeps small ones of a size in groups of 31, which
+/// are blocks themselves: what is left behind each round would be seen in every 31st only.
+long blocksIn(const PROCESS_HEAP_ENTRY& entry) {
+  constexpr DWORD first = 2 * sizeof(void*) + 8, length = 31;
+  const DWORD size = entry.cbData > first ? (entry.cbData - first) / length : 0;
+  long used = 0;
+  for (DWORD i = 0; i < length; ++i) {
+    // Before each: its size in units of the alignment, something else, its number, and flags with that of a free one.
+    const WORD* const header = reinterpret_cast<WORD*>(static_cast<BYTE*>(entry.lpData) + first + i * size);
+    if (size < 8 || header[0] * DWORD{MEMORY_ALLOCATION_ALIGNMENT} != size || header[2] != i) {
+      return 1;  // No group.
+    }
+    used += (header[3] & 0x100) == 0;
+  }
+  return used;
 }
 
 }  // namespace
@@ -76,7 +94,7 @@ void awaitThreads(long before) {
 
 Holdings currentHoldings() {
   Holdings holdings = {openHandles(), 0, openThreads()};
-  walkHeaps([&](const PROCESS_HEAP_ENTRY&) { return ++holdings.blocks, true; });
+  walkHeaps([&](const PROCESS_HEAP_ENTRY& entry) { holdings.blocks += blocksIn(entry); });
   return holdings;
 }
 
@@ -84,10 +102,8 @@ long long bytesInBlock(const void* data) {
   long long bytes = -1;
   walkHeaps([&](const PROCESS_HEAP_ENTRY& block) {
     const auto offset = reinterpret_cast<std::uintptr_t>(data) - reinterpret_cast<std::uintptr_t>(block.lpData);
-    if (offset < block.cbData) {  // Unsigned: what lies before the block is far beyond it.
-      bytes = static_cast<long long>(block.cbData - offset);
-    }
-    return bytes == -1;
+    // Unsigned: what lies before the block is far beyond it.
+    bytes = offset < block.cbData ? static_cast<long long>(block.cbData - offset) : bytes;
   });
   return bytes;
 }

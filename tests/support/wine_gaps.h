@@ -36,14 +36,14 @@ inline const bool wideTimesAreSingles = isWine;
 inline const bool piecesOfSoundHaveNoSize = isWine;
 
 /// Heap blocks that acmFormatSuggest never frees, each time that it is called.
-inline const long blocksLeftByFormatSuggest = isWineBefore10 ? 2 : 0;
+inline const long blocksLeftByFormatSuggest = isWine ? 2 : 0;
 
 /// Heap blocks that a compressed stream leaves: it does not close its compressor.
-inline const long blocksOfACompressedStream = isWineBefore10 ? 1 : 0;
+inline const long blocksOfACompressedStream = isWine ? 1 : 0;
 
 /// Handles that a filter graph leaves open, and heap blocks that one leaves that has run.
 inline const long handlesOfAGraph = isWine ? 1 : 0;
-inline const long blocksOfAGraph = isWineBefore10 ? 2 : 0;
+inline const long blocksOfAGraph = isWineBefore10 ? 2 : isWine ? 1 : 0;
 
 /// Heap blocks that a graph leaves that has not run, or without a clock.
 inline const long blocksOfAnIdleGraph = isWineBefore10 ? 1 : 0;
