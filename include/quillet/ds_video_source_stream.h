@@ -78,6 +78,8 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   bool mustSeek(long frame);
   long framesToPass(long frame) const;
   long long positionOf(long frame) const;
+  bool readOn();
+  bool seekFrame(long frame, long passed);
   long searchFrame(long frame);
   void searchBackward(long long position);
 

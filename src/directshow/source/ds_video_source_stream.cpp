@@ -212,7 +212,7 @@ long DSVideoSourceStream::framesToPass(long frame) const {
     return 0;
   }
   // A few of those kept behind the frame stay, for a turn forwards.
-  const auto room = static_cast<long>(frames->capacity() / 8 * 7);
+  const auto room = static_cast<long>(frames->capacity()) / 8 * 7;
   const long passed = std::min({search->costs.worthPassing(), room, frame});
   // Of long steps too few would find their frame there.
   return passed / 2 >= step || passed == frame ? passed : 0;
@@ -225,49 +225,54 @@ long long DSVideoSourceStream::positionOf(long frame) const {
                              : truncated<long long>((frame / rate + search->callback->tolerance) * unitsPerSecond);
 }
 
-/// Moves the window to `frame`: by decoding on when it is near, else by a seek, and backwards from there when the stream
-/// has nothing at the frame's time.
+/// Has the graph deliver from the frame that it holds on, to the target.
+bool DSVideoSourceStream::readOn() {
+  if (search->next != search->current) {
+    search->callback->advance();
+    search->current = search->next;
+  }
+  return run();
+}
+
+/// Seeks to `frame`, by way of so many frames before it, and goes back from there while the stream has nothing at its time.
+bool DSVideoSourceStream::seekFrame(long frame, long passed) {
+  Search& window = *search;
+  if (passed > 0) {
+    frames->preferEarlier();
+  }
+  window.callback->keepBoth();
+  const long early = window.isTuned ? passed : passed + window.lateness;
+  const long long position = positionOf(std::max(frame - early, 0L));
+  if (!seek(position, false) || !run()) {
+    return false;
+  }
+  if (!window.callback->found) {
+    window.expectLateness(frame);
+    searchBackward(position);
+  }
+  return lastError == ds_error::success;
+}
+
+/// Moves the window to `frame`: by decoding on when it is near, else by a seek.
 long DSVideoSourceStream::searchFrame(long frame) {
   Search& window = *search;
   quillet::VideoSGCallback& callback = *window.callback;
   callback.target = frame / rate;
   callback.found = false;
   callback.later = false;
-  callback.keeper = frames->isKeeping() ? &*frames : nullptr;
-
   callback.arrived = 0;
-  const auto start = quillet::VideoSGCallback::Clock::now();
+  callback.keeper = frames->isKeeping() ? &*frames : nullptr;
+  window.standsIn = false;
+
+  using Clock = quillet::VideoSGCallback::Clock;
+  const auto start = Clock::now();
   const bool isSeeking = mustSeek(frame);
   const long passed = isSeeking ? framesToPass(frame) : 0;
-  long long position = 0;
-  if (isSeeking) {
-    if (passed > 0) {
-      frames->preferEarlier();
-    }
-    callback.keepBoth();
-    position = positionOf(std::max(frame - passed - (window.isTuned ? 0 : window.lateness), 0L));
-    if (!seek(position, false)) {
-      return window.forget();
-    }
-  } else if (window.next != window.current) {
-    callback.advance();
-    window.current = window.next;
-  }
-  window.standsIn = false;
-  if (!run()) {
+  const bool hasRun = isSeeking ? seekFrame(frame, passed) : readOn();
+  if (!hasRun) {
     return window.forget();
   }
-  if (isSeeking && !callback.found) {
-    window.expectLateness(frame);
-    searchBackward(position);
-  }
-  if (callback.found) {
-    const auto end = quillet::VideoSGCallback::Clock::now();
-    window.costs.decoded(end - (isSeeking ? callback.firstArrival : start), callback.arrived - (isSeeking ? 1 : 0));
-    if (isSeeking) {
-      window.costs.sought(end - start, passed);
-    }
-  } else if (!isSeeking) {
+  if (!callback.found && !isSeeking) {
     // The graph went past the target at once: the frame before it stands for the target.
     if (graph->runner.isHolding()) {
       window.next = callback.numberAt(callback.timeB);
@@ -275,10 +280,12 @@ long DSVideoSourceStream::searchFrame(long frame) {
     window.frameBits = callback.frameA();
     return window.current;
   }
-  if (lastError != ds_error::success) {
-    return window.forget();
-  }
   if (callback.found) {
+    const auto end = Clock::now();
+    window.costs.decoded(end - (isSeeking ? callback.firstArrival : start), callback.arrived - (isSeeking ? 1 : 0));
+    if (isSeeking) {
+      window.costs.sought(end - start, passed);
+    }
     window.current = callback.numberAt(callback.timeA);
     window.next = callback.later ? callback.numberAt(callback.timeB) : window.current;
     window.frameBits = callback.frameA();
