@@ -50,7 +50,7 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
 
   /// Tunes the search for frames. Leaves #lastError alone, but for code 1 when the stream is not open.
   /// @param quickDecode frames that it is quicker to decode than to seek over; values below 1 count as 1. Until it is set,
-  ///     what seeks and frames have cost so far decides.
+  ///     what seeks and frames have cost so far decides (1 with a frame budget of 0).
   /// @param backtrackStep first step back, in frames, when a seek lands after the wanted frame; values below 1 count as
   ///     `quickDecode`.
   /// @param growthRatio factor by which the step grows; values below 1 count as 2.

@@ -65,11 +65,14 @@ struct DSVideoSourceStream::Search {
   long next = noFrame;                           // Number of the first frame after it that the stream has.
   bool standsIn = false;                         // Buffer A holds what is not frame `current`, but a later one.
   BYTE* frameBits = nullptr;                     // The frame found last.
-  bool isTuned = false;                          // Otherwise the way to a frame is the one that was quicker so far.
+  bool isTuned = false;                          // The client has said when a seek is the quicker way.
   long lateness = 0;                             // By how many frames seeks have landed late.
   int backtrackStep = 1;                         // Frames.
   int growthRatio = 2;
   quillet::ReadingCosts costs;
+
+  /// Whether the way to a frame is the one that was quicker so far.
+  bool choosesWay(const quillet::FrameStore& frames) const { return !isTuned && frames.capacity() > 0; }
 
   /// Learns from a seek to `frame` that has gone past it, so that the next ones begin so much earlier.
   void expectLateness(long frame) {
@@ -199,7 +202,7 @@ bool DSVideoSourceStream::mustSeek(long frame) {
     return true;
   }
   const long long ahead = static_cast<long long>(frame) - window.next;
-  if (window.isTuned || ahead <= graph->quickDecodeThreshold) {
+  if (!window.choosesWay(*frames) || ahead <= graph->quickDecodeThreshold) {
     return ahead > graph->quickDecodeThreshold;
   }
   return !search->costs.isQuickerToDecode(static_cast<long>(ahead));
@@ -241,7 +244,7 @@ bool DSVideoSourceStream::seekFrame(long frame, long passed) {
     frames->preferEarlier();
   }
   window.callback->keepBoth();
-  const long early = window.isTuned ? passed : passed + window.lateness;
+  const long early = window.choosesWay(*frames) ? passed + window.lateness : passed;
   const long long position = positionOf(std::max(frame - early, 0L));
   if (!seek(position, false) || !run()) {
     return false;
