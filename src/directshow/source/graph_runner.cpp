@@ -86,7 +86,7 @@ int GraphRunner::stop() {
     return halt();
   }
   // First: a stop by somebody else may wait until the held sample is let go, and the worker for that stop.
-  graph.callback->dismiss(!isShuttingDown);
+  graph.callback->dismiss();
   // Ends: the worker waits for nothing but the graph's events and this request.
   stopRequested.signalAndWait(runEnded);
   if (runEnd != End::interrupted) {
@@ -112,7 +112,7 @@ int GraphRunner::halt() {
 
 /// Dismisses the callback, stops the graph, in whatever state it is, and waits until it is stopped.
 int GraphRunner::stopGraph() {
-  graph.callback->dismiss(!isShuttingDown);
+  graph.callback->dismiss();
   if (const int error = graph.filters.stop()) {
     return error;
   }

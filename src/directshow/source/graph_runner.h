@@ -78,7 +78,7 @@ class GraphRunner {
   SourceGraph& graph;
   State state = State::idle;
 
-  /// Nobody waits any more until the callback has let go of its sample, and the worker is to end.
+  /// The worker is to end.
   bool isShuttingDown = false;
 
   LibraryThread worker;

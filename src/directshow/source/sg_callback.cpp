@@ -52,23 +52,13 @@ bool SGCallback::letGo() {
   if (!holding.exchange(false)) {
     return false;
   }
-  announceRelease = false;
   proceed.set();
   return true;
 }
 
-void SGCallback::dismiss(bool wait) {
+void SGCallback::dismiss() {
   stop = true;
-  if (!holding.exchange(false)) {
-    return;
-  }
-  announceRelease = wait;
-  if (wait) {
-    // Ends: the callback may proceed now, and has nothing else to wait for before it announces that.
-    proceed.signalAndWait(released);
-  } else {
-    proceed.set();
-  }
+  letGo();
 }
 
 void SGCallback::hold() {
@@ -78,9 +68,6 @@ void SGCallback::hold() {
   }
   // Ends: whoever reads on, seeks, stops or destroys the graph lets the sample go first.
   delivered.signalAndWait(proceed);
-  if (announceRelease) {
-    released.set();
-  }
 }
 
 }  // namespace quillet

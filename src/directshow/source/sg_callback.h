@@ -38,8 +38,8 @@ class SGCallback : public ISampleGrabberCB {
   HRESULT STDMETHODCALLTYPE SampleCB(double sampleTime, IMediaSample* sample) noexcept override;
   HRESULT STDMETHODCALLTYPE BufferCB(double, BYTE*, long) override { return S_OK; }
 
-  /// Whether the system had the three events of the handshake.
-  bool hasEvents() const { return delivered && proceed && released; }
+  /// Whether the system had the events of the handshake.
+  bool hasEvents() const { return delivered && proceed; }
 
   /// Makes the callback count samples instead of looking for one.
   /// @param flag what the counting is for; only the subclass knows what that means.
@@ -63,10 +63,9 @@ class SGCallback : public ISampleGrabberCB {
   /// @return whether a sample was held.
   bool letGo();
 
-  /// Has the callback ignore all samples, and let go of the one that it holds. To be called before the graph is
-  /// stopped.
-  /// @param wait whether to wait until the callback has let go.
-  void dismiss(bool wait);
+  /// Has the callback ignore all samples, and let go of the one that it holds. To be called before the graph is stopped,
+  /// which waits until its threads are back.
+  void dismiss();
 
   /// @return a number that grows with each sample that comes; can be asked for at any time.
   unsigned long received() const { return receivedSamples; }
@@ -111,8 +110,6 @@ class SGCallback : public ISampleGrabberCB {
   std::atomic<bool> holding = false;
 
   const Event proceed = Event::automatic();
-  const Event released = Event::automatic();  // The callback has let go of a sample for a dismiss() that waits.
-  bool announceRelease = false;               // Whether dismiss() waits; written before `proceed` is signalled.
 };
 
 }  // namespace quillet

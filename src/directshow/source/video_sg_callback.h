@@ -33,9 +33,6 @@ class VideoSGCallback : public SGCallback {
   /// The number of the frame at `time` seconds.
   long numberAt(double time) const { return std::max(roundedHalfUp<long>(time * rate), 0L); }
 
-  /// Where frames are kept that give way to the next ones; null for nowhere.
-  FrameStore* keeper = nullptr;
-
   BYTE* frameA() const { return bufferA.get(); }
   BYTE* frameB() const { return buffer.get(); }
 
@@ -52,9 +49,12 @@ class VideoSGCallback : public SGCallback {
 
   /// Time of the wanted frame, in seconds.
   double target = 0.0;
+
+  /// Where frames are kept that give way to the next ones; null for nowhere.
+  FrameStore* keeper = nullptr;
   /// @}
 
-  /// @name The results
+  /// @name The results, which the reader clears before it asks
   /// @{
 
   /// Time of the frame in buffer A, in seconds.
@@ -69,7 +69,7 @@ class VideoSGCallback : public SGCallback {
   /// A sample at or after the target was reached; it is in buffer B unless it is in A.
   bool later = false;
 
-  /// How many samples have come since the reader set it to 0, and when the first of them did.
+  /// How many samples have come, and when the first of them did.
   int arrived = 0;
   Clock::time_point firstArrival;
   /// @}
