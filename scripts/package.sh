@@ -16,11 +16,12 @@ esac
 [ -z "$(git status --porcelain)" ] || { echo "package: there are changes that are not committed" >&2; exit 1; }
 scripts/setup.sh --dev
 
-# What the first line of the project's own list says of it.
+# What the project says of itself.
 project() {
-  sed -n "s/^project(Quillet VERSION \([0-9.]*\) DESCRIPTION \"\([^\"]*\)\".*/\\$1/p" CMakeLists.txt
+  sed -n "s/^CMAKE_PROJECT_$1:STATIC=//p" build/release-i686/CMakeCache.txt
 }
-version=$(project 1)
+cmake --preset release-i686
+version=$(project VERSION)
 packages=$PWD/build/package
 name=quillet-$version-windows
 rm -rf "$packages"
@@ -45,6 +46,6 @@ sources=$packages/quillet-$version.tar.gz
 git archive --prefix="quillet-$version/" -o "$sources" HEAD
 cp -r packaging/* "$packages"
 sum=$(sha512sum "$sources")
-sed -i "s/@VERSION@/$version/;s/@DESCRIPTION@/$(project 2)/;s/@SHA512@/${sum%% *}/" "$packages"/{vcpkg,msys2}/*
+sed -i "s/@VERSION@/$version/;s/@DESCRIPTION@/$(project DESCRIPTION)/;s/@SHA512@/${sum%% *}/" "$packages"/{vcpkg,msys2}/*
 echo "package: $packages"
 ls -l "$packages"

@@ -44,6 +44,21 @@ fail() {
   exit 1
 }
 
+# Part of another project, it is the library alone.
+mkdir "$work/part"
+cat >"$work/part/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.25)
+project(Part LANGUAGES CXX)
+add_subdirectory("$root" quillet)
+add_executable(client "$root/tests/package/classes.cpp")
+target_link_libraries(client PRIVATE Quillet::quillet)
+END
+cmake -G Ninja -S "$work/part" -B "$work/part/build" -DCMAKE_SYSTEM_NAME=Windows \
+  -DCMAKE_CXX_COMPILER=i686-w64-mingw32-g++ >"$work/cmake" 2>&1 || fail "it cannot be part of a project"
+targets=$(ninja -C "$work/part/build" -t targets all)
+grep -qE '^(client|quillet)\.(exe|dll): ' <<<"$targets" && ! grep -qE '^[^ ]*(test|bench|viewer)\.exe: ' <<<"$targets" ||
+  fail "it is more than a part"
+
 install i686
 clients x86_64 CXX x86_64-w64-mingw32-g++ >"$work/cmake" 2>&1 && fail "a 64-bit client takes the 32-bit library"
 grep -q 'version: .*(32bit)' "$work/cmake" || fail "nothing says that the library has the wrong width"

@@ -22,6 +22,7 @@
 #include <quillet/raw_data_source_stream.h>
 #include <quillet/source_stream.h>
 #include <quillet/thread.h>
+#include <quillet/version.h>
 #include <quillet/vfw_audio_or_video_stream.h>
 #include <quillet/vfw_audio_source_stream.h>
 #include <quillet/vfw_output_avi_file.h>

@@ -556,7 +556,7 @@ class InterleaveEngine : public Object<quillet_engine, detail::EngineCloser> {
   bool finish() { return quillet_engine_finish(handle()) != 0; }
 };
 
-/// @return the library's version, for example "0.2.0".
+/// @return the version of the DLL, in the form of #QUILLET_VERSION.
 inline const char* version() {
   return quillet_version();
 }

@@ -36,6 +36,7 @@
 #include <stdint.h>
 
 #include <quillet/export.h>
+#include <quillet/version.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -156,7 +157,7 @@ typedef struct quillet_compression {
 /// @name The library
 /// @{
 
-/// @return the library's version, for example "0.2.0", valid for ever.
+/// @return the version of the DLL, in the form of #QUILLET_VERSION; valid for ever.
 QUILLET_API const char* quillet_version(void);
 
 /// Moves the calling thread into the other of COM's apartments: some dialogs of compressors want the single-threaded one.

@@ -7,6 +7,7 @@
 #include <vfw.h>
 
 #include <quillet/thread.h>
+#include <quillet/version.h>
 
 #include "api/library.h"
 #include "platform/module.h"
@@ -43,6 +44,10 @@ void quillet::prepareOtherThread() {
   if (!isThreadPrepared()) {
     QuilletThread();
   }
+}
+
+const char* QuilletVersion() {
+  return QUILLET_VERSION;
 }
 
 BOOL QuilletThread() {

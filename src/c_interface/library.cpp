@@ -6,11 +6,12 @@
 #include <quillet/media_container.h>
 #include <quillet/quillet_c.h>
 #include <quillet/thread.h>
+#include <quillet/version.h>
 
 #include "c_interface/objects.h"
 
 const char* quillet_version(void) {
-  return QUILLET_VERSION;
+  return QuilletVersion();
 }
 
 void quillet_set_apartment(int32_t single_threaded) {
