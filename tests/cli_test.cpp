@@ -233,9 +233,14 @@ TEST_F(Writing, KeepsWhatTheFileHolds) {
   const auto contentOf = [](const char* name) {
     const std::unique_ptr<VideoSourceStream> video(VideoSourceStream::open(name, false, 0, nullptr));
     const std::unique_ptr<AudioSourceStream> sound(AudioSourceStream::open(name, false, 0, nullptr));
-    return std::pair(framesOf(*video), runOf(*sound, 0, sound->duration() - 1));
+    std::vector<Bytes> content = {runOf(*sound, 0, sound->duration() - 1)};
+    for (long frame = 0; frame < video->duration(); ++frame) {
+      content.push_back(frameOf(*video, frame));
+    }
+    return content;
   };
-  const auto content = contentOf(mediaFile("copy.avi").c_str());
+  const std::vector<Bytes> content = contentOf(mediaFile("copy.avi").c_str());
+  ASSERT_EQ(content.size(), 1 + 75U);
   for (const wchar_t* const command : {L"copy", L"convert"}) {
     for (const wchar_t* const backend : {L"vfw", L"ds"}) {
       const bool isWritten = *backend == L'd' || !wine_gap::aviFileWritesOnePieceOfAudio;
