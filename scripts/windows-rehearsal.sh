@@ -8,7 +8,7 @@ set -euo pipefail
 zip=$(realpath "$1")
 cd "$(dirname "$0")/.."
 
-root=$PWD work=$PWD/build/rehearsal
+root=$PWD work=$PWD/build/rehearsal-${2:-all}
 folder="$work/windows check" prefix=$work/prefix
 rm -rf "$work"
 mkdir -p "$folder"
@@ -25,24 +25,21 @@ for view in 32:i686 64:x86_64; do
 done
 "$root/scripts/wine-run.sh" -t 7200 "$prefix" cmd /c check.cmd "${@:2}" | tr -d '\r' || true
 
-# The lines of GoogleTest in what ctest has logged, and in the reports, as "PROGRAM VERDICT TEST".
-by_ctest() {
-  awk '/^[0-9]+\/[0-9]+ Test: / { name = $3 } /^\[ +(OK|FAILED|SKIPPED) +\] [A-Z][A-Za-z0-9_]*\.[A-Za-z0-9_]+ \(/ {
-    gsub(/[][]/, ""); print name, $1, $2 }' "$root/build/mingw-$1/Testing/Temporary/LastTest.log"
-}
-by_check() {
-  for log in report/"$1"/*.txt; do
-    tr -d '\r' <"$log" | awk -v name="$(basename "$log" .txt)" \
-      '/^\[ +(OK|FAILED|SKIPPED) +\] [A-Z][A-Za-z0-9_]*\.[A-Za-z0-9_]+ \(/ { gsub(/[][]/, ""); print name, $1, $2 }'
-  done
+# The verdicts in a log, as "PROGRAM VERDICT TEST"; a line "1/2 Test: PROGRAM" comes before those of a program.
+verdicts() {
+  tr -d '\r' | awk '/^[0-9]+\/[0-9]+ Test: / { name = $3 }
+    /^\[ +(OK|FAILED|SKIPPED) +\] [^ ]+ \(/ { gsub(/[][]/, ""); print name, $1, $2 }' | sort
 }
 
 status=0
 for width in report/*/; do
   width=$(basename "$width")
-  by_ctest "$width" | sort >"$work/ctest-$width"
-  by_check "$width" | sort >"$work/check-$width"
-  echo "$width: $(wc -l <"$work/check-$width") tests by the check, $(wc -l <"$work/ctest-$width") by ctest, differing:"
+  verdicts <"$root/build/mingw-$width/Testing/Temporary/LastTest.log" >"$work/ctest-$width"
+  for log in report/"$width"/*.txt; do
+    echo "0/0 Test: $(basename "$log" .txt)"
+    cat "$log"
+  done | verdicts >"$work/check-$width"
   diff "$work/ctest-$width" "$work/check-$width" || status=1
+  echo "$width: $(wc -l <"$work/check-$width") tests by the check, $(wc -l <"$work/ctest-$width") by ctest"
 done
 exit "$status"
