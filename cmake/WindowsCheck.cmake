@@ -1,5 +1,5 @@
-# Target windows-check: windows-check.zip in the build folder, with what runs of the tests, the benchmarks and the fuzz
-# program on a Windows machine, in both widths; check.cmd in it runs all. The other width is built for it as well.
+# Target windows-check: windows-check.zip in the build folder, with the tests, the benchmarks and the fuzz program of both
+# widths, and check.cmd, which runs them on a Windows machine. The other width is built for it as well.
 
 # quillet_check_on_windows(KIND NAME TARGET SECONDS ENVIRONMENT [ARGUMENT...])
 #
@@ -44,6 +44,7 @@ function(quillet_add_windows_check)
     list(APPEND strip COMMAND ${CMAKE_STRIP} -o ${width}/bin/$<TARGET_FILE_NAME:${target}> $<TARGET_FILE:${target}>)
   endforeach()
   add_custom_target(windows_check_parts
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${width}/bin ${width}/media
     COMMAND ${CMAKE_COMMAND} -E make_directory ${width}/bin
     ${strip}
     COMMAND ${CMAKE_COMMAND} -E copy_directory ${CMAKE_BINARY_DIR}/media ${width}/media
@@ -59,6 +60,7 @@ function(quillet_add_windows_check)
   add_custom_target(windows-check
     COMMAND ${CMAKE_COMMAND} --preset mingw-${other} -DQUILLET_BUILD_TESTS=ON -DQUILLET_BUILD_BENCH=ON
     COMMAND ${CMAKE_COMMAND} --build --preset mingw-${other} --target windows_check_parts
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${parts}/${other}
     COMMAND ${CMAKE_COMMAND} -E copy_directory
       ${PROJECT_SOURCE_DIR}/build/mingw-${other}/windows-check/${other} ${parts}/${other}
     COMMAND ${CMAKE_COMMAND} -E chdir ${parts} ${CMAKE_COMMAND} -E tar cf ${zip} --format=zip check.cmd i686 x86_64

@@ -153,7 +153,7 @@ class Fuzzer {
 
   /// @param number of the file that the child is at.
   Death runChild(const Batch& batch, long& number) const {
-    // Of the quotes around the whole, which it takes away, the shell makes sure that those inside stay.
+    // The shell takes the outer quotes away, and then leaves the inner ones alone.
     const std::string command = "\"\"" + program + "\" " + std::to_string(batch.seed) + ' ' +
                                 std::to_string(batch.first) + ' ' + std::to_string(batch.end) + ' ' +
                                 std::to_string(batch.deadline) + " \"" + folder.name() + "\" child\"";
