@@ -4,6 +4,7 @@
 #include <wrl/client.h>
 
 #include "support/reading.h"
+#include "support/wine_gaps.h"
 
 namespace {
 
@@ -159,6 +160,7 @@ TEST_F(Cli, FrameIsTheLibrarysPictureInEitherFormatAndUnderAnyName) {
   const std::wstring input = L"\u041F\u0440\u043E\u0431\u0430 \u65E5\u672C \U0001F3AC";
   std::filesystem::copy_file(mediaFile("cinepak.avi"), input + L".avi");
   const auto stream = openVideo("cinepak.avi");
+  ASSERT_EQ(stream->lastError, 0);
   const Bytes expected = turnedOver(frameOf(*stream, 17), stream->format()->biHeight);  // Rows have no padding.
   const auto line = [](const std::wstring& name, long frame) {
     const std::u8string shown = std::filesystem::path(name).u8string();
@@ -222,6 +224,31 @@ TEST_F(Cli, SamplesAreTheLibrarysOwn) {
   Bytes format = bytesOf(*stream->format());
   format.resize(sizeof(PCMWAVEFORMAT));
   EXPECT_TRUE(readFile(L"\u65E5.wav") == wavFile(format, runOf(*stream, 5, last)));
+}
+
+using Writing = Cli;
+
+// With AVIFile and the multiplexer that is registered.
+TEST_F(Writing, KeepsWhatTheFileHolds) {
+  const auto contentOf = [](const char* name) {
+    const std::unique_ptr<VideoSourceStream> video(VideoSourceStream::open(name, false, 0, nullptr));
+    const std::unique_ptr<AudioSourceStream> sound(AudioSourceStream::open(name, false, 0, nullptr));
+    std::vector<Bytes> content = {runOf(*sound, 0, sound->duration() - 1)};
+    for (long frame = 0; frame < video->duration(); ++frame) {
+      content.push_back(frameOf(*video, frame));
+    }
+    return content;
+  };
+  const std::vector<Bytes> content = contentOf(mediaFile("copy.avi").c_str());
+  ASSERT_EQ(content.size(), 1 + 75U);
+  for (const wchar_t* const command : {L"copy", L"convert"}) {
+    for (const wchar_t* const backend : {L"vfw", L"ds"}) {
+      const bool isWritten = *backend == L'd' || !wine_gap::aviFileWritesOnePieceOfAudio;
+      const Outcome outcome = run({command, media("copy.avi"), L"out.avi", L"--backend", backend});
+      EXPECT_EQ(outcome.status == 0, isWritten) << outcome.err;
+      EXPECT_TRUE(!isWritten || contentOf("out.avi") == content) << command << backend;
+    }
+  }
 }
 
 }  // namespace

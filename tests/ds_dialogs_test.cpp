@@ -1,6 +1,7 @@
 // The dialogs of the DirectShow backend: the tuning of its sources and the choice of a compressor.
 
 #include "support/ds_writing.h"
+#include "support/wine_gaps.h"
 
 using namespace quillet;
 using namespace quillet::test;
@@ -154,7 +155,7 @@ TEST_F(Choosing, TheSystemsRunLengthCompressorCompresses) {
   format.video.bmiHeader.biClrUsed = std::size(format.colours);
   const Writer writer(OutputAVIFile::create(file.name(), &format.video, true, nullptr, false, true));
   const auto answer = [](HWND dialog) {
-    SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1, LPARAM("Wine MS-RLE video codec"));
+    SendDlgItemMessageA(dialog, compressors, LB_SELECTSTRING, -1, LPARAM(wine_gap::runLengthCodec));
     press(dialog, IDOK);
   };
   choose(*writer, 0, {{"Compressor", answer}});

@@ -153,9 +153,10 @@ class Fuzzer {
 
   /// @param number of the file that the child is at.
   Death runChild(const Batch& batch, long& number) const {
-    const std::string command = '"' + program + "\" " + std::to_string(batch.seed) + ' ' + std::to_string(batch.first) +
-                                ' ' + std::to_string(batch.end) + ' ' + std::to_string(batch.deadline) + ' ' +
-                                folder.name() + " child";
+    // The shell takes the outer quotes away, and then leaves the inner ones alone.
+    const std::string command = "\"\"" + program + "\" " + std::to_string(batch.seed) + ' ' +
+                                std::to_string(batch.first) + ' ' + std::to_string(batch.end) + ' ' +
+                                std::to_string(batch.deadline) + " \"" + folder.name() + "\" child\"";
     FILE* const child = _popen(command.c_str(), "r");
     Death death;
     // Ends: a child ends, or goes on to its next operation, of which there are finitely many; it watches itself.

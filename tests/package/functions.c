@@ -4,8 +4,11 @@
 
 #include <quillet/quillet_c.h>
 
-// For compilers that have no headers of Windows' here.
-int printf(const char* format, ...);
+#if __STDC_HOSTED__
+#include <stdio.h>
+#else
+int printf(const char* format, ...);  // For compilers that have no headers of Windows' here.
+#endif
 
 static unsigned sum_of(const uint8_t* data, int64_t bytes) {
   unsigned sum = 0;

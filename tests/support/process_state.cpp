@@ -9,13 +9,17 @@
 #include <winternl.h>
 
 #include "platform/handles.h"
+#include "support/wine_gaps.h"
 
 namespace quillet::test {
 namespace {
 
-/// How many handles the process has open. GetProcessHandleCount would tell, but Wine 8 answers 0; the system's list of
-/// all handles is there on both.
+/// How many handles the process has open. Wine 8 knows them from the system's list of all handles only.
 long openHandles() {
+  if (DWORD count = 0; !wine_gap::handlesAreNotCounted) {
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return static_cast<long>(count);
+  }
   constexpr auto systemHandleInformation = static_cast<SYSTEM_INFORMATION_CLASS>(16);
   std::vector<BYTE> buffer(1 << 16);
   ULONG size = 0;
@@ -60,11 +64,10 @@ void walkHeaps(See see) {
   }
 }
 
-/// How many blocks in use the walk tells of as one. From version 10 on Wine keeps small ones of a size in groups of 31, which
-/// are blocks themselves: what is left behind each round would be seen in every 31st only.
+/// How many blocks in use the walk tells of as one. Those of a group would be seen in every 31st round only.
 long blocksIn(const PROCESS_HEAP_ENTRY& entry) {
   constexpr DWORD first = 2 * sizeof(void*) + 8, length = 31;
-  const DWORD size = entry.cbData > first ? (entry.cbData - first) / length : 0;
+  const DWORD size = wine_gap::heapWalkTellsGroups && entry.cbData > first ? (entry.cbData - first) / length : 0;
   long used = 0;
   for (DWORD i = 0; i < length; ++i) {
     // Before each: its size in units of the alignment, something else, its number, and flags with that of a free one.

@@ -117,6 +117,9 @@ inline std::vector<long> wanderings(long frames, int requests, std::mt19937& ran
 
 /// Counts the frames, read back and forth, that differ from `frames`.
 inline int differingFrames(VideoSourceStream& stream, const std::vector<Bytes>& frames, int reads) {
+  if (frames.empty()) {
+    return reads;  // Nothing here decodes the file.
+  }
   std::mt19937 random = loggedRandom();
   int differing = 0;
   for (long frame : wanderings(std::ssize(frames), reads, random)) {

@@ -11,6 +11,7 @@
 #include "directshow/graph/stream_time.h"
 #include "support/avi_builder.h"
 #include "support/unused_interfaces.h"
+#include "support/wine_gaps.h"
 
 namespace quillet::test {
 namespace {
@@ -186,7 +187,7 @@ std::wstring text(const GUID& id) {
 }
 
 std::wstring mediaTypeKey(const GUID& id) {
-  return L"Media Type\\" + text(MEDIATYPE_Stream) + L'\\' + text(id);
+  return L"Software\\Classes\\Media Type\\" + text(MEDIATYPE_Stream) + L'\\' + text(id);
 }
 
 }  // namespace
@@ -286,7 +287,7 @@ ScriptedFile::ScriptedFile(std::shared_ptr<Script> script)
     : id(newGuid()), file(".scripted", bytesOf(id)), source(id, [script](REFIID iid, void** object) {
         return makeCom<ScriptedSource>(script)->QueryInterface(iid, object);
       }) {
-  if (std::getenv("QUILLET_TEST_GRABBER") != nullptr) {
+  if (wine_gap::isWine && std::getenv("QUILLET_TEST_GRABBER") != nullptr) {
     useWindowsGrabber();
   }
   std::wstring pattern = L"0,16,,";  // Offset, length, mask; the value follows.
@@ -296,12 +297,12 @@ ScriptedFile::ScriptedFile(std::shared_ptr<Script> script)
   }
   for (const auto& [name, value] : {std::pair(L"0", pattern), {L"Source Filter", text(id)}}) {
     const auto size = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
-    RegSetKeyValueW(HKEY_CLASSES_ROOT, mediaTypeKey(id).c_str(), name, REG_SZ, value.c_str(), size);
+    RegSetKeyValueW(wine_gap::rootOfClasses, mediaTypeKey(id).c_str(), name, REG_SZ, value.c_str(), size);
   }
 }
 
 ScriptedFile::~ScriptedFile() {
-  RegDeleteTreeW(HKEY_CLASSES_ROOT, mediaTypeKey(id).c_str());
+  RegDeleteTreeW(wine_gap::rootOfClasses, mediaTypeKey(id).c_str());
 }
 
 }  // namespace quillet::test

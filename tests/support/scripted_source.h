@@ -101,8 +101,8 @@ class ScriptedSource : public WithInterfaces<CSource, IFileSourceFilter> {
 };
 
 /// A file that every graph of the process opens with a source that plays the script. With QUILLET_TEST_GRABBER=windows in
-/// the environment they have a sample grabber that tells times as Windows' own does, and the library takes them as on
-/// Windows.
+/// the environment they have, under Wine, a sample grabber that tells times as Windows' own does, and the library takes
+/// them as on Windows.
 class ScriptedFile {
  public:
   explicit ScriptedFile(std::shared_ptr<Script> script);

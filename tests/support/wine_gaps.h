@@ -59,6 +59,21 @@ inline const bool splitterShufflesStreams = wineVersion >= 10;
 /// From version 10 on the detector does not even open a file that has nothing else.
 inline const bool imaHasNoMediaType = isWine;
 
+/// AVIFile writes one piece of audio, of which it makes a file of one sample, and no further one.
+inline const bool aviFileWritesOnePieceOfAudio = isWine;
+
+/// What programs register for the user alone is not seen in HKEY_CLASSES_ROOT.
+inline const HKEY rootOfClasses = isWine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+
+/// What the compressor is called in the system's list of them.
+inline const char* const runLengthCodec = isWine ? "Wine MS-RLE video codec" : "Microsoft RLE";
+
+/// GetProcessHandleCount answers 0.
+inline const bool handlesAreNotCounted = isWine;
+
+/// Small heap blocks of a size are kept in groups of 31, which are blocks themselves, and the only ones that HeapWalk tells of.
+inline const bool heapWalkTellsGroups = wineVersion >= 10;
+
 /// OleCreatePropertyFrame does not give its frame the owner that it is given.
 inline const bool propertyFrameHasNoOwner = isWine;
 
