@@ -85,7 +85,11 @@ each_command interrupt
 [ "$interrupted" -gt 0 ] || fail "no command was interrupted at its work"
 echo "$interrupted of $((6 * moments)) interrupted at their work"
 
-if mount -t tmpfs -o size=128k none "$work/full" 2>/dev/null; then
+# The disk has no room for the last page of the index: it is there that writers do not look.
+client '-t 60' copy "$media/cinepak.avi" "Z:$work/new" --backend vfw || fail "$(cat "$work/log")"
+size=$((($(stat -c %s "$work/new") - 1) / 4096 * 4))k
+if mount -t tmpfs -o "size=$size" none "$work/full" 2>/dev/null; then
+  fill out.avi copy "$media/cinepak.avi" --backend vfw
   each_command fill
   prefix=$build/muxprefix
   fill out.avi convert "$media/bench_raw.avi" --backend ds

@@ -9,6 +9,7 @@
 #include <quillet/quillet.h>
 
 #include "interruption.h"
+#include "stored_stream.h"
 #include "stream_access.h"
 
 namespace quillet::client {
@@ -33,18 +34,42 @@ bool hasItsChunks(const std::filesystem::path& path) {
   return end > sizeof header && end <= size;
 }
 
-/// What Video for Windows, which opens a file by its index, finds wrong with a stream.
-std::string faultOfStream(const std::filesystem::path& path, bool video, long length, bool isExact) {
-  const std::unique_ptr<RawDataSourceStream> stream(
-      RawDataSourceStream::open(path.c_str(), video, false, 0, interruption()));
-  const std::string failure = failureOf(stream.get(), false);
+/// @param stream that Video for Windows has opened, which counts by the index and the bytes.
+/// @param unit "frames" or "samples".
+/// @param tolerance how many of them may be missing.
+std::string faultOfStream(SourceStream* stream, const std::string& unit, long written, long tolerance = 0) {
+  const std::string failure = failureOf(stream, false);
   const long found = stream != nullptr ? stream->duration() : -1;
-  if (found > 0 && (found == length || !isExact)) {
-    return "";
+  if (found < 0) {
+    return "the " + unit + " in it cannot be read: " + failure;
   }
-  const std::string kind = video ? "frames" : "samples";
-  return found < 0 ? "the " + kind + " in it cannot be read: " + failure
-                   : "it has " + std::to_string(found) + " of " + std::to_string(length) + " " + kind;
+  return found >= written - tolerance
+             ? ""
+             : "it has " + std::to_string(found) + " of " + std::to_string(written) + " " + unit;
+}
+
+std::string faultOfFrames(const wchar_t* path, long written) {
+  const std::unique_ptr<SourceStream> stream(RawDataSourceStream::open(path, true, false, 0, interruption()));
+  return faultOfStream(stream.get(), "frames", written);
+}
+
+std::string faultOfSamples(const wchar_t* path, long written, bool areCopied) {
+  const std::unique_ptr<RawDataSourceStream> stream(RawDataSourceStream::open(path, false, false, 0, interruption()));
+  const std::string fault = faultOfStream(stream.get(), "samples", 0);
+  if (!fault.empty()) {
+    return fault;
+  }
+  const StoredStream stored = storedStream(*stream);
+  if (!stored.hasFixedBlocks) {
+    return "";  // Their number does not follow from anything.
+  }
+  if (areCopied) {
+    return faultOfStream(stream.get(), "samples", written);
+  }
+  const std::unique_ptr<AudioSourceStream> decoded(AudioSourceStream::open(path, false, 0, interruption()));
+  // A compressor may leave out what does not fill a block, none of which is as long as this.
+  const long rate = decoded != nullptr ? static_cast<long>(decoded->format()->nSamplesPerSec) : 0;
+  return faultOfStream(decoded.get(), "samples", written, stored.isCompressed ? rate / 8 : 0);
 }
 
 }  // namespace
@@ -53,7 +78,7 @@ std::string faultOf(const std::filesystem::path& path, bool directShow, const Av
   if (!hasItsChunks(path)) {
     return "not all of it has arrived";
   }
-  if (directShow) {  // Which has lengths by time only.
+  if (directShow) {  // Which tells lengths by time only.
     int video = 0;
     int audio = 0;
     const MediaContainer::Error error = MediaContainer::streamsNumber(path.c_str(), true, &video, &audio);
@@ -62,11 +87,9 @@ std::string faultOf(const std::filesystem::path& path, bool directShow, const Av
     }
     return (written.frames == 0 || video > 0) && (written.samples == 0 || audio > 0) ? "" : "a stream is missing in it";
   }
-  std::string fault = written.frames > 0 ? faultOfStream(path, true, written.frames, true) : "";
-  if (fault.empty() && written.samples > 0) {
-    fault = faultOfStream(path, false, written.samples, written.hasPcm);
-  }
-  return fault;
+  const std::string fault = written.frames > 0 ? faultOfFrames(path.c_str(), written.frames) : "";
+  return fault.empty() && written.samples > 0 ? faultOfSamples(path.c_str(), written.samples, written.areCopied)
+                                              : fault;
 }
 
 }  // namespace quillet::client

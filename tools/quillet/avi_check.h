@@ -11,7 +11,7 @@ namespace quillet::client {
 struct AviLengths {
   long frames;
   long samples;
-  bool hasPcm;  ///< Of other samples files do not tell the exact number.
+  bool areCopied;  ///< Of samples that are not decoded the numbers may be those of blocks.
 };
 
 /// @param directShow with which backend the file was written, and is opened here.

@@ -185,7 +185,7 @@ void AviOutput::setInterleavingPeriod(double ms) {
 void AviOutput::write(MediaFeed* video, MediaFeed* audio) {
   start(audio);
   writeInTurns(video, audio);
-  finish(video, audio);
+  finish(video, audio, false);
 }
 
 void AviOutput::copy(RawFeed* video, RawFeed* audio) {
@@ -205,7 +205,7 @@ void AviOutput::copy(RawFeed* video, RawFeed* audio) {
     }
     show(progress, video, audio);
   }
-  finish(video, audio);
+  finish(video, audio, true);
 }
 
 void AviOutput::start(MediaFeed* audio) {
@@ -219,14 +219,13 @@ void AviOutput::start(MediaFeed* audio) {
   }
 }
 
-void AviOutput::finish(const MediaFeed* video, const MediaFeed* audio) {
+void AviOutput::finish(const MediaFeed* video, const MediaFeed* audio, bool areCopied) {
   if (!file->close()) {
     throw failure();
   }
   const bool directShow = file->usesDirectShow();
   file.reset();
-  const bool hasPcm = content.audio != nullptr && content.audio->wFormatTag == WAVE_FORMAT_PCM && !isCompressed(false);
-  const AviLengths written = {video != nullptr ? video->done() : 0, audio != nullptr ? audio->done() : 0, hasPcm};
+  const AviLengths written = {video != nullptr ? video->done() : 0, audio != nullptr ? audio->done() : 0, areCopied};
   if (const std::string fault = faultOf(pending.place(), directShow, written); !fault.empty()) {
     throw pending.failure(fault);
   }

@@ -43,7 +43,7 @@ class AviOutput {
 
  private:
   void start(MediaFeed* audio);
-  void finish(const MediaFeed* video, const MediaFeed* audio);
+  void finish(const MediaFeed* video, const MediaFeed* audio, bool areCopied);
   void create(std::span<const Backend> backends);
   Compression* compressionOf(bool isVideo) const;
   bool isCompressed(bool isVideo) const;

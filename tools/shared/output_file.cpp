@@ -13,7 +13,7 @@ namespace {
 
 constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-/// The file that is being written, for who ends the program meanwhile.
+// The file that is being written, for who ends the program meanwhile. The lock is held for moments, or until that end.
 SRWLOCK pendingLock = SRWLOCK_INIT;
 const std::filesystem::path* pendingPlaceNow = nullptr;
 
@@ -37,11 +37,12 @@ void requireReplaceable(const std::filesystem::path& path) {
   }
 }
 
-/// @return what of the bytes could not be written; why, the system's last error tells.
+/// @return how many of the bytes could not be written; why, the system's last error tells.
 std::size_t writeAll(HANDLE file, const void* bytes, std::size_t size) {
   constexpr std::size_t most = 1 << 24;  // At once: less than what some file systems refuse.
   const auto* from = static_cast<const char*>(bytes);
   DWORD written = 0;
+  // Ends: each turn writes some of it.
   while (size > 0 && WriteFile(file, from, static_cast<DWORD>(std::min(size, most)), &written, nullptr) != 0) {
     if (written == 0) {
       SetLastError(ERROR_DISK_FULL);
@@ -55,8 +56,7 @@ std::size_t writeAll(HANDLE file, const void* bytes, std::size_t size) {
 
 /// Why the disk does not take more of a file than it has; 0 when it does.
 DWORD refusalOf(const std::filesystem::path& path) {
-  constexpr std::size_t room =
-      1 << 26;  // More than what is written at once: a write that has failed may leave that free.
+  constexpr std::size_t room = 1 << 26;  // A write that has failed may leave what it wanted free.
   const std::vector<char> piece(1 << 20);
   HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA, shareAll, nullptr, OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
