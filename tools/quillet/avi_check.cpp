@@ -55,7 +55,7 @@ std::string faultOfFrames(const wchar_t* path, long written) {
 
 std::string faultOfSamples(const wchar_t* path, long written, bool areCopied) {
   const std::unique_ptr<RawDataSourceStream> stream(RawDataSourceStream::open(path, false, false, 0, interruption()));
-  const std::string fault = faultOfStream(stream.get(), "samples", 0);
+  std::string fault = faultOfStream(stream.get(), "samples", 0);
   if (!fault.empty()) {
     return fault;
   }

@@ -67,11 +67,13 @@ double shareOf(const MediaFeed& feed) {
   return feed.total() > 0 ? static_cast<double>(feed.done()) / static_cast<double>(feed.total()) : 1.0;
 }
 
-/// Shows how far the stream has come that has most to go. One of them may be null.
+/// Shows how far the stream has come that has most to go. Either may be null.
 void show(ProgressLine& progress, const MediaFeed* video, const MediaFeed* audio) {
-  const bool isVideo = audio == nullptr || (video != nullptr && shareOf(*video) <= shareOf(*audio));
-  const MediaFeed& last = isVideo ? *video : *audio;
-  progress.show(last.done(), last.total(), isVideo ? "frames" : "samples");
+  if (video != nullptr && (audio == nullptr || shareOf(*video) <= shareOf(*audio))) {
+    progress.show(video->done(), video->total(), "frames");
+  } else if (audio != nullptr) {
+    progress.show(audio->done(), audio->total(), "samples");
+  }
 }
 
 /// Shows how far the writing has come until it has ended. It ends: each writer comes to the end of its feed, or fails,

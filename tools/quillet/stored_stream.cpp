@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <memory>
 
 #include <uuids.h>
@@ -81,26 +83,29 @@ void readIndex(const std::filesystem::path& path, int number, StoredStream& stor
   }
   const std::unique_ptr<PAVISTREAM, StreamRelease> stream(opened);
   const LONG first = AVIStreamStart(opened);
-  const LONG end = first + AVIStreamLength(opened);
-  LONG key = end;
-  LONG later = -1;
+  const LONG length = AVIStreamLength(opened);
+  AVISTREAMINFOW info = {};
+  if (first < 0 || length <= 0 || length > std::numeric_limits<LONG>::max() - first ||
+      AVIStreamInfoW(opened, &info, sizeof info) != 0 || info.dwScale == 0) {
+    return;
+  }
+  LONG later = first + length;
   // Ends: each key frame lies before the one that was found last.
-  while ((key = AVIStreamFindSample(opened, key - 1, FIND_PREV | FIND_KEY)) >= first && (later < 0 || key < later)) {
+  for (LONG key = later; (key = AVIStreamFindSample(opened, key - 1, FIND_PREV | FIND_KEY)) >= first && key < later;) {
     throwIfInterrupted();
-    stored.keyFrameDistance = std::max(stored.keyFrameDistance, later - key);
-    ++stored.keyFrames;
+    if (stored.keyFrames++ > 0) {
+      stored.keyFrameDistance = std::max(stored.keyFrameDistance, later - key);
+    }
     later = key;
   }
-  long long bytes = 0;
-  for (LONG frame = first; frame < end; ++frame) {
-    LONG size = 0;
-    AVIStreamSampleSize(opened, frame, &size);
+  double bytes = 0.0;
+  LONG size = 0;
+  // As far as a header tells the truth of the length.
+  for (LONG frame = 0; frame < length && AVIStreamSampleSize(opened, first + frame, &size) == 0; ++frame) {
+    throwIfInterrupted();
     bytes += size;
   }
-  AVISTREAMINFOW info = {};
-  if (AVIStreamInfoW(opened, &info, sizeof info) == 0 && info.dwScale > 0 && end > first) {
-    stored.bitRate = bytes * 8 * info.dwRate / info.dwScale / (end - first);
-  }
+  stored.bitRate = std::llround(bytes * 8 * info.dwRate / info.dwScale / length);
 }
 
 std::unique_ptr<RawDataSourceStream> openByIndex(const std::filesystem::path& path, bool video, int number) {
