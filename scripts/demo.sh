@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Shows the command-line client at work, over Video for Windows and over DirectShow: what a media file holds, frames
-# fetched in random order, a run of audio samples, and times turned into frame numbers. Installs and builds what is missing
-# first; safe to run again.
+# fetched in random order, a run of audio samples, and times turned into frame numbers. Compares the frames and samples
+# with what ffmpeg decodes by itself. Installs and builds what is missing first; safe to run again.
 #
 #   scripts/demo.sh [--64] [FILE]    FILE: a media file (default: the clip and the sound of examples/media);
 #                                    --64: with the 64-bit client
@@ -20,8 +20,10 @@ case "$#:${1:-}" in
   *) usage >&2; exit 2 ;;
 esac
 files=()
+own_media=yes
 if [ $# -eq 1 ]; then
   files=("$(realpath -m -- "$1")")
+  own_media=
 fi
 cd "$(dirname "$0")/.."
 if [ ${#files[@]} -eq 0 ]; then
@@ -32,6 +34,8 @@ build=build/$preset
 results=build/demo
 frame_count=3
 failures=0
+equal=0
+different=0
 seed=${SEED:-$RANDOM}
 RANDOM=$seed
 
@@ -87,6 +91,68 @@ check_result() {
   [ -s "$1" ] && [ "$found" = "$3" ] || fail "$1: expected $2 to be $3, found: $found"
 }
 
+# Compares $results/ours, numbers of Python's type code $3, with each run of as many in $results/theirs, which ffmpeg has
+# decoded: the first run is number $1, and number $2 should be equal, to a mean difference of $4. Says what it finds. Another
+# run that is much nearer is the equal one. Not everything that differs is a fault: decoders may count frames differently.
+compare() {
+  if python3 - "$results" "$@" <<'END'
+import array, os, sys
+
+def values(name):
+    numbers = array.array(sys.argv[4])
+    with open(os.path.join(sys.argv[1], name), "rb") as file:
+        numbers.frombytes(file.read())
+    return numbers
+
+first, wanted, most = int(sys.argv[2]), int(sys.argv[3]), float(sys.argv[5])
+ours, theirs = values("ours"), values("theirs")
+size = max(len(ours), 1)
+means = {first + i: sum(abs(a - b) for a, b in zip(ours, theirs[i * size:])) / size for i in range(len(theirs) // size)}
+nearest = min(means, key=means.get, default=None)
+found = means.get(wanted)
+if found is None or not ours:
+    print("  differs: one of both has nothing there")
+elif found > most or (found > most / 4 and means[nearest] < found / 2):
+    match = f"; ffmpeg's number {nearest} is equal" if means[nearest] <= most else ""
+    print(f"  differs from ffmpeg's by {found:.2f} in the mean{match}")
+else:
+    print(f"  equal to ffmpeg's: a mean difference of {found:.2f}")
+    sys.exit(0)
+sys.exit(1)
+END
+  then
+    equal=$((equal + 1))
+  else
+    different=$((different + 1))
+    [ -z "$own_media" ] || fail "this differs, and must not"
+  fi
+}
+
+# Decodes with ffmpeg, whatever its arguments say, to the file $1 in the results.
+decode() {
+  ffmpeg -v error -nostdin -y "${@:2}" "$results/$1" || true
+}
+
+# Compares the image $2 with frame $3 of the video $1, and those beside it. Where colours are converted, decoders round
+# differently: by 1 or 2 of 255 at most places, more at edges in files with less colour than light. Another picture, range
+# or matrix of colours differs by more.
+compare_frame() {
+  local first=$(($3 > 2 ? $3 - 2 : 0))
+  decode ours -i "$2" -pix_fmt bgr24 -f rawvideo
+  decode theirs -noautorotate -i "$1" -map 0:v:0 -vf "select=between(n\,$first\,$(($3 + 2)))" -fps_mode passthrough \
+    -frames:v $(($3 + 3 - first)) -pix_fmt bgr24 -f rawvideo
+  compare "$first" "$3" B 4
+}
+
+# Compares the samples $3 to $4 of the audio file $2 with those of $1, or as many of them as soon are compared. Decoders of
+# lossy formats round differently: of ADPCM by 6 of 32,768 in the mean. Samples beside differ by hundreds in loud sound.
+compare_samples() {
+  local last=$(($4 < $3 + 400000 ? $4 : $3 + 400000))
+  decode ours -i "$2" -af "atrim=end_sample=$((last - $3 + 1))" -f s16le
+  decode theirs -i "$1" -map 0:a:0 -af "atrim=start_sample=$3:end_sample=$((last + 1))" -f s16le
+  compare 0 0 h 16
+}
+
 # Fetches frames of a video with $3 frames of the size $4 (width,height) and $5 milliseconds through the backend $2.
 show_video() {
   local file=$1 backend=$2 frames=$3 size=$4 duration=$5 i image
@@ -95,8 +161,11 @@ show_video() {
     image=$results/$(basename "${file%.*}")-$backend-$random.png
     step frame "$(windows_path "$file")" "$random" -o "$image" --backend "$backend"
     check_result "$image" width,height "$size"
+    if [[ $output =~ ": frame "([0-9]+)$ ]]; then
+      compare_frame "$file" "$image" "${BASH_REMATCH[1]}"
+    fi
   done
-  pick "$duration"
+  pick $((10#$duration > 0 ? 10#$duration : 1))
   step time "$(windows_path "$file")" --ms "$random" --backend "$backend"
 }
 
@@ -107,6 +176,7 @@ show_audio() {
   wave=$results/$(basename "${file%.*}")-$backend.wav
   step samples "$(windows_path "$file")" "$first" "$last" -o "$wave" --backend "$backend"
   check_result "$wave" duration_ts $((last - first + 1))
+  compare_samples "$file" "$wave" "$first" "$last"
   step time "$(windows_path "$file")" --audio --sample "$first" --backend "$backend"
 }
 
@@ -115,12 +185,12 @@ show_backend() {
   local file=$1 backend=$2
   try info "$(windows_path "$file")" --backend "$backend" || return 1
   local text=$'[^\n]*'
-  local video="video 0: ([0-9]+) x -?([0-9]+),$text ([1-9][0-9]*) frames,$text ([0-9]+)\.([0-9]{3}) s,"
-  local audio="audio 0: $text ([1-9][0-9]*) samples,"
+  local video="video 0: $text\b([0-9]+) x ([0-9]+)( top-down)?, ([1-9][0-9]*) frames?,$text ([0-9]+)\.([0-9]{3}) s,"
+  local audio="audio 0: $text ([1-9][0-9]*) samples?,"
   local info=$output
   if [[ $info =~ $video ]]; then
-    show_video "$file" "$backend" "${BASH_REMATCH[3]}" "${BASH_REMATCH[1]},${BASH_REMATCH[2]}" \
-      $((10#${BASH_REMATCH[4]}${BASH_REMATCH[5]} + 1))
+    show_video "$file" "$backend" "${BASH_REMATCH[4]}" "${BASH_REMATCH[1]},${BASH_REMATCH[2]}" \
+      "${BASH_REMATCH[5]}${BASH_REMATCH[6]}"
   fi
   if [[ $info =~ $audio ]]; then
     show_audio "$file" "$backend" "${BASH_REMATCH[1]}"
@@ -150,11 +220,11 @@ echo "demo: random seed $seed"
 for file in "${files[@]}"; do
   show_file "$file"
 done
-rm -f "$results"/{build.log,output}
+rm -f "$results"/{build.log,output,ours,theirs}
 
 echo
 if [ "$failures" -gt 0 ]; then
-  echo "demo: FAILED, $failures checks or steps above did not work"
+  echo "demo: FAILED, $failures checks or steps above did not work; beside ffmpeg, $equal equal and $different different"
   exit 1
 fi
-echo "demo: all worked; $(find "$results" -type f | wc -l) files written to $results and checked"
+echo "demo: all worked; $(find "$results" -type f | wc -l) files written to $results and checked; beside ffmpeg, $equal equal and $different different"

@@ -1,14 +1,17 @@
 #!/usr/bin/env bash
 # Runs a Windows program under Wine, in a prefix of the build's own, without a display and with a time limit.
 #
-#   scripts/wine-run.sh [-t SECONDS] PREFIX PROGRAM [ARGUMENT...]
+#   scripts/wine-run.sh [-t SECONDS | -i SECONDS] PREFIX PROGRAM [ARGUMENT...]
 #
 # PREFIX is a folder, made at the first use as wide as the program, 32 or 64 bits; a 64-bit one runs 32-bit programs too.
-# The status is the program's; 124 when the time is up.
+# The status is the program's; 124 when the time is up. With -i the program is interrupted then, as by Ctrl+C, and has five
+# more seconds.
 set -euo pipefail
 
 seconds=120
-if [ "${1:-}" = -t ]; then
+ending=()
+[ "${1:-}" != -i ] || ending=(--foreground --preserve-status -s INT)
+if [ "${1:-}" = -t ] || [ "${1:-}" = -i ]; then
   seconds=$2
   shift 2
 fi
@@ -37,14 +40,15 @@ export WINEDLLOVERRIDES='mscoree,mshtml=;winedbg.exe=d'
 output=$(mktemp -d)
 trap 'rm -rf "$output"' EXIT
 
+# Chained, since the shell goes on after a failure in what is itself part of a condition. No graphics driver: windows and
+# dialogs work, and need no display. No audio driver: nothing here makes a sound, and looking for a sound card only fills the
+# error output. Last a wait until the registry is on disk: the server ends when the programs before have.
 make_prefix() {
-  timeout -k 5 120 wine wineboot --init
-  # No graphics driver: windows and dialogs work, and need no display.
-  timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
-  # No audio driver: nothing here makes a sound, and looking for a sound card only fills the error output.
-  timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Audio /d "" /f
-  timeout -k 5 60 wineserver -w  # Until the registry is on disk: it ends when the programs above have.
-  touch "$prefix/ready-2"
+  timeout -k 5 120 wine wineboot --init &&
+    timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f &&
+    timeout -k 5 60 wine reg add 'HKCU\Software\Wine\Drivers' /v Audio /d "" /f &&
+    timeout -k 5 60 wineserver -w &&
+    touch "$prefix/ready-2"
 }
 
 # The number tells which of the settings above the prefix was made with.
@@ -57,7 +61,7 @@ if [ ! -e "$prefix/ready-2" ]; then
 fi
 
 status=0
-timeout -k 5 "$seconds" wine "$@" >"$output/out" 2>"$output/err" </dev/null || status=$?
+timeout "${ending[@]}" -k 5 "$seconds" wine "$@" >"$output/out" 2>"$output/err" </dev/null || status=$?
 cat "$output/out"
 # GStreamer, which decodes for Wine, writes to the same place when it has no decoder for a stream; the program says so itself.
 grep -vE '^\(wine:[0-9]+\): GStreamer-CRITICAL|^$' "$output/err" >&2 || true

@@ -36,6 +36,10 @@ check() {
   done
 }
 
+# Both streams, told in JSON.
+"$wine_run" "$build/wineprefix" "$build/bin/quillet.exe" info --json "Z:$build/media/copy.avi" |
+  python3 -c 'import json, sys; assert [s["kind"] for s in json.load(sys.stdin)["streams"]] == ["video", "audio"]'
+
 # Wine's AVIFile writes no audio.
 check packets "$build/wineprefix" copy.avi v copy --video --backend vfw
 check packets "$build/wineprefix" cinepak.avi v copy --backend vfw

@@ -48,11 +48,11 @@ bool isOfFileSystem(std::wstring_view name) {
   return name.find(L"://") == std::wstring_view::npos;
 }
 
-/// Whether the ANSI code page has all letters of the name.
-bool isAnsi(const std::wstring& name) {
+/// @return bytes of the name in the ANSI code page, in which a letter may have several; 0 when that lacks letters of it.
+std::size_t ansiSize(const std::wstring& name) {
   std::string narrow(WideCharToMultiByte(CP_ACP, 0, name.c_str(), -1, nullptr, 0, nullptr, nullptr), '\0');
   WideCharToMultiByte(CP_ACP, 0, name.c_str(), -1, narrow.data(), static_cast<int>(narrow.size()), nullptr, nullptr);
-  return constOLEstring(narrow.c_str()).get() == name;
+  return constOLEstring(narrow.c_str()).get() == name ? narrow.size() - 1 : 0;
 }
 
 }  // namespace
@@ -65,11 +65,11 @@ std::wstring fullName(const wchar_t* name) {
 
 std::wstring nameForAviFile(const wchar_t* name, FileUse use) {
   const std::wstring full = fullName(name);
-  if (full.size() < OFS_MAXPATHNAME && isAnsi(full)) {
+  if (const std::size_t size = ansiSize(full); size > 0 && size < OFS_MAXPATHNAME) {
     return name;
   }
   for (const std::wstring& candidate : {shortName(full, use), full}) {
-    if (!candidate.empty() && isAnsi(candidate)) {
+    if (ansiSize(candidate) > 0) {
       return candidate;
     }
   }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "avi_check.h"
 #include "progress_line.h"
 #include "shared/library_stream.h"
 #include "shared/text.h"
@@ -15,15 +16,6 @@ namespace {
 
 constexpr long long unitsPerMs = 10'000;
 constexpr long long unitsPerSecond = 10'000'000;
-
-/// Makes an empty file, which is the program's own from then on: the system tells best why one cannot be written.
-void makeFile(const std::filesystem::path& path) {
-  HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) {
-    throw writeFailure(path, systemMessage(GetLastError()));
-  }
-  CloseHandle(handle);
-}
 
 /// Writes the feed to its end, unless the engine is stopped before.
 /// @return whether all of it was written.
@@ -57,8 +49,6 @@ class StreamWriter {
 
   bool endsWithin(DWORD ms) const { return worker.endsWithin(ms); }
   void stop() { engine.userStop(); }
-  long long done() const { return feed.done(); }
-  long long total() const { return feed.total(); }
 
   /// Throws what went wrong with the feed.
   void rethrow() const { worker.rethrow(); }
@@ -72,20 +62,29 @@ class StreamWriter {
   Worker worker;
 };
 
+/// The part of a feed that is done.
+double shareOf(const MediaFeed& feed) {
+  return feed.total() > 0 ? static_cast<double>(feed.done()) / static_cast<double>(feed.total()) : 1.0;
+}
+
+/// Shows how far the stream has come that has most to go. Either may be null.
+void show(ProgressLine& progress, const MediaFeed* video, const MediaFeed* audio) {
+  if (video != nullptr && (audio == nullptr || shareOf(*video) <= shareOf(*audio))) {
+    progress.show(video->done(), video->total(), "frames");
+  } else if (audio != nullptr) {
+    progress.show(audio->done(), audio->total(), "samples");
+  }
+}
+
 /// Shows how far the writing has come until it has ended. It ends: each writer comes to the end of its feed, or fails,
 /// and is not made to wait for one that has.
-void waitFor(const std::vector<std::unique_ptr<StreamWriter>>& writers) {
+void waitFor(const std::vector<std::unique_ptr<StreamWriter>>& writers, const MediaFeed* video,
+             const MediaFeed* audio) {
   constexpr DWORD intervalMs = 50;
   ProgressLine progress("Writing");
   for (const auto& writer : writers) {
     while (!writer->endsWithin(intervalMs)) {
-      long long done = 0;
-      long long total = 0;
-      for (const auto& each : writers) {
-        done += each->done();
-        total += each->total();
-      }
-      progress.show(done, total);
+      show(progress, video, audio);
     }
   }
 }
@@ -93,9 +92,8 @@ void waitFor(const std::vector<std::unique_ptr<StreamWriter>>& writers) {
 }  // namespace
 
 AviOutput::AviOutput(const std::filesystem::path& path, std::span<const Backend> backends, const AviContent& content)
-    : path(path), content(content), unfinished(path) {
-  makeFile(path);
-  unfinished.begin();
+    : content(content), pending(path) {
+  pending.handOver();
   create(backends);
   setCompressors();
 }
@@ -105,14 +103,15 @@ void AviOutput::create(std::span<const Backend> backends) {
   for (const Backend backend : backends) {
     const bool directShow = backend == Backend::directShow;
     file.reset();  // Lets go of the file, should it have it.
-    file.reset(OutputAVIFile::create(path.c_str(), content.video, isCompressed(true), content.audio,
+    file.reset(OutputAVIFile::create(pending.place().c_str(), content.video, isCompressed(true), content.audio,
                                      isCompressed(false), directShow));
     if (file != nullptr && !file->lastErrorIsFatal()) {
       return;
     }
     reasons += (reasons.empty() ? "" : "; ") + failureOf(file.get(), directShow);
   }
-  throw writeFailure(path, reasons);
+  file.reset();
+  throw pending.failure(reasons);
 }
 
 Compression* AviOutput::compressionOf(bool isVideo) const {
@@ -188,26 +187,27 @@ void AviOutput::setInterleavingPeriod(double ms) {
 void AviOutput::write(MediaFeed* video, MediaFeed* audio) {
   start(audio);
   writeInTurns(video, audio);
-  finish();
+  finish(video, audio, false);
 }
 
 void AviOutput::copy(RawFeed* video, RawFeed* audio) {
   start(audio);
   ProgressLine progress("Copying");
-  const long long total = (video != nullptr ? video->total() : 0LL) + (audio != nullptr ? audio->total() : 0LL);
+  RawFeed* frames = video;
+  RawFeed* samples = audio;
   MediaPiece piece;
-  while (video != nullptr || audio != nullptr) {
-    const bool isVideo = audio == nullptr || (video != nullptr && video->reachedMs() <= audio->reachedMs());
-    RawFeed*& feed = isVideo ? video : audio;
+  while (frames != nullptr || samples != nullptr) {
+    const bool isVideo = samples == nullptr || (frames != nullptr && frames->reachedMs() <= samples->reachedMs());
+    RawFeed*& feed = isVideo ? frames : samples;
     const auto writePiece = isVideo ? &OutputAVIFile::writeFrame : &OutputAVIFile::writeSample;
     if (!feed->next(piece)) {
       feed = nullptr;
     } else if (!((*file).*writePiece)(piece.first, piece.data, piece.count, piece.bytes, piece.key)) {
       throw failure();
     }
-    progress.show((video != nullptr ? video->done() : 0LL) + (audio != nullptr ? audio->done() : 0LL), total);
+    show(progress, video, audio);
   }
-  finish();
+  finish(video, audio, true);
 }
 
 void AviOutput::start(MediaFeed* audio) {
@@ -221,18 +221,24 @@ void AviOutput::start(MediaFeed* audio) {
   }
 }
 
-void AviOutput::finish() {
+void AviOutput::finish(const MediaFeed* video, const MediaFeed* audio, bool areCopied) {
   if (!file->close()) {
     throw failure();
   }
-  unfinished.finish();
+  const bool directShow = file->usesDirectShow();
+  file.reset();
+  const AviLengths written = {video != nullptr ? video->done() : 0, audio != nullptr ? audio->done() : 0, areCopied};
+  if (const std::string fault = faultOf(pending.place(), directShow, written); !fault.empty()) {
+    throw pending.failure(fault);
+  }
+  pending.complete();
 }
 
 void AviOutput::writeInTurns(MediaFeed* video, MediaFeed* audio) {
   using Engine = AutomaticInterleaveEngine;
   Engine engine;
   if (!engine.setOutputStream(file.get(), true)) {
-    throw writeFailure(path, "its own interleaving cannot be switched off");
+    throw pending.failure("its own interleaving cannot be switched off");
   }
   std::vector<std::unique_ptr<StreamWriter>> writers;
   if (video != nullptr) {
@@ -241,7 +247,7 @@ void AviOutput::writeInTurns(MediaFeed* video, MediaFeed* audio) {
   if (audio != nullptr) {
     writers.push_back(std::make_unique<StreamWriter>(engine, Engine::AudioThread, *audio));
   }
-  waitFor(writers);
+  waitFor(writers, video, audio);
   // First what a feed has thrown: the other stream was only stopped by it.
   for (const auto& writer : writers) {
     writer->rethrow();
@@ -254,8 +260,10 @@ void AviOutput::writeInTurns(MediaFeed* video, MediaFeed* audio) {
   }
 }
 
-Failure AviOutput::failure() const {
-  return writeFailure(path, lastErrorText(*file));
+Failure AviOutput::failure() {
+  const std::string reason = lastErrorText(*file);
+  file.reset();  // Lets go of the pending file.
+  return pending.failure(reason);
 }
 
 }  // namespace quillet::client

@@ -25,7 +25,7 @@ struct AviContent {
   bool userChooses = false;  ///< In dialogs, how the streams are compressed for which nothing is said here.
 };
 
-/// Removed again unless write() succeeds.
+/// Takes its place when write() or copy() has written all, and is looked at before; otherwise nothing is left of it.
 class AviOutput {
  public:
   /// Creates the file with the first of the backends that can.
@@ -43,7 +43,7 @@ class AviOutput {
 
  private:
   void start(MediaFeed* audio);
-  void finish();
+  void finish(const MediaFeed* video, const MediaFeed* audio, bool areCopied);
   void create(std::span<const Backend> backends);
   Compression* compressionOf(bool isVideo) const;
   bool isCompressed(bool isVideo) const;
@@ -53,11 +53,10 @@ class AviOutput {
   void letUserConfigure(bool isVideo);
   void warn(bool isVideo, const char* state) const;
   void writeInTurns(MediaFeed* video, MediaFeed* audio);
-  Failure failure() const;
+  Failure failure();
 
-  std::filesystem::path path;
   AviContent content;
-  UnfinishedFile unfinished;
+  PendingFile pending;
   std::unique_ptr<OutputAVIFile> file;
 };
 

@@ -28,7 +28,7 @@ struct Command {
   const char* name;
   const char* summary;
   std::span<const Argument> arguments;
-  std::span<const Option> options;  ///< Without --help, which every command has.
+  std::span<const Option> options;  ///< Without --quiet and --help, which every command has.
   void (*run)(const CommandLine& line);
 };
 

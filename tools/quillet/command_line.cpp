@@ -12,9 +12,12 @@
 
 namespace quillet::client {
 
+const Option quietOption = {"--quiet", nullptr, "show no progress", "-q"};
 const Option helpOption = {"--help", nullptr, "show this help", "-h"};
 
 namespace {
+
+constexpr const Option* commonOptions[] = {&quietOption, &helpOption};
 
 bool isOption(std::wstring_view word) {
   // Negative numbers are values.
@@ -26,8 +29,10 @@ bool isNamed(const Option& option, std::string_view name) {
 }
 
 const Option& findOption(const Command& command, const std::string& name) {
-  if (isNamed(helpOption, name)) {
-    return helpOption;
+  for (const Option* common : commonOptions) {
+    if (isNamed(*common, name)) {
+      return *common;
+    }
   }
   const auto found = std::ranges::find_if(command.options, [&](const Option& option) { return isNamed(option, name); });
   if (found == command.options.end()) {
@@ -187,7 +192,9 @@ std::string helpText(const Command& command) {
     }
     options.emplace_back(optionLabel(option), option.help);
   }
-  options.emplace_back(optionLabel(helpOption), helpOption.help);
+  for (const Option* common : commonOptions) {
+    options.emplace_back(optionLabel(*common), common->help);
+  }
   return usage + " [options]\n\n" + command.summary + ".\n" + inColumns("Arguments", arguments) +
          inColumns("Options", options);
 }

@@ -12,6 +12,7 @@
 
 namespace quillet::client {
 
+extern const Option quietOption;
 extern const Option helpOption;
 
 /// What the user gave, by the names that the command's description has: "FILE", "--output".

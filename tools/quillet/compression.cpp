@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 
 #include <msacm.h>
@@ -13,17 +14,22 @@ namespace quillet::client {
 namespace {
 
 struct NamedTag {
+  const char* option;
   const char* name;
   WORD tag;
 };
 
 constexpr NamedTag namedTags[] = {
-    {"ima-adpcm", WAVE_FORMAT_IMA_ADPCM}, {"ms-adpcm", WAVE_FORMAT_ADPCM}, {"alaw", WAVE_FORMAT_ALAW},
-    {"ulaw", WAVE_FORMAT_MULAW},          {"gsm", WAVE_FORMAT_GSM610},     {"mp3", WAVE_FORMAT_MPEGLAYER3},
+    {"ima-adpcm", "IMA ADPCM", WAVE_FORMAT_IMA_ADPCM},
+    {"ms-adpcm", "MS ADPCM", WAVE_FORMAT_ADPCM},
+    {"alaw", "A-law", WAVE_FORMAT_ALAW},
+    {"ulaw", "mu-law", WAVE_FORMAT_MULAW},
+    {"gsm", "GSM 6.10", WAVE_FORMAT_GSM610},
+    {"mp3", "MP3", WAVE_FORMAT_MPEGLAYER3},
 };
 
 WORD formatTag(const std::string& name) {
-  const auto* const named = std::ranges::find(namedTags, name, &NamedTag::name);
+  const auto* const named = std::ranges::find(namedTags, name, &NamedTag::option);
   if (named != std::end(namedTags)) {
     return named->tag;
   }
@@ -37,6 +43,16 @@ WORD formatTag(const std::string& name) {
 }
 
 }  // namespace
+
+std::string tagName(WORD tag) {
+  const auto* const named = std::ranges::find(namedTags, tag, &NamedTag::tag);
+  if (named != std::end(namedTags)) {
+    return named->name;
+  }
+  char number[32];
+  std::snprintf(number, sizeof number, "format tag 0x%04X", tag);
+  return number;
+}
 
 Compression Compression::ofVideo(const std::string& fourcc) {
   if (fourcc.empty() || fourcc.size() > sizeof(FOURCC)) {

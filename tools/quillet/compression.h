@@ -16,6 +16,9 @@ namespace quillet::client {
 inline constexpr char audioFormatHelp[] =
     "compressed format of the samples: ima-adpcm, ms-adpcm, alaw, ulaw, gsm, mp3 or a format tag (default: PCM)";
 
+/// The name of a format of audio, compressed or not, by its tag.
+std::string tagName(WORD tag);
+
 /// A compressor of Video for Windows.
 class Compression {
  public:

@@ -8,6 +8,7 @@
 #include "shared/failure.h"
 #include "shared/library_stream.h"
 #include "shared/text.h"
+#include "stored_stream.h"
 #include "transfer.h"
 
 namespace quillet::client {
@@ -80,6 +81,11 @@ void run(const CommandLine& line) {
     if (!streams.failure.empty()) {
       failures += (failures.empty() ? "" : ";") + streams.failure;
       continue;
+    }
+    for (RawFeed* const feed : {streams.video.get(), streams.audio.get()}) {
+      if (feed != nullptr) {
+        warnOfDecoded(feed->stream(), line.text(inArgument.name), 0);
+      }
     }
     AviContent content;
     content.video = streams.video != nullptr ? streams.video->videoFormat() : nullptr;

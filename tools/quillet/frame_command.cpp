@@ -5,6 +5,7 @@
 #include <string>
 
 #include "command_line.h"
+#include "interruption.h"
 #include "shared/image_file.h"
 #include "shared/library_stream.h"
 #include "shared/text.h"
@@ -22,27 +23,24 @@ constexpr Option outputOption = {
     "-o"};
 constexpr Option options[] = {outputOption, streamOption, backendOption};
 
-/// Where a frame goes.
-/// @param isOnlyOne whether there is no other.
-std::filesystem::path outputPath(const CommandLine& line, const MediaFile& file, long frame, bool isOnlyOne) {
-  const bool isNamed = line.has(outputOption.name);
-  std::filesystem::path path = isNamed ? line.text(outputOption.name) : file.path().stem().native() + L".png";
-  if (!isNamed || !isOnlyOne) {
-    path.replace_filename(path.stem().native() + L"-" + std::to_wstring(frame) + path.extension().native());
-  }
-  return path;
+/// The name of an image with the frame's number in it.
+std::filesystem::path numbered(const std::filesystem::path& image, long frame) {
+  return image.parent_path() / (image.stem().native() + L"-" + std::to_wstring(frame) + image.extension().native());
 }
 
 void run(const CommandLine& line) {
   const std::set<long> wanted = line.numbers("N");
   MediaFile file(line);
-  requireImageName(outputPath(line, file, 0, wanted.size() == 1));
+  const bool isNamed = line.has(outputOption.name);
+  const std::filesystem::path image = isNamed ? line.text(outputOption.name) : file.path().stem().native() + L".png";
+  requireImageName(image);
 
   const auto stream = file.open<VideoSourceStream>(line);
   // Copied first: the pixels are valid until the next call only.
   const BITMAPINFOHEADER format = *stream->format();
   for (const long number : wanted) {
-    const std::filesystem::path output = outputPath(line, file, number, wanted.size() == 1);
+    throwIfInterrupted();
+    const std::filesystem::path output = isNamed && wanted.size() == 1 ? image : numbered(image, number);
     const DecodedFrame frame = decodedFrame(*stream, number);
     printWarning(*stream);
     writeImage(output, format, frame.bits);

@@ -13,6 +13,8 @@
 
 #include "command.h"
 #include "command_line.h"
+#include "interruption.h"
+#include "progress_line.h"
 #include "shared/failure.h"
 #include "shared/text.h"
 
@@ -66,10 +68,18 @@ void runCommand(const Command& command, std::span<wchar_t* const> words) {
     std::fputs(helpText(command).c_str(), stdout);
     return;
   }
+  if (line.has(quietOption.name)) {
+    ProgressLine::disable();
+  }
   command.run(line);
 }
 
+/// @param failure of which nothing is said when the user has interrupted the command: whatever it is, it comes from that.
 ExitStatus report(const Failure& failure, const std::string& helpCall) {
+  if (isInterrupted()) {
+    std::fputs("quillet: interrupted\n", stderr);
+    return ExitStatus::interrupted;
+  }
   std::fprintf(stderr, "quillet: %s\n", failure.what());
   if (failure.status() == ExitStatus::wrongUsage) {
     std::fprintf(stderr, "Try '%s'.\n", helpCall.c_str());
@@ -110,6 +120,7 @@ ExitStatus runProgram(std::span<wchar_t* const> words) {
 }  // namespace quillet::client
 
 int wmain(int argc, wchar_t* argv[]) {
+  quillet::client::watchForInterruption();
   QuilletThread();
   const quillet::client::Utf8Console console;
   const std::span<wchar_t* const> words(argv, argc);

@@ -7,6 +7,7 @@
 
 #include <uuids.h>
 
+#include "interruption.h"
 #include "shared/failure.h"
 #include "shared/library_stream.h"
 
@@ -23,6 +24,11 @@ long lengthOf(SourceStream& stream) {
 
 }  // namespace
 
+bool MediaFeed::next(MediaPiece& piece) {
+  throwIfInterrupted();
+  return fetch(piece);
+}
+
 FrameFeed::FrameFeed(std::unique_ptr<VideoSourceStream> opened)
     : MediaFeed(lengthOf(*opened)), source(std::move(opened)) {
   if (source->videoInfo(frameFormat) == nullptr) {
@@ -30,7 +36,7 @@ FrameFeed::FrameFeed(std::unique_ptr<VideoSourceStream> opened)
   }
 }
 
-bool FrameFeed::next(MediaPiece& piece) {
+bool FrameFeed::fetch(MediaPiece& piece) {
   if (position >= total()) {
     return false;
   }
@@ -43,7 +49,7 @@ bool FrameFeed::next(MediaPiece& piece) {
 SampleFeed::SampleFeed(std::unique_ptr<AudioSourceStream> opened)
     : MediaFeed(lengthOf(*opened)), source(std::move(opened)), sampleFormat(*source->format()) {}
 
-bool SampleFeed::next(MediaPiece& piece) {
+bool SampleFeed::fetch(MediaPiece& piece) {
   const long first = position;
   const long count = std::min(most, total() - first);
   if (count <= 0) {
@@ -116,7 +122,7 @@ const WAVEFORMATEX* RawFeed::audioFormat() const {
   return isAudio ? reinterpret_cast<const WAVEFORMATEX*>(formatBlock.data()) : nullptr;
 }
 
-bool RawFeed::next(MediaPiece& piece) {
+bool RawFeed::fetch(MediaPiece& piece) {
   constexpr double msPerSecond = 1000.0;
   constexpr double unitsPerMs = 10'000.0;
   if (sample.count <= 0 && !reader.next(sample)) {

@@ -28,9 +28,9 @@ class MediaFeed {
  public:
   virtual ~MediaFeed() = default;
 
-  /// Fetches the piece after the last one.
+  /// Fetches the piece after the last one; a Failure when the user has interrupted the command.
   /// @return false at the end.
-  virtual bool next(MediaPiece& piece) = 0;
+  bool next(MediaPiece& piece);
 
   long done() const { return position; }
   long total() const { return length; }
@@ -45,6 +45,8 @@ class MediaFeed {
   long most = 65536;
 
  private:
+  virtual bool fetch(MediaPiece& piece) = 0;
+
   const long length;
 };
 
@@ -53,11 +55,11 @@ class FrameFeed : public MediaFeed {
  public:
   explicit FrameFeed(std::unique_ptr<VideoSourceStream> opened);
 
-  bool next(MediaPiece& piece) override;
-
   const VIDEOINFOHEADER& format() const { return frameFormat; }
 
  private:
+  bool fetch(MediaPiece& piece) override;
+
   std::unique_ptr<VideoSourceStream> source;
   VIDEOINFOHEADER frameFormat = {};
 };
@@ -67,11 +69,11 @@ class SampleFeed : public MediaFeed {
  public:
   explicit SampleFeed(std::unique_ptr<AudioSourceStream> opened);
 
-  bool next(MediaPiece& piece) override;
-
   const WAVEFORMATEX& format() const { return sampleFormat; }
 
  private:
+  bool fetch(MediaPiece& piece) override;
+
   std::unique_ptr<AudioSourceStream> source;
   const WAVEFORMATEX sampleFormat;
 };
@@ -81,11 +83,12 @@ class RawFeed : public MediaFeed {
  public:
   explicit RawFeed(std::unique_ptr<RawDataSourceStream> opened);
 
-  bool next(MediaPiece& piece) override;
-
   /// The stream's formats, each null for a stream of the other kind. Valid as long as the feed.
   const VIDEOINFOHEADER* videoFormat() const;
   const WAVEFORMATEX* audioFormat() const;
+
+  /// What the feed reads from.
+  RawDataSourceStream& stream() { return *source; }
 
   /// How far the pieces have come in time, in milliseconds.
   double reachedMs() const { return sample.ms; }
@@ -102,6 +105,8 @@ class RawFeed : public MediaFeed {
   /// @}
 
  private:
+  bool fetch(MediaPiece& piece) override;
+
   std::unique_ptr<RawDataSourceStream> source;
   std::vector<BYTE> formatBlock;
   RawReader reader;

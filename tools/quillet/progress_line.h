@@ -17,11 +17,16 @@ class ProgressLine {
   ProgressLine& operator=(const ProgressLine&) = delete;
   ~ProgressLine();
 
-  void show(long long done, long long total);
+  /// No line is shown from here on.
+  static void disable();
+
+  /// @param unit what is counted, "frames" or "samples".
+  void show(long long done, long long total, const char* unit);
 
  private:
   std::string label;
-  bool isTerminal;
+  bool isShown;
+  ULONGLONG begin;
   ULONGLONG nextShow;
   std::size_t shownLength = 0;
 };

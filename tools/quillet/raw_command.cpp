@@ -4,8 +4,10 @@
 #include <string>
 
 #include "command_line.h"
+#include "interruption.h"
 #include "raw_reader.h"
 #include "shared/failure.h"
+#include "stored_stream.h"
 #include "stream_access.h"
 
 namespace quillet::client {
@@ -28,12 +30,14 @@ std::string timeText(double ms) {
 void run(const CommandLine& line) {
   MediaFile file(line);
   const auto stream = file.openRaw(line, !line.has(audioOption.name));
+  warnOfDecoded(*stream, file.path(), chosenStream(line));
   const bool isCsv = line.has(csvOption.name);
   std::puts(isCsv ? "sample,count,bytes,key,ms" : "    sample     count     bytes  key          ms");
 
   RawReader reader(*stream);
   RawSample sample;
   while (reader.next(sample)) {
+    throwIfInterrupted();
     std::printf(isCsv ? "%ld,%ld,%ld,%d,%s\n" : "%10ld %9ld %9ld %4d %11s\n", sample.number, sample.count, sample.bytes,
                 sample.isKey ? 1 : 0, timeText(sample.ms).c_str());
   }

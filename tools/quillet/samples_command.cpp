@@ -5,6 +5,7 @@
 #include <string>
 
 #include "command_line.h"
+#include "interruption.h"
 #include "progress_line.h"
 #include "shared/failure.h"
 #include "shared/library_stream.h"
@@ -26,12 +27,13 @@ void copySamples(AudioSourceStream& stream, long first, long last, long sampleSi
   ProgressLine progress("Writing samples");
   FirstWarning warning;
   for (long next = first; next <= last;) {
+    throwIfInterrupted();
     const long count = std::min(samplesPerChunk, last - next + 1);
     const unsigned char* const samples = decodedSamples(stream, next, next + count - 1);
     warning.look(stream);
     output.write(samples, count * sampleSize);
     next += count;
-    progress.show(next - first, last - first + 1LL);
+    progress.show(next - first, last - first + 1LL, "samples");
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include "canvas.h"
 #include "command_line.h"
+#include "interruption.h"
 #include "progress_line.h"
 #include "shared/failure.h"
 #include "shared/image_file.h"
@@ -121,11 +122,12 @@ void run(const CommandLine& line) {
   ProgressLine progress("Reading frames");
   FirstWarning warning;
   for (long i = 0; i < choice.count; ++i) {
+    throwIfInterrupted();
     const DecodedFrame frame = decodedFrame(*stream, choice.frame(i));
     warning.look(*stream);
     sheet.shrink(layout.thumbnail(i), format, frame.bits);
     sheet.write(layout.label(i), labelOf(*stream, frame.number), look::label, DT_CENTER);
-    progress.show(i + 1, choice.count);
+    progress.show(i + 1, choice.count, "frames");
   }
   sheet.save(output);
   std::printf("%s: %ld of %ld frames\n", displayName(output).c_str(), choice.count, choice.frames);

@@ -2,8 +2,10 @@
 
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -16,8 +18,10 @@ namespace quillet::client {
 class CommandLine;
 
 inline constexpr Argument fileArgument = {"FILE", "media file"};
-inline constexpr Option backendOption = {"--backend", "vfw|ds|auto",
-                                         "Video for Windows, DirectShow, or the first that can (default: auto)"};
+inline constexpr Option backendOption = {
+    "--backend", "vfw|ds|auto",
+    "Video for Windows, DirectShow, or the first that can (default: QUILLET_BACKEND "
+    "of the environment, or auto)"};
 inline constexpr Option streamOption = {"--stream", "N", "number of the stream among those of its kind (default: 0)"};
 
 enum class Backend { videoForWindows, directShow };
@@ -30,13 +34,17 @@ struct Opening {
   std::string failure;             ///< Each backend's reason.
 };
 
-/// The backends that the user wants to be tried, in this order.
+/// The backends that the user wants to be tried, in this order: by the option, or the variable QUILLET_BACKEND.
 std::span<const Backend> chosenBackends(const CommandLine& line);
+
+/// The stream that the user wants, among those of its kind.
+int chosenStream(const CommandLine& line);
 
 /// A media file named on the command line, with the user's choice of backend. `Stream` is VideoSourceStream or
 /// AudioSourceStream.
 class MediaFile {
  public:
+  /// A Failure when the file system knows that there is no such file.
   explicit MediaFile(const CommandLine& line, const Argument& argument = fileArgument);
 
   /// The same, whose streams are opened with these backends.
@@ -59,17 +67,23 @@ class MediaFile {
  private:
   /// @param openWith opens the stream; its argument tells whether DirectShow is to do it.
   template <class Stream, class OpenWith>
-  Opening<Stream> tryBackends(OpenWith openWith);
+  Opening<Stream> tryBackends(bool video, int number, OpenWith openWith);
 
-  /// @param kind "video" or "audio".
   template <class Stream>
-  std::unique_ptr<Stream> take(Opening<Stream> opening, const char* kind, int number) const;
+  std::unique_ptr<Stream> take(Opening<Stream> opening, bool video, int number);
+
+  /// How many streams of a kind DirectShow counts; nothing when it cannot tell.
+  std::optional<int> countWithDirectShow(bool video);
+
+  /// How many streams of a kind the backends find; nothing when none of them can tell.
+  std::optional<int> countStreams(bool video);
 
   std::filesystem::path filePath;
   std::span<const Backend> backends;
   // Whether streams of the file were opened with the backend.
   bool videoForWindowsKnowsFile = false;
   bool directShowKnowsFile = false;
+  std::optional<std::array<int, 2>> counts;  // With DirectShow, of audio and of video; negative when it cannot tell.
 };
 
 /// Why a factory of the library has not given a usable object.

@@ -1,10 +1,13 @@
 // quillet time: from sample numbers to stream times and back.
 
+#include <algorithm>
 #include <cstdio>
+#include <string>
 
 #include "command_line.h"
 #include "shared/failure.h"
 #include "shared/library_stream.h"
+#include "shared/text.h"
 #include "stream_access.h"
 
 namespace quillet::client {
@@ -23,7 +26,13 @@ void convert(const CommandLine& line, const char* unit) {
   const auto stream = MediaFile(line).open<Stream>(line);
   const bool fromSample = line.has(sampleOption.name);
   const double ms = fromSample ? timeOf(*stream, line.number(sampleOption.name)) : line.decimal(timeOption.name);
-  const long sample = fromSample ? line.number(sampleOption.name) : numberAt(*stream, ms);
+  const long length = stream->duration();
+  if (ms < 0.0 || ms >= timeOf(*stream, length)) {
+    throw Failure(toUtf8(line.text((fromSample ? sampleOption : timeOption).name)) + " is outside of the stream: " +
+                  rangeText(unit, length) + ", until " + timeText(timeOf(*stream, length)));
+  }
+  // The last one is shown, or heard, to its end.
+  const long sample = fromSample ? line.number(sampleOption.name) : std::min(numberAt(*stream, ms), length - 1);
   std::printf("%s %ld: %.3f ms\n", unit, sample, ms);
 }
 

@@ -8,6 +8,7 @@
 
 #include "canvas.h"
 #include "command_line.h"
+#include "interruption.h"
 #include "progress_line.h"
 #include "shared/failure.h"
 #include "shared/image_file.h"
@@ -136,8 +137,9 @@ void readAll(AudioSourceStream& stream, PeakReader& reader) {
   ProgressLine progress("Reading samples");
   FirstWarning warning;
   while (reader.readPiece()) {
+    throwIfInterrupted();
     warning.look(stream);
-    progress.show(reader.samplesDone(), reader.samplesTotal());
+    progress.show(reader.samplesDone(), reader.samplesTotal(), "samples");
   }
 }
 

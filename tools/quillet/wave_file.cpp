@@ -1,71 +1,45 @@
 #include "wave_file.h"
 
-#include <cstdint>
+#include <cstddef>
+#include <cstring>
 #include <limits>
-#include <string>
 
 #include "shared/failure.h"
-#include "shared/text.h"
 
 namespace quillet::client {
 namespace {
 
-/// Opens through a file handle: mmioOpen itself gives a '+' in the name a meaning of its own and limits its length.
-HMMIO create(const std::filesystem::path& path) {
-  HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) {
-    throw writeFailure(path, systemMessage(GetLastError()));
-  }
-  MMIOINFO info = {};
-  info.fccIOProc = FOURCC_DOS;
-  info.adwInfo[0] = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(handle));  // Handles have 32 bits everywhere.
-  HMMIO file = mmioOpenW(nullptr, &info, MMIO_WRITE);
-  if (file == nullptr) {
-    CloseHandle(handle);
-    throw writeFailure(path, "multimedia file error " + std::to_string(info.wErrorRet));
-  }
-  return file;
-}
+struct Header {
+  char riff[4] = {'R', 'I', 'F', 'F'};
+  DWORD riffSize = 0;
+  char wave[4] = {'W', 'A', 'V', 'E'};
+  char fmt[4] = {'f', 'm', 't', ' '};
+  DWORD formatSize = sizeof(PCMWAVEFORMAT);
+  PCMWAVEFORMAT format = {};  // The library's samples are PCM, which has nothing after that.
+  char data[4] = {'d', 'a', 't', 'a'};
+  DWORD dataSize = 0;
+};
+static_assert(sizeof(Header) == 44);
 
 }  // namespace
 
 WaveFile::WaveFile(const std::filesystem::path& path, const WAVEFORMATEX& format, long long size)
-    : path(path), unfinished(path) {
-  constexpr long headerRoom = 1024;
-  if (size > std::numeric_limits<LONG>::max() - headerRoom) {
+    : file(path), isPadded(size % 2 != 0) {
+  if (size > std::numeric_limits<LONG>::max() - 1024) {
     throw writeFailure(path, "a WAV file cannot hold more than 2 GB");
   }
-  file.reset(create(path));
-  unfinished.begin();
-
-  riff.fccType = mmioFOURCC('W', 'A', 'V', 'E');
-  require(mmioCreateChunk(file.get(), &riff, MMIO_CREATERIFF));
-  MMCKINFO formatChunk = {};
-  formatChunk.ckid = mmioFOURCC('f', 'm', 't', ' ');
-  require(mmioCreateChunk(file.get(), &formatChunk, 0));
-  write(&format, sizeof(PCMWAVEFORMAT));  // The library's samples are PCM, which has nothing after that.
-  require(mmioAscend(file.get(), &formatChunk, 0));
-  data.ckid = mmioFOURCC('d', 'a', 't', 'a');
-  require(mmioCreateChunk(file.get(), &data, 0));
-}
-
-void WaveFile::write(const void* bytes, long size) {
-  if (mmioWrite(file.get(), static_cast<const char*>(bytes), size) != size) {
-    throw writeFailure(path, systemMessage(GetLastError()));
-  }
+  Header header;
+  header.dataSize = static_cast<DWORD>(size);
+  header.riffSize = sizeof header - offsetof(Header, wave) + header.dataSize + (isPadded ? 1 : 0);
+  std::memcpy(&header.format, &format, sizeof header.format);
+  file.write(&header, sizeof header);
 }
 
 void WaveFile::finish() {
-  require(mmioAscend(file.get(), &data, 0));
-  require(mmioAscend(file.get(), &riff, 0));
-  require(mmioClose(file.release(), 0));
-  unfinished.finish();
-}
-
-void WaveFile::require(MMRESULT result) const {
-  if (result != MMSYSERR_NOERROR) {
-    throw writeFailure(path, "multimedia file error " + std::to_string(result));
+  if (isPadded) {
+    file.write("", 1);  // Chunks begin at even places.
   }
+  file.complete();
 }
 
 }  // namespace quillet::client

@@ -1,22 +1,16 @@
-// A WAV file, written by the platform's multimedia file functions.
+// A WAV file.
 
 #pragma once
 
 #include <filesystem>
-#include <memory>
 
 #include <windows.h>
 
-#include <mmsystem.h>
+#include <mmreg.h>
 
 #include "shared/output_file.h"
 
 namespace quillet::client {
-
-struct MmioDeleter {
-  using pointer = HMMIO;
-  void operator()(HMMIO file) const { mmioClose(file, 0); }
-};
 
 /// Removed again unless finish() succeeds.
 class WaveFile {
@@ -24,19 +18,14 @@ class WaveFile {
   /// @param size bytes that will be written: a file cannot take them all when they are too many.
   WaveFile(const std::filesystem::path& path, const WAVEFORMATEX& format, long long size);
 
-  void write(const void* bytes, long size);
+  void write(const void* bytes, long size) { file.write(bytes, size); }
 
-  /// Completes the header and closes the file.
+  /// Completes the file, to which all bytes have been written.
   void finish();
 
  private:
-  void require(MMRESULT result) const;
-
-  std::filesystem::path path;
-  UnfinishedFile unfinished;
-  std::unique_ptr<HMMIO, MmioDeleter> file;
-  MMCKINFO riff = {};
-  MMCKINFO data = {};
+  PendingFile file;
+  const bool isPadded;
 };
 
 }  // namespace quillet::client

@@ -12,6 +12,7 @@ enum class ExitStatus : int {
   done = 0,
   failed = 1,
   wrongUsage = 2,
+  interrupted = 130,  ///< By the user. As shells have it.
 };
 
 /// The one exception of the client programs: carries what the user is told, in UTF-8, and the exit status.

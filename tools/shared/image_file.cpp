@@ -42,13 +42,13 @@ HRESULT writeRows(IWICBitmapFrameEncode& frame, const BITMAPINFOHEADER& format, 
   return S_OK;
 }
 
-HRESULT encode(IWICImagingFactory& factory, IWICStream& file, const GUID& container, const BITMAPINFOHEADER& format,
+HRESULT encode(IWICImagingFactory& factory, IStream& image, const GUID& container, const BITMAPINFOHEADER& format,
                const unsigned char* bits) {
   ComPtr<IWICBitmapEncoder> encoder;
   ComPtr<IWICBitmapFrameEncode> frame;
   HRESULT result = factory.CreateEncoder(container, nullptr, &encoder);
   if (SUCCEEDED(result)) {
-    result = encoder->Initialize(&file, WICBitmapEncoderNoCache);
+    result = encoder->Initialize(&image, WICBitmapEncoderNoCache);
   }
   if (SUCCEEDED(result)) {
     result = encoder->CreateNewFrame(&frame, nullptr);
@@ -98,13 +98,17 @@ void writeImage(const std::filesystem::path& path, const BITMAPINFOHEADER& forma
   };
   ComPtr<IWICImagingFactory> factory;
   require(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&factory)));
-  UnfinishedFile unfinished(path);
-  ComPtr<IWICStream> file;
-  require(factory->CreateStream(&file));
-  require(file->InitializeFromFilename(path.c_str(), GENERIC_WRITE));
-  unfinished.begin();
-  require(encode(*factory.Get(), *file.Get(), *containerOf(path), format, bits));
-  unfinished.finish();
+  // In memory first: the encoder's own files do not tell of a full disk.
+  ComPtr<IStream> image;
+  HGLOBAL memory = nullptr;
+  require(CreateStreamOnHGlobal(nullptr, TRUE, &image));
+  require(encode(*factory.Get(), *image.Get(), *containerOf(path), format, bits));
+  STATSTG stat = {};
+  require(image->Stat(&stat, STATFLAG_NONAME));
+  require(GetHGlobalFromStream(image.Get(), &memory));
+  PendingFile file(path);
+  file.write(GlobalLock(memory), static_cast<std::size_t>(stat.cbSize.QuadPart));
+  file.complete();
 }
 
 }  // namespace quillet::client

@@ -15,7 +15,7 @@ void requireImageName(const std::filesystem::path& path);
 /// @param row from the top, wherever the pixels begin.
 const unsigned char* rowOf(const BITMAPINFOHEADER& format, const unsigned char* bits, LONG row);
 
-/// Writes 24-bit RGB pixels in the format that the name's ending tells.
+/// Writes 24-bit RGB pixels in the format that the name's ending tells. What `path` names is replaced when all is written.
 /// @param format of the pixels; bottom-up unless biHeight is negative.
 void writeImage(const std::filesystem::path& path, const BITMAPINFOHEADER& format, const unsigned char* bits);
 

@@ -19,7 +19,20 @@ std::string lastErrorText(AudioOrVideoStream& stream) {
          ", " + backendName(stream.usesDirectShow()) + ")";
 }
 
+std::string rangeText(const char* unit, long length) {
+  const std::string units = unit + std::string("s");
+  return length > 0 ? "there are " + units + " 0 to " + std::to_string(length - 1) : "there are no " + units;
+}
+
 namespace {
+
+/// lastErrorText(), of a number outside the stream with those that there are.
+std::string failureText(SourceStream& stream, const char* unit) {
+  const bool isOutside = stream.lastError == (stream.usesDirectShow() ? int{ds_error::parameterOutOfRange}
+                                                                      : vfw_error::parameterOutOfRange);
+  const std::string text = lastErrorText(stream);
+  return isOutside ? text + ": " + rangeText(unit, stream.duration()) : text;
+}
 
 /// @param data what reading the first sample has given.
 bool settled(AudioOrVideoStream& stream, int openingCode, const unsigned char* data) {
@@ -74,7 +87,7 @@ DecodedFrame decodedFrame(VideoSourceStream& stream, long frame) {
   long found = frame;
   unsigned char* const bits = stream.getFrameBits(found);
   if (bits == nullptr) {
-    throw Failure("frame " + std::to_string(frame) + ": " + lastErrorText(stream));
+    throw Failure("frame " + std::to_string(frame) + ": " + failureText(stream, "frame"));
   }
   return {found, bits};
 }
@@ -82,7 +95,8 @@ DecodedFrame decodedFrame(VideoSourceStream& stream, long frame) {
 unsigned char* decodedSamples(AudioSourceStream& stream, long first, long last) {
   unsigned char* const samples = stream.getSamples(first, last);
   if (samples == nullptr) {
-    throw Failure("samples " + std::to_string(first) + " to " + std::to_string(last) + ": " + lastErrorText(stream));
+    throw Failure("samples " + std::to_string(first) + " to " + std::to_string(last) + ": " +
+                  failureText(stream, "sample"));
   }
   return samples;
 }

@@ -15,6 +15,10 @@ const char* backendName(bool directShow);
 /// failed: the next one sets the error anew.
 std::string lastErrorText(AudioOrVideoStream& stream);
 
+/// Which numbers there are.
+/// @param unit "frame" or "sample".
+std::string rangeText(const char* unit, long length);
+
 /// Whether the stream's first sample can be had: some files can be opened and not read. Leaves the last error alone
 /// unless it cannot.
 bool canRead(AudioSourceStream& stream);
