@@ -2,6 +2,7 @@
 """What scripts/exactness.sh runs: exactness.py BUILD-FOLDER WORK-FOLDER [NAME...]. Prints the table."""
 
 import array
+import bisect
 import collections
 import pathlib
 import re
@@ -88,6 +89,18 @@ def thumbs(*source, given=None):
     return [data[at:at + size] for at in range(0, len(data), size)]
 
 
+def numbers_of(path, rate):
+    """The number of each of ffmpeg's frames: its time times the frame rate."""
+    def probe(*entries):
+        run = subprocess.run(["ffprobe", "-v", "error", "-select_streams", "v:0", "-of", "csv=p=0", *entries, path],
+                             check=True, stdout=subprocess.PIPE)
+        return [float(line.strip(b",")) for line in run.stdout.split()]
+
+    # The clocks of these began long before the film.
+    start = probe("-show_entries", "format=start_time")[0] if path.suffix in (".mpg", ".ts") else 0
+    return [round((time - start) * rate) for time in probe("-show_entries", "frame=best_effort_timestamp_time")]
+
+
 def nearest(picture, frames):
     """The number of the frame that looks most like a picture."""
     return min(range(len(frames)), key=lambda n: sum(abs(a - b) for a, b in zip(picture, frames[n])))
@@ -127,9 +140,12 @@ def difference(run, whole, at):
 
 def position(run, whole, expected, reach=6000):
     """Where a piece of a sound lies in it."""
-    last = len(whole) - len(run)
-    return min(range(max(0, min(last, expected - reach)), min(last, expected + reach) + 1),
-               key=lambda at: sum(abs(a - b) for a, b in zip(run[::7], whole[at:at + len(run):7])))
+    def nearest_of(first, end, step):
+        return min(range(max(0, first), min(len(whole) - len(run), end) + 1),
+                   key=lambda at: sum(abs(a - b) for a, b in zip(run[::step], whole[at:at + len(run):step])))
+
+    rough = nearest_of(min(expected, len(whole) - len(run)) - reach, expected + reach, 7)
+    return nearest_of(rough - 9, rough + 9, 1)
 
 
 def name_of(shift):
@@ -137,12 +153,12 @@ def name_of(shift):
 
 
 def summary(given):
-    """How far what was given lies behind what was asked for, the most frequent first."""
-    counts = collections.Counter(found - number for number, found in given.items()).most_common()
+    """How far what was given, by number, lies behind what was to be given, the most frequent first."""
+    counts = collections.Counter(found - wanted for found, wanted in given.values()).most_common()
     if len(counts) == 1:
         return name_of(counts[0][0])
     if len(counts) == len(given):
-        return ", ".join(f"{number} gives {found}" for number, found in given.items())
+        return ", ".join(f"{number} gives {found}" for number, (found, _) in given.items())
     return ", ".join(f"{name_of(shift)} ({count} times)" for shift, count in counts[:3]) + (", ..." if len(counts) > 3 else "")
 
 
@@ -156,13 +172,20 @@ def video_row(path, backend, info):
         return None
     length = int(found[1])
     frames = thumbs("-i", path)
+    numbers = numbers_of(path, float(found[2]))
+
+    def compared(given):
+        """Number: the frame given, and the one to be given, which has that number, or is the last before it."""
+        return {number: (frame, max(bisect.bisect_right(numbers, number) - 1, 0)) for number, frame in given.items()}
+
     given, text = frames_of(path, backend, range(length), frames)
     codes = sorted(set(re.findall(r"code (\d+)", text)), key=int)
     missing = f", {length - len(given)} missing" if len(given) < length else ""
     sought = {}
     for number in SOUGHT_FRAMES:
         sought.update(frames_of(path, backend, [number], frames)[0])
-    return [shown(length, len(frames)), found[2], summary(given) + missing, summary(sought), ", ".join(codes)]
+    return [shown(length, numbers[-1] + 1), found[2], summary(compared(given)) + missing, summary(compared(sought)),
+            ", ".join(codes)]
 
 
 def audio_row(path, backend, info):
@@ -181,7 +204,7 @@ def audio_row(path, backend, info):
     for number in SOUGHT_SAMPLES:
         piece = samples_of(path, backend, number, number + 499)
         if piece is not None:
-            sought[number] = position(piece, whole, number)
+            sought[number] = position(piece, whole, number), number
     return [shown(length, len(whole)), name_of(shift), str(differs), summary(sought)]
 
 

@@ -56,26 +56,29 @@ grab() {
   ffmpeg -v error -y -f x11grab -draw_mouse 0 -video_size "$screen" -i "$DISPLAY" -frames:v 1 "$1"
 }
 
-# window PICTURE PROGRAM [ARGUMENT...]: what the program shows when it draws nothing new any more.
+# window PICTURE PROGRAM [ARGUMENT...]: what the program shows when it has shown the same four times; a caret may blink.
 window() {
-  local picture=$1 turn same=0 before='' now empty crop
+  local picture=$1 turn empty now crop
+  local -A times=([none]=0)
   open_display
   grab "$work/shot.bmp"
   empty=$(md5sum <"$work/shot.bmp")
   timeout 100 wine "${@:2}" >"$work/window.log" 2>&1 &
   run_id=$!
-  for ((turn = 0; turn < 90 && same < 4; turn++)); do
+  now=none
+  for ((turn = 0; turn < 90 && times[$now] < 4; turn++)); do
     sleep 1
     grab "$work/shot.bmp"
     now=$(md5sum <"$work/shot.bmp")
-    if [ "$now" != "$empty" ] && [ "$now" = "$before" ]; then same=$((same + 1)); else same=0; fi
-    before=$now
+    now=${now%% *}
+    [ "$now" != "${empty%% *}" ] || now=none
+    [ "$now" = none ] || times[$now]=$((${times[$now]:-0} + 1))
   done
   kill "$run_id" 2>/dev/null || true
   timeout 20 wineserver -k || true
   wait "$run_id" 2>/dev/null || true
   run_id=''
-  [ "$same" -ge 4 ] || { echo "pictures: $picture: no window came to rest" >&2; exit 1; }
+  [ "${times[$now]}" -ge 4 ] || { echo "pictures: $picture: no window came to rest" >&2; exit 1; }
   # The screen around the window is black.
   crop=$(ffmpeg -loop 1 -i "$work/shot.bmp" -frames:v 3 -vf cropdetect=limit=1:round=1:skip=0 -f null - 2>&1 |
     grep -o 'crop=[0-9:]*' | tail -1)
