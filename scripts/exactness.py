@@ -89,16 +89,16 @@ def thumbs(*source, given=None):
     return [data[at:at + size] for at in range(0, len(data), size)]
 
 
-def numbers_of(path, rate):
-    """The number of each of ffmpeg's frames: its time times the frame rate."""
-    def probe(*entries):
-        run = subprocess.run(["ffprobe", "-v", "error", "-select_streams", "v:0", "-of", "csv=p=0", *entries, path],
+def times_of(path, stream, *interval):
+    """When ffmpeg's frames of a stream begin, in seconds."""
+    def probe(entries, *arguments):
+        run = subprocess.run(["ffprobe", "-v", "error", "-of", "csv=p=0", "-show_entries", entries, *arguments, path],
                              check=True, stdout=subprocess.PIPE)
         return [float(line.strip(b",")) for line in run.stdout.split()]
 
-    # The clocks of these began long before the film.
-    start = probe("-show_entries", "format=start_time")[0] if path.suffix in (".mpg", ".ts") else 0
-    return [round((time - start) * rate) for time in probe("-show_entries", "frame=best_effort_timestamp_time")]
+    # The clocks of these began before the film.
+    start = probe("format=start_time")[0] if path.suffix in (".mpg", ".ts", ".mp3") else 0
+    return [time - start for time in probe("frame=best_effort_timestamp_time", "-select_streams", stream, *interval)]
 
 
 def nearest(picture, frames):
@@ -158,7 +158,7 @@ def summary(given):
     if len(counts) == 1:
         return name_of(counts[0][0])
     if len(counts) == len(given):
-        return ", ".join(f"{number} gives {found}" for number, (found, _) in given.items())
+        return ", ".join(name_of(found - wanted) for found, wanted in given.values())
     return ", ".join(f"{name_of(shift)} ({count} times)" for shift, count in counts[:3]) + (", ..." if len(counts) > 3 else "")
 
 
@@ -172,7 +172,7 @@ def video_row(path, backend, info):
         return None
     length = int(found[1])
     frames = thumbs("-i", path)
-    numbers = numbers_of(path, float(found[2]))
+    numbers = [round(time * float(found[2])) for time in times_of(path, "v:0")]
 
     def compared(given):
         """Number: the frame given, and the one to be given, which has that number, or is the last before it."""
@@ -194,9 +194,11 @@ def audio_row(path, backend, info):
         return None
     length = int(found[1])
     whole = channel_of(path)
+    start = round(times_of(path, "a:0", "-read_intervals", "%+#20")[0] * int(found[2]))
+    truth = start + len(whole)
     run = samples_of(path, backend, 0, length - 1)
     if run is None:
-        return [shown(length, len(whole)), "cannot be read", "", ""]
+        return [shown(length, truth), "cannot be read", "", ""]
     shift = position(run[20000:20500], whole, 20000) - 20000
     first, last = max(1000, -shift), min(len(run), len(whole) - shift) - 1000
     differs = max(abs(a - b) for a, b in zip(run[first:last], whole[first + shift:last + shift]))
@@ -204,8 +206,8 @@ def audio_row(path, backend, info):
     for number in SOUGHT_SAMPLES:
         piece = samples_of(path, backend, number, number + 499)
         if piece is not None:
-            sought[number] = position(piece, whole, number), number
-    return [shown(length, len(whole)), name_of(shift), str(differs), summary(sought)]
+            sought[number] = start + position(piece, whole, number - start), number
+    return [shown(length, truth), name_of(start + shift), str(differs), summary(sought)]
 
 
 def failure(info, kind):

@@ -80,8 +80,7 @@ window() {
   run_id=''
   [ "${times[$now]}" -ge 4 ] || { echo "pictures: $picture: no window came to rest" >&2; exit 1; }
   # The screen around the window is black.
-  crop=$(ffmpeg -loop 1 -i "$work/shot.bmp" -frames:v 3 -vf cropdetect=limit=1:round=1:skip=0 -f null - 2>&1 |
-    grep -o 'crop=[0-9:]*' | tail -1)
+  crop=$(ffmpeg -i "$work/shot.bmp" -vf format=gray,bbox=min_val=1 -f null - 2>&1 | grep -o 'crop=[0-9:]*')
   ffmpeg -v error -y -i "$work/shot.bmp" -vf "$crop" -pix_fmt rgb24 "docs/$picture"
 }
 
