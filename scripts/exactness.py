@@ -14,8 +14,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 WIDTH, HEIGHT = 160, 120
 THUMB = 40, 30  # Frames are compared at this size.
 
-# Each frame has its number in black and white below a moving picture. The sound is noise, of which no two pieces are alike; of
-# low frequencies, since encoders replace other noise by any that is as loud.
+# Each frame has its number in black and white below a moving picture. The sound is noise, of which no two pieces are
+# alike; of low frequencies, since encoders replace other noise by any that is as loud.
 PICTURES = (f"testsrc2=size={WIDTH}x{HEIGHT}:rate=25:duration=4,"
             f"geq=lum='if(gte(Y,{HEIGHT - 16}),16+219*mod(floor(N/pow(2,floor(X/20))),2),lum(X,Y))'"
             f":cb='if(gte(Y,{HEIGHT - 16}),128,cb(X,Y))':cr='if(gte(Y,{HEIGHT - 16}),128,cr(X,Y))'")
@@ -94,7 +94,7 @@ def times_of(path, stream, *interval):
     def probe(entries, *arguments):
         run = subprocess.run(["ffprobe", "-v", "error", "-of", "csv=p=0", "-show_entries", entries, *arguments, path],
                              check=True, stdout=subprocess.PIPE)
-        return [float(line.strip(b",")) for line in run.stdout.split()]
+        return [float(line.strip(b",")) for line in run.stdout.split() if b"N/A" not in line]
 
     # The clocks of these began before the film.
     start = probe("format=start_time")[0] if path.suffix in (".mpg", ".ts", ".mp3") else 0
@@ -139,13 +139,19 @@ def difference(run, whole, at):
 
 
 def position(run, whole, expected, reach=6000):
-    """Where a piece of a sound lies in it."""
+    """Where a piece of a sound lies in it; None when it is not there."""
     def nearest_of(first, end, step):
         return min(range(max(0, first), min(len(whole) - len(run), end) + 1),
                    key=lambda at: sum(abs(a - b) for a, b in zip(run[::step], whole[at:at + len(run):step])))
 
     rough = nearest_of(min(expected, len(whole) - len(run)) - reach, expected + reach, 7)
-    return nearest_of(rough - 9, rough + 9, 1)
+    best = nearest_of(rough - 9, rough + 9, 1)
+    return best if sum(abs(a - b) for a, b in zip(run, whole[best:])) < 1500 * len(run) else None
+
+
+def silence_of(sound):
+    """How many samples at the end are silent."""
+    return next((count for count, value in enumerate(reversed(sound)) if value != 0), len(sound))
 
 
 def name_of(shift):
@@ -159,7 +165,8 @@ def summary(given):
         return name_of(counts[0][0])
     if len(counts) == len(given):
         return ", ".join(name_of(found - wanted) for found, wanted in given.values())
-    return ", ".join(f"{name_of(shift)} ({count} times)" for shift, count in counts[:3]) + (", ..." if len(counts) > 3 else "")
+    text = ", ".join(f"{name_of(shift)} ({count} times)" for shift, count in counts[:3])
+    return text + (", ..." if len(counts) > 3 else "")
 
 
 def shown(count, truth):
@@ -194,20 +201,27 @@ def audio_row(path, backend, info):
         return None
     length = int(found[1])
     whole = channel_of(path)
-    start = round(times_of(path, "a:0", "-read_intervals", "%+#20")[0] * int(found[2]))
+    times = times_of(path, "a:0", "-read_intervals", "%+#20")
+    start = round(times[0] * int(found[2])) if times else 0
     truth = start + len(whole)
     run = samples_of(path, backend, 0, length - 1)
     if run is None:
         return [shown(length, truth), "cannot be read", "", ""]
-    shift = position(run[20000:20500], whole, 20000) - 20000
+    at = position(run[20000:20500], whole, 20000)
+    if at is None:
+        return [shown(length, truth), "other sound", "", ""]
+    shift = at - 20000
     first, last = max(1000, -shift), min(len(run), len(whole) - shift) - 1000
     differs = max(abs(a - b) for a, b in zip(run[first:last], whole[first + shift:last + shift]))
+    silent = silence_of(run) - silence_of(whole)
     sought = {}
     for number in SOUGHT_SAMPLES:
         piece = samples_of(path, backend, number, number + 499)
-        if piece is not None:
-            sought[number] = start + position(piece, whole, number - start), number
-    return [shown(length, truth), name_of(start + shift), str(differs), summary(sought)]
+        at = position(piece, whole, number - start) if piece is not None else None
+        if at is not None:
+            sought[number] = start + at, number
+    return [shown(length, truth), name_of(start + shift) + (f", the last {silent} silent" if silent > 0 else ""),
+            str(differs), summary(sought)]
 
 
 def failure(info, kind):
@@ -238,8 +252,9 @@ def main():
     wine, encoder = (subprocess.run(command, capture_output=True, text=True).stdout.split()
                      for command in (["wine", "--version"], ["ffmpeg", "-version"]))
     print(f"Measured with {wine[0]}, {'32' if 'i686' in BUILD.name else '64'} bits; files of ffmpeg {encoder[2]}.")
-    table("Video:", ["file", "backend", "frames", "frames/s", "number N gives, in order", "after a seek", "codes"], video_rows)
-    table("Audio:", ["file", "backend", "samples", "number N gives, in order", "differing by", "after a seek"], audio_rows)
+    gives = "number N gives, in order"
+    table("Video:", ["file", "backend", "frames", "frames/s", gives, "after a seek", "codes"], video_rows)
+    table("Audio:", ["file", "backend", "samples", gives, "differing by", "after a seek"], audio_rows)
     print()
 
 
