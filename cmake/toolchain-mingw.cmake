@@ -1,6 +1,7 @@
 # MinGW-w64 cross compiler, with Windows' own threads. Included by the toolchain file of each architecture.
 
 set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_C_COMPILER ${QUILLET_MINGW_PREFIX}-gcc-win32)
 set(CMAKE_CXX_COMPILER ${QUILLET_MINGW_PREFIX}-g++-win32)
 set(CMAKE_RC_COMPILER ${QUILLET_MINGW_PREFIX}-windres)
 

@@ -35,7 +35,7 @@ for width in i686 x86_64; do
 done
 cmake --build --preset release-i686 --target docs
 cp README.md CHANGELOG.md LICENCE.txt "$packages/all/$name"
-cp docs/*.png "$packages/all/$name/docs"
+cp docs/*.{md,png} "$packages/all/$name/docs"
 cp -r build/release-i686/docs/html "$packages/all/$name/docs/manual"
 
 (cd "$packages/all" && cmake -E tar cf "$packages/$name.zip" --format=zip -- "$name")

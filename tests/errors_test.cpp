@@ -3,11 +3,15 @@
 
 #include <climits>
 #include <cstring>
+#include <map>
+#include <string>
 
 #include "support/leak_check.h"
 #include "support/reading.h"
 
 using namespace quillet::test;
+namespace ds_error = quillet::ds_error;
+namespace output_error = quillet::output_error;
 namespace vfw_error = quillet::vfw_error;
 
 namespace {
@@ -19,63 +23,49 @@ SourcePointer unopened(bool directShow) {
   return SourcePointer(SourceStream::open(static_cast<const wchar_t*>(nullptr), true, directShow, 0, nullptr));
 }
 
-TEST(Messages, EveryCodeHasItsText) {
-  const auto directShow = unopened(true);
-  const auto videoForWindows = unopened(false);
-  const auto messageOf = [](AudioOrVideoStream& stream, int firstCode = 0) {
-    return [&stream, firstCode](int code) {
-      stream.lastError = firstCode + code;
-      EXPECT_TRUE(stream.ErrorMessage(-1) == nullptr && stream.ErrorMessage(209) == nullptr);
-      return stream.ErrorMessage(code % 2 == 0 ? 0 : 208);  // The argument only gates the call.
-    };
-  };
-  const struct {
-    std::function<const char*(int code)> message;
-    int count;
-    const char *first, *last;
-  } blocks[] = {
-      {messageOf(*directShow), 75, "Success", "Operation stopped by the progress notification"},
-      {messageOf(*videoForWindows), 41, "Success", "Audio compression buffer overflow"},
-      {messageOf(*directShow, 200), 9, "No video stream", "Audio buffer overflow"},
-      {messageOf(*videoForWindows, 200), 9, "No video stream", "Audio buffer overflow"},
-      {[](int value) { return MediaContainer::Message(static_cast<MediaContainer::Error>(value)); }, 14, "Success",
-       "No input pin (audio or video renderer)"},
-  };
-  for (const auto& [message, count, first, last] : blocks) {
-    SCOPED_TRACE(last);
-    std::set<std::string> texts;
-    for (int code = 0; code < count; ++code) {
-      ASSERT_NE(message(code), nullptr) << code;
-      EXPECT_TRUE(texts.insert(message(code)).second) << message(code) << " twice";
-    }
-    EXPECT_STREQ(message(0), first);
-    EXPECT_STREQ(message(count - 1), last);
-    EXPECT_EQ(message(count), nullptr);
-    EXPECT_EQ(message(-1), nullptr);
-  }
-  for (const auto& [code, text] : {std::pair(33, "Media Time time format rejected"),
-                                   {57, "Unused error code"},
-                                   {67, "The sample grabbers's input pin is not connected"}}) {
-    EXPECT_STREQ(messageOf(*directShow)(code), text);
-  }
-  EXPECT_STREQ(messageOf(*videoForWindows)(25), "Cannot set the compessor");
-}
+/// What the manual says of a code.
+struct ManualRow {
+  int code, value;
+  std::string name, text, kind;
+};
+const ManualRow manualRows[] = {
+#include "manual_errors.inc"
+};
 
-TEST(Fatality, IsOfTheCode) {
-  const std::set<int> outputWarnings = {0, 200, 201, 204, 205, 206, 207};
-  const std::set<int> vfwWarnings = {8, 9, 17, 20, 25, 29, 30, 31};
-  const std::set<int> dsWarnings = {12, 20, 34, 35, 43, 44, 45, 52, 54, 55, 56, 57, 59, 61, 62, 69, 70, 71, 72};
+TEST(Codes, AreAsTheManualSays) {
   for (const bool directShow : {false, true}) {
+    SCOPED_TRACE(directShow);
+    std::map<int, ManualRow> known;
+    for (const ManualRow& row : manualRows) {
+      EXPECT_EQ(row.code, row.value) << row.name;
+      if (row.name.starts_with(directShow ? "ds_" : "vfw_") || row.name.starts_with("output_")) {
+        known[row.code] = row;
+      }
+    }
     const auto stream = unopened(directShow);
     for (int code = -2; code <= 211; ++code) {
-      const bool isFatal = !outputWarnings.contains(code) && !(directShow ? dsWarnings : vfwWarnings).contains(code);
-      EXPECT_EQ(stream->Error_isFatal(code), isFatal) << code;
+      const auto row = known.find(code);
       stream->lastError = code;
+      const char* const text = stream->ErrorMessage(code % 2 == 0 ? 0 : 208);  // The argument only gates the call.
+      EXPECT_EQ(text != nullptr ? text : "", row != known.end() ? row->second.text : "") << code;
+      EXPECT_TRUE(stream->ErrorMessage(-1) == nullptr && stream->ErrorMessage(209) == nullptr);
+      const bool isFatal = row == known.end() || row->second.kind == "fatal";
+      EXPECT_EQ(stream->Error_isFatal(code), isFatal) << code;
       EXPECT_EQ(stream->lastErrorIsFatal(), isFatal) << code;
       EXPECT_EQ(stream->resetLastError(), !isFatal) << code;
       EXPECT_EQ(stream->lastError, 0);
     }
     EXPECT_TRUE(stream->Error_isFatal(INT_MIN) && stream->Error_isFatal(INT_MAX));
+  }
+  int count = 0;
+  for (const ManualRow& row : manualRows) {
+    if (row.name.starts_with("MediaContainer")) {
+      EXPECT_EQ(MediaContainer::Message(static_cast<MediaContainer::Error>(count)), row.text) << count;
+      ++count;
+    }
+  }
+  for (const int other : {-1, count}) {
+    EXPECT_EQ(MediaContainer::Message(static_cast<MediaContainer::Error>(other)), nullptr);
   }
 }
 

@@ -18,7 +18,9 @@ struct Internals;
 /// An object is used from one thread at a time. No exception leaves any operation.
 class QUILLET_API AudioOrVideoStream {
  public:
+  /// Objects are not copied.
   AudioOrVideoStream(const AudioOrVideoStream&) = delete;
+  /// Nor assigned.
   AudioOrVideoStream& operator=(const AudioOrVideoStream&) = delete;
 
   /// @return the highest code that the backend itself defines: 74 for DirectShow, 40 for Video for Windows.
@@ -32,6 +34,7 @@ class QUILLET_API AudioOrVideoStream {
   /// @return whether the backend holds `code` to be fatal.
   virtual bool local_ErrorIsFatal(int code) = 0;
 
+  /// Closes what the object has open. None of its operations may be running.
   virtual ~AudioOrVideoStream();
 
   /// @return true for the DirectShow backend, false for Video for Windows.
@@ -67,6 +70,7 @@ class QUILLET_API AudioOrVideoStream {
   int lastError = 0;
 
  protected:
+  /// An object that is not open.
   AudioOrVideoStream();
 
   /// The first step of every operation: sets code 1 when the object was not successfully opened, and leaves the code

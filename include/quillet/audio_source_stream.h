@@ -34,6 +34,7 @@ class QUILLET_API AudioSourceStream : public virtual SourceStream, public virtua
   /// The form above with a name in UTF-16.
   static AudioSourceStream* open(const wchar_t* fileName, int stream, QuilletNotification* notification);
 
+  /// Closes the stream.
   ~AudioSourceStream() override;
 
   /// @return false: samples come decoded.
@@ -62,6 +63,7 @@ class QUILLET_API AudioSourceStream : public virtual SourceStream, public virtua
   WAVEFORMATEX* format();
 
  protected:
+  /// A stream that is not open.
   AudioSourceStream() = default;
 
   /// Format of the decoded samples; filled by the backend's `open`.

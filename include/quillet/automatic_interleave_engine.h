@@ -29,10 +29,16 @@
 class QUILLET_API AutomaticInterleaveEngine {
  public:
   /// The two writing threads.
-  enum ThreadType : int { VideoThread = 0, AudioThread = 1 };
+  enum ThreadType : int {
+    VideoThread = 0,  ///< Writes the frames.
+    AudioThread = 1   ///< Writes the samples.
+  };
 
+  /// An engine without a file.
   AutomaticInterleaveEngine();
+  /// Engines are not copied.
   AutomaticInterleaveEngine(const AutomaticInterleaveEngine&) = delete;
+  /// Nor assigned.
   AutomaticInterleaveEngine& operator=(const AutomaticInterleaveEngine&) = delete;
 
   /// Does not close the file. Neither thread may be in Write() any more.

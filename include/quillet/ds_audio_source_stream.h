@@ -38,6 +38,7 @@ class QUILLET_API DSAudioSourceStream : public AudioSourceStream, public DSSourc
   /// The form above with a name in UTF-16.
   static DSAudioSourceStream* open(const wchar_t* fileName, int streamNumber, QuilletNotification* notification);
 
+  /// Ends the graph and its thread, and closes the stream.
   ~DSAudioSourceStream() override;
 
   /// A run that begins in a gap of the stream, after a seek or because the last run has ended just before the gap, has

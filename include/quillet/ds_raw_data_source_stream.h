@@ -46,6 +46,7 @@ class QUILLET_API DSRawDataSourceStream : public RawDataSourceStream, public DSS
   static DSRawDataSourceStream* open(const wchar_t* fileName, bool video, int streamIndex,
                                      QuilletNotification* notification);
 
+  /// Ends the graph and its thread, and closes the stream.
   ~DSRawDataSourceStream() override;
 
   /// Describes a video stream as its media type does, as far as a VIDEOINFOHEADER can.

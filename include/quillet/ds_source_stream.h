@@ -23,6 +23,7 @@
 /// has stopped it the read fails with ds_error::cannotRunGraph. The reads after a failure seek.
 class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual SourceStream {
  public:
+  /// Ends the graph and its thread, and closes the stream.
   ~DSSourceStream() override;
 
   /// @return the stream's duration in milliseconds, -1.0 when it is not open.
@@ -35,6 +36,7 @@ class QUILLET_API DSSourceStream : public DSAudioOrVideoStream, public virtual S
   void config(int quickDecodeThreshold);
 
  protected:
+  /// A stream that is not open.
   DSSourceStream();
 
   struct Graph;

@@ -31,6 +31,7 @@ class QUILLET_API DSVideoSourceStream : public VideoSourceStream, public DSSourc
   /// The form above with a name in UTF-16.
   static DSVideoSourceStream* open(const wchar_t* fileName, int streamNumber, QuilletNotification* notification);
 
+  /// Ends the graph and its thread, and closes the stream.
   ~DSVideoSourceStream() override;
 
   /// Makes a frame the current one: the frame itself, or the nearest earlier one when the stream has none of that

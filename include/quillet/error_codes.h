@@ -6,8 +6,9 @@
 
 namespace quillet {
 
-namespace common_error {
 /// The codes on which all backends agree.
+namespace common_error {
+/// Values of AudioOrVideoStream::lastError.
 enum Code : int {
   success = 0,          ///< The operation did what it was asked for.
   notOpened = 1,        ///< The object's `open` or `create` failed.
@@ -15,8 +16,9 @@ enum Code : int {
 };
 }  // namespace common_error
 
-namespace ds_error {
 /// Codes of the DirectShow backend.
+namespace ds_error {
+/// Values of AudioOrVideoStream::lastError.
 enum Code : int {
   success = 0,                      ///< "Success"
   notOpened = 1,                    ///< "Stream was not successfully opened"
@@ -100,8 +102,9 @@ enum Code : int {
 };
 }  // namespace ds_error
 
-namespace vfw_error {
 /// Codes of the Video for Windows backend.
+namespace vfw_error {
+/// Values of AudioOrVideoStream::lastError.
 enum Code : int {
   success = 0,                   ///< "Success"
   notOpened = 1,                 ///< "Stream was not successfully opened"
@@ -149,8 +152,9 @@ enum Code : int {
 };
 }  // namespace vfw_error
 
-namespace output_error {
 /// Codes of the output files, the same in both backends.
+namespace output_error {
+/// Values of AudioOrVideoStream::lastError.
 enum Code : int {
   noVideoStream = 200,            ///< "No video stream" (not fatal)
   noAudioStream = 201,            ///< "No audio stream" (not fatal)

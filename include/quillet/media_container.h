@@ -22,22 +22,23 @@ class QUILLET_API MediaContainer {
  public:
   /// What can go wrong while a file's streams are counted.
   enum Error : int {
-    Success = 0,
-    NotEnoughMemory = 1,
-    NoMediaDetector = 2,
-    CannotOpenSourceFile = 3,
-    CannotRetrieveStreamsNumber = 4,
-    CannotSelectStream = 5,
-    UnreadableMediaType = 6,
-    NoGraphBuilderNorMediaDetector = 7,
-    CannotCreateVideoRenderer = 8,
-    CannotAddVideoRenderer = 9,
-    CannotCreateAudioRenderer = 10,
-    CannotAddAudioRenderer = 11,
-    CannotRenderSourceFile = 12,
-    NoRendererInputPin = 13
+    Success = 0,                         ///< "Success"
+    NotEnoughMemory = 1,                 ///< "Not enough memory"
+    NoMediaDetector = 2,                 ///< "Could not create a MediaDetector object"
+    CannotOpenSourceFile = 3,            ///< "Could not open the source file"
+    CannotRetrieveStreamsNumber = 4,     ///< "Could not retrieve the streams number"
+    CannotSelectStream = 5,              ///< "Unable to select one of the streams"
+    UnreadableMediaType = 6,             ///< "Unreadable media type"
+    NoGraphBuilderNorMediaDetector = 7,  ///< "Could neither create a GraphBuilder object nor use the MediaDetector"
+    CannotCreateVideoRenderer = 8,       ///< "Could not create a new video renderer"
+    CannotAddVideoRenderer = 9,          ///< "Could not add a new video renderer to the graph"
+    CannotCreateAudioRenderer = 10,      ///< "Could not create a new audio renderer"
+    CannotAddAudioRenderer = 11,         ///< "Could not add a new audio renderer to the graph"
+    CannotRenderSourceFile = 12,         ///< "Cannot render the source file"
+    NoRendererInputPin = 13              ///< "No input pin (audio or video renderer)"
   };
 
+  /// There are no objects: all operations are static.
   MediaContainer() = delete;
 
   /// Tells by the ids of a media type alone, the format block is not looked at, whether it describes audio. What holds or

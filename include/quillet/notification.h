@@ -9,6 +9,7 @@
 /// or to SourceStream::notify(); it stays the client's and must outlive its use by the stream.
 class QUILLET_API QuilletNotification {
  public:
+  /// No stream may have the sink any more.
   virtual ~QuilletNotification();
 
   /// Called at each step of a long operation, on the thread that runs the operation or on one of the library's own; it

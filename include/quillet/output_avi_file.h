@@ -168,6 +168,7 @@ class QUILLET_API OutputAVIFile : public virtual AudioOrVideoStream {
   bool flushAudio();
 
  protected:
+  /// A file that is not open.
   OutputAVIFile();
 
   /// The first step of an operation on one stream: sets code 1, output_error::noVideoStream or noAudioStream unless the

@@ -36,6 +36,7 @@ class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virt
   /// The form above with a name in UTF-16.
   static RawDataSourceStream* open(const wchar_t* fileName, bool video, int stream, QuilletNotification* notification);
 
+  /// Closes the stream.
   ~RawDataSourceStream() override;
 
   /// @return true.
@@ -66,6 +67,7 @@ class QUILLET_API RawDataSourceStream : public virtual SourceStream, public virt
   long firstKeySample();
 
  protected:
+  /// A stream that is not open.
   RawDataSourceStream() = default;
 
   /// Media type of the samples, its format block owned; filled by the backend's `open`.

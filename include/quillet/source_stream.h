@@ -58,6 +58,7 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   /// The form above with a name in UTF-16.
   static SourceStream* open(int options, void* parentWindow, const wchar_t* fileName, int stream, const char* title);
 
+  /// Closes the stream.
   ~SourceStream() override;
 
   /// @return whether the stream delivers compressed samples (RawDataSourceStream) rather than decoded ones.
@@ -117,6 +118,7 @@ class QUILLET_API SourceStream : public virtual AudioOrVideoStream {
   QuilletNotification* notify();
 
  protected:
+  /// A stream that is not open.
   SourceStream() = default;
 
   /// Length in samples (frames, for video); filled by the backend's `open`.

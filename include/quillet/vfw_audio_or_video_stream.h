@@ -11,9 +11,11 @@ class QUILLET_API VfWAudioOrVideoStream : public virtual AudioOrVideoStream {
   int maxLocalErrorCode() override;
   int errorMessages_resourceBase() override;
   bool local_ErrorIsFatal(int code) override;
+  /// Closes what the object has open.
   ~VfWAudioOrVideoStream() override;
   bool usesDirectShow() override;
 
  protected:
+  /// An object that is not open.
   VfWAudioOrVideoStream() = default;
 };

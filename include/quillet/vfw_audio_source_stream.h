@@ -42,6 +42,7 @@ class QUILLET_API VfWAudioSourceStream : public AudioSourceStream, public VfWSou
   /// The form above with a name in UTF-16.
   static VfWAudioSourceStream* open(const wchar_t* fileName, int streamIndex, QuilletNotification* notification);
 
+  /// Closes the stream.
   ~VfWAudioSourceStream() override;
 
   /// @return samples `first` to `last`, in the stream's own buffer, valid until the next call on this stream; NULL with

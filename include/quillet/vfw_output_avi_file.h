@@ -129,6 +129,7 @@ class QUILLET_API VfWOutputAVIFile : public VfWAudioOrVideoStream, public Output
   bool setInterleavingPeriod(long long period) override;
 
  protected:
+  /// A file that is not open: createFile().
   VfWOutputAVIFile();
 
   /// What create() does with the new object; for subclasses, once, after construction.

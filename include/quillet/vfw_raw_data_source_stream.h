@@ -33,6 +33,7 @@ class QUILLET_API VfWRawDataSourceStream : public RawDataSourceStream, public Vf
   static VfWRawDataSourceStream* open(const wchar_t* fileName, bool video, int streamIndex,
                                       QuilletNotification* notification);
 
+  /// Closes the stream.
   ~VfWRawDataSourceStream() override;
 
   /// Describes a video stream as its media type does.

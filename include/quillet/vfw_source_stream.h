@@ -25,6 +25,7 @@ class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual
   using SourceStream::StreamSampleToTime;
   using SourceStream::StreamTimeToSample;
 
+  /// Closes the stream.
   ~VfWSourceStream() override;
 
   /// There is nothing to tune: sets the warning vfw_error::noConfigurationDialog.
@@ -44,6 +45,7 @@ class QUILLET_API VfWSourceStream : public VfWAudioOrVideoStream, public virtual
   double msDuration() override;
 
  protected:
+  /// A stream that is not open.
   VfWSourceStream();
 
   /// The AVIFile stream.

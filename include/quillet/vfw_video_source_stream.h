@@ -27,6 +27,7 @@ class QUILLET_API VfWVideoSourceStream : public VideoSourceStream, public VfWSou
   /// The form above with a name in UTF-16.
   static VfWVideoSourceStream* open(const wchar_t* fileName, int streamIndex, QuilletNotification* notification);
 
+  /// Closes the stream.
   ~VfWVideoSourceStream() override;
 
   /// Finds the nearest non-empty frame at or before `frame`; when there is none, the next one with the warning

@@ -38,6 +38,7 @@ class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtua
   /// The form above with a name in UTF-16.
   static VideoSourceStream* open(const wchar_t* fileName, int stream, QuilletNotification* notification);
 
+  /// Closes the stream.
   ~VideoSourceStream() override;
 
   /// @return false: frames come decoded.
@@ -86,6 +87,7 @@ class QUILLET_API VideoSourceStream : public virtual SourceStream, public virtua
   BITMAPINFOHEADER* format();
 
  protected:
+  /// A stream that is not open.
   VideoSourceStream();
 
   /// Frames per second; filled by the backend's `open`.
