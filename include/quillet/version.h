@@ -9,9 +9,9 @@
 /// The README says which version of the DLL can stand in for which.
 /// @{
 #define QUILLET_VERSION "0.2.0"  ///< The three numbers that follow.
-#define QUILLET_VERSION_MAJOR 0
-#define QUILLET_VERSION_MINOR 2
-#define QUILLET_VERSION_PATCH 0
+#define QUILLET_VERSION_MAJOR 0  ///< The first.
+#define QUILLET_VERSION_MINOR 2  ///< The second.
+#define QUILLET_VERSION_PATCH 0  ///< The third.
 /// @}
 
 #ifdef __cplusplus
