@@ -60,8 +60,13 @@ if [ ! -e "$prefix/ready-2" ]; then
   ) 9>"$prefix/lock"
 fi
 
+# The signal is for the program itself, which is a child of the usual loader where that is of 32 bits and the program is not.
+loader=wine
+if [ ${#ending[@]} -gt 0 ] && [ "$WINEARCH" = win64 ] && [ -x /usr/lib/wine/wine64 ]; then
+  loader=/usr/lib/wine/wine64
+fi
 status=0
-timeout "${ending[@]}" -k 5 "$seconds" wine "$@" >"$output/out" 2>"$output/err" </dev/null || status=$?
+timeout "${ending[@]}" -k 5 "$seconds" "$loader" "$@" >"$output/out" 2>"$output/err" </dev/null || status=$?
 cat "$output/out"
 # GStreamer, which decodes for Wine, writes to the same place when it has no decoder for a stream; the program says so itself.
 grep -vE '^\(wine:[0-9]+\): GStreamer-CRITICAL|^$' "$output/err" >&2 || true
