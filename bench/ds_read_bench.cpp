@@ -48,10 +48,10 @@ bool compareFile(const char* fileName) {
       [&] { bare.play(); });
   std::printf("  (the bare graph delivered %ld frames)\n", bare.playedFrames());
 
-  const auto readNext = [&, random = std::mt19937(seed)]() mutable {
+  auto readNext = [&, random = std::mt19937(seed)]() mutable {
     read(static_cast<long>(random() % static_cast<unsigned long>(frames)));
   };
-  const auto fetchNext = [&, random = std::mt19937(seed), framePeriod = 10'000'000 / library->frameRate()]() mutable {
+  auto fetchNext = [&, random = std::mt19937(seed), framePeriod = 10'000'000 / library->frameRate()]() mutable {
     bare.fetch(static_cast<LONGLONG>((random() % static_cast<unsigned long>(frames)) * framePeriod));
   };
   // Frame by frame in turn: within seconds a machine changes by more than there is to tell apart.
