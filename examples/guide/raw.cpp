@@ -23,7 +23,9 @@ struct Totals {
 
 // Over DirectShow a number tells a time, and two samples may share one: all of them come in stored order only.
 void listInOrder(DSRawDataSourceStream& raw, Totals& totals) {
-  long number = 0, count = 0, bytes = 0;
+  long number = 0;
+  long count = 0;
+  long bytes = 0;
   bool isKey = false;
   double ms = 0.0;
   while (raw.getNextData(number, count, bytes, isKey, ms) != nullptr) {
@@ -34,7 +36,9 @@ void listInOrder(DSRawDataSourceStream& raw, Totals& totals) {
 // Over Video for Windows each sample has numbers of its own. One that holds nothing gives the sample before it once more.
 void listByNumber(RawDataSourceStream& raw, Totals& totals) {
   for (long wanted = 0; wanted < raw.duration();) {
-    long number = wanted, count = 0, bytes = 0;
+    long number = wanted;
+    long count = 0;
+    long bytes = 0;
     bool isKey = false;
     if (raw.getData(number, count, bytes, isKey) == nullptr) {
       return;
