@@ -324,7 +324,7 @@ TEST(Deleting, InEveryStateLeavesNothingBehind) {
   const auto round = [&] {
     for (const auto& bringAbout : states) {
       const DSVideo stream = openVideo(file.name());
-      ASSERT_EQ(stream->duration(), 60);
+      ASSERT_EQ(stream->duration(), 60) << stream->lastError;
       bringAbout(*stream);
       graph.faults.run = S_OK;
     }
