@@ -139,8 +139,9 @@ std::optional<StoredStream> storedStream(const std::filesystem::path& path, bool
   if (stream == nullptr) {
     return std::nullopt;
   }
+  const bool hasKey = stream->firstKeySample() >= 0;  // Else there is no index that could be trusted.
   StoredStream stored = storedStream(*stream);
-  if (video) {
+  if (video && hasKey) {
     readIndex(path, number, stored);
   }
   return stored;
@@ -157,13 +158,13 @@ void warnOfDecoded(RawDataSourceStream& stream, const std::filesystem::path& pat
   }
   const bool isVideo = stream.format()->majortype == MEDIATYPE_Video;
   const char* const kind = isVideo ? "video" : "audio";
-  const auto stored = storedStream(path, isVideo, number);
-  if (!stored) {
+  const auto stored = openByIndex(path, isVideo, number);
+  if (stored == nullptr) {
     std::fprintf(stderr,
                  "quillet: warning: DirectShow may have decoded the %s stream: its samples are not compressed\n", kind);
-  } else if (stored->isCompressed) {
+  } else if (const StoredStream inFile = storedStream(*stored); inFile.isCompressed) {
     std::fprintf(stderr, "quillet: warning: DirectShow has decoded the %s stream, which the file has as %s\n", kind,
-                 stored->codec.c_str());
+                 inFile.codec.c_str());
   }
 }
 
