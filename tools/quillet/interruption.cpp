@@ -15,12 +15,13 @@ std::atomic<bool> wasInterrupted = false;
 /// Runs on a thread of the system's.
 BOOL WINAPI interrupt(DWORD event) {
   const bool isFirst = !wasInterrupted.exchange(true);
-  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
-    // The console is closing, and the program ends when this returns. Ends: with the program, when the command has unwound,
-    // or when the system does not wait any longer.
-    WaitForSingleObject(GetCurrentProcess(), INFINITE);
+  const bool isClosing = event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT;
+  if (isClosing) {
+    // The program ends when this returns, or after 5 seconds. Ends: with the program when the command has unwound.
+    constexpr DWORD patienceMs = 3000;
+    WaitForSingleObject(GetCurrentProcess(), patienceMs);
   }
-  if (!isFirst) {
+  if (isClosing || !isFirst) {
     PendingFile::abandon();
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitStatus::interrupted));
   }
