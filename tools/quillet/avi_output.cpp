@@ -207,6 +207,13 @@ void AviOutput::copy(RawFeed* video, RawFeed* audio) {
     }
     show(progress, video, audio);
   }
+  for (const RawFeed* const feed : {video, audio}) {
+    if (feed != nullptr && !feed->missing().empty() && pending.replaces()) {
+      file.reset();  // Lets go of the pending file.
+      throw Failure("the file that is there stays, since the copy would not be whole; samples not copied: " +
+                    feed->missing());
+    }
+  }
   finish(video, audio, true);
 }
 

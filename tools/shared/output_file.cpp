@@ -115,6 +115,10 @@ PendingFile::~PendingFile() {
   }
 }
 
+bool PendingFile::replaces() const {
+  return GetFileAttributesW(target.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
 void PendingFile::write(const void* bytes, std::size_t size) {
   if (writeAll(file, bytes, size) > 0) {
     throw systemFailure(target);

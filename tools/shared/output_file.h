@@ -28,6 +28,9 @@ class PendingFile {
   /// Where the file is until it is complete.
   const std::filesystem::path& place() const { return pendingPlace; }
 
+  /// Whether there is a file in the place that this one is for.
+  bool replaces() const;
+
   /// Appends to the file; a Failure when not all of it could be written.
   void write(const void* bytes, std::size_t size);
 
