@@ -12,7 +12,7 @@ int main(int argc, char* argv[]) try {
     std::puts("usage: picture FILE NUMBER IMAGE.ppm");
     return 2;
   }
-  // A path, and not text: the arguments of main() are in the ANSI code page, texts for the library in UTF-8.
+  // A path, and not text, which the library takes in UTF-8. Letters beyond ASCII want wmain(), as the other programs have it.
   quillet::VideoSource video{std::filesystem::path(argv[1])};
   const quillet::Picture picture = video.picture(std::stoll(argv[2]), QUILLET_RGB24, QUILLET_TOP_DOWN);
   std::ofstream image(argv[3], std::ios::binary);
